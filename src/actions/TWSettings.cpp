@@ -1,0 +1,16 @@
+// The settings keys, the store each lives in, and their registered defaults.
+#include "TWSettings.h"
+
+void TWRegisterDefaults(TWUserDefaults& standardDefaults, TWUserDefaults& sharedDefaults) {
+    standardDefaults.registerDefaults({
+        {TWIconStyleKey, TWPlistValue(1)},
+        {TWMenubarKey, TWPlistValue(false)},
+        {TWCheckForUpdatesKey, TWPlistValue(true)},
+    });
+    sharedDefaults.registerDefaults({
+        {TWShowFinderKey, TWPlistValue(true)},
+        {TWShowWindowKey, TWPlistValue(false)},
+        {TWMinimizeKey, TWPlistValue(true)},
+        {TWCloseAllFinderKey, TWPlistValue(false)},
+    });
+}

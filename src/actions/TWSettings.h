@@ -1,0 +1,31 @@
+// The settings keys, the store each lives in, and their registered defaults.
+#pragma once
+
+#include "TWUserDefaults.h"
+
+// Shared store (read by the hide-others action, shared with the menu-bar helper).
+inline constexpr const char* TWExcludedAppsKey = "ExcludedApps";
+inline constexpr const char* TWShowFinderKey = "ShowFinder";
+inline constexpr const char* TWShowWindowKey = "ShowWindow";
+inline constexpr const char* TWMinimizeKey = "Minimize";
+inline constexpr const char* TWCloseAllFinderKey = "CloseAllFinder";
+
+// The application's own store.
+inline constexpr const char* TWMenubarKey = "Menubar";
+inline constexpr const char* TWIconStyleKey = "IconStyle2";
+inline constexpr const char* TWCheckForUpdatesKey = "CheckForUpdates";
+
+// Fields of an excluded-application record.
+inline constexpr const char* TWExcludedNameField = "name";
+inline constexpr const char* TWExcludedURLDataField = "URLData";
+inline constexpr const char* TWExcludedBundleIDField = "BundleID";
+inline constexpr const char* TWExcludedURLField = "URL";   // memory only
+inline constexpr const char* TWExcludedIconField = "Icon"; // memory only
+
+// Identifiers.
+inline constexpr const char* TWOwnBundleIdentifier = "net.quillfen.Tidewell";
+inline constexpr const char* TWHelperBundleIdentifier = "net.quillfen.TidewellStatus";
+inline constexpr const char* TWOwnName = "Tidewell";
+
+// Registers the defaults: first on the application's own store, then on the shared one.
+void TWRegisterDefaults(TWUserDefaults& standardDefaults, TWUserDefaults& sharedDefaults);

@@ -1,0 +1,19 @@
+// The persistent half of a settings store: a dictionary of property-list values kept somewhere.
+#pragma once
+
+#include "TWPropertyList.h"
+
+#include <functional>
+
+class TWDefaultsStore {
+public:
+    virtual ~TWDefaultsStore() = default;
+
+    // The persisted values as they are now (what any process wrote last); empty when none.
+    virtual TWPlistDictionary load() = 0;
+
+    // Applies `change` to the latest persisted values and persists the result, atomically with
+    // respect to every other writer of the same store. Returns false (and logs why) when the
+    // result could not be persisted; the previously persisted values are then left untouched.
+    virtual bool update(const std::function<void(TWPlistDictionary&)>& change) = 0;
+};

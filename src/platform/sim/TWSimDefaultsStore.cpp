@@ -1,0 +1,27 @@
+// A settings store kept in memory: for the simulated desktop, tests and benchmarks.
+#include "TWSimDefaultsStore.h"
+
+TWPlistDictionary TWSimDefaultsStore::load() {
+    std::lock_guard lock(mutex_);
+    ++loads_;
+    return values_;
+}
+
+bool TWSimDefaultsStore::update(const std::function<void(TWPlistDictionary&)>& change) {
+    std::lock_guard lock(mutex_);
+    ++updates_;
+    TWPlistDictionary next = values_;
+    change(next);
+    values_ = std::move(next);
+    return true;
+}
+
+int TWSimDefaultsStore::loadCount() const {
+    std::lock_guard lock(mutex_);
+    return loads_;
+}
+
+int TWSimDefaultsStore::updateCount() const {
+    std::lock_guard lock(mutex_);
+    return updates_;
+}

@@ -1,0 +1,25 @@
+// A settings store kept in memory: for the simulated desktop, tests and benchmarks.
+#pragma once
+
+#include "TWDefaultsStore.h"
+
+#include <mutex>
+
+class TWSimDefaultsStore : public TWDefaultsStore {
+public:
+    TWSimDefaultsStore() = default;
+    explicit TWSimDefaultsStore(TWPlistDictionary initial) : values_(std::move(initial)) {}
+
+    TWPlistDictionary load() override;
+    bool update(const std::function<void(TWPlistDictionary&)>& change) override;
+
+    // Counts of calls, for tests that check the store is read afresh at each action.
+    int loadCount() const;
+    int updateCount() const;
+
+private:
+    mutable std::mutex mutex_;
+    TWPlistDictionary values_;
+    int loads_ = 0;
+    int updates_ = 0;
+};

@@ -1,0 +1,157 @@
+// A settings store: registered defaults (volatile, per process) under persisted values.
+#include "TWUserDefaults.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <stdexcept>
+#include <strings.h>
+
+namespace {
+
+std::shared_ptr<TWUserDefaults>& standardSlot() {
+    static std::shared_ptr<TWUserDefaults> slot;
+    return slot;
+}
+
+std::shared_ptr<TWUserDefaults>& sharedSlot() {
+    static std::shared_ptr<TWUserDefaults> slot;
+    return slot;
+}
+
+std::int64_t clampToInt64(double d) {
+    if (std::isnan(d))
+        return 0;
+    if (d >= 9.2233720368547758e18)
+        return std::numeric_limits<std::int64_t>::max();
+    if (d <= -9.2233720368547758e18)
+        return std::numeric_limits<std::int64_t>::min();
+    return static_cast<std::int64_t>(d);
+}
+
+// The leading decimal number of a string ("  42abc" -> 42), 0 when there is none.
+std::int64_t leadingInteger(const std::string& s) {
+    const char* p = s.c_str();
+    char* end = nullptr;
+    double d = std::strtod(p, &end);
+    if (end == p)
+        return 0;
+    return clampToInt64(d);
+}
+
+} // namespace
+
+TWUserDefaults::TWUserDefaults(std::shared_ptr<TWDefaultsStore> store) : store_(std::move(store)) {}
+
+TWUserDefaults& TWUserDefaults::standardUserDefaults() {
+    if (!standardSlot())
+        throw std::logic_error("TWUserDefaults: the standard store was used before it was set");
+    return *standardSlot();
+}
+
+TWUserDefaults& TWUserDefaults::sharedUserDefaults() {
+    if (!sharedSlot())
+        throw std::logic_error("TWUserDefaults: the shared store was used before it was set");
+    return *sharedSlot();
+}
+
+void TWUserDefaults::setStandardUserDefaults(std::shared_ptr<TWUserDefaults> defaults) {
+    standardSlot() = std::move(defaults);
+}
+
+void TWUserDefaults::setSharedUserDefaults(std::shared_ptr<TWUserDefaults> defaults) {
+    sharedSlot() = std::move(defaults);
+}
+
+void TWUserDefaults::registerDefaults(const TWPlistDictionary& defaults) {
+    std::lock_guard lock(registeredMutex_);
+    for (const auto& [key, value] : defaults)
+        registered_.insert_or_assign(key, value);
+}
+
+std::optional<TWPlistValue> TWUserDefaults::objectForKey(const std::string& key) const {
+    TWPlistDictionary persisted = store_->load();
+    if (const TWPlistValue* v = TWPlistLookup(persisted, key))
+        return *v;
+    std::lock_guard lock(registeredMutex_);
+    if (const TWPlistValue* v = TWPlistLookup(registered_, key))
+        return *v;
+    return std::nullopt;
+}
+
+bool TWUserDefaults::setObject(const TWPlistValue& value, const std::string& key) {
+    return store_->update([&](TWPlistDictionary& d) { d.insert_or_assign(key, value); });
+}
+
+bool TWUserDefaults::removeObjectForKey(const std::string& key) {
+    return store_->update([&](TWPlistDictionary& d) { d.erase(key); });
+}
+
+bool TWUserDefaults::boolForKey(const std::string& key) const {
+    auto value = objectForKey(key);
+    if (!value)
+        return false;
+    if (const bool* b = value->get<bool>())
+        return *b;
+    if (const std::int64_t* i = value->get<std::int64_t>())
+        return *i != 0;
+    if (const double* d = value->get<double>())
+        return *d != 0;
+    if (const std::string* s = value->get<std::string>()) {
+        const char* c = s->c_str();
+        while (*c == ' ' || *c == '\t')
+            ++c;
+        if (strcasecmp(c, "YES") == 0 || strcasecmp(c, "true") == 0 || strcasecmp(c, "y") == 0)
+            return true;
+        return leadingInteger(*s) != 0;
+    }
+    return false;
+}
+
+bool TWUserDefaults::setBool(bool value, const std::string& key) {
+    return setObject(TWPlistValue(value), key);
+}
+
+std::int64_t TWUserDefaults::integerForKey(const std::string& key) const {
+    auto value = objectForKey(key);
+    if (!value)
+        return 0;
+    if (const std::int64_t* i = value->get<std::int64_t>())
+        return *i;
+    if (const bool* b = value->get<bool>())
+        return *b ? 1 : 0;
+    if (const double* d = value->get<double>())
+        return clampToInt64(*d);
+    if (const std::string* s = value->get<std::string>())
+        return leadingInteger(*s);
+    return 0;
+}
+
+bool TWUserDefaults::setInteger(std::int64_t value, const std::string& key) {
+    return setObject(TWPlistValue(static_cast<long long>(value)), key);
+}
+
+std::optional<TWPlistArray> TWUserDefaults::arrayForKey(const std::string& key) const {
+    auto value = objectForKey(key);
+    if (!value)
+        return std::nullopt;
+    if (const TWPlistArray* a = value->get<TWPlistArray>())
+        return *a;
+    return std::nullopt;
+}
+
+std::optional<std::string> TWUserDefaults::stringForKey(const std::string& key) const {
+    auto value = objectForKey(key);
+    if (!value)
+        return std::nullopt;
+    if (const std::string* s = value->get<std::string>())
+        return *s;
+    if (const std::int64_t* i = value->get<std::int64_t>())
+        return std::to_string(*i);
+    if (const double* d = value->get<double>()) {
+        char buf[64];
+        std::snprintf(buf, sizeof buf, "%g", *d);
+        return std::string(buf);
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,92 @@
+// The settings store's layering (registered under persisted) and its conversions.
+#include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
+#include "TWUserDefaults.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+struct Stores {
+    std::shared_ptr<TWSimDefaultsStore> ownBacking = std::make_shared<TWSimDefaultsStore>();
+    std::shared_ptr<TWSimDefaultsStore> sharedBacking = std::make_shared<TWSimDefaultsStore>();
+    TWUserDefaults own{ownBacking};
+    TWUserDefaults shared{sharedBacking};
+};
+} // namespace
+
+TEST(TWUserDefaults, FreshInstallReadsTheRegisteredDefaultsFromTheRightStore) {
+    Stores s;
+    EXPECT_FALSE(s.shared.boolForKey(TWShowFinderKey)) << "absent reads NO before registration";
+    TWRegisterDefaults(s.own, s.shared);
+    EXPECT_EQ(s.own.integerForKey(TWIconStyleKey), 1);
+    EXPECT_FALSE(s.own.boolForKey(TWMenubarKey));
+    EXPECT_TRUE(s.own.boolForKey(TWCheckForUpdatesKey));
+    EXPECT_TRUE(s.shared.boolForKey(TWShowFinderKey));
+    EXPECT_FALSE(s.shared.boolForKey(TWShowWindowKey));
+    EXPECT_TRUE(s.shared.boolForKey(TWMinimizeKey));
+    EXPECT_FALSE(s.shared.boolForKey(TWCloseAllFinderKey));
+    EXPECT_FALSE(s.shared.arrayForKey(TWExcludedAppsKey).has_value());
+    // Each key lives in one store only.
+    EXPECT_FALSE(s.shared.objectForKey(TWIconStyleKey).has_value());
+    EXPECT_FALSE(s.own.objectForKey(TWShowFinderKey).has_value());
+    // Registration is volatile: nothing was written.
+    EXPECT_EQ(s.ownBacking->updateCount(), 0);
+    EXPECT_TRUE(s.sharedBacking->load().empty());
+}
+
+TEST(TWUserDefaults, PersistedValuesShadowRegisteredOnesAndRemovalUncoversThem) {
+    Stores s;
+    TWRegisterDefaults(s.own, s.shared);
+    s.shared.setBool(false, TWShowFinderKey);
+    EXPECT_FALSE(s.shared.boolForKey(TWShowFinderKey));
+    s.shared.removeObjectForKey(TWShowFinderKey);
+    EXPECT_TRUE(s.shared.boolForKey(TWShowFinderKey));
+    s.own.setInteger(5, TWIconStyleKey);
+    EXPECT_EQ(s.own.integerForKey(TWIconStyleKey), 5);
+    // A later registration replaces an earlier one for the same key only.
+    s.own.registerDefaults({{TWMenubarKey, TWPlistValue(true)}});
+    EXPECT_TRUE(s.own.boolForKey(TWMenubarKey));
+    EXPECT_TRUE(s.own.boolForKey(TWCheckForUpdatesKey));
+}
+
+TEST(TWUserDefaults, ConversionsFollowTheUsualRules) {
+    auto backing = std::make_shared<TWSimDefaultsStore>(TWPlistDictionary{
+        {"yesString", TWPlistValue("YES")},
+        {"oneString", TWPlistValue("1")},
+        {"noString", TWPlistValue("NO")},
+        {"word", TWPlistValue("purple")},
+        {"numberString", TWPlistValue("  42abc")},
+        {"real", TWPlistValue(2.9)},
+        {"boolTrue", TWPlistValue(true)},
+        {"zero", TWPlistValue(0)},
+        {"data", TWPlistValue(TWPlistData{1, 2})},
+        {"array", TWPlistValue(TWPlistArray{TWPlistValue(1)})},
+        {"dict", TWPlistValue(TWPlistDictionary{})},
+    });
+    TWUserDefaults d(backing);
+    EXPECT_TRUE(d.boolForKey("yesString"));
+    EXPECT_TRUE(d.boolForKey("oneString"));
+    EXPECT_FALSE(d.boolForKey("noString"));
+    EXPECT_FALSE(d.boolForKey("word"));
+    EXPECT_FALSE(d.boolForKey("zero"));
+    EXPECT_FALSE(d.boolForKey("data"));
+    EXPECT_FALSE(d.boolForKey("missing"));
+    EXPECT_TRUE(d.boolForKey("real"));
+    EXPECT_EQ(d.integerForKey("word"), 0) << "a non-number reads as integer 0";
+    EXPECT_EQ(d.integerForKey("numberString"), 42);
+    EXPECT_EQ(d.integerForKey("real"), 2);
+    EXPECT_EQ(d.integerForKey("boolTrue"), 1);
+    EXPECT_EQ(d.integerForKey("array"), 0);
+    EXPECT_FALSE(d.arrayForKey("dict").has_value());
+    ASSERT_TRUE(d.arrayForKey("array").has_value());
+    EXPECT_EQ(d.arrayForKey("array")->size(), 1u);
+}
+
+TEST(TWUserDefaults, EveryReadSeesTheLatestPersistedValue) {
+    auto backing = std::make_shared<TWSimDefaultsStore>();
+    TWUserDefaults reader(backing), writer(backing);
+    writer.setBool(true, TWShowWindowKey);
+    EXPECT_TRUE(reader.boolForKey(TWShowWindowKey));
+    writer.setBool(false, TWShowWindowKey);
+    EXPECT_FALSE(reader.boolForKey(TWShowWindowKey));
+}
