@@ -13,7 +13,7 @@
 #include <string>
 
 class TWCommon {
-public:
+  public:
     // Takes the desktop and the shared settings store; installs the front-switch handler.
     TWCommon(TWDesktop& desktop, TWUserDefaults& sharedDefaults);
     TWCommon(const TWCommon&) = delete;
@@ -60,7 +60,7 @@ public:
 
     TWDesktop& desktop() { return desktop_; }
 
-private:
+  private:
     TWDesktop& desktop_;
     TWUserDefaults& sharedDefaults_;
     mutable std::mutex stateMutex_;
@@ -69,7 +69,7 @@ private:
 
 // The menu item of one running application: choosing it toggles that application.
 class TWDockMenuItem : public TWMenuItem {
-public:
+  public:
     // Title "   " + name; the process-info dictionary ("pid", "name", "bundleID") is kept as
     // the represented object.
     TWDockMenuItem(TWCommon& common, TWPlistDictionary processInfo, const std::string& name);
@@ -77,6 +77,6 @@ public:
     void toggleAppVisibility();
     void perform() override { toggleAppVisibility(); }
 
-private:
+  private:
     TWCommon& common_;
 };

@@ -10,7 +10,7 @@
 #include <vector>
 
 class TWMenuItem {
-public:
+  public:
     virtual ~TWMenuItem() = default;
 
     // A separator line.
@@ -33,13 +33,13 @@ public:
     // Chooses the item: runs its action; an item without an action does nothing.
     virtual void perform();
 
-protected:
+  protected:
     TWMenuItem() = default;
     void setTarget(const void* target) { target_ = target; }
     void setAction(std::string action) { action_ = std::move(action); }
     void setTitle(std::string title) { title_ = std::move(title); }
 
-private:
+  private:
     std::string title_;
     std::string action_;
     const void* target_ = nullptr;
@@ -51,13 +51,13 @@ private:
 };
 
 class TWMenu {
-public:
+  public:
     explicit TWMenu(std::string title) : title_(std::move(title)) {}
     const std::string& title() const { return title_; }
     void addItem(std::shared_ptr<TWMenuItem> item) { items_.push_back(std::move(item)); }
     const std::vector<std::shared_ptr<TWMenuItem>>& items() const { return items_; }
 
-private:
+  private:
     std::string title_;
     std::vector<std::shared_ptr<TWMenuItem>> items_;
 };

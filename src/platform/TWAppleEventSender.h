@@ -24,7 +24,7 @@ struct TWAppleEvent {
 };
 
 class TWAppleEventSender {
-public:
+  public:
     virtual ~TWAppleEventSender() = default;
     // Sends the event without waiting for an answer; an event nobody can receive is dropped.
     virtual void send(const TWAppleEvent& event) = 0;

@@ -6,7 +6,7 @@
 #include <functional>
 
 class TWDefaultsStore {
-public:
+  public:
     virtual ~TWDefaultsStore() = default;
 
     // The persisted values as they are now (what any process wrote last); empty when none.

@@ -9,7 +9,7 @@
 #include "TWWorkspace.h"
 
 class TWDesktop {
-public:
+  public:
     virtual ~TWDesktop() = default;
 
     virtual TWWorkspace& workspace() = 0;

@@ -4,7 +4,7 @@
 #include <functional>
 
 class TWFrontSwitchSource {
-public:
+  public:
     virtual ~TWFrontSwitchSource() = default;
     // Installs a handler run on the main thread each time the front application changes.
     // Handlers are kept for the life of the source and never removed.

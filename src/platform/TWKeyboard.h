@@ -11,7 +11,7 @@ inline constexpr std::uint32_t TWOptionKey = 1u << 11;
 inline constexpr std::uint32_t TWControlKey = 1u << 12;
 
 class TWKeyboard {
-public:
+  public:
     virtual ~TWKeyboard() = default;
     // The modifier keys held now, as the bits above.
     virtual std::uint32_t currentKeyModifiers() = 0;

@@ -1,4 +1,5 @@
-// Property-list values: the value type of the settings stores and of menu items' represented objects.
+// Property-list values: the value type of the settings stores and of menu items' represented
+// objects.
 #pragma once
 
 #include <cstdint>

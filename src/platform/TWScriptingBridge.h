@@ -7,7 +7,7 @@
 
 // One file-manager window, as a scripting object.
 class TWScriptingWindow {
-public:
+  public:
     virtual ~TWScriptingWindow() = default;
     // Minimizes (true) or restores (false) the window.
     virtual void setCollapsed(bool collapsed) = 0;
@@ -19,7 +19,7 @@ public:
 
 // The file manager's window elements. Each query asks the file manager afresh.
 class TWScriptingWindowArray {
-public:
+  public:
     virtual ~TWScriptingWindowArray() = default;
     // Number of windows now.
     virtual std::size_t count() = 0;
@@ -31,19 +31,20 @@ public:
 
 // A scripting object for the file manager application.
 class TWScriptedFileManager {
-public:
+  public:
     virtual ~TWScriptedFileManager() = default;
     // A fresh fetch of the window elements ("FinderWindows").
     virtual std::shared_ptr<TWScriptingWindowArray> FinderWindows() = 0;
     // A new, unattached object of a scripting class (such as "Finder window"), or null when the
     // class is unknown.
-    virtual std::shared_ptr<TWScriptingWindow> newObjectOfScriptingClass(const std::string& name) = 0;
+    virtual std::shared_ptr<TWScriptingWindow>
+    newObjectOfScriptingClass(const std::string& name) = 0;
     // The location the file manager's own preferences choose for new windows.
     virtual std::string newWindowTarget() = 0;
 };
 
 class TWScriptingBridge {
-public:
+  public:
     virtual ~TWScriptingBridge() = default;
     // A scripting object for the application with this identifier.
     virtual std::unique_ptr<TWScriptedFileManager>

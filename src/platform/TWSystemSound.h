@@ -2,7 +2,7 @@
 #pragma once
 
 class TWSystemSound {
-public:
+  public:
     virtual ~TWSystemSound() = default;
     // Plays the alert sound (the beep).
     virtual void beep() = 0;

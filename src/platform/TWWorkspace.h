@@ -29,7 +29,7 @@ struct TWRunningApplication {
 };
 
 class TWWorkspace {
-public:
+  public:
     virtual ~TWWorkspace() = default;
 
     // Running applications in launch order.

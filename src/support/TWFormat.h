@@ -20,27 +20,33 @@ using TWFormatArg =
 std::string TWFormatArgs(std::string_view format, const std::vector<TWFormatArg>& args);
 
 namespace tw_detail {
-inline TWFormatArg toFormatArg(std::nullptr_t) { return nullptr; }
+inline TWFormatArg toFormatArg(std::nullptr_t) {
+    return nullptr;
+}
 inline TWFormatArg toFormatArg(const char* s) {
     return s ? TWFormatArg(std::string(s)) : TWFormatArg(nullptr);
 }
-inline TWFormatArg toFormatArg(std::string_view s) { return std::string(s); }
-inline TWFormatArg toFormatArg(const std::string& s) { return s; }
+inline TWFormatArg toFormatArg(std::string_view s) {
+    return std::string(s);
+}
+inline TWFormatArg toFormatArg(const std::string& s) {
+    return s;
+}
 inline TWFormatArg toFormatArg(const std::optional<std::string>& s) {
     return s ? TWFormatArg(*s) : TWFormatArg(nullptr);
 }
-inline TWFormatArg toFormatArg(const void* p) { return p; }
+inline TWFormatArg toFormatArg(const void* p) {
+    return p;
+}
 template <class T>
-    requires std::is_integral_v<T>
-TWFormatArg toFormatArg(T v) {
+requires std::is_integral_v<T> TWFormatArg toFormatArg(T v) {
     if constexpr (std::is_signed_v<T>)
         return static_cast<std::int64_t>(v);
     else
         return static_cast<std::uint64_t>(v);
 }
 template <class T>
-    requires std::is_floating_point_v<T>
-TWFormatArg toFormatArg(T v) {
+requires std::is_floating_point_v<T> TWFormatArg toFormatArg(T v) {
     return static_cast<double>(v);
 }
 } // namespace tw_detail

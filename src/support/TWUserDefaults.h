@@ -9,7 +9,7 @@
 #include <string>
 
 class TWUserDefaults {
-public:
+  public:
     explicit TWUserDefaults(std::shared_ptr<TWDefaultsStore> store);
 
     // The application's own store and the store shared with the menu-bar helper. Both must have
@@ -45,7 +45,7 @@ public:
 
     TWDefaultsStore& store() { return *store_; }
 
-private:
+  private:
     std::shared_ptr<TWDefaultsStore> store_;
     mutable std::mutex registeredMutex_;
     TWPlistDictionary registered_;

@@ -34,7 +34,8 @@ TEST(TWFormat, MalformedFormatsNeverFail) {
 
 TEST(TWFormat, PointerConversionMatchesDescriptionStyle) {
     int x = 0;
-    std::string s = TWFormat("<%@: %p : %@>", "OVSystemVersion", static_cast<const void*>(&x), "1.0");
+    std::string s =
+        TWFormat("<%@: %p : %@>", "OVSystemVersion", static_cast<const void*>(&x), "1.0");
     EXPECT_EQ(s.rfind("<OVSystemVersion: 0x", 0), 0u);
     EXPECT_NE(s.find(" : 1.0>"), std::string::npos);
 }

@@ -1,7 +1,7 @@
 // The settings store's layering (registered under persisted) and its conversions.
+#include "TWUserDefaults.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
-#include "TWUserDefaults.h"
 
 #include <gtest/gtest.h>
 

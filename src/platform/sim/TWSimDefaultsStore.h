@@ -6,7 +6,7 @@
 #include <mutex>
 
 class TWSimDefaultsStore : public TWDefaultsStore {
-public:
+  public:
     TWSimDefaultsStore() = default;
     explicit TWSimDefaultsStore(TWPlistDictionary initial) : values_(std::move(initial)) {}
 
@@ -17,7 +17,7 @@ public:
     int loadCount() const;
     int updateCount() const;
 
-private:
+  private:
     mutable std::mutex mutex_;
     TWPlistDictionary values_;
     int loads_ = 0;
