@@ -1,0 +1,257 @@
+// One Tidewell per user session: the private local socket between instances.
+#include "TWInstanceChannel.h"
+
+#include "TWLog.h"
+
+#include <QDir>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QTimer>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+constexpr const char* socketName = "instance.sock";
+constexpr const char* lockName = "instance.lock";
+constexpr const char* bufferProperty = "tw_buffer";
+
+void logLine(const QString& text) {
+    TWLog(("TidewellAppDelegate: " + text).toStdString());
+}
+
+// The directory must be ours alone: created 0700, not a symlink, owned by us. Another user
+// could otherwise pre-create it and listen in our place.
+bool prepareDirectory(const QString& directory) {
+    const QByteArray path = QFile::encodeName(directory);
+    if (mkdir(path.constData(), 0700) != 0 && errno != EEXIST) {
+        logLine("cannot create " + directory + ": " + QString::fromLocal8Bit(strerror(errno)));
+        return false;
+    }
+    struct stat info {};
+    if (lstat(path.constData(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != geteuid()) {
+        logLine("refusing " + directory + ": not a directory owned by this user");
+        return false;
+    }
+    if ((info.st_mode & 077) != 0 && chmod(path.constData(), 0700) != 0) {
+        logLine("refusing " + directory + ": cannot make it private");
+        return false;
+    }
+    return true;
+}
+
+quint32 readLength(const QByteArray& bytes) {
+    const auto* p = reinterpret_cast<const unsigned char*>(bytes.constData());
+    return (quint32(p[0]) << 24) | (quint32(p[1]) << 16) | (quint32(p[2]) << 8) | quint32(p[3]);
+}
+
+using Clock = std::chrono::steady_clock;
+
+int remainingMs(Clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    return left.count() > 0 ? int(left.count()) : 0;
+}
+
+bool writeAll(int fd, const QByteArray& bytes, Clock::time_point deadline) {
+    qsizetype done = 0;
+    while (done < bytes.size()) {
+        pollfd p{fd, POLLOUT, 0};
+        if (poll(&p, 1, remainingMs(deadline)) <= 0)
+            return false;
+        ssize_t n = ::send(fd, bytes.constData() + done, size_t(bytes.size() - done), MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += n;
+    }
+    return true;
+}
+
+bool readExactly(int fd, char* buffer, size_t size, Clock::time_point deadline) {
+    size_t done = 0;
+    while (done < size) {
+        pollfd p{fd, POLLIN, 0};
+        if (poll(&p, 1, remainingMs(deadline)) <= 0)
+            return false;
+        ssize_t n = ::recv(fd, buffer + done, size - done, 0);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += size_t(n);
+    }
+    return true;
+}
+} // namespace
+
+TWInstanceChannel::TWInstanceChannel(QString directory, QObject* parent)
+    : QObject(parent), directory_(std::move(directory)) {}
+
+TWInstanceChannel::~TWInstanceChannel() {
+    if (server_)
+        server_->close();
+    if (lockFd_ >= 0)
+        ::close(lockFd_);
+}
+
+QString TWInstanceChannel::defaultDirectory() {
+    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
+    if (!runtime.isEmpty() && runtime.startsWith('/'))
+        return QFile::decodeName(runtime) + "/tidewell";
+    return QStringLiteral("/tmp/tidewell-%1").arg(geteuid());
+}
+
+QString TWInstanceChannel::socketPath() const {
+    return directory_ + "/" + socketName;
+}
+
+QByteArray TWInstanceChannel::frame(const QByteArray& payload) {
+    const auto size = quint32(payload.size());
+    QByteArray bytes(4, '\0');
+    bytes[0] = char(size >> 24);
+    bytes[1] = char(size >> 16);
+    bytes[2] = char(size >> 8);
+    bytes[3] = char(size);
+    return bytes + payload;
+}
+
+bool TWInstanceChannel::acquireInstanceLock() {
+    if (lockFd_ >= 0)
+        return true;
+    if (!prepareDirectory(directory_))
+        return false;
+    const QByteArray path = QFile::encodeName(directory_ + "/" + lockName);
+    int fd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (fd < 0) {
+        logLine("cannot open the instance lock: " + QString::fromLocal8Bit(strerror(errno)));
+        return false;
+    }
+    // The kernel drops the lock when its holder dies, so a crashed instance never blocks the
+    // next start; only the holder touches the socket file.
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        ::close(fd);
+        return false;
+    }
+    lockFd_ = fd;
+    return true;
+}
+
+bool TWInstanceChannel::listen(Handler handler) {
+    if (lockFd_ < 0 && !acquireInstanceLock())
+        return false;
+    handler_ = std::move(handler);
+    // Holding the lock means any socket file here is a leftover of a crashed instance.
+    QLocalServer::removeServer(socketPath());
+    server_ = new QLocalServer(this);
+    server_->setSocketOptions(QLocalServer::UserAccessOption);
+    if (!server_->listen(socketPath())) {
+        logLine("cannot listen on " + socketPath() + ": " + server_->errorString());
+        return false;
+    }
+    connect(server_, &QLocalServer::newConnection, this, &TWInstanceChannel::acceptConnection);
+    return true;
+}
+
+void TWInstanceChannel::acceptConnection() {
+    while (QLocalSocket* socket = server_->nextPendingConnection()) {
+        ucred peer{};
+        socklen_t size = sizeof peer;
+        if (getsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_PEERCRED, &peer, &size) !=
+                0 ||
+            peer.uid != geteuid()) {
+            drop(socket, QStringLiteral("connection from another user refused"));
+            continue;
+        }
+        auto* timer = new QTimer(socket);
+        timer->setSingleShot(true);
+        connect(timer, &QTimer::timeout, socket,
+                [this, socket] { drop(socket, QStringLiteral("message not received in time")); });
+        timer->start(messageTimeoutMs);
+        connect(socket, &QLocalSocket::readyRead, this, [this, socket] { readFrom(socket); });
+        connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+        if (socket->bytesAvailable() > 0)
+            readFrom(socket);
+    }
+}
+
+void TWInstanceChannel::readFrom(QLocalSocket* socket) {
+    QByteArray buffer = socket->property(bufferProperty).toByteArray();
+    // Never read more than one frame's worth: an endless sender cannot grow our memory.
+    buffer += socket->read(4 + maximumMessageSize - buffer.size());
+    if (buffer.size() >= 4) {
+        const quint32 length = readLength(buffer);
+        if (length == 0 || length > quint32(maximumMessageSize)) {
+            drop(socket, QStringLiteral("message of %1 bytes dropped").arg(length));
+            return;
+        }
+        if (quint32(buffer.size()) >= 4 + length) {
+            socket->setProperty(bufferProperty, QVariant());
+            for (QTimer* timer : socket->findChildren<QTimer*>())
+                timer->stop();
+            QByteArray reply = handler_ ? handler_(buffer.mid(4, int(length))) : QByteArray();
+            if (reply.size() > maximumMessageSize)
+                reply.truncate(maximumMessageSize);
+            socket->write(frame(reply));
+            socket->disconnectFromServer();
+            return;
+        }
+    }
+    socket->setProperty(bufferProperty, buffer);
+}
+
+void TWInstanceChannel::drop(QLocalSocket* socket, const QString& why) {
+    logLine(why);
+    socket->disconnect(this);
+    socket->abort();
+    socket->deleteLater();
+}
+
+std::optional<QByteArray> TWInstanceChannel::sendMessage(const QString& directory,
+                                                         const QByteArray& message, int timeoutMs) {
+    if (message.isEmpty() || message.size() > maximumMessageSize)
+        return std::nullopt;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    const QByteArray path = QFile::encodeName(directory + "/" + socketName);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (size_t(path.size()) >= sizeof address.sun_path)
+        return std::nullopt;
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+
+    int fd = -1;
+    // The lock holder may not be listening yet (it is still starting): retry until the deadline.
+    for (;;) {
+        fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (fd < 0)
+            return std::nullopt;
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
+            break;
+        ::close(fd);
+        fd = -1;
+        if (remainingMs(deadline) == 0)
+            return std::nullopt;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    std::optional<QByteArray> reply;
+    char header[4];
+    if (writeAll(fd, frame(message), deadline) && readExactly(fd, header, 4, deadline)) {
+        const quint32 length = readLength(QByteArray(header, 4));
+        if (length <= quint32(maximumMessageSize)) {
+            QByteArray body(int(length), '\0');
+            if (length == 0 || readExactly(fd, body.data(), length, deadline))
+                reply = body;
+        }
+    }
+    ::close(fd);
+    return reply;
+}

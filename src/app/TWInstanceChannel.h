@@ -1,0 +1,61 @@
+// One Tidewell per user session: the running instance listens on a private local socket and
+// later starts hand it their request (a reopen, a URL) instead of running a second copy.
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+class QLocalServer;
+class QLocalSocket;
+
+class TWInstanceChannel : public QObject {
+    Q_OBJECT
+
+  public:
+    // Largest message (and reply) accepted, in bytes; longer frames are dropped.
+    static constexpr int maximumMessageSize = 4096;
+    // A connection that has not delivered its message within this time is dropped.
+    static constexpr int messageTimeoutMs = 2000;
+
+    // Handles one message and returns the reply sent back to the other process.
+    using Handler = std::function<QByteArray(const QByteArray& message)>;
+
+    // `directory` holds the socket and the instance lock; it is created owner-only.
+    explicit TWInstanceChannel(QString directory, QObject* parent = nullptr);
+    ~TWInstanceChannel() override;
+
+    // $XDG_RUNTIME_DIR/tidewell, or /tmp/tidewell-<uid> when there is no runtime directory.
+    static QString defaultDirectory();
+
+    // Takes the per-session instance lock. False when another process holds it (it is the
+    // running instance, or about to be) or the directory is unsafe to use.
+    bool acquireInstanceLock();
+    // Starts listening (replacing a socket left behind by a crashed instance). Requires the lock.
+    bool listen(Handler handler);
+
+    QString socketPath() const;
+
+    // Sends one message to the instance listening in `directory` and waits for its reply. No
+    // event loop needed: this runs before the second process builds its application object.
+    // Retries the connection until `timeoutMs` passes (the instance may still be starting).
+    static std::optional<QByteArray> sendMessage(const QString& directory,
+                                                 const QByteArray& message, int timeoutMs);
+
+    // The frame of one message: four bytes of length (big-endian), then the payload.
+    static QByteArray frame(const QByteArray& payload);
+
+  private:
+    void acceptConnection();
+    void readFrom(QLocalSocket* socket);
+    void drop(QLocalSocket* socket, const QString& why);
+
+    QString directory_;
+    int lockFd_ = -1;
+    QLocalServer* server_ = nullptr;
+    Handler handler_;
+};

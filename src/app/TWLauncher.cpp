@@ -1,0 +1,319 @@
+// Start-up of the tidewell program: one instance per session, the rest hand over and exit.
+#include "TWLauncher.h"
+
+#include "OVSystemVersion.h"
+#include "QFSimpleUpdater.h"
+#include "TWCommon.h"
+#include "TWInstanceChannel.h"
+#include "TWLog.h"
+#include "TWPlatformFactory.h"
+#include "TWPlistFileStore.h"
+#include "TWProcessRegistry.h"
+#include "TWProduct.h"
+#include "TWQtAlertPresenter.h"
+#include "TWQtHTTPTransport.h"
+#include "TWQtMainQueue.h"
+#include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
+#include "TWSimDesktop.h"
+#include "TWSimServiceManagement.h"
+#include "TWTrayIcon.h"
+#include "TWUserDefaults.h"
+#include "TWXDGServiceManagement.h"
+#include "TidewellAppDelegate.h"
+#include "TidewellApplication.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <QWidget>
+
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int handOverTimeoutMs = 5000;
+
+void printError(const std::string& text) {
+    std::fprintf(stderr, "tidewell: %s\n", text.c_str());
+}
+
+// SIGTERM/SIGINT end the event loop normally, so the instance unregisters itself and removes
+// its socket; the handler only writes to a pipe the event loop watches.
+int signalPipe[2] = {-1, -1};
+
+void onTerminationSignal(int) {
+    const char byte = 1;
+    [[maybe_unused]] ssize_t written = ::write(signalPipe[1], &byte, 1);
+}
+
+void installTerminationHandlers(QObject* owner) {
+    if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, owner);
+    QObject::connect(notifier, &QSocketNotifier::activated, owner, [] {
+        char bytes[16];
+        while (::read(signalPipe[0], bytes, sizeof bytes) > 0) {
+        }
+        QCoreApplication::quit();
+    });
+    struct sigaction action {};
+    action.sa_handler = onTerminationSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+}
+
+// The simulated desktop starts with a file manager and two applications, so that the actions
+// have something to act on when the program runs on it (for testing).
+void populateSimulatedDesktop(TWSimDesktop& desktop) {
+    desktop.setFileManagerBundleIdentifier("org.example.Files");
+    desktop.launchApplication(std::string("org.example.Files"), "Files");
+    desktop.launchApplication(std::string("org.example.Terminal"), "Terminal");
+    const auto editor = desktop.launchApplication(std::string("org.example.Editor"), "Editor");
+    desktop.makeActive(editor);
+    desktop.clearLog();
+}
+
+} // namespace
+
+const char* TWLauncher::usage() {
+    return "Usage: tidewell [--hide-all | --show-all | URL]\n"
+           "Starts Tidewell, or hands the request to the Tidewell already running:\n"
+           "  (no argument)   a click on Tidewell's icon (hide the others; with Shift, show all)\n"
+           "  --hide-all      hide every application but the file manager\n"
+           "  --show-all      show every application again\n"
+           "  URL             an x-tidewell-action: request, e.g. x-tidewell-action://preferences\n"
+           "For testing only:\n"
+           "  --desktop=sim   run on an in-memory desktop with in-memory settings\n"
+           "  --status        print what the running instance (on --desktop=sim) has handled\n";
+}
+
+std::optional<TWLauncher::Request>
+TWLauncher::parseArguments(const std::vector<std::string>& arguments) {
+    Request request;
+    bool haveRequest = false;
+    for (const std::string& argument : arguments) {
+        QByteArray message;
+        if (argument == "--help" || argument == "-h") {
+            request.help = true;
+            continue;
+        }
+        if (argument.rfind("--desktop=", 0) == 0) {
+            request.desktop = argument.substr(10);
+            if (request.desktop != "auto" && request.desktop != "x11" && request.desktop != "sim")
+                return std::nullopt;
+            continue;
+        }
+        if (argument == "--hide-all")
+            message = "hide-all";
+        else if (argument == "--show-all")
+            message = "show-all";
+        else if (argument == "--status")
+            message = "status";
+        else if (!argument.empty() && argument[0] != '-')
+            message = "url " + QByteArray::fromStdString(argument);
+        else
+            return std::nullopt;
+        if (haveRequest || message.size() > TWInstanceChannel::maximumMessageSize)
+            return std::nullopt;
+        request.message = message;
+        haveRequest = true;
+    }
+    return request;
+}
+
+int TWLauncher::run(int argc, char** argv) {
+    const std::optional<Request> request =
+        parseArguments(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
+    if (!request || request->help) {
+        std::fputs(usage(), request ? stdout : stderr);
+        return request ? 0 : 2;
+    }
+
+    // Another instance holds the session: hand it the request and leave, before any of the
+    // costly start-up (display connection, icons) is paid.
+    const QString channelDirectory = TWInstanceChannel::defaultDirectory();
+    auto* channel = new TWInstanceChannel(channelDirectory);
+    if (!channel->acquireInstanceLock()) {
+        std::optional<QByteArray> reply =
+            TWInstanceChannel::sendMessage(channelDirectory, request->message, handOverTimeoutMs);
+        delete channel;
+        if (!reply) {
+            printError("Tidewell is running but did not answer");
+            return 1;
+        }
+        if (request->message == "status")
+            std::fwrite(reply->constData(), 1, size_t(reply->size()), stdout);
+        return 0;
+    }
+    if (request->message == "status") {
+        delete channel;
+        printError("Tidewell is not running");
+        return 1;
+    }
+
+    TidewellApplication app(argc, argv);
+    app.setApplicationName(QStringLiteral("Tidewell"));
+    app.setApplicationVersion(QString::fromLatin1(TWShortVersion));
+    app.setDesktopFileName(QStringLiteral("net.quillfen.Tidewell"));
+    app.setQuitOnLastWindowClosed(false);
+    channel->setParent(&app);
+    installTerminationHandlers(&app);
+
+    // The desktop and the settings stores. The simulated desktop keeps its settings in memory
+    // too, so a test run never touches the user's files.
+    const bool simulated = request->desktop == "sim";
+    TWSimDesktop* simDesktop = nullptr;
+    std::unique_ptr<TWDesktop> desktop;
+    std::unique_ptr<TWServiceManagement> serviceManagement;
+    const std::string bundlePath = QCoreApplication::applicationDirPath().toStdString();
+    if (simulated) {
+        auto sim = std::make_unique<TWSimDesktop>();
+        populateSimulatedDesktop(*sim);
+        simDesktop = sim.get();
+        desktop = std::move(sim);
+        TWUserDefaults::setStandardUserDefaults(
+            std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
+        TWUserDefaults::setSharedUserDefaults(
+            std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
+        serviceManagement = std::make_unique<TWSimServiceManagement>();
+    } else {
+        desktop = TWMakeDesktop(request->desktop == "x11" ? TWDesktopKind::X11
+                                                          : TWDesktopKind::Automatic);
+        TWPlistFileStore::installStandardStores();
+        serviceManagement =
+            std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
+                {TWHelperBundleIdentifier, bundlePath + "/" + TWHelperExecutableName}});
+    }
+    if (!desktop) {
+        printError("no desktop to work on (is DISPLAY set?)");
+        return 1;
+    }
+    TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
+                                              TWActivationPolicyRegular);
+
+    if (const int fd = desktop->eventFileDescriptor(); fd >= 0) {
+        auto* notifier = new QSocketNotifier(fd, QSocketNotifier::Read, &app);
+        TWDesktop* events = desktop.get();
+        QObject::connect(notifier, &QSocketNotifier::activated, &app,
+                         [events] { events->dispatchPendingEvents(); });
+    }
+
+    TWUserDefaults& standardDefaults = TWUserDefaults::standardUserDefaults();
+    TWUserDefaults& sharedDefaults = TWUserDefaults::sharedUserDefaults();
+    TWCommon::configureShared(*desktop, sharedDefaults);
+    app.setDeactivationHandler([] { TWCommon::sharedInstance().setCurrentProcess(); });
+
+    auto mainQueue = std::make_shared<TWQtMainQueue>();
+    TWUpdaterServices updaterServices;
+    updaterServices.transport = std::make_shared<TWQtHTTPTransport>();
+    updaterServices.mainQueue = mainQueue;
+    updaterServices.systemVersionString = []() -> std::optional<std::string> {
+        if (auto version = OVSystemVersion::currentSystemVersion())
+            return version->string();
+        return std::nullopt;
+    };
+    QFSimpleUpdater::configure(updaterServices);
+    TWQtAlertPresenter alertPresenter;
+
+    // What the running instance has handled, in order: the answer to a status query.
+    QStringList journal;
+
+    // The preferences window has no panes yet: an empty window under the General pane's title.
+    QWidget preferencesWindow;
+    preferencesWindow.setWindowTitle(QStringLiteral("General"));
+    preferencesWindow.resize(480, 320);
+
+    std::function<void(const std::string&)> urlHandler;
+    TidewellAppDelegate* delegatePointer = nullptr;
+    TWTrayIcon tray(
+        [&delegatePointer] {
+            if (delegatePointer)
+                delegatePointer->applicationShouldHandleReopen(false);
+        },
+        [&delegatePointer] {
+            return delegatePointer ? delegatePointer->applicationDockMenu()
+                                   : std::shared_ptr<TWMenu>();
+        });
+
+    TidewellAppServices services;
+    services.desktop = desktop.get();
+    services.standardDefaults = &standardDefaults;
+    services.sharedDefaults = &sharedDefaults;
+    services.alertPresenter = &alertPresenter;
+    services.serviceManagement = serviceManagement.get();
+    services.bundlePath = bundlePath;
+    services.bundleName = TWBundleName;
+    services.shortVersion = TWShortVersion;
+    services.common = []() -> TWCommon& { return TWCommon::sharedInstance(); };
+    services.registerURLHandler = [&urlHandler](std::function<void(const std::string&)> handler) {
+        urlHandler = std::move(handler);
+    };
+    services.checkForUpdate = [](std::function<void(const TWError&)> handler) {
+        QFSimpleUpdater::checkForUpdateWithCompletionHandler(std::move(handler));
+    };
+    services.displayPreferences = [&preferencesWindow, &journal] {
+        journal << QStringLiteral("preferences shown");
+        preferencesWindow.show();
+        preferencesWindow.raise();
+        preferencesWindow.activateWindow();
+    };
+    services.setApplicationIconImage = [&tray, &journal](const std::string& imageName) {
+        journal << "icon " + QString::fromStdString(imageName);
+        tray.setIconImage(QString::fromStdString(imageName));
+    };
+    services.terminate = [] { QCoreApplication::exit(0); };
+    services.runAfter = [&app](std::chrono::milliseconds delay, std::function<void()> work) {
+        QTimer::singleShot(delay, &app, std::move(work));
+    };
+    TidewellAppDelegate& delegate = TidewellAppDelegate::create(std::move(services));
+    delegatePointer = &delegate;
+
+    auto handle = [&](const QByteArray& message) -> QByteArray {
+        journal << QString::fromUtf8(message);
+        if (message == "reopen") {
+            delegate.applicationShouldHandleReopen(false);
+        } else if (message.startsWith("url ")) {
+            if (urlHandler)
+                urlHandler(message.mid(4).toStdString());
+        } else if (message == "hide-all") {
+            TWCommon::sharedInstance().showFinderHideOthers();
+        } else if (message == "show-all") {
+            TWCommon::sharedInstance().showAll();
+        } else if (message == "status" && simDesktop) {
+            QStringList status = journal;
+            for (const std::string& line : simDesktop->log())
+                status << "desktop: " + QString::fromStdString(line);
+            return status.join('\n').toUtf8() + '\n';
+        } else {
+            TWLog("TidewellAppDelegate: unknown request dropped");
+            journal.removeLast();
+            return QByteArrayLiteral("unknown");
+        }
+        return QByteArrayLiteral("ok");
+    };
+    if (!channel->listen(handle)) {
+        printError("cannot open the instance channel in " + channelDirectory.toStdString());
+        return 1;
+    }
+
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app, [&delegate] {
+        delegate.applicationShouldTerminate();
+        TWProcessRegistry::unregisterCurrentProcess();
+    });
+
+    QTimer::singleShot(0, &app, [&] {
+        tray.show();
+        delegate.applicationDidFinishLaunching();
+        // A start that carried a request (a URL, hide or show) handles it once launched; a
+        // plain first start is not a click.
+        if (request->message != "reopen")
+            handle(request->message);
+    });
+    return app.exec();
+}

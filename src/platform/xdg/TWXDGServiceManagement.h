@@ -1,0 +1,29 @@
+// Login items as XDG autostart entries, programs started as detached processes.
+#pragma once
+
+#include "TWServiceManagement.h"
+
+#include <map>
+#include <string>
+
+class TWXDGServiceManagement : public TWServiceManagement {
+  public:
+    // `programs` maps each identifier that may become a login item to the program it starts;
+    // `autostartDirectory` empty = $XDG_CONFIG_HOME/autostart (~/.config/autostart).
+    explicit TWXDGServiceManagement(std::map<std::string, std::string> programs,
+                                    std::string autostartDirectory = {});
+
+    // Writes or removes <autostart>/<identifier>.desktop.
+    bool setLoginItemEnabled(const std::string& identifier, bool enabled) override;
+    // Spawns `path` in its own session; the child is reparented to init, never a zombie of ours.
+    bool launchApplication(const std::string& path, unsigned options) override;
+
+    // The autostart entry file for `identifier`.
+    std::string autostartEntryPath(const std::string& identifier) const;
+    // The directory entries are written to.
+    const std::string& autostartDirectory() const { return autostartDirectory_; }
+
+  private:
+    std::map<std::string, std::string> programs_;
+    std::string autostartDirectory_;
+};
