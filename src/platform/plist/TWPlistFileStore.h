@@ -1,0 +1,60 @@
+// A settings store kept in one XML property-list file that several processes share.
+#pragma once
+
+#include "TWDefaultsStore.h"
+
+#include <mutex>
+#include <string>
+#include <sys/types.h>
+
+struct stat;
+
+class TWPlistFileStore : public TWDefaultsStore {
+  public:
+    // A store on the file at `path` (absolute). Nothing is touched on disk until first use.
+    explicit TWPlistFileStore(std::string path);
+    ~TWPlistFileStore() override;
+
+    TWPlistFileStore(const TWPlistFileStore&) = delete;
+    TWPlistFileStore& operator=(const TWPlistFileStore&) = delete;
+
+    // The file's dictionary as it is on disk now (XML or binary); empty when the file or its
+    // directory is missing. A file that cannot be read as a dictionary is moved aside to
+    // "<path>.corrupt-YYYYMMDD-HHMMSS[-N]", logged, and read as empty.
+    TWPlistDictionary load() override;
+
+    // Read-modify-write under an exclusive lock on "<path>.lock"; the result is written to a
+    // temporary file in the same directory, synced and renamed over the old file. Returns false
+    // (and logs) when the new file could not be written; the old file is then untouched.
+    bool update(const std::function<void(TWPlistDictionary&)>& change) override;
+
+    // The file this store keeps its values in.
+    const std::string& path() const { return path_; }
+
+    // Builds the application's own store and the shared store on their files (TWStorePaths) and
+    // installs them as TWUserDefaults::standardUserDefaults and sharedUserDefaults.
+    static void installStandardStores();
+
+  private:
+    enum class ReadOutcome { Ok, Missing, Corrupt, Failed };
+
+    ReadOutcome readFile(TWPlistDictionary& out, std::string& why, struct stat& st);
+    bool cacheIsCurrent(const struct stat& st) const;
+    void forgetCache();
+    bool moveCorruptFileAside(const struct stat& corrupt, const std::string& why);
+    bool writeFile(const TWPlistDictionary& values);
+
+    std::string path_;
+    std::string lockPath_;
+    std::string tempPath_;
+
+    // The last file read, held open so that its inode number cannot be reused by a later file
+    // while it is cached: together with size and modification time it identifies the content.
+    std::mutex mutex_;
+    int cachedFd_ = -1;
+    dev_t cachedDev_ = 0;
+    ino_t cachedIno_ = 0;
+    off_t cachedSize_ = 0;
+    long long cachedMtimeNs_ = 0;
+    TWPlistDictionary cachedValues_;
+};
