@@ -23,7 +23,17 @@ TWTrayIcon::~TWTrayIcon() {
     delete menu_;
 }
 
+// The icons are compiled into this static library; its resources must be registered by hand.
+static void registerIconResources() {
+    static const bool registered = [] {
+        Q_INIT_RESOURCE(icons);
+        return true;
+    }();
+    (void)registered;
+}
+
 QIcon TWTrayIcon::iconNamed(const QString& imageName) {
+    registerIconResources();
     const QString path = ":/icons/" + imageName + ".svg";
     return QFile::exists(path) ? QIcon(path) : QIcon();
 }

@@ -14,8 +14,8 @@ std::optional<TWEvent> TidewellApplication::platformEvent(QObject* receiver, QEv
     // any other receiver is not the application's own deactivation.
     if (event->type() == QEvent::ApplicationStateChange &&
         receiver == QCoreApplication::instance()) {
-        auto* change = static_cast<QApplicationStateChangeEvent*>(event);
-        if (change->applicationState() == Qt::ApplicationInactive)
+        // The state is updated before the change event is sent, so it names the new state.
+        if (QGuiApplication::applicationState() == Qt::ApplicationInactive)
             return TWEvent{TWEventTypeApplicationDefined, TWEventSubtypeApplicationDeactivated};
     }
     return std::nullopt;
