@@ -449,8 +449,9 @@ TEST(TidewellApplicationTest, TheApplicationGoingInactiveRecordsTheNewFrontAppli
     // Counts the state changes that reach the application, to show none is swallowed.
     struct Counter : QObject {
         int stateChanges = 0;
-        bool eventFilter(QObject*, QEvent* event) override {
-            stateChanges += event->type() == QEvent::ApplicationStateChange;
+        bool eventFilter(QObject* watched, QEvent* event) override {
+            stateChanges += watched == QCoreApplication::instance() &&
+                            event->type() == QEvent::ApplicationStateChange;
             return false;
         }
     } counter;
