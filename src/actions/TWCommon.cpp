@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -39,14 +40,12 @@ const TWRunningApplication* firstWithIdentifier(const std::vector<TWRunningAppli
 
 // ASCII case fold: the same order on every machine whatever the locale. Letters outside ASCII
 // compare by their UTF-8 bytes.
-bool caseInsensitiveLess(const std::string& a, const std::string& b) {
-    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-        auto fold = [](char c) {
-            auto u = static_cast<unsigned char>(c);
-            return u >= 'A' && u <= 'Z' ? static_cast<unsigned char>(u + ('a' - 'A')) : u;
-        };
-        return fold(x) < fold(y);
-    });
+std::string caseFolded(const std::string& s) {
+    std::string folded = s;
+    for (char& c : folded)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c + ('a' - 'A'));
+    return folded;
 }
 
 } // namespace
@@ -334,27 +333,41 @@ std::shared_ptr<TWMenu> TWCommon::buildAppMenu() {
     caption->setState(0);
     menu->addItem(caption);
 
-    const std::string ownName = TWOwnName;
-    // One dictionary per name (the last one met wins) but every name listed: two applications
-    // with one name give two items that both toggle the later one.
-    std::unordered_map<std::string, TWPlistDictionary> infoByName;
-    std::vector<std::string> names;
-    for (const auto& app : desktop_.workspace().runningApplications()) {
+    // Names refer into one snapshot; the dictionaries are built only for the items made.
+    const std::vector<TWRunningApplication> running = desktop_.workspace().runningApplications();
+    // One entry per name (the last one met wins) but every name listed: two applications with
+    // one name give two items that both toggle the later one.
+    std::unordered_map<std::string_view, std::size_t> lastWithName;
+    std::vector<std::size_t> listed;
+    lastWithName.reserve(running.size());
+    listed.reserve(running.size());
+    for (std::size_t i = 0; i < running.size(); ++i) {
+        const TWRunningApplication& app = running[i];
         if (!app.bundleIdentifier || app.activationPolicy != TWActivationPolicyRegular ||
-            app.localizedName == ownName)
+            app.localizedName == TWOwnName)
             continue;
-        infoByName[app.localizedName] = TWPlistDictionary{
-            {"pid", TWPlistValue(app.processIdentifier)},
-            {"name", TWPlistValue(app.localizedName)},
-            {"bundleID", TWPlistValue(*app.bundleIdentifier)},
-        };
-        names.push_back(app.localizedName);
+        lastWithName[app.localizedName] = i;
+        listed.push_back(i);
     }
-    // Stable, so names equal but for case keep their running order.
-    std::stable_sort(names.begin(), names.end(), caseInsensitiveLess);
-    for (const auto& name : names)
-        if (auto it = infoByName.find(name); it != infoByName.end())
-            menu->addItem(std::make_shared<TWDockMenuItem>(*this, it->second, name));
+    // Stable, so names equal but for case keep their running order. Each name is folded once,
+    // not at every comparison.
+    std::vector<std::pair<std::string, std::size_t>> order;
+    order.reserve(listed.size());
+    for (std::size_t i : listed)
+        order.emplace_back(caseFolded(running[i].localizedName), i);
+    std::stable_sort(order.begin(), order.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (std::size_t k = 0; k < order.size(); ++k)
+        listed[k] = order[k].second;
+    for (std::size_t i : listed) {
+        const std::string& name = running[i].localizedName;
+        const TWRunningApplication& app = running[lastWithName.at(name)];
+        TWPlistDictionary info;
+        info.emplace("pid", TWPlistValue(app.processIdentifier));
+        info.emplace("name", TWPlistValue(app.localizedName));
+        info.emplace("bundleID", TWPlistValue(*app.bundleIdentifier));
+        menu->addItem(std::make_shared<TWDockMenuItem>(*this, std::move(info), name));
+    }
     return menu;
 }
 

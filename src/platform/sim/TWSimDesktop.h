@@ -30,12 +30,12 @@ struct TWSimWindow {
 // Window requests made through an object that no longer names a window log "<gone>" as the
 // window name; objects not yet inserted log "<new>".
 class TWSimDesktop : public TWDesktop,
-                     private TWWorkspace,
-                     private TWScriptingBridge,
-                     private TWFrontSwitchSource,
-                     private TWKeyboard,
-                     private TWAppleEventSender,
-                     private TWSystemSound {
+                     public TWWorkspace,
+                     public TWScriptingBridge,
+                     public TWFrontSwitchSource,
+                     public TWKeyboard,
+                     public TWAppleEventSender,
+                     public TWSystemSound {
   public:
     TWSimDesktop();
     ~TWSimDesktop() override;
