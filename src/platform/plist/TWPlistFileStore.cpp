@@ -180,43 +180,153 @@ bool fromPlist(plist_t node, TWPlistValue& out, int depth) {
     }
 }
 
-plist_t toPlist(const TWPlistValue& value) {
+// The file format keeps dates as whole seconds in a signed 32-bit count; values are brought to
+// that before they are written so that the writer's cache matches what others read back.
+double normalisedDate(double seconds) {
+    seconds = std::floor(seconds);
+    if (std::isnan(seconds))
+        return 0;
+    return std::clamp(seconds, double(std::numeric_limits<int32_t>::min()),
+                      double(std::numeric_limits<int32_t>::max()));
+}
+
+void appendEscaped(std::string& out, std::string_view text) {
+    for (char c : text) {
+        switch (c) {
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '\0':
+            break; // cannot appear in the file; readers stop strings there anyway
+        default:
+            out += c;
+        }
+    }
+}
+
+void appendBase64(std::string& out, const TWPlistData& data) {
+    static constexpr char alphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::size_t i = 0;
+    for (; i + 2 < data.size(); i += 3) {
+        std::uint32_t n = (data[i] << 16) | (data[i + 1] << 8) | data[i + 2];
+        out += alphabet[(n >> 18) & 63];
+        out += alphabet[(n >> 12) & 63];
+        out += alphabet[(n >> 6) & 63];
+        out += alphabet[n & 63];
+    }
+    if (i + 1 == data.size()) {
+        std::uint32_t n = data[i] << 16;
+        out += alphabet[(n >> 18) & 63];
+        out += alphabet[(n >> 12) & 63];
+        out += "==";
+    } else if (i + 2 == data.size()) {
+        std::uint32_t n = (data[i] << 16) | (data[i + 1] << 8);
+        out += alphabet[(n >> 18) & 63];
+        out += alphabet[(n >> 12) & 63];
+        out += alphabet[(n >> 6) & 63];
+        out += '=';
+    }
+}
+
+// Writes `value` as XML property-list elements, normalising dates in place. A writer of our own
+// rather than libplist's: it is linear in the size of the store, where building libplist nodes
+// is quadratic in the number of keys.
+void appendXML(std::string& out, TWPlistValue& value, int depth) {
+    out.append(static_cast<std::size_t>(depth), '\t');
+    char buf[64];
     switch (value.type()) {
     case TWPlistValue::Type::Boolean:
-        return plist_new_bool(*value.get<bool>() ? 1 : 0);
+        out += *value.get<bool>() ? "<true/>" : "<false/>";
+        break;
     case TWPlistValue::Type::Integer:
-        return plist_new_uint(static_cast<uint64_t>(*value.get<std::int64_t>()));
-    case TWPlistValue::Type::Real:
-        return plist_new_real(*value.get<double>());
-    case TWPlistValue::Type::String:
-        return plist_new_string(value.get<std::string>()->c_str());
-    case TWPlistValue::Type::Data: {
-        const TWPlistData& data = *value.get<TWPlistData>();
-        return plist_new_data(reinterpret_cast<const char*>(data.data()), data.size());
+        std::snprintf(buf, sizeof buf, "<integer>%lld</integer>",
+                      static_cast<long long>(*value.get<std::int64_t>()));
+        out += buf;
+        break;
+    case TWPlistValue::Type::Real: {
+        double d = *value.get<double>();
+        if (std::isnan(d))
+            std::snprintf(buf, sizeof buf, "<real>nan</real>");
+        else if (std::isinf(d))
+            std::snprintf(buf, sizeof buf, "<real>%sinfinity</real>", d > 0 ? "+" : "-");
+        else
+            std::snprintf(buf, sizeof buf, "<real>%.17g</real>", d);
+        out += buf;
+        break;
     }
+    case TWPlistValue::Type::String:
+        out += "<string>";
+        appendEscaped(out, *value.get<std::string>());
+        out += "</string>";
+        break;
+    case TWPlistValue::Type::Data:
+        out += "<data>";
+        appendBase64(out, *value.get<TWPlistData>());
+        out += "</data>";
+        break;
     case TWPlistValue::Type::Date: {
-        // The file format keeps whole seconds in a signed 32-bit count.
-        double seconds = std::floor(value.get<TWPlistDate>()->secondsSinceReferenceDate);
-        if (std::isnan(seconds))
-            seconds = 0;
-        seconds = std::clamp(seconds, double(std::numeric_limits<int32_t>::min()),
-                             double(std::numeric_limits<int32_t>::max()));
-        return plist_new_date(static_cast<int32_t>(seconds), 0);
+        TWPlistDate& date = *value.get<TWPlistDate>();
+        date.secondsSinceReferenceDate = normalisedDate(date.secondsSinceReferenceDate);
+        // 978307200: seconds from the Unix epoch to 2001-01-01.
+        std::time_t t = static_cast<std::time_t>(date.secondsSinceReferenceDate) + 978307200;
+        std::tm utc{};
+        gmtime_r(&t, &utc);
+        std::strftime(buf, sizeof buf, "<date>%Y-%m-%dT%H:%M:%SZ</date>", &utc);
+        out += buf;
+        break;
     }
     case TWPlistValue::Type::Array: {
-        plist_t array = plist_new_array();
-        for (const TWPlistValue& element : *value.get<TWPlistArray>())
-            plist_array_append_item(array, toPlist(element));
-        return array;
+        TWPlistArray& array = *value.get<TWPlistArray>();
+        if (array.empty()) {
+            out += "<array/>";
+            break;
+        }
+        out += "<array>\n";
+        for (TWPlistValue& element : array) {
+            appendXML(out, element, depth + 1);
+            out += '\n';
+        }
+        out.append(static_cast<std::size_t>(depth), '\t');
+        out += "</array>";
+        break;
     }
     case TWPlistValue::Type::Dictionary: {
-        plist_t dict = plist_new_dict();
-        for (const auto& [key, element] : *value.get<TWPlistDictionary>())
-            plist_dict_set_item(dict, key.c_str(), toPlist(element));
-        return dict;
+        TWPlistDictionary& dict = *value.get<TWPlistDictionary>();
+        if (dict.empty()) {
+            out += "<dict/>";
+            break;
+        }
+        out += "<dict>\n";
+        for (auto& [key, element] : dict) {
+            out.append(static_cast<std::size_t>(depth + 1), '\t');
+            out += "<key>";
+            appendEscaped(out, key);
+            out += "</key>\n";
+            appendXML(out, element, depth + 1);
+            out += '\n';
+        }
+        out.append(static_cast<std::size_t>(depth), '\t');
+        out += "</dict>";
+        break;
     }
     }
-    return plist_new_bool(0);
+}
+
+std::string encodeXML(TWPlistValue& root) {
+    std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                      "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                      "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                      "<plist version=\"1.0\">\n";
+    appendXML(out, root, 0);
+    out += "\n</plist>\n";
+    return out;
 }
 
 bool writeAll(int fd, const char* bytes, size_t length) {
@@ -489,23 +599,13 @@ bool TWPlistFileStore::update(const std::function<void(TWPlistDictionary&)>& cha
     }
 
     change(values);
-    return writeFile(values);
+    return writeFile(std::move(values));
 }
 
-bool TWPlistFileStore::writeFile(const TWPlistDictionary& values) {
-    PlistPtr root(toPlist(TWPlistValue(values)));
-    // What other processes will read back (dates in whole seconds, for one): the cache holds
-    // this rather than the caller's values so that every reader sees the same thing.
-    TWPlistDictionary written;
-    dictFromPlist(root.get(), written, 0);
-    char* xml = nullptr;
-    uint32_t length = 0;
-    plist_to_xml(root.get(), &xml, &length);
-    std::unique_ptr<char, void (*)(char*)> xmlOwner(xml, plist_to_xml_free);
-    if (!xml) {
-        TWLog("TWPlistFileStore: " + path_ + " was not written: the values could not be encoded");
-        return false;
-    }
+bool TWPlistFileStore::writeFile(TWPlistDictionary values) {
+    TWPlistValue root(std::move(values));
+    const std::string xml = encodeXML(root);
+    TWPlistDictionary written = std::move(*root.get<TWPlistDictionary>());
 
     auto fail = [&](const std::string& what, int err) {
         ::unlink(tempPath_.c_str());
@@ -522,7 +622,7 @@ bool TWPlistFileStore::writeFile(const TWPlistDictionary& values) {
         return fail("cannot create", errno);
     if (::fchmod(fd.get(), 0600) != 0)
         return fail("cannot set the mode of", errno);
-    if (!writeAll(fd.get(), xml, length))
+    if (!writeAll(fd.get(), xml.data(), xml.size()))
         return fail("cannot write", errno);
     if (::fsync(fd.get()) != 0)
         return fail("cannot sync", errno);

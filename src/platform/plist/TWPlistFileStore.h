@@ -42,7 +42,7 @@ class TWPlistFileStore : public TWDefaultsStore {
     bool cacheIsCurrent(const struct stat& st) const;
     void forgetCache();
     bool moveCorruptFileAside(const struct stat& corrupt, const std::string& why);
-    bool writeFile(const TWPlistDictionary& values);
+    bool writeFile(TWPlistDictionary values);
 
     std::string path_;
     std::string lockPath_;

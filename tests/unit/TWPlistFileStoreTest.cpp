@@ -1,0 +1,399 @@
+// The property-list file store: durability, sharing between processes, damaged files, paths.
+#include "TWPlistFileStore.h"
+#include "TWLog.h"
+#include "TWStorePaths.h"
+#include "TWUserDefaults.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <random>
+#include <regex>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class LogCapture {
+  public:
+    LogCapture() {
+        previous_ = TWSetLogSink([this](const std::string& line) { lines.push_back(line); });
+    }
+    ~LogCapture() { TWSetLogSink(previous_); }
+    std::vector<std::string> lines;
+
+  private:
+    std::function<void(const std::string&)> previous_;
+};
+
+std::string readAll(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeAll(const fs::path& p, const std::string& bytes) {
+    std::ofstream(p, std::ios::binary) << bytes;
+}
+
+// Runs `body` in a child process and returns its exit status (the child never returns).
+template <class F> pid_t spawn(F body) {
+    pid_t pid = fork();
+    if (pid == 0) {
+        int code = 1;
+        try {
+            code = body();
+        } catch (...) {
+        }
+        _exit(code);
+    }
+    return pid;
+}
+
+int waitExit(pid_t pid) {
+    int status = 0;
+    if (waitpid(pid, &status, 0) != pid)
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::vector<fs::path> corruptCopies(const fs::path& file) {
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::directory_iterator(file.parent_path()))
+        if (entry.path().filename().string().rfind(file.filename().string() + ".corrupt-", 0) == 0)
+            found.push_back(entry.path());
+    return found;
+}
+
+class TWPlistFileStoreTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        // A memory file system where there is one: every write syncs, and thousands of syncs on
+        // a disk would make these tests slow without testing anything more.
+        std::string base = fs::is_directory("/dev/shm") ? "/dev/shm" : fs::temp_directory_path();
+        std::string tmpl = base + "/twplistfilestore-XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
+        root = tmpl;
+        dir = root / "config" / "tidewell";
+        file = dir / "shared.plist";
+    }
+    void TearDown() override {
+        fs::permissions(root, fs::perms::owner_all, fs::perm_options::add);
+        if (fs::exists(dir))
+            fs::permissions(dir, fs::perms::owner_all, fs::perm_options::add);
+        fs::remove_all(root);
+    }
+
+    fs::path root, dir, file;
+};
+
+TEST_F(TWPlistFileStoreTest, EveryValueTypeRoundTripsThroughTheFile) {
+    TWPlistDictionary values{
+        {"yes", TWPlistValue(true)},
+        {"no", TWPlistValue(false)},
+        {"zero", TWPlistValue(0)},
+        {"negative", TWPlistValue(-42)},
+        {"largest", TWPlistValue(static_cast<long long>(std::numeric_limits<std::int64_t>::max()))},
+        {"smallest",
+         TWPlistValue(static_cast<long long>(std::numeric_limits<std::int64_t>::min()))},
+        {"tenth", TWPlistValue(0.1)},
+        {"huge", TWPlistValue(-1.5e300)},
+        {"whole real", TWPlistValue(3.0)},
+        {"text", TWPlistValue("<Tidewell> & \"friends\" \xC3\xA9\xE2\x9C\x93")},
+        {"", TWPlistValue("")},
+        {"bytes", TWPlistValue(TWPlistData{0x00, 0xFF, 0x10, 0x00, 0x7F})},
+        {"no bytes", TWPlistValue(TWPlistData{})},
+        {"date", TWPlistValue(TWPlistDate{700000000})},
+        {"early date", TWPlistValue(TWPlistDate{-86400.0 * 365})},
+        {"empty list", TWPlistValue(TWPlistArray{})},
+        {"empty dict", TWPlistValue(TWPlistDictionary{})},
+        {"ExcludedApps",
+         TWPlistValue(TWPlistArray{
+             TWPlistValue(TWPlistDictionary{{"name", TWPlistValue("Terminal")},
+                                            {"URLData", TWPlistValue(TWPlistData{1, 2, 3})},
+                                            {"BundleID", TWPlistValue("org.example.term")}}),
+             TWPlistValue(
+                 TWPlistArray{TWPlistValue(1), TWPlistValue(TWPlistArray{TWPlistValue(2.5)})}),
+         })},
+    };
+    TWPlistFileStore writer(file.string());
+    ASSERT_TRUE(writer.update([&](TWPlistDictionary& d) { d = values; }));
+    EXPECT_EQ(writer.load(), values);
+    TWPlistFileStore reader(file.string());
+    EXPECT_EQ(reader.load(), values);
+
+    // An ordinary XML property list, private to the user, in a private directory.
+    EXPECT_EQ(readAll(file).rfind("<?xml", 0), 0u);
+    struct stat st {};
+    ASSERT_EQ(stat(file.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    ASSERT_EQ(stat(dir.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0700u);
+    ASSERT_EQ(stat(dir.parent_path().c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0700u);
+
+    // Dates are kept to the whole second, the resolution of the file format.
+    ASSERT_TRUE(writer.update(
+        [](TWPlistDictionary& d) { d["date"] = TWPlistValue(TWPlistDate{700000000.75}); }));
+    EXPECT_EQ(reader.load().at("date"), TWPlistValue(TWPlistDate{700000000}));
+    EXPECT_EQ(writer.load().at("date"), TWPlistValue(TWPlistDate{700000000}));
+}
+
+TEST_F(TWPlistFileStoreTest, MissingFilesReadEmptyAndBinaryPropertyListsAreRead) {
+    TWPlistFileStore store(file.string());
+    EXPECT_TRUE(store.load().empty());
+    EXPECT_FALSE(fs::exists(dir)) << "reading creates nothing";
+
+    // {"k": 7, "s": "hi", "r": 1.5, "a": [true, <00ff>]} as a binary property list.
+    const unsigned char binary[] = {
+        0x62, 0x70, 0x6c, 0x69, 0x73, 0x74, 0x30, 0x30, 0xd4, 0x01, 0x02, 0x03, 0x04, 0x05, 0x08,
+        0x09, 0x0a, 0x51, 0x61, 0x51, 0x6b, 0x51, 0x72, 0x51, 0x73, 0xa2, 0x06, 0x07, 0x09, 0x42,
+        0x00, 0xff, 0x10, 0x07, 0x23, 0x3f, 0xf8, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x52, 0x68,
+        0x69, 0x08, 0x11, 0x13, 0x15, 0x17, 0x19, 0x1c, 0x1d, 0x20, 0x22, 0x2b, 0x00, 0x00, 0x00,
+        0x00, 0x00, 0x00, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0b, 0x00, 0x00,
+        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x2e};
+    fs::create_directories(dir);
+    writeAll(file, std::string(reinterpret_cast<const char*>(binary), sizeof binary));
+    TWPlistDictionary expected{
+        {"k", TWPlistValue(7)},
+        {"s", TWPlistValue("hi")},
+        {"r", TWPlistValue(1.5)},
+        {"a",
+         TWPlistValue(TWPlistArray{TWPlistValue(true), TWPlistValue(TWPlistData{0x00, 0xff})})},
+    };
+    EXPECT_EQ(store.load(), expected);
+    // Updating keeps every value and writes XML from then on.
+    ASSERT_TRUE(store.update([](TWPlistDictionary& d) { d["new"] = TWPlistValue(1); }));
+    expected["new"] = TWPlistValue(1);
+    EXPECT_EQ(TWPlistFileStore(file.string()).load(), expected);
+    EXPECT_EQ(readAll(file).rfind("<?xml", 0), 0u);
+}
+
+TEST_F(TWPlistFileStoreTest, EveryReadSeesTheLatestWriteOfAnotherWriter) {
+    // Same-sized values written back to back: new files reuse freed inode numbers and share
+    // modification times, which must not make the reader serve an old value.
+    TWPlistFileStore reader(file.string());
+    TWPlistFileStore writer(file.string());
+    for (int i = 0; i < 300; ++i) {
+        char value[16];
+        std::snprintf(value, sizeof value, "value-%04d", i);
+        ASSERT_TRUE(writer.update([&](TWPlistDictionary& d) { d["key"] = TWPlistValue(value); }));
+        auto seen = reader.load();
+        ASSERT_EQ(seen.at("key"), TWPlistValue(value)) << "after write " << i;
+    }
+    // A write by another process, seen by a reader that has the file cached.
+    pid_t child = spawn([&] {
+        return TWPlistFileStore(file.string()).update([](TWPlistDictionary& d) {
+            d["key"] = TWPlistValue("from-child");
+        })
+                   ? 0
+                   : 1;
+    });
+    ASSERT_EQ(waitExit(child), 0);
+    EXPECT_EQ(reader.load().at("key"), TWPlistValue("from-child"));
+    // Someone deleting the file empties the store.
+    fs::remove(file);
+    EXPECT_TRUE(reader.load().empty());
+}
+
+TEST_F(TWPlistFileStoreTest, TwoProcessesWritingAtOnceLoseNoKeys) {
+    constexpr int kKeys = 1000;
+    auto writeKeys = [&](const char* prefix) {
+        return spawn([&, prefix] {
+            TWPlistFileStore store(file.string());
+            for (int i = 0; i < kKeys; ++i) {
+                std::string key = prefix + std::to_string(i);
+                if (!store.update([&](TWPlistDictionary& d) { d[key] = TWPlistValue(i); }))
+                    return 2;
+            }
+            return 0;
+        });
+    };
+    pid_t a = writeKeys("a");
+    pid_t b = writeKeys("b");
+    ASSERT_EQ(waitExit(a), 0);
+    ASSERT_EQ(waitExit(b), 0);
+
+    TWPlistDictionary all = TWPlistFileStore(file.string()).load();
+    EXPECT_EQ(all.size(), 2u * kKeys);
+    for (int i = 0; i < kKeys; ++i) {
+        ASSERT_EQ(all.count("a" + std::to_string(i)), 1u) << "lost a" << i;
+        ASSERT_EQ(all.count("b" + std::to_string(i)), 1u) << "lost b" << i;
+        EXPECT_EQ(all.at("b" + std::to_string(i)), TWPlistValue(i));
+    }
+}
+
+TEST_F(TWPlistFileStoreTest, AWriterKilledMidWriteLeavesAReadableFile) {
+    std::mt19937 random(12345);
+    const std::string padding(2000, 'x'); // big enough that a write takes a while
+    std::int64_t lastSeen = -1;
+    for (int round = 0; round < 8; ++round) {
+        pid_t writer = spawn([&] {
+            TWPlistFileStore store(file.string());
+            for (std::int64_t n = 0;; ++n) {
+                store.update([&](TWPlistDictionary& d) {
+                    std::int64_t counter = 0;
+                    if (auto* v = TWPlistLookup(d, "counter"))
+                        counter = *v->get<std::int64_t>();
+                    d["counter"] = TWPlistValue(static_cast<long long>(counter + 1));
+                    d["pad" + std::to_string(n % 20)] = TWPlistValue(padding);
+                });
+            }
+            return 0;
+        });
+        std::this_thread::sleep_for(std::chrono::microseconds(2000 + random() % 20000));
+        kill(writer, SIGKILL);
+        ASSERT_EQ(waitExit(writer), 128 + SIGKILL);
+
+        LogCapture log;
+        TWPlistDictionary values = TWPlistFileStore(file.string()).load();
+        EXPECT_TRUE(log.lines.empty()) << log.lines.front();
+        EXPECT_TRUE(corruptCopies(file).empty());
+        // The lock died with the writer, and no completed write was lost.
+        if (round > 0) {
+            ASSERT_TRUE(values.count("counter")) << "round " << round;
+            EXPECT_GE(*values.at("counter").get<std::int64_t>(), lastSeen);
+        }
+        if (values.count("counter"))
+            lastSeen = *values.at("counter").get<std::int64_t>();
+    }
+    EXPECT_GT(lastSeen, 0) << "the writer never completed a write; the test proved nothing";
+}
+
+TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
+    fs::create_directories(dir);
+    const std::string garbage = "<?xml version=\"1.0\"?><plist><dict><key>ShowFinder</key>";
+    writeAll(file, garbage);
+
+    auto store = std::make_shared<TWPlistFileStore>(file.string());
+    TWUserDefaults defaults(store);
+    defaults.registerDefaults({{"ShowFinder", TWPlistValue(true)}});
+    LogCapture log;
+    EXPECT_TRUE(defaults.boolForKey("ShowFinder"));
+    EXPECT_FALSE(fs::exists(file));
+    auto kept = corruptCopies(file);
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_TRUE(std::regex_match(kept[0].filename().string(),
+                                 std::regex("shared\\.plist\\.corrupt-\\d{8}-\\d{6}")))
+        << kept[0];
+    EXPECT_EQ(readAll(kept[0]), garbage) << "nothing the user stored is deleted";
+    ASSERT_EQ(log.lines.size(), 1u);
+    EXPECT_EQ(log.lines[0].rfind("TWPlistFileStore:", 0), 0u);
+    EXPECT_NE(log.lines[0].find(file.string()), std::string::npos) << log.lines[0];
+    EXPECT_NE(log.lines[0].find(kept[0].string()), std::string::npos) << log.lines[0];
+
+    // Writing works again, and a second damaged file (here: a list at the top, within the same
+    // second) never replaces the first one kept aside.
+    EXPECT_TRUE(defaults.setBool(false, "ShowFinder"));
+    EXPECT_FALSE(defaults.boolForKey("ShowFinder"));
+    const std::string list = "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><true/></array>"
+                             "</plist>";
+    writeAll(file, list);
+    EXPECT_TRUE(defaults.setBool(false, "Minimize")) << "an update starts afresh as well";
+    kept = corruptCopies(file);
+    ASSERT_EQ(kept.size(), 2u);
+    EXPECT_NE(readAll(kept[0]), readAll(kept[1]));
+    EXPECT_TRUE(readAll(kept[0]) == list || readAll(kept[1]) == list);
+    EXPECT_EQ(store->load(), (TWPlistDictionary{{"Minimize", TWPlistValue(false)}}));
+}
+
+TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
+    TWPlistFileStore store(file.string());
+    ASSERT_TRUE(store.update([](TWPlistDictionary& d) { d["kept"] = TWPlistValue("yes"); }));
+    const std::string before = readAll(file);
+
+    // A directory the writer may not write to. Root ignores permissions, so the writer runs as
+    // an unprivileged user in that case.
+    fs::permissions(dir, fs::perms::owner_read | fs::perms::owner_exec | fs::perms::group_read |
+                             fs::perms::group_exec | fs::perms::others_read |
+                             fs::perms::others_exec);
+    fs::permissions(root, fs::perms::all);
+    fs::permissions(root / "config", fs::perms::all);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    pid_t child = spawn([&] {
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
+            return 3;
+        LogCapture log;
+        TWPlistFileStore other(file.string());
+        if (other.load().at("kept") != TWPlistValue("yes"))
+            return 4;
+        if (other.update([](TWPlistDictionary& d) { d["lost"] = TWPlistValue(1); }))
+            return 5;
+        if (log.lines.empty() || log.lines.back().rfind("TWPlistFileStore:", 0) != 0)
+            return 6;
+        return 0;
+    });
+    EXPECT_EQ(waitExit(child), 0);
+    EXPECT_EQ(readAll(file), before);
+    fs::permissions(dir, fs::perms::owner_all);
+
+    // A full disk, made by a file-size limit the new file exceeds.
+    child = spawn([&] {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{512, 512};
+        if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
+            return 3;
+        LogCapture log;
+        TWPlistFileStore other(file.string());
+        if (other.update(
+                [](TWPlistDictionary& d) { d["big"] = TWPlistValue(std::string(4096, 'z')); }))
+            return 5;
+        if (log.lines.empty() || log.lines.back().find(file.string()) == std::string::npos)
+            return 6;
+        return other.load().count("big") == 0 ? 0 : 7;
+    });
+    EXPECT_EQ(waitExit(child), 0);
+    EXPECT_EQ(readAll(file), before);
+    EXPECT_FALSE(fs::exists(file.string() + ".tmp")) << "no half-written file is left behind";
+    EXPECT_EQ(store.load().at("kept"), TWPlistValue("yes"));
+}
+
+TEST(TWStorePaths, ConfigHomeFollowsTheXDGRules) {
+    EXPECT_EQ(TWStorePaths::configHome("/xdg/conf", "/home/u"), "/xdg/conf");
+    EXPECT_EQ(TWStorePaths::configHome(nullptr, "/home/u"), "/home/u/.config");
+    EXPECT_EQ(TWStorePaths::configHome("", "/home/u"), "/home/u/.config");
+    EXPECT_EQ(TWStorePaths::configHome("relative/conf", "/home/u"), "/home/u/.config");
+    EXPECT_EQ(TWStorePaths::configHome(nullptr, "/home/u/"), "/home/u/.config");
+    EXPECT_EQ(TWStorePaths::configHome(nullptr, "/"), "/.config");
+    EXPECT_EQ(TWStorePaths::configHome(nullptr, nullptr).substr(0, 1), "/")
+        << "without HOME, the password database's home is used";
+}
+
+TEST_F(TWPlistFileStoreTest, TheInstalledStoresLiveInTheirOwnFilesUnderXDGConfigHome) {
+    const char* oldXdg = std::getenv("XDG_CONFIG_HOME");
+    std::string saved = oldXdg ? oldXdg : "";
+    setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
+    EXPECT_EQ(TWStorePaths::ownStorePath(), (dir / "net.quillfen.Tidewell.plist").string());
+    EXPECT_EQ(TWStorePaths::sharedStorePath(), file.string());
+
+    TWPlistFileStore::installStandardStores();
+    EXPECT_TRUE(TWUserDefaults::sharedUserDefaults().setBool(true, "ShowWindow"));
+    EXPECT_TRUE(TWUserDefaults::standardUserDefaults().setInteger(4, "IconStyle2"));
+    EXPECT_EQ(TWPlistFileStore(file.string()).load(),
+              (TWPlistDictionary{{"ShowWindow", TWPlistValue(true)}}));
+    EXPECT_EQ(TWPlistFileStore((dir / "net.quillfen.Tidewell.plist").string()).load(),
+              (TWPlistDictionary{{"IconStyle2", TWPlistValue(4)}}));
+
+    setenv("XDG_CONFIG_HOME", "relative", 1);
+    setenv("HOME", root.c_str(), 1);
+    EXPECT_EQ(TWStorePaths::sharedStorePath(), (root / ".config/tidewell/shared.plist").string());
+    if (oldXdg)
+        setenv("XDG_CONFIG_HOME", saved.c_str(), 1);
+    else
+        unsetenv("XDG_CONFIG_HOME");
+}
+
+} // namespace
