@@ -1,0 +1,295 @@
+// Desktop-entry parsing and the dock-style lookup from window hints to an application identity.
+#include "TWDesktopEntryIndex.h"
+
+#include "TWLog.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <dirent.h>
+#include <fstream>
+#include <sys/stat.h>
+
+namespace {
+
+std::string lower(std::string s) {
+    for (auto& c : s)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
+std::string basename(const std::string& path) {
+    auto slash = path.rfind('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string stripDesktopSuffix(std::string s) {
+    const std::string suffix = ".desktop";
+    if (s.size() > suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0)
+        s.resize(s.size() - suffix.size());
+    return s;
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+} // namespace
+
+std::vector<std::string> TWDesktopEntryIndex::dataDirectories() {
+    std::vector<std::string> dirs;
+    const char* home = std::getenv("XDG_DATA_HOME");
+    if (home && *home)
+        dirs.emplace_back(home);
+    else if (const char* h = std::getenv("HOME"); h && *h)
+        dirs.push_back(std::string(h) + "/.local/share");
+    const char* data = std::getenv("XDG_DATA_DIRS");
+    std::string list = (data && *data) ? data : "/usr/local/share:/usr/share";
+    size_t start = 0;
+    while (start <= list.size()) {
+        size_t colon = list.find(':', start);
+        std::string dir =
+            list.substr(start, colon == std::string::npos ? std::string::npos : colon - start);
+        if (!dir.empty() && std::find(dirs.begin(), dirs.end(), dir) == dirs.end())
+            dirs.push_back(dir);
+        if (colon == std::string::npos)
+            break;
+        start = colon + 1;
+    }
+    return dirs;
+}
+
+TWDesktopEntryIndex::TWDesktopEntryIndex() : TWDesktopEntryIndex(dataDirectories()) {}
+
+TWDesktopEntryIndex::TWDesktopEntryIndex(const std::vector<std::string>& dataDirectories) {
+    for (const auto& dir : dataDirectories)
+        scan(dir + "/applications", "");
+}
+
+void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::string& prefix) {
+    DIR* d = opendir(applicationsDir.c_str());
+    if (!d)
+        return;
+    std::vector<std::string> names;
+    while (dirent* e = readdir(d)) {
+        std::string name = e->d_name;
+        if (name != "." && name != "..")
+            names.push_back(name);
+    }
+    closedir(d);
+    std::sort(names.begin(), names.end());
+    for (const auto& name : names) {
+        std::string path = applicationsDir + "/" + name;
+        if (isDirectory(path)) {
+            // Subdirectories contribute "<dir>-<file>" IDs.
+            scan(path, prefix + name + "-");
+            continue;
+        }
+        std::string id = stripDesktopSuffix(name);
+        if (id == name)
+            continue;
+        id = prefix + id;
+        // The first directory that holds an ID decides it, even when that entry is hidden.
+        if (entries_.count(id) || std::find(order_.begin(), order_.end(), id) != order_.end())
+            continue;
+        order_.push_back(id);
+        if (auto entry = parseFile(path, id))
+            entries_.emplace(id, std::move(*entry));
+    }
+}
+
+std::optional<TWDesktopEntry> TWDesktopEntryIndex::parseFile(const std::string& path,
+                                                             const std::string& id) {
+    std::ifstream in(path);
+    if (!in)
+        return std::nullopt;
+    TWDesktopEntry entry;
+    entry.id = id;
+    entry.path = path;
+    bool inMainGroup = false;
+    bool application = false;
+    bool hidden = false;
+    std::string line;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        if (line.empty() || line[0] == '#')
+            continue;
+        if (line[0] == '[') {
+            inMainGroup = line == "[Desktop Entry]";
+            continue;
+        }
+        if (!inMainGroup)
+            continue;
+        auto eq = line.find('=');
+        if (eq == std::string::npos)
+            continue;
+        std::string key = line.substr(0, eq);
+        std::string value = line.substr(eq + 1);
+        while (!key.empty() && key.back() == ' ')
+            key.pop_back();
+        while (!value.empty() && value.front() == ' ')
+            value.erase(value.begin());
+        if (key == "Type")
+            application = value == "Application";
+        else if (key == "Hidden")
+            hidden = value == "true";
+        else if (key == "Exec")
+            entry.exec = value;
+        else if (key == "TryExec")
+            entry.tryExec = value;
+        else if (key == "StartupWMClass")
+            entry.startupWMClass = value;
+        else if (key == "Name")
+            entry.name[""] = value;
+        else if (key.rfind("Name[", 0) == 0 && key.back() == ']')
+            entry.name[key.substr(5, key.size() - 6)] = value;
+    }
+    if (!application || hidden || !entry.name.count(""))
+        return std::nullopt;
+    return entry;
+}
+
+const TWDesktopEntry* TWDesktopEntryIndex::entryForID(const std::string& id) const {
+    auto it = entries_.find(id);
+    return it == entries_.end() ? nullptr : &it->second;
+}
+
+std::optional<std::string> TWDesktopEntryIndex::resolveIdentity(const TWIdentityHints& h) const {
+    if (!h.kdeDesktopFile.empty())
+        return stripDesktopSuffix(basename(h.kdeDesktopFile));
+    if (!h.gtkApplicationID.empty())
+        return h.gtkApplicationID;
+    for (const std::string* wm : {&h.wmInstance, &h.wmClass}) {
+        if (wm->empty())
+            continue;
+        for (const auto& id : order_) {
+            auto it = entries_.find(id);
+            if (it != entries_.end() && it->second.startupWMClass == *wm)
+                return id;
+        }
+    }
+    if (!h.wmClass.empty() && entries_.count(lower(h.wmClass)))
+        return lower(h.wmClass);
+    if (!h.commandName.empty()) {
+        for (const auto& id : order_) {
+            auto it = entries_.find(id);
+            if (it == entries_.end())
+                continue;
+            auto argv = commandLineFromExec(it->second.exec);
+            // Skip an "env VAR=value" prefix: the program is the first word after it.
+            size_t i = 0;
+            if (i < argv.size() && basename(argv[i]) == "env")
+                ++i;
+            while (i < argv.size() && argv[i].find('=') != std::string::npos)
+                ++i;
+            if (i < argv.size() && basename(argv[i]) == h.commandName)
+                return id;
+        }
+    }
+    if (!h.wmClass.empty())
+        return h.wmClass;
+    return std::nullopt;
+}
+
+std::string TWDesktopEntryIndex::localizedName(const TWDesktopEntry& entry) {
+    for (const char* var : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const char* value = std::getenv(var);
+        if (value && *value)
+            return localizedName(entry, value);
+    }
+    return localizedName(entry, "");
+}
+
+std::string TWDesktopEntryIndex::localizedName(const TWDesktopEntry& entry,
+                                               const std::string& locale) {
+    // lang_COUNTRY.ENCODING@MODIFIER: the encoding never takes part in the match.
+    std::string lang = locale, country, modifier;
+    if (auto at = lang.find('@'); at != std::string::npos) {
+        modifier = lang.substr(at + 1);
+        lang.resize(at);
+    }
+    if (auto dot = lang.find('.'); dot != std::string::npos)
+        lang.resize(dot);
+    if (auto underscore = lang.find('_'); underscore != std::string::npos) {
+        country = lang.substr(underscore + 1);
+        lang.resize(underscore);
+    }
+    std::vector<std::string> keys;
+    if (!lang.empty() && lang != "C" && lang != "POSIX") {
+        if (!country.empty() && !modifier.empty())
+            keys.push_back(lang + "_" + country + "@" + modifier);
+        if (!country.empty())
+            keys.push_back(lang + "_" + country);
+        if (!modifier.empty())
+            keys.push_back(lang + "@" + modifier);
+        keys.push_back(lang);
+    }
+    keys.emplace_back("");
+    for (const auto& key : keys) {
+        auto it = entry.name.find(key);
+        if (it != entry.name.end() && !it->second.empty())
+            return it->second;
+    }
+    return {};
+}
+
+std::vector<std::string> TWDesktopEntryIndex::commandLineFromExec(const std::string& exec) {
+    // The string-level escapes (\s, \n, \t, \r, \\) apply before the quoting rules.
+    std::string text;
+    for (size_t i = 0; i < exec.size(); ++i) {
+        if (exec[i] == '\\' && i + 1 < exec.size()) {
+            char n = exec[i + 1];
+            if (n == 's' || n == 'n' || n == 't' || n == 'r') {
+                text += n == 's' ? ' ' : n == 'n' ? '\n' : n == 't' ? '\t' : '\r';
+                ++i;
+                continue;
+            }
+        }
+        text += exec[i];
+    }
+    std::vector<std::string> args;
+    std::string current;
+    bool inWord = false, quoted = false, dropWord = false;
+    auto finishWord = [&] {
+        if (inWord && !dropWord)
+            args.push_back(current);
+        current.clear();
+        inWord = false;
+        dropWord = false;
+    };
+    for (size_t i = 0; i < text.size(); ++i) {
+        char c = text[i];
+        if (quoted) {
+            if (c == '"')
+                quoted = false;
+            else if (c == '\\' && i + 1 < text.size())
+                current += text[++i];
+            else
+                current += c;
+            continue;
+        }
+        if (c == ' ' || c == '\t' || c == '\n') {
+            finishWord();
+            continue;
+        }
+        inWord = true;
+        if (c == '"') {
+            quoted = true;
+        } else if (c == '%' && i + 1 < text.size()) {
+            char code = text[++i];
+            if (code == '%')
+                current += '%';
+            else if (current.empty() && (i + 1 == text.size() || text[i + 1] == ' '))
+                dropWord = true; // a field code standing alone as an argument
+            // otherwise a field code inside a word expands to nothing
+        } else {
+            current += c;
+        }
+    }
+    if (quoted)
+        TWLog("TWDesktopEntryIndex: unterminated quote in Exec line: " + exec);
+    finishWord();
+    return args;
+}

@@ -1,0 +1,58 @@
+// The installed desktop entries (applications/*.desktop under the XDG data directories), parsed
+// once, and the lookups that turn a window's hints into an application identity.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+// One parsed desktop entry of Type=Application.
+struct TWDesktopEntry {
+    std::string id;                          // the desktop-entry ID, without ".desktop"
+    std::string path;                        // the file it came from
+    std::map<std::string, std::string> name; // "" -> Name, "de" -> Name[de], ...
+    std::string exec;
+    std::string startupWMClass;
+    std::string tryExec;
+};
+
+// What is known about a window (or process) when its identity is resolved.
+struct TWIdentityHints {
+    std::string kdeDesktopFile; // _KDE_NET_WM_DESKTOP_FILE
+    std::string gtkApplicationID;
+    std::string wmInstance;  // WM_CLASS, first string
+    std::string wmClass;     // WM_CLASS, second string
+    std::string commandName; // basename of the process's program (argv[0]), empty when unknown
+};
+
+class TWDesktopEntryIndex {
+  public:
+    // Reads every entry under $XDG_DATA_HOME and $XDG_DATA_DIRS (earlier directories win).
+    TWDesktopEntryIndex();
+    // An index over exactly these data directories (each holding an applications/ folder).
+    explicit TWDesktopEntryIndex(const std::vector<std::string>& dataDirectories);
+
+    // The identity for a window: desktop-file hints, StartupWMClass against the instance then the
+    // class, an entry named by the lower-cased class, the program's name against entries' Exec,
+    // and last the class itself; none when the hints carry nothing.
+    std::optional<std::string> resolveIdentity(const TWIdentityHints& hints) const;
+    // The entry with this ID, or null.
+    const TWDesktopEntry* entryForID(const std::string& id) const;
+    // The entry's Name for the user's locale (LC_ALL, LC_MESSAGES, LANG), falling back to Name.
+    static std::string localizedName(const TWDesktopEntry& entry);
+    // The entry's Name for `locale` (such as "de_AT.UTF-8@euro").
+    static std::string localizedName(const TWDesktopEntry& entry, const std::string& locale);
+    // The command line of an Exec value: split by the desktop-entry quoting rules, with the field
+    // codes (%f, %U, ...) dropped and "%%" kept as "%".
+    static std::vector<std::string> commandLineFromExec(const std::string& exec);
+    // Parses one desktop entry file; none when it is not a usable application entry.
+    static std::optional<TWDesktopEntry> parseFile(const std::string& path, const std::string& id);
+    // The data directories of the XDG base-directory rules, most important first.
+    static std::vector<std::string> dataDirectories();
+
+  private:
+    void scan(const std::string& applicationsDir, const std::string& prefix);
+    std::map<std::string, TWDesktopEntry> entries_;
+    std::vector<std::string> order_; // IDs in discovery order, for deterministic matching
+};

@@ -1,0 +1,379 @@
+// The X connection of the backend: pipelined property fetches, EWMH/ICCCM requests, events.
+#include "TWX11Connection.h"
+
+#include "TWLog.h"
+
+#include <xcb/res.h>
+#include <xcb/xcb_icccm.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <poll.h>
+
+namespace {
+
+constexpr uint8_t kBadWindow = 3;
+constexpr uint8_t kBadMatch = 8;
+constexpr uint8_t kBadDrawable = 9;
+
+std::string propertyString(xcb_get_property_reply_t* reply) {
+    if (!reply || reply->format != 8)
+        return {};
+    int len = xcb_get_property_value_length(reply);
+    return std::string(static_cast<const char*>(xcb_get_property_value(reply)), len);
+}
+
+std::vector<uint32_t> propertyWords(xcb_get_property_reply_t* reply) {
+    if (!reply || reply->format != 32)
+        return {};
+    auto* data = static_cast<const uint32_t*>(xcb_get_property_value(reply));
+    int n = xcb_get_property_value_length(reply) / 4;
+    return std::vector<uint32_t>(data, data + n);
+}
+
+// A property fetch that may fail because the window is gone: frees the error, counts it.
+struct Reply {
+    xcb_get_property_reply_t* reply = nullptr;
+    bool windowGone = false;
+    ~Reply() { std::free(reply); }
+};
+
+void collect(xcb_connection_t* c, xcb_get_property_cookie_t cookie, Reply& out) {
+    xcb_generic_error_t* error = nullptr;
+    out.reply = xcb_get_property_reply(c, cookie, &error);
+    if (error) {
+        out.windowGone = error->error_code == kBadWindow;
+        std::free(error);
+    }
+}
+
+} // namespace
+
+const TWX11Window* TWX11Snapshot::find(xcb_window_t id) const {
+    for (const auto& w : windows)
+        if (w.id == id)
+            return &w;
+    return nullptr;
+}
+
+std::unique_ptr<TWX11Connection> TWX11Connection::open(const std::string& display) {
+    int screenNumber = 0;
+    xcb_connection_t* c = xcb_connect(display.empty() ? nullptr : display.c_str(), &screenNumber);
+    if (!c || xcb_connection_has_error(c)) {
+        const char* env = std::getenv("DISPLAY");
+        TWLog("TWX11Desktop: cannot open the X display \"" +
+              (display.empty() ? std::string(env ? env : "") : display) + "\"");
+        if (c)
+            xcb_disconnect(c);
+        return nullptr;
+    }
+    std::unique_ptr<TWX11Connection> self(new TWX11Connection);
+    self->conn_ = c;
+    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(c));
+    for (int i = 0; i < screenNumber && it.rem; ++i)
+        xcb_screen_next(&it);
+    self->root_ = it.data->root;
+
+    xcb_intern_atom_cookie_t* ewmhCookies = xcb_ewmh_init_atoms(c, &self->ewmh_);
+    const char* names[] = {"_TIDEWELL_HIDDEN",    "WM_STATE",
+                           "WM_CHANGE_STATE",     "_KDE_NET_WM_DESKTOP_FILE",
+                           "_GTK_APPLICATION_ID", "_TIDEWELL_TIMESTAMP"};
+    xcb_intern_atom_cookie_t cookies[6];
+    for (int i = 0; i < 6; ++i)
+        cookies[i] = xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(names[i])), names[i]);
+    self->ewmhReady_ = xcb_ewmh_init_atoms_replies(&self->ewmh_, ewmhCookies, nullptr) != 0;
+    xcb_atom_t* targets[] = {&self->atomHiddenMark_,  &self->atomWMState_,
+                             &self->atomChangeState_, &self->atomKdeDesktopFile_,
+                             &self->atomGtkAppID_,    &self->atomTimestamp_};
+    for (int i = 0; i < 6; ++i) {
+        if (auto* r = xcb_intern_atom_reply(c, cookies[i], nullptr)) {
+            *targets[i] = r->atom;
+            std::free(r);
+        }
+    }
+    if (!self->ewmhReady_) {
+        TWLog("TWX11Desktop: the X server did not answer the atom requests");
+        return nullptr;
+    }
+
+    // Root property changes tell us about _NET_ACTIVE_WINDOW; our own unmapped window gives us
+    // server timestamps on demand.
+    uint32_t rootMask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(c, self->root_, XCB_CW_EVENT_MASK, &rootMask);
+    self->ownWindow_ = xcb_generate_id(c);
+    uint32_t values[] = {1, XCB_EVENT_MASK_PROPERTY_CHANGE};
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, self->ownWindow_, self->root_, -1, -1, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT,
+                      XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values);
+    const xcb_query_extension_reply_t* res = xcb_get_extension_data(c, &xcb_res_id);
+    self->haveRes_ = res && res->present;
+    xcb_flush(c);
+    return self;
+}
+
+TWX11Connection::~TWX11Connection() {
+    for (auto* e : deferred_)
+        std::free(e);
+    if (conn_) {
+        xcb_flush(conn_);
+        if (ewmhReady_)
+            xcb_ewmh_connection_wipe(&ewmh_);
+        xcb_disconnect(conn_);
+    }
+}
+
+bool TWX11Connection::hasError() const {
+    return !conn_ || xcb_connection_has_error(conn_) != 0;
+}
+
+int TWX11Connection::fileDescriptor() const {
+    return conn_ ? xcb_get_file_descriptor(conn_) : -1;
+}
+
+TWX11Snapshot TWX11Connection::snapshot() {
+    TWX11Snapshot snap;
+    if (hasError()) {
+        if (!loggedConnectionError_)
+            TWLog("TWX11Desktop: the connection to the X server is broken");
+        loggedConnectionError_ = true;
+        return snap;
+    }
+    xcb_connection_t* c = conn_;
+    auto clientsCookie =
+        xcb_get_property(c, 0, root_, ewmh_._NET_CLIENT_LIST, XCB_ATOM_WINDOW, 0, 1 << 16);
+    auto stackingCookie =
+        xcb_get_property(c, 0, root_, ewmh_._NET_CLIENT_LIST_STACKING, XCB_ATOM_WINDOW, 0, 1 << 16);
+    auto activeCookie =
+        xcb_get_property(c, 0, root_, ewmh_._NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW, 0, 1);
+    Reply clients, stacking, active;
+    collect(c, clientsCookie, clients);
+    collect(c, stackingCookie, stacking);
+    collect(c, activeCookie, active);
+    auto ids = propertyWords(clients.reply);
+    auto order = propertyWords(stacking.reply);
+    if (auto a = propertyWords(active.reply); !a.empty())
+        snap.activeWindow = a[0];
+
+    // Every request for every window goes out before the first reply is read.
+    enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Name, Count };
+    struct Pending {
+        xcb_get_property_cookie_t cookies[Count];
+        xcb_res_query_client_ids_cookie_t res;
+    };
+    std::vector<Pending> pending(ids.size());
+    for (size_t i = 0; i < ids.size(); ++i) {
+        xcb_window_t w = ids[i];
+        auto& p = pending[i].cookies;
+        p[Class] = xcb_get_property(c, 0, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256);
+        p[Pid] = xcb_get_property(c, 0, w, ewmh_._NET_WM_PID, XCB_ATOM_CARDINAL, 0, 1);
+        p[Type] = xcb_get_property(c, 0, w, ewmh_._NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM, 0, 32);
+        p[State] = xcb_get_property(c, 0, w, ewmh_._NET_WM_STATE, XCB_ATOM_ATOM, 0, 32);
+        p[Transient] = xcb_get_property(c, 0, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 0, 1);
+        p[WMState] = xcb_get_property(c, 0, w, atomWMState_, atomWMState_, 0, 2);
+        p[Mark] = xcb_get_property(c, 0, w, atomHiddenMark_, XCB_ATOM_CARDINAL, 0, 1);
+        p[Kde] = xcb_get_property(c, 0, w, atomKdeDesktopFile_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
+        p[Gtk] = xcb_get_property(c, 0, w, atomGtkAppID_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
+        p[NetName] = xcb_get_property(c, 0, w, ewmh_._NET_WM_NAME, ewmh_.UTF8_STRING, 0, 256);
+        p[Name] = xcb_get_property(c, 0, w, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
+        if (haveRes_) {
+            xcb_res_client_id_spec_t spec{w, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+            pending[i].res = xcb_res_query_client_ids(c, 1, &spec);
+        }
+    }
+    for (size_t i = 0; i < ids.size(); ++i) {
+        Reply r[Count];
+        for (int k = 0; k < Count; ++k)
+            collect(c, pending[i].cookies[k], r[k]);
+        int resPid = -1;
+        if (haveRes_) {
+            xcb_generic_error_t* error = nullptr;
+            auto* reply = xcb_res_query_client_ids_reply(c, pending[i].res, &error);
+            std::free(error);
+            if (reply) {
+                auto it = xcb_res_query_client_ids_ids_iterator(reply);
+                for (; it.rem; xcb_res_client_id_value_next(&it)) {
+                    if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
+                        xcb_res_client_id_value_value_length(it.data) >= 1)
+                        resPid = static_cast<int>(*xcb_res_client_id_value_value(it.data));
+                }
+                std::free(reply);
+            }
+        }
+        bool gone = false;
+        for (auto& one : r)
+            gone = gone || one.windowGone;
+        if (gone)
+            continue; // closed between the client list and its properties: not running any more
+        TWX11Window w;
+        w.id = ids[i];
+        auto pos = std::find(order.begin(), order.end(), ids[i]);
+        w.stackingIndex = pos == order.end() ? -1 : static_cast<int>(pos - order.begin());
+        std::string cls = propertyString(r[Class].reply);
+        auto nul = cls.find('\0');
+        w.wmInstance = cls.substr(0, nul);
+        if (nul != std::string::npos) {
+            w.wmClass = cls.substr(nul + 1);
+            if (auto end = w.wmClass.find('\0'); end != std::string::npos)
+                w.wmClass.resize(end);
+        }
+        if (auto pid = propertyWords(r[Pid].reply); !pid.empty() && pid[0] > 0)
+            w.pid = static_cast<int>(pid[0]);
+        else
+            w.pid = resPid;
+        w.types = propertyWords(r[Type].reply);
+        w.states = propertyWords(r[State].reply);
+        if (auto t = propertyWords(r[Transient].reply); !t.empty()) {
+            w.hasTransientFor = true;
+            w.transientFor = t[0];
+        }
+        if (auto s = propertyWords(r[WMState].reply); !s.empty())
+            w.iconic = s[0] == XCB_ICCCM_WM_STATE_ICONIC;
+        if (auto m = propertyWords(r[Mark].reply); !m.empty())
+            w.mark = m[0];
+        w.kdeDesktopFile = propertyString(r[Kde].reply);
+        w.gtkApplicationID = propertyString(r[Gtk].reply);
+        w.title = propertyString(r[NetName].reply);
+        if (w.title.empty())
+            w.title = propertyString(r[Name].reply);
+        snap.windows.push_back(std::move(w));
+    }
+    return snap;
+}
+
+void TWX11Connection::iconify(xcb_window_t window) {
+    // ICCCM 4.1.4: the window manager iconifies on a WM_CHANGE_STATE message to the root.
+    xcb_client_message_event_t ev{};
+    ev.response_type = XCB_CLIENT_MESSAGE;
+    ev.format = 32;
+    ev.window = window;
+    ev.type = atomChangeState_;
+    ev.data.data32[0] = XCB_ICCCM_WM_STATE_ICONIC;
+    xcb_send_event(conn_, 0, root_,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&ev));
+}
+
+void TWX11Connection::deiconify(xcb_window_t window) {
+    // Mapping an iconic window asks the window manager (through MapRequest) to restore it.
+    xcb_map_window(conn_, window);
+}
+
+void TWX11Connection::activate(xcb_window_t window, xcb_window_t currentlyActive) {
+    xcb_ewmh_request_change_active_window(const_cast<xcb_ewmh_connection_t*>(&ewmh_), 0, window,
+                                          XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, serverTime(),
+                                          currentlyActive);
+}
+
+void TWX11Connection::close(xcb_window_t window) {
+    xcb_ewmh_request_close_window(&ewmh_, 0, window, serverTime(),
+                                  XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+}
+
+void TWX11Connection::setMark(xcb_window_t window, uint32_t stackingIndex) {
+    xcb_change_property(conn_, XCB_PROP_MODE_REPLACE, window, atomHiddenMark_, XCB_ATOM_CARDINAL,
+                        32, 1, &stackingIndex);
+}
+
+void TWX11Connection::removeMark(xcb_window_t window) {
+    xcb_delete_property(conn_, window, atomHiddenMark_);
+}
+
+void TWX11Connection::flush() {
+    if (conn_)
+        xcb_flush(conn_);
+    // A timestamp belongs to one action; the next action asks for a fresh one.
+    lastTime_ = XCB_CURRENT_TIME;
+}
+
+xcb_timestamp_t TWX11Connection::serverTime() {
+    if (lastTime_ != XCB_CURRENT_TIME || hasError())
+        return lastTime_;
+    // A zero-length append changes nothing but makes the server report the time.
+    xcb_change_property(conn_, XCB_PROP_MODE_APPEND, ownWindow_, atomTimestamp_, XCB_ATOM_STRING, 8,
+                        0, nullptr);
+    xcb_flush(conn_);
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (std::chrono::steady_clock::now() < deadline) {
+        while (xcb_generic_event_t* e = xcb_poll_for_event(conn_)) {
+            if ((e->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
+                auto* p = reinterpret_cast<xcb_property_notify_event_t*>(e);
+                if (p->window == ownWindow_ && p->atom == atomTimestamp_) {
+                    lastTime_ = p->time;
+                    std::free(e);
+                    return lastTime_;
+                }
+            }
+            deferred_.push_back(e); // handled at the next dispatch, in order
+        }
+        if (hasError())
+            break;
+        pollfd pfd{xcb_get_file_descriptor(conn_), POLLIN, 0};
+        poll(&pfd, 1, 50);
+    }
+    TWLog("TWX11Desktop: the X server did not report a timestamp; using the current time");
+    return XCB_CURRENT_TIME;
+}
+
+void TWX11Connection::setActiveWindowChangeHandler(std::function<void()> handler) {
+    activeWindowChanged_ = std::move(handler);
+}
+
+void TWX11Connection::handleEvent(xcb_generic_event_t* event) {
+    uint8_t type = event->response_type & 0x7f;
+    if (type == 0) {
+        auto* error = reinterpret_cast<xcb_generic_error_t*>(event);
+        if (error->error_code == kBadWindow || error->error_code == kBadMatch ||
+            error->error_code == kBadDrawable)
+            noteVanishedWindow();
+        else
+            TWLog("TWX11Desktop: X error " + std::to_string(error->error_code) + " for request " +
+                  std::to_string(error->major_code));
+    }
+}
+
+void TWX11Connection::dispatchEvents() {
+    if (!conn_)
+        return;
+    bool activeChanged = false;
+    auto take = [&](xcb_generic_event_t* e) {
+        if ((e->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
+            auto* p = reinterpret_cast<xcb_property_notify_event_t*>(e);
+            if (p->window == root_ && p->atom == ewmh_._NET_ACTIVE_WINDOW)
+                activeChanged = true;
+        } else {
+            handleEvent(e);
+        }
+        std::free(e);
+    };
+    while (!deferred_.empty()) {
+        take(deferred_.front());
+        deferred_.pop_front();
+    }
+    while (xcb_generic_event_t* e = xcb_poll_for_event(conn_))
+        take(e);
+    reportVanishedWindows();
+    // Several changes in one batch are one switch: the handler looks at the state as it is now.
+    if (activeChanged && activeWindowChanged_)
+        activeWindowChanged_();
+}
+
+void TWX11Connection::sync() {
+    if (hasError())
+        return;
+    std::free(xcb_get_input_focus_reply(conn_, xcb_get_input_focus(conn_), nullptr));
+    dispatchEvents();
+}
+
+void TWX11Connection::noteVanishedWindow() {
+    ++vanished_;
+}
+
+void TWX11Connection::reportVanishedWindows() {
+    if (vanished_ == 0)
+        return;
+    TWLog("TWX11Desktop: " + std::to_string(vanished_) +
+          " request(s) addressed windows that had already closed; skipped");
+    vanished_ = 0;
+}

@@ -1,0 +1,101 @@
+// The connection to the X server: atoms, the window snapshot (fetched in one pipelined batch),
+// client messages, server time and the event queue. Every X request of the backend passes here.
+#pragma once
+
+#include <xcb/xcb.h>
+#include <xcb/xcb_ewmh.h>
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// One managed client window as the snapshot saw it.
+struct TWX11Window {
+    xcb_window_t id = 0;
+    int stackingIndex = -1; // position in _NET_CLIENT_LIST_STACKING, bottom = 0
+    int pid = -1;           // _NET_WM_PID, else the X-Resource client pid
+    std::string wmInstance, wmClass;
+    std::string title;
+    std::string kdeDesktopFile, gtkApplicationID;
+    std::vector<xcb_atom_t> types;
+    std::vector<xcb_atom_t> states;
+    xcb_window_t transientFor = XCB_NONE;
+    bool hasTransientFor = false;
+    bool iconic = false;          // WM_STATE Iconic
+    std::optional<uint32_t> mark; // _TIDEWELL_HIDDEN: the stacking position saved at hiding
+};
+
+// Everything one action needs to know about the managed windows, from one batch of requests.
+struct TWX11Snapshot {
+    std::vector<TWX11Window> windows; // in _NET_CLIENT_LIST order (mapping order)
+    xcb_window_t activeWindow = XCB_NONE;
+    const TWX11Window* find(xcb_window_t id) const;
+};
+
+class TWX11Connection {
+  public:
+    // Connects to `display` (empty: $DISPLAY); null with a log line when that fails.
+    static std::unique_ptr<TWX11Connection> open(const std::string& display);
+    ~TWX11Connection();
+    TWX11Connection(const TWX11Connection&) = delete;
+    TWX11Connection& operator=(const TWX11Connection&) = delete;
+
+    xcb_connection_t* connection() const { return conn_; }
+    xcb_window_t root() const { return root_; }
+    const xcb_ewmh_connection_t& ewmh() const { return ewmh_; }
+    xcb_atom_t hiddenMarkAtom() const { return atomHiddenMark_; }
+    xcb_atom_t wmStateAtom() const { return atomWMState_; }
+
+    // All managed windows with every property the backend reads: two round trips in all.
+    TWX11Snapshot snapshot();
+
+    // Requests, sent without waiting (they reach the server at the next flush).
+    void iconify(xcb_window_t window);
+    void deiconify(xcb_window_t window);
+    void activate(xcb_window_t window, xcb_window_t currentlyActive);
+    void close(xcb_window_t window);
+    void setMark(xcb_window_t window, uint32_t stackingIndex);
+    void removeMark(xcb_window_t window);
+    void flush();
+
+    // A server timestamp: the last one seen in an event when recent, else a fresh one from a
+    // property change on our own window (one round trip).
+    xcb_timestamp_t serverTime();
+
+    // Handles every event that has arrived; PropertyNotify events on the root window for
+    // _NET_ACTIVE_WINDOW are passed to `onActiveWindowChange`.
+    void dispatchEvents();
+    void setActiveWindowChangeHandler(std::function<void()> handler);
+    // Waits (at most `timeoutMs`) for every request sent so far to be answered, and handles the
+    // errors that came back.
+    void sync();
+    int fileDescriptor() const;
+    bool hasError() const;
+
+    // Counts a request that failed because its window no longer exists; logged once per batch.
+    void noteVanishedWindow();
+    void reportVanishedWindows();
+
+  private:
+    TWX11Connection() = default;
+    void handleEvent(xcb_generic_event_t* event);
+    xcb_atom_t intern(const char* name);
+
+    xcb_connection_t* conn_ = nullptr;
+    xcb_ewmh_connection_t ewmh_{};
+    bool ewmhReady_ = false;
+    xcb_window_t root_ = XCB_NONE;
+    xcb_window_t ownWindow_ = XCB_NONE;
+    bool haveRes_ = false;
+    xcb_atom_t atomHiddenMark_ = XCB_NONE, atomWMState_ = XCB_NONE, atomChangeState_ = XCB_NONE,
+               atomKdeDesktopFile_ = XCB_NONE, atomGtkAppID_ = XCB_NONE, atomTimestamp_ = XCB_NONE;
+    xcb_timestamp_t lastTime_ = XCB_CURRENT_TIME;
+    std::deque<xcb_generic_event_t*> deferred_;
+    std::function<void()> activeWindowChanged_;
+    int vanished_ = 0;
+    bool loggedConnectionError_ = false;
+};

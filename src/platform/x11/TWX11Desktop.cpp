@@ -1,0 +1,35 @@
+// Assembly of the X11 backend around one connection.
+#include "TWX11Desktop.h"
+
+std::unique_ptr<TWX11Desktop> TWX11Desktop::open(const std::string& display) {
+    auto connection = TWX11Connection::open(display);
+    if (!connection)
+        return nullptr;
+    return std::unique_ptr<TWX11Desktop>(new TWX11Desktop(std::move(connection)));
+}
+
+TWX11Desktop::TWX11Desktop(std::unique_ptr<TWX11Connection> connection)
+    : connection_(std::move(connection)),
+      workspace_(std::make_unique<TWX11Workspace>(*connection_)),
+      scriptingBridge_(std::make_unique<TWX11ScriptingBridge>(*workspace_)),
+      frontSwitchSource_(std::make_unique<TWX11FrontSwitchSource>(*workspace_)),
+      keyboard_(std::make_unique<TWX11Keyboard>(*connection_)),
+      systemSound_(std::make_unique<TWX11SystemSound>(*connection_)) {}
+
+TWX11Desktop::~TWX11Desktop() {
+    // Whatever was requested last still reaches the server.
+    connection_->flush();
+    connection_->setActiveWindowChangeHandler(nullptr);
+}
+
+int TWX11Desktop::eventFileDescriptor() {
+    return connection_->fileDescriptor();
+}
+
+void TWX11Desktop::dispatchPendingEvents() {
+    connection_->dispatchEvents();
+}
+
+void TWX11Desktop::sync() {
+    connection_->sync();
+}
