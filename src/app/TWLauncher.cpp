@@ -6,7 +6,6 @@
 #include "TWCommon.h"
 #include "TWInstanceChannel.h"
 #include "TWLog.h"
-#include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
 #include "TWProduct.h"
@@ -19,6 +18,7 @@
 #include "TWSimServiceManagement.h"
 #include "TWTrayIcon.h"
 #include "TWUserDefaults.h"
+#include "TWX11Desktop.h"
 #include "TWXDGServiceManagement.h"
 #include "TidewellAppDelegate.h"
 #include "TidewellApplication.h"
@@ -183,8 +183,7 @@ int TWLauncher::run(int argc, char** argv) {
             std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
         serviceManagement = std::make_unique<TWSimServiceManagement>();
     } else {
-        desktop = TWMakeDesktop(request->desktop == "x11" ? TWDesktopKind::X11
-                                                          : TWDesktopKind::Automatic);
+        desktop = TWX11Desktop::open();
         TWPlistFileStore::installStandardStores();
         serviceManagement =
             std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
@@ -275,7 +274,8 @@ int TWLauncher::run(int argc, char** argv) {
     delegatePointer = &delegate;
 
     auto handle = [&](const QByteArray& message) -> QByteArray {
-        journal << QString::fromUtf8(message);
+        if (message != "status")
+            journal << QString::fromUtf8(message);
         if (message == "reopen") {
             delegate.applicationShouldHandleReopen(false);
         } else if (message.startsWith("url ")) {
@@ -292,7 +292,8 @@ int TWLauncher::run(int argc, char** argv) {
             return status.join('\n').toUtf8() + '\n';
         } else {
             TWLog("TidewellAppDelegate: unknown request dropped");
-            journal.removeLast();
+            if (message != "status")
+                journal.removeLast();
             return QByteArrayLiteral("unknown");
         }
         return QByteArrayLiteral("ok");
