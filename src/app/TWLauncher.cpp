@@ -157,6 +157,9 @@ int TWLauncher::run(int argc, char** argv) {
         return 1;
     }
 
+    // Diagnostics go to the terminal too when there is one to read them.
+    TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
+
     TidewellApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("Tidewell"));
     app.setApplicationVersion(QString::fromLatin1(TWShortVersion));

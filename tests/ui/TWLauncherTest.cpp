@@ -1,0 +1,205 @@
+// The tidewell program as the session sees it: one instance, later starts hand over their
+// request through the private socket, which survives bad messages and a crashed instance.
+#include "TWInstanceChannel.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+QString programPath() {
+    return QString::fromLocal8Bit(qgetenv("TIDEWELL_BINARY_DIR")) + "/bin/tidewell";
+}
+
+class LauncherTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(runtime.isValid());
+        QFile::setPermissions(runtime.path(),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("XDG_RUNTIME_DIR", runtime.path());
+        environment.insert("XDG_CONFIG_HOME", runtime.path() + "/config");
+        environment.insert("QT_QPA_PLATFORM", "offscreen");
+        environment.remove("DISPLAY");
+    }
+    void TearDown() override {
+        if (instance.state() != QProcess::NotRunning) {
+            instance.terminate();
+            instance.waitForFinished(5000);
+        }
+    }
+
+    QString channelDirectory() const { return runtime.path() + "/tidewell"; }
+
+    void startInstance() {
+        instance.setProcessEnvironment(environment);
+        instance.start(programPath(), {"--desktop=sim"});
+        ASSERT_TRUE(instance.waitForStarted(5000));
+        // Ready once it answers a status query.
+        QElapsedTimer waited;
+        waited.start();
+        while (waited.elapsed() < 10000) {
+            if (TWInstanceChannel::sendMessage(channelDirectory(), "status", 200))
+                return;
+            QThread::msleep(20);
+        }
+        FAIL() << "the instance never answered";
+    }
+
+    // Runs a second tidewell with `arguments`; returns its exit code and output.
+    std::pair<int, QString> runAgain(const QStringList& arguments) {
+        QProcess second;
+        second.setProcessEnvironment(environment);
+        second.start(programPath(), arguments);
+        if (!second.waitForFinished(10000)) {
+            second.kill();
+            return {-1, {}};
+        }
+        return {second.exitCode(), QString::fromUtf8(second.readAllStandardOutput())};
+    }
+
+    QStringList status() {
+        auto [code, output] = runAgain({"--status"});
+        EXPECT_EQ(code, 0);
+        return output.split('\n', Qt::SkipEmptyParts);
+    }
+
+    // A raw connection to the instance's socket, for messages no tidewell would send.
+    int connectRaw() {
+        int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const QByteArray path = QFile::encodeName(channelDirectory() + "/instance.sock");
+        std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+            ::close(fd);
+            return -1;
+        }
+        return fd;
+    }
+
+    // Waits until the instance closes `fd`; false when it is still open after `ms`.
+    static bool closedByPeer(int fd, int ms) {
+        timeval timeout{ms / 1000, (ms % 1000) * 1000};
+        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+        char buffer[64];
+        for (;;) {
+            ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
+            if (n == 0 || (n < 0 && errno == ECONNRESET))
+                return true;
+            if (n < 0)
+                return false;
+        }
+    }
+
+    QTemporaryDir runtime;
+    QProcessEnvironment environment;
+    QProcess instance;
+};
+
+TEST_F(LauncherTest, ASecondStartHandsItsRequestToTheRunningInstance) {
+    startInstance();
+    struct stat info {};
+    ASSERT_EQ(::stat(QFile::encodeName(channelDirectory()).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0700u);
+
+    // No argument: a click on the icon, which hides the others.
+    EXPECT_EQ(runAgain({}).first, 0);
+    QStringList seen = status();
+    EXPECT_TRUE(seen.contains("reopen")) << seen.join('\n').toStdString();
+    EXPECT_TRUE(seen.contains("desktop: hide Terminal")) << seen.join('\n').toStdString();
+
+    EXPECT_EQ(runAgain({"x-tidewell-action://preferences"}).first, 0);
+    EXPECT_EQ(runAgain({"X-Tidewell-Action://preferences"}).first, 0);
+    seen = status();
+    const qsizetype url = seen.indexOf("url x-tidewell-action://preferences");
+    ASSERT_GE(url, 0);
+    EXPECT_EQ(seen.value(url + 1), "preferences shown");
+    EXPECT_EQ(seen.count("preferences shown"), 1); // the case-differing scheme did nothing
+
+    EXPECT_EQ(runAgain({"--show-all"}).first, 0);
+    EXPECT_TRUE(status().contains("desktop: unhide Terminal"));
+
+    // Still one instance: the second starts all exited, the first runs on.
+    EXPECT_EQ(instance.state(), QProcess::Running);
+}
+
+TEST_F(LauncherTest, BadArgumentsAndNoInstanceAreReported) {
+    EXPECT_EQ(runAgain({"--bogus"}).first, 2);
+    EXPECT_EQ(runAgain({"--hide-all", "--show-all"}).first, 2);
+    EXPECT_EQ(runAgain({"--status"}).first, 1); // nothing running to ask
+}
+
+TEST_F(LauncherTest, MalformedOversizedAndSlowMessagesAreDroppedAndTheInstanceRunsOn) {
+    startInstance();
+
+    int oversized = connectRaw();
+    ASSERT_GE(oversized, 0);
+    const char huge[] = {'\xff', '\xff', '\xff', '\xff', 'x', 'y'};
+    ASSERT_EQ(::send(oversized, huge, sizeof huge, MSG_NOSIGNAL), ssize_t(sizeof huge));
+    EXPECT_TRUE(closedByPeer(oversized, 3000));
+    ::close(oversized);
+
+    int empty = connectRaw();
+    const char zero[] = {0, 0, 0, 0};
+    ::send(empty, zero, sizeof zero, MSG_NOSIGNAL);
+    EXPECT_TRUE(closedByPeer(empty, 3000));
+    ::close(empty);
+
+    // Half a frame, then silence: dropped once the time for a message has passed.
+    int slow = connectRaw();
+    const QByteArray half = TWInstanceChannel::frame("reopen").left(6);
+    ::send(slow, half.constData(), size_t(half.size()), MSG_NOSIGNAL);
+    QElapsedTimer waited;
+    waited.start();
+    EXPECT_TRUE(closedByPeer(slow, 5000));
+    EXPECT_GE(waited.elapsed(), TWInstanceChannel::messageTimeoutMs - 200);
+    ::close(slow);
+
+    // A whole frame of nonsense gets a refusal, not an action.
+    EXPECT_EQ(TWInstanceChannel::sendMessage(channelDirectory(), "\x01\x02 launch missiles", 2000),
+              QByteArray("unknown"));
+    // A peer that connects and leaves at once.
+    ::close(connectRaw());
+
+    const QStringList seen = status();
+    EXPECT_FALSE(seen.contains("reopen"));
+    EXPECT_EQ(instance.state(), QProcess::Running);
+    // Ends normally on SIGTERM; then everything it logged can be read.
+    instance.terminate();
+    ASSERT_TRUE(instance.waitForFinished(5000));
+    EXPECT_EQ(instance.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(instance.exitCode(), 0);
+    EXPECT_FALSE(QFile::exists(channelDirectory() + "/instance.sock"));
+    const QString log = QString::fromUtf8(instance.readAllStandardError());
+    EXPECT_TRUE(log.contains("TidewellAppDelegate: message of 4294967295 bytes dropped"))
+        << log.toStdString();
+    EXPECT_TRUE(log.contains("TidewellAppDelegate: message not received in time"));
+}
+
+TEST_F(LauncherTest, ACrashedInstanceIsReplacedByTheNextStart) {
+    startInstance();
+    ::kill(pid_t(instance.processId()), SIGKILL);
+    instance.waitForFinished(5000);
+    ASSERT_TRUE(QFile::exists(channelDirectory() + "/instance.sock")); // left behind
+
+    startInstance();
+    EXPECT_EQ(runAgain({"--hide-all"}).first, 0);
+    EXPECT_TRUE(status().contains("hide-all"));
+}
+
+} // namespace
