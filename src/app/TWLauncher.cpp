@@ -88,9 +88,10 @@ const char* TWLauncher::usage() {
            "  --hide-all      hide every application but the file manager\n"
            "  --show-all      show every application again\n"
            "  URL             an x-tidewell-action: request, e.g. x-tidewell-action://preferences\n"
+           "  --status        print what the running instance has handled so far\n"
            "For testing only:\n"
-           "  --desktop=sim   run on an in-memory desktop with in-memory settings\n"
-           "  --status        print what the running instance (on --desktop=sim) has handled\n";
+           "  --desktop=sim   run on an in-memory desktop with in-memory settings; --status then\n"
+           "                  also lists every request made to that desktop\n";
 }
 
 std::optional<TWLauncher::Request>
@@ -288,10 +289,11 @@ int TWLauncher::run(int argc, char** argv) {
             TWCommon::sharedInstance().showFinderHideOthers();
         } else if (message == "show-all") {
             TWCommon::sharedInstance().showAll();
-        } else if (message == "status" && simDesktop) {
+        } else if (message == "status") {
             QStringList status = journal;
-            for (const std::string& line : simDesktop->log())
-                status << "desktop: " + QString::fromStdString(line);
+            if (simDesktop)
+                for (const std::string& line : simDesktop->log())
+                    status << "desktop: " + QString::fromStdString(line);
             return status.join('\n').toUtf8() + '\n';
         } else {
             TWLog("TidewellAppDelegate: unknown request dropped");
