@@ -32,6 +32,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -79,6 +80,17 @@ void populateSimulatedDesktop(TWSimDesktop& desktop) {
     desktop.clearLog();
 }
 
+// The simulated desktop runs without a network: every update check fails as if offline, so a
+// test run never reaches the update server.
+class TWOfflineTransport : public TWHTTPTransport {
+  public:
+    void post(const std::string&, std::string,
+              std::function<void(std::optional<std::string>)> completion) override {
+        // Answered on a thread of its own, as a real transport would.
+        std::thread([completion = std::move(completion)] { completion(std::nullopt); }).detach();
+    }
+};
+
 } // namespace
 
 const char* TWLauncher::usage() {
@@ -90,8 +102,8 @@ const char* TWLauncher::usage() {
            "  URL             an x-tidewell-action: request, e.g. x-tidewell-action://preferences\n"
            "  --status        print what the running instance has handled so far\n"
            "For testing only:\n"
-           "  --desktop=sim   run on an in-memory desktop with in-memory settings; --status then\n"
-           "                  also lists every request made to that desktop\n";
+           "  --desktop=sim   run on an in-memory desktop with in-memory settings and no network;\n"
+           "                  --status then also lists every request made to that desktop\n";
 }
 
 std::optional<TWLauncher::Request>
@@ -214,7 +226,10 @@ int TWLauncher::run(int argc, char** argv) {
 
     auto mainQueue = std::make_shared<TWQtMainQueue>();
     TWUpdaterServices updaterServices;
-    updaterServices.transport = std::make_shared<TWQtHTTPTransport>();
+    if (simulated)
+        updaterServices.transport = std::make_shared<TWOfflineTransport>();
+    else
+        updaterServices.transport = std::make_shared<TWQtHTTPTransport>();
     updaterServices.mainQueue = mainQueue;
     updaterServices.systemVersionString = []() -> std::optional<std::string> {
         if (auto version = OVSystemVersion::currentSystemVersion())
