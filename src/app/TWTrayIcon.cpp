@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QMenu>
 #include <QSystemTrayIcon>
+#include <QTimer>
 
 TWTrayIcon::TWTrayIcon(std::function<void()> reopen,
                        std::function<std::shared_ptr<TWMenu>()> buildMenu, QObject* parent)
@@ -40,8 +41,20 @@ QIcon TWTrayIcon::iconNamed(const QString& imageName) {
 
 bool TWTrayIcon::show() {
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        TWLog("TidewellAppDelegate: no system tray found; starting tidewell again acts as a "
-              "click on its icon");
+        if (!waitingForTray_) {
+            TWLog("TidewellAppDelegate: no system tray found; starting tidewell again acts as a "
+                  "click on its icon");
+            // A panel started after us (or restarted) still gets the icon.
+            waitingForTray_ = true;
+            auto* poll = new QTimer(this);
+            connect(poll, &QTimer::timeout, this, [this, poll] {
+                if (QSystemTrayIcon::isSystemTrayAvailable()) {
+                    poll->deleteLater();
+                    show();
+                }
+            });
+            poll->start(1000);
+        }
         return false;
     }
     if (!tray_) {

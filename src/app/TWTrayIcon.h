@@ -23,7 +23,8 @@ class TWTrayIcon : public QObject {
                QObject* parent = nullptr);
     ~TWTrayIcon() override;
 
-    // Shows the tray icon; false (and a log line) when the session has no tray.
+    // Shows the tray icon; false (and a log line) when the session has no tray yet, in which
+    // case the icon appears as soon as a tray does.
     bool show();
     // True once the icon is in the tray.
     bool isVisible() const;
@@ -48,4 +49,5 @@ class TWTrayIcon : public QObject {
     QSystemTrayIcon* tray_ = nullptr;
     QMenu* menu_ = nullptr;
     QString imageName_;
+    bool waitingForTray_ = false;
 };
