@@ -238,9 +238,9 @@ TEST_F(TWPlistFileStoreTest, TwoProcessesWritingAtOnceLoseNoKeys) {
 
 TEST_F(TWPlistFileStoreTest, AWriterKilledMidWriteLeavesAReadableFile) {
     std::mt19937 random(12345);
-    const std::string padding(2000, 'x'); // big enough that a write takes a while
+    const std::string padding(64 * 1024, 'x'); // large files make each write take a while
     std::int64_t lastSeen = -1;
-    for (int round = 0; round < 8; ++round) {
+    for (int round = 0; round < 20; ++round) {
         pid_t writer = spawn([&] {
             TWPlistFileStore store(file.string());
             for (std::int64_t n = 0;; ++n) {

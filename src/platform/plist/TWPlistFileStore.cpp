@@ -88,7 +88,7 @@ bool dictFromPlist(plist_t node, TWPlistDictionary& out, int depth) {
         }
         TWPlistValue converted;
         if (key && fromPlist(value, converted, depth + 1))
-            out.insert_or_assign(key, std::move(converted));
+            out.insert_or_assign(out.end(), key, std::move(converted)); // keys usually come sorted
         else
             ok = false;
         std::free(key);
@@ -399,7 +399,7 @@ bool TWPlistFileStore::cacheIsCurrent(const struct stat& st) const {
 }
 
 TWPlistFileStore::ReadOutcome TWPlistFileStore::readFile(TWPlistDictionary& out, std::string& why,
-                                                         struct stat& st) {
+                                                         struct stat& st, bool keepInCache) {
     Fd fd(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
     if (fd.get() < 0) {
         if (errno == ENOENT || errno == ENOTDIR)
@@ -468,13 +468,15 @@ TWPlistFileStore::ReadOutcome TWPlistFileStore::readFile(TWPlistDictionary& out,
             return ReadOutcome::Corrupt;
         }
     }
-    forgetCache();
-    cachedFd_ = fd.release();
-    cachedDev_ = st.st_dev;
-    cachedIno_ = st.st_ino;
-    cachedSize_ = st.st_size;
-    cachedMtimeNs_ = mtimeNs(st);
-    cachedValues_ = out;
+    if (keepInCache) {
+        forgetCache();
+        cachedFd_ = fd.release();
+        cachedDev_ = st.st_dev;
+        cachedIno_ = st.st_ino;
+        cachedSize_ = st.st_size;
+        cachedMtimeNs_ = mtimeNs(st);
+        cachedValues_ = out;
+    }
     return ReadOutcome::Ok;
 }
 
@@ -538,7 +540,7 @@ TWPlistDictionary TWPlistFileStore::load() {
 
         TWPlistDictionary values;
         std::string why;
-        switch (readFile(values, why, st)) {
+        switch (readFile(values, why, st, true)) {
         case ReadOutcome::Ok:
             return values;
         case ReadOutcome::Missing:
@@ -578,9 +580,10 @@ bool TWPlistFileStore::update(const std::function<void(TWPlistDictionary&)>& cha
         return false;
     }
 
+    // No need to cache what is read here: the file written next replaces it in the cache.
     TWPlistDictionary values;
     struct stat st {};
-    switch (readFile(values, why, st)) {
+    switch (readFile(values, why, st, false)) {
     case ReadOutcome::Ok:
         break;
     case ReadOutcome::Missing:

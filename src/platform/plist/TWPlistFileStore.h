@@ -38,7 +38,8 @@ class TWPlistFileStore : public TWDefaultsStore {
   private:
     enum class ReadOutcome { Ok, Missing, Corrupt, Failed };
 
-    ReadOutcome readFile(TWPlistDictionary& out, std::string& why, struct stat& st);
+    ReadOutcome readFile(TWPlistDictionary& out, std::string& why, struct stat& st,
+                         bool keepInCache);
     bool cacheIsCurrent(const struct stat& st) const;
     void forgetCache();
     bool moveCorruptFileAside(const struct stat& corrupt, const std::string& why);
