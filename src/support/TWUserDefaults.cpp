@@ -70,9 +70,8 @@ void TWUserDefaults::registerDefaults(const TWPlistDictionary& defaults) {
 }
 
 std::optional<TWPlistValue> TWUserDefaults::objectForKey(const std::string& key) const {
-    TWPlistDictionary persisted = store_->load();
-    if (const TWPlistValue* v = TWPlistLookup(persisted, key))
-        return *v;
+    if (auto persisted = store_->loadValue(key))
+        return persisted;
     std::lock_guard lock(registeredMutex_);
     if (const TWPlistValue* v = TWPlistLookup(registered_, key))
         return *v;
@@ -135,8 +134,8 @@ std::optional<TWPlistArray> TWUserDefaults::arrayForKey(const std::string& key) 
     auto value = objectForKey(key);
     if (!value)
         return std::nullopt;
-    if (const TWPlistArray* a = value->get<TWPlistArray>())
-        return *a;
+    if (TWPlistArray* a = value->get<TWPlistArray>())
+        return std::move(*a);
     return std::nullopt;
 }
 

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -126,6 +127,8 @@ bool TWTestDesktop::startServer() {
     pid_t pid = fork();
     if (pid == 0) {
         setpgid(0, 0);
+        // The server must not outlive a test program that is killed.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         close(fds[0]);
         int devnull = open("/dev/null", O_RDWR);
         dup2(devnull, STDIN_FILENO);
@@ -180,6 +183,7 @@ pid_t TWTestDesktop::spawn(const std::vector<std::string>& argv) {
     pid_t pid = fork();
     if (pid == 0) {
         setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         int devnull = open("/dev/null", O_RDWR);
         dup2(devnull, STDIN_FILENO);
         dup2(devnull, STDOUT_FILENO);

@@ -7,6 +7,14 @@ TWPlistDictionary TWSimDefaultsStore::load() {
     return values_;
 }
 
+std::optional<TWPlistValue> TWSimDefaultsStore::loadValue(const std::string& key) {
+    std::lock_guard lock(mutex_);
+    ++loads_;
+    if (const TWPlistValue* value = TWPlistLookup(values_, key))
+        return *value;
+    return std::nullopt;
+}
+
 bool TWSimDefaultsStore::update(const std::function<void(TWPlistDictionary&)>& change) {
     std::lock_guard lock(mutex_);
     ++updates_;

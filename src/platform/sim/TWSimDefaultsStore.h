@@ -11,9 +11,11 @@ class TWSimDefaultsStore : public TWDefaultsStore {
     explicit TWSimDefaultsStore(TWPlistDictionary initial) : values_(std::move(initial)) {}
 
     TWPlistDictionary load() override;
+    std::optional<TWPlistValue> loadValue(const std::string& key) override;
     bool update(const std::function<void(TWPlistDictionary&)>& change) override;
 
-    // Counts of calls, for tests that check the store is read afresh at each action.
+    // Counts of calls (loadValue counts as a load), for tests that check the store is read afresh
+    // at each action.
     int loadCount() const;
     int updateCount() const;
 

@@ -1,0 +1,129 @@
+// HTTPS requests through Qt's network access, on a network thread of their own.
+#include "TWQtHTTPTransport.h"
+
+#include "TWLog.h"
+
+#include <QByteArray>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QSslConfiguration>
+#include <QUrl>
+
+// The network access manager and its replies live on the transport's thread; everything
+// reaches them through queued calls.
+class TWQtHTTPSession : public QObject {
+  public:
+    QNetworkAccessManager* manager() {
+        // Created on first use so that it belongs to the network thread.
+        if (!manager_)
+            manager_ = new QNetworkAccessManager(this);
+        return manager_;
+    }
+
+  private:
+    QNetworkAccessManager* manager_ = nullptr;
+};
+
+namespace {
+
+// Errors below 200 are failures of the connection itself (refused, DNS, TLS, time-out, proxy);
+// the rest are HTTP-level answers that still carry a body.
+bool isTransportFailure(QNetworkReply::NetworkError error) {
+    return error != QNetworkReply::NoError && static_cast<int>(error) < 200;
+}
+
+} // namespace
+
+TWQtHTTPTransport::TWQtHTTPTransport(std::chrono::milliseconds timeout)
+    : thread_(new QThread), timeout_(timeout) {
+    thread_->setObjectName(QStringLiteral("TWQtHTTPTransport"));
+    session_ = new TWQtHTTPSession;
+    session_->moveToThread(thread_);
+    QObject::connect(thread_, &QThread::finished, session_, &QObject::deleteLater);
+    thread_->start();
+}
+
+TWQtHTTPTransport::~TWQtHTTPTransport() {
+    // Completions that arrive from here on would call into an application that is going away.
+    closing_->store(true);
+    thread_->quit();
+    if (QThread::currentThread() == thread_) {
+        // The last owner let go from a completion on the network thread, which cannot wait
+        // for itself: the thread ends once this completion returns, and the thread object is
+        // freed afterwards by the thread it belongs to.
+        QObject::connect(thread_, &QThread::finished, thread_, &QObject::deleteLater);
+        return;
+    }
+    thread_->wait();
+    delete thread_;
+}
+
+void TWQtHTTPTransport::addTrustedCertificate(const QSslCertificate& certificate) {
+    std::lock_guard lock(certificatesMutex_);
+    extraCertificates_.append(certificate);
+}
+
+bool TWQtHTTPTransport::addTrustedCertificates(const QString& pemPath) {
+    QList<QSslCertificate> certificates = QSslCertificate::fromPath(pemPath, QSsl::Pem);
+    if (certificates.isEmpty()) {
+        TWLog("TWQtHTTPTransport: no certificate in " + pemPath.toStdString());
+        return false;
+    }
+    std::lock_guard lock(certificatesMutex_);
+    extraCertificates_.append(certificates);
+    return true;
+}
+
+void TWQtHTTPTransport::post(const std::string& url, std::string body,
+                             std::function<void(std::optional<std::string>)> completion) {
+    QList<QSslCertificate> extra;
+    {
+        std::lock_guard lock(certificatesMutex_);
+        extra = extraCertificates_;
+    }
+    QByteArray payload = QByteArray::fromStdString(body);
+    QString address = QString::fromStdString(url);
+    int timeoutMs = static_cast<int>(timeout_.count());
+    auto closing = closing_;
+    TWQtHTTPSession* session = session_;
+
+    bool queued = QMetaObject::invokeMethod(
+        session,
+        [session, address, payload, extra, timeoutMs, closing,
+         completion = std::move(completion)]() mutable {
+            QNetworkRequest request{QUrl(address)};
+            // The same content type a form POST gets by default, stated so that Qt does not
+            // warn about guessing it.
+            request.setHeader(QNetworkRequest::ContentTypeHeader,
+                              QByteArrayLiteral("application/x-www-form-urlencoded"));
+            request.setTransferTimeout(timeoutMs);
+            QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
+            if (!extra.isEmpty())
+                ssl.addCaCertificates(extra);
+            request.setSslConfiguration(ssl);
+
+            QNetworkReply* reply = session->manager()->post(request, payload);
+            QObject::connect(
+                reply, &QNetworkReply::finished, session,
+                [reply, closing, completion = std::move(completion)]() mutable {
+                    reply->deleteLater();
+                    if (closing->load())
+                        return;
+                    std::optional<std::string> data;
+                    QNetworkReply::NetworkError error = reply->error();
+                    bool answered =
+                        reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
+                    if (answered && !isTransportFailure(error)) {
+                        data = reply->readAll().toStdString();
+                    } else {
+                        TWLog("TWQtHTTPTransport: " + reply->url().toString().toStdString() + ": " +
+                              reply->errorString().toStdString());
+                    }
+                    completion(std::move(data));
+                });
+        },
+        Qt::QueuedConnection);
+    if (!queued)
+        TWLog("TWQtHTTPTransport: the network thread is not running; request dropped");
+}

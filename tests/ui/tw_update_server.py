@@ -1,0 +1,48 @@
+#!/usr/bin/env python3
+# A one-endpoint HTTPS server for the update-check tests: answers every POST from a response
+# file and records what it received.
+#
+# Usage: tw_update_server.py CERT KEY RESPONSE_FILE RECORD_FILE
+# RESPONSE_FILE: first line the HTTP status (0 = hang up without answering), then the body.
+# RECORD_FILE: rewritten per request with the path, a newline, then the raw request body.
+# Prints "PORT <n>" once listening on 127.0.0.1.
+import http.server
+import ssl
+import sys
+
+cert, key, response_file, record_file = sys.argv[1:5]
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+
+    def do_POST(self):
+        length = int(self.headers.get("Content-Length") or 0)
+        body = self.rfile.read(length) if length else b""
+        with open(record_file, "wb") as f:
+            f.write(self.path.encode() + b"\n" + body)
+        with open(response_file, "rb") as f:
+            status_line, _, answer = f.read().partition(b"\n")
+        status = int(status_line)
+        if status == 0:
+            self.close_connection = True
+            return
+        self.send_response(status)
+        self.send_header("Content-Type", "text/plain; charset=utf-8")
+        self.send_header("Content-Length", str(len(answer)))
+        self.end_headers()
+        self.wfile.write(answer)
+
+    def log_message(self, *args):
+        pass
+
+
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+context.load_cert_chain(cert, key)
+server.socket = context.wrap_socket(server.socket, server_side=True)
+print("PORT", server.server_address[1], flush=True)
+try:
+    server.serve_forever()
+except KeyboardInterrupt:
+    pass

@@ -1,0 +1,513 @@
+// The update check: request body, outcomes, threads, lifetime; and the URL parser it relies on.
+#include "QFSimpleUpdater.h"
+#include "TWLocalizedString.h"
+#include "TWLog.h"
+#include "TWURL.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kEndpoint = "https://updates.quillfen.net/updates/simpleupdate.php";
+
+// A transport that answers every request from a thread of its own, as a network session does.
+class FakeTransport : public TWHTTPTransport {
+  public:
+    explicit FakeTransport(std::optional<std::string> answer) : answer_(std::move(answer)) {}
+    ~FakeTransport() override {
+        // The last owner may be an updater freed on one of these threads; that thread is
+        // finishing anyway and cannot join itself.
+        for (auto& t : threads_) {
+            if (t.get_id() == std::this_thread::get_id())
+                t.detach();
+            else
+                t.join();
+        }
+    }
+
+    // True once every request made so far has been answered.
+    bool idle() {
+        std::lock_guard lock(mutex_);
+        return completed.load() == static_cast<int>(requests.size());
+    }
+
+    void post(const std::string& url, std::string body,
+              std::function<void(std::optional<std::string>)> completion) override {
+        std::lock_guard lock(mutex_);
+        requests.push_back({url, body, std::this_thread::get_id()});
+        threads_.emplace_back([this, completion = std::move(completion)]() mutable {
+            {
+                std::lock_guard inner(mutex_);
+                completionThreads.push_back(std::this_thread::get_id());
+            }
+            completion(answer_);
+            // Dropping the completion may free the updater; it happens before `completed`
+            // counts, so a test that waited for `completed` still owns this transport.
+            completion = nullptr;
+            completed.fetch_add(1);
+        });
+    }
+
+    struct Request {
+        std::string url;
+        std::string body;
+        std::thread::id thread;
+    };
+    std::vector<Request> requests;
+    std::vector<std::thread::id> completionThreads;
+    std::atomic<int> completed{0};
+
+  private:
+    std::optional<std::string> answer_;
+    std::mutex mutex_;
+    std::vector<std::thread> threads_;
+};
+
+// The test's own thread plays the main thread: work sent from other threads waits until the
+// test pumps the queue.
+class FakeMainQueue : public TWMainQueue {
+  public:
+    void dispatchSync(std::function<void()> work) override {
+        if (isMainThread()) {
+            work();
+            return;
+        }
+        std::unique_lock lock(mutex_);
+        bool done = false;
+        tasks_.push_back([&] {
+            work();
+            std::lock_guard inner(mutex_);
+            done = true;
+            cv_.notify_all();
+        });
+        cv_.notify_all();
+        cv_.wait(lock, [&] { return done; });
+    }
+    bool isMainThread() const override { return std::this_thread::get_id() == main_; }
+
+    // Runs queued work on this thread until `done` holds; false when it never does.
+    bool pumpUntil(const std::function<bool()>& done) {
+        auto deadline = std::chrono::steady_clock::now() + 20s;
+        while (!done()) {
+            std::function<void()> task;
+            {
+                std::unique_lock lock(mutex_);
+                if (!cv_.wait_until(lock, deadline, [&] { return !tasks_.empty(); }))
+                    return false;
+                task = std::move(tasks_.front());
+                tasks_.pop_front();
+            }
+            task();
+        }
+        return true;
+    }
+
+  private:
+    std::thread::id main_ = std::this_thread::get_id();
+    std::mutex mutex_;
+    std::condition_variable cv_;
+    std::deque<std::function<void()>> tasks_;
+};
+
+struct Check {
+    std::shared_ptr<FakeTransport> transport;
+    std::shared_ptr<FakeMainQueue> mainQueue = std::make_shared<FakeMainQueue>();
+    std::vector<TWError> results;
+    std::vector<bool> onMainThread;
+
+    explicit Check(std::optional<std::string> answer)
+        : transport(std::make_shared<FakeTransport>(std::move(answer))) {}
+    ~Check() { finishTransport(); }
+
+    // Waits for every answer to have been delivered, then joins the transport's threads.
+    void finishTransport() {
+        if (!transport)
+            return;
+        for (int i = 0; i < 4000 && !transport->idle(); ++i)
+            std::this_thread::sleep_for(5ms);
+        transport.reset();
+    }
+
+    TWUpdaterServices services(std::optional<std::string> name = "Tidewell",
+                               std::optional<std::string> version = "1.0.0",
+                               std::optional<std::string> os = "12") {
+        TWUpdaterServices s;
+        s.transport = transport;
+        s.mainQueue = mainQueue;
+        s.bundleName = std::move(name);
+        s.shortVersion = std::move(version);
+        s.systemVersionString = [os] { return os; };
+        s.endpoint = kEndpoint;
+        return s;
+    }
+    QFSimpleUpdater::CompletionHandler handler() {
+        return [this](const TWError& error) {
+            results.push_back(error);
+            onMainThread.push_back(mainQueue->isMainThread());
+        };
+    }
+    bool waitForResult() {
+        return mainQueue->pumpUntil([this] { return !results.empty(); });
+    }
+};
+
+std::string text(const TWError& error, const char* key) {
+    return error.stringForKey(key).value_or("<absent>");
+}
+
+} // namespace
+
+// --- The request ---
+
+TEST(QFSimpleUpdaterRequest, SpacesBecomeUnderscoresAndNothingElseIsEscaped) {
+    auto args = QFSimpleUpdater::argumentsWithValues("Tide well & Co=1+2", "2.0 beta 3",
+                                                     "Debian GNU/Linux 12 (bookworm) ü");
+    EXPECT_EQ(QFSimpleUpdater::requestBody(args),
+              "app=Tide_well_&_Co=1+2&version=2.0_beta_3&os_version=Debian_GNU/"
+              "Linux_12_(bookworm)_ü");
+}
+
+TEST(QFSimpleUpdaterRequest, AMissingValueEndsTheListAndPrintsAsNull) {
+    auto noVersion = QFSimpleUpdater::argumentsWithValues("Tidewell", std::nullopt, "12");
+    EXPECT_EQ(noVersion.size(), 1u);
+    EXPECT_EQ(QFSimpleUpdater::requestBody(noVersion),
+              "app=Tidewell&version=(null)&os_version=(null)");
+
+    auto noName = QFSimpleUpdater::argumentsWithValues(std::nullopt, "1.0", "12");
+    EXPECT_TRUE(noName.empty());
+    EXPECT_EQ(QFSimpleUpdater::requestBody(noName), "app=(null)&version=(null)&os_version=(null)");
+
+    auto noOS = QFSimpleUpdater::argumentsWithValues("Tidewell", "1.0", std::nullopt);
+    EXPECT_EQ(QFSimpleUpdater::requestBody(noOS), "app=Tidewell&version=1.0&os_version=(null)");
+}
+
+TEST(QFSimpleUpdaterRequest, StartPostsTheGatheredValuesFromAnotherThread) {
+    Check check("");
+    auto updater = std::make_shared<QFSimpleUpdater>(
+        check.handler(), check.services("My App", "1.2", "Ubuntu 24.04 LTS"));
+    updater->start();
+    ASSERT_TRUE(check.waitForResult());
+
+    ASSERT_EQ(check.transport->requests.size(), 1u);
+    const auto& request = check.transport->requests[0];
+    EXPECT_EQ(request.url, kEndpoint);
+    EXPECT_EQ(request.body, "app=My_App&version=1.2&os_version=Ubuntu_24.04_LTS");
+    EXPECT_NE(request.thread, std::this_thread::get_id());
+}
+
+TEST(QFSimpleUpdaterRequest, SystemVersionIsReadOnTheCallingThread) {
+    Check check("");
+    std::thread::id readOn;
+    auto services = check.services();
+    services.systemVersionString = [&readOn]() -> std::optional<std::string> {
+        readOn = std::this_thread::get_id();
+        return "13";
+    };
+    std::make_shared<QFSimpleUpdater>(check.handler(), services)->start();
+    ASSERT_TRUE(check.waitForResult());
+    EXPECT_EQ(readOn, std::this_thread::get_id());
+    EXPECT_EQ(check.transport->requests.at(0).body, "app=Tidewell&version=1.0.0&os_version=13");
+}
+
+// --- The outcomes ---
+
+namespace {
+enum class Outcome { Available, Current, Failed };
+
+struct OutcomeCase {
+    const char* label;
+    std::optional<std::string> answer;
+    Outcome expected;
+};
+
+void PrintTo(const OutcomeCase& c, std::ostream* os) {
+    *os << c.label;
+}
+
+class QFSimpleUpdaterOutcome : public ::testing::TestWithParam<OutcomeCase> {};
+} // namespace
+
+TEST_P(QFSimpleUpdaterOutcome, AnswerGivesItsOutcome) {
+    const OutcomeCase& c = GetParam();
+    Check check(c.answer);
+    std::make_shared<QFSimpleUpdater>(check.handler(), check.services("Tide well"))->start();
+    ASSERT_TRUE(check.waitForResult());
+
+    ASSERT_EQ(check.results.size(), 1u);
+    const TWError& error = check.results[0];
+    EXPECT_EQ(error.domain, "net.quillfen.updater");
+    EXPECT_EQ(error.code, -1);
+    switch (c.expected) {
+    case Outcome::Available:
+        EXPECT_EQ(text(error, TWLocalizedDescriptionKey),
+                  "There is an update to Tide well available online.");
+        EXPECT_EQ(text(error, TWLocalizedRecoverySuggestionErrorKey), "");
+        EXPECT_EQ(*TWPlistLookup(error.userInfo, TWLocalizedRecoveryOptionsErrorKey),
+                  TWPlistValue(TWPlistArray{"Download", "Cancel"}));
+        EXPECT_EQ(text(error, TWURLErrorKey), *c.answer);
+        EXPECT_EQ(error.userInfo.size(), 4u);
+        break;
+    case Outcome::Current:
+        EXPECT_EQ(text(error, TWLocalizedDescriptionKey),
+                  "You have the current version of Tide well.");
+        EXPECT_EQ(text(error, TWLocalizedRecoverySuggestionErrorKey), "No updates are available.");
+        EXPECT_EQ(error.userInfo.size(), 2u);
+        break;
+    case Outcome::Failed:
+        EXPECT_EQ(text(error, TWLocalizedDescriptionKey),
+                  "An error occurred while checking for an update.");
+        EXPECT_EQ(text(error, TWLocalizedRecoverySuggestionErrorKey),
+                  "Please check your internet connection and try again.");
+        EXPECT_EQ(error.userInfo.size(), 2u);
+        break;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Answers, QFSimpleUpdaterOutcome,
+    ::testing::Values(
+        OutcomeCase{"link on the endpoint host",
+                    "https://updates.quillfen.net/download/Tidewell-2.0.zip", Outcome::Available},
+        OutcomeCase{"same host, other scheme, port and user",
+                    "http://me@updates.quillfen.net:8080/x?y=1#z", Outcome::Available},
+        OutcomeCase{"host differs in case", "https://Updates.Quillfen.net/x.zip", Outcome::Current},
+        OutcomeCase{"other host", "https://example.org/Tidewell-2.0.zip", Outcome::Current},
+        OutcomeCase{"host that only begins like the endpoint's",
+                    "https://updates.quillfen.net.example.org/x", Outcome::Current},
+        OutcomeCase{"link with a trailing newline (no trimming)",
+                    "https://updates.quillfen.net/x.zip\n", Outcome::Current},
+        OutcomeCase{"host-less text", "updates.quillfen.net/x.zip", Outcome::Current},
+        OutcomeCase{"empty body", "", Outcome::Current},
+        OutcomeCase{"error page", "<html><body>500 Internal Server Error</body></html>",
+                    Outcome::Current},
+        OutcomeCase{"no data", std::nullopt, Outcome::Failed},
+        OutcomeCase{"invalid UTF-8", std::string("https://updates.quillfen.net/\xff\xfe"),
+                    Outcome::Failed},
+        OutcomeCase{"overlong UTF-8", std::string("\xc0\xaf"), Outcome::Failed},
+        OutcomeCase{"truncated UTF-8", std::string("abc\xe2\x82"), Outcome::Failed},
+        OutcomeCase{"valid non-ASCII text", std::string("Kein Update \xc3\xbc"),
+                    Outcome::Current}));
+
+TEST(QFSimpleUpdaterResult, MissingNamePrintsAsNull) {
+    TWError error = QFSimpleUpdater::resultForResponse("", std::nullopt, kEndpoint);
+    EXPECT_EQ(text(error, TWLocalizedDescriptionKey), "You have the current version of (null).");
+}
+
+TEST(QFSimpleUpdaterResult, TextsAreLookedUpBeforeTheNameIsFilledIn) {
+    TWSetLocalizer([](std::string_view key) -> std::string {
+        if (key == "There is an update to %@ available online.")
+            return "Für %@ gibt es ein Update.";
+        if (key == "Download")
+            return "Laden";
+        return "";
+    });
+    TWError error =
+        QFSimpleUpdater::resultForResponse("https://updates.quillfen.net/x", "Tidewell", kEndpoint);
+    TWSetLocalizer({});
+    EXPECT_EQ(text(error, TWLocalizedDescriptionKey), "Für Tidewell gibt es ein Update.");
+    EXPECT_EQ(*TWPlistLookup(error.userInfo, TWLocalizedRecoveryOptionsErrorKey),
+              TWPlistValue(TWPlistArray{"Laden", "Cancel"}));
+}
+
+TEST(QFSimpleUpdaterResult, AnEndpointWithoutAHostNeverMatches) {
+    // Two missing hosts are not equal hosts.
+    TWError error = QFSimpleUpdater::resultForResponse("mailto:x", "Tidewell", "not an endpoint");
+    EXPECT_EQ(text(error, TWLocalizedDescriptionKey), "You have the current version of Tidewell.");
+}
+
+// --- Threads, delivery and lifetime ---
+
+TEST(QFSimpleUpdaterDelivery, HandlerRunsOnceOnTheMainThreadAfterAnAnswerOnTheTransportThread) {
+    Check check("https://updates.quillfen.net/x");
+    std::make_shared<QFSimpleUpdater>(check.handler(), check.services())->start();
+    ASSERT_TRUE(check.waitForResult());
+    auto transport = check.transport;
+    check.finishTransport(); // every completion has finished
+
+    ASSERT_EQ(check.results.size(), 1u);
+    EXPECT_TRUE(check.onMainThread.at(0));
+    ASSERT_EQ(transport->completionThreads.size(), 1u);
+    EXPECT_NE(transport->completionThreads[0], std::this_thread::get_id());
+}
+
+TEST(QFSimpleUpdaterDelivery, UpdaterLivesUntilTheHandlerHasReturnedThenIsFreed) {
+    Check check("");
+    std::weak_ptr<QFSimpleUpdater> weak;
+    bool aliveInHandler = false;
+    bool called = false;
+    auto updater = std::make_shared<QFSimpleUpdater>(
+        [&](const TWError&) {
+            aliveInHandler = !weak.expired();
+            called = true;
+        },
+        check.services());
+    weak = updater;
+    updater->start();
+    updater.reset();
+
+    ASSERT_TRUE(check.mainQueue->pumpUntil([&] { return called; }));
+    EXPECT_TRUE(aliveInHandler);
+    check.finishTransport();
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST(QFSimpleUpdaterDelivery, AnUpdaterOnTheStackStillCompletes) {
+    Check check("");
+    {
+        QFSimpleUpdater updater(check.handler(), check.services());
+        updater.start();
+    }
+    ASSERT_TRUE(check.waitForResult());
+    EXPECT_EQ(check.results.size(), 1u);
+}
+
+TEST(QFSimpleUpdaterDelivery, WithoutAHandlerTheRequestIsStillSentAndNothingIsCalled) {
+    Check check("https://updates.quillfen.net/x");
+    std::make_shared<QFSimpleUpdater>(nullptr, check.services())->start();
+    // Nothing reaches the main queue, so wait for the transport's completion to return.
+    for (int i = 0; i < 4000 && check.transport->completed.load() == 0; ++i)
+        std::this_thread::sleep_for(5ms);
+    EXPECT_EQ(check.transport->completed.load(), 1);
+    EXPECT_EQ(check.transport->requests.size(), 1u);
+    EXPECT_TRUE(check.results.empty());
+}
+
+TEST(QFSimpleUpdaterDelivery, ConfiguredServicesServeTheClassMethod) {
+    Check check("https://updates.quillfen.net/y");
+    QFSimpleUpdater::configure(check.services("Configured", "9"));
+    QFSimpleUpdater::checkForUpdateWithCompletionHandler(check.handler());
+    QFSimpleUpdater::configure({});
+    ASSERT_TRUE(check.waitForResult());
+    EXPECT_EQ(check.transport->requests.at(0).body, "app=Configured&version=9&os_version=12");
+    EXPECT_EQ(text(check.results.at(0), TWURLErrorKey), "https://updates.quillfen.net/y");
+}
+
+TEST(QFSimpleUpdaterDelivery, NoTransportGivesTheFailedOutcomeAndSaysWhy) {
+    std::vector<std::string> lines;
+    auto previous = TWSetLogSink([&](const std::string& line) { lines.push_back(line); });
+    Check check("");
+    auto services = check.services();
+    services.transport = nullptr;
+    std::make_shared<QFSimpleUpdater>(check.handler(), services)->start();
+    ASSERT_TRUE(check.waitForResult());
+    TWSetLogSink(previous);
+    EXPECT_EQ(text(check.results.at(0), TWLocalizedDescriptionKey),
+              "An error occurred while checking for an update.");
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines[0].rfind("QFSimpleUpdater: ", 0), 0u);
+}
+
+// --- URL parsing ---
+
+namespace {
+struct URLCase {
+    const char* string;
+    std::optional<std::string> scheme;
+    std::string resourceSpecifier;
+    std::optional<std::string> host;
+    std::optional<int> port;
+    std::string path;
+};
+} // namespace
+
+TEST(TWURL, PartsOfValidURLs) {
+    const URLCase cases[] = {
+        {"x-tidewell-action://preferences",
+         "x-tidewell-action",
+         "//preferences",
+         "preferences",
+         {},
+         ""},
+        {"x-tidewell-action:preferences",
+         "x-tidewell-action",
+         "preferences",
+         {},
+         {},
+         "preferences"},
+        {"x-tidewell-action:///preferences/",
+         "x-tidewell-action",
+         "///preferences/",
+         {},
+         {},
+         "/preferences/"},
+        {"X-Tidewell-Action://Preferences",
+         "X-Tidewell-Action",
+         "//Preferences",
+         "Preferences",
+         {},
+         ""},
+        {"https://updates.quillfen.net:443/updates/simpleupdate.php?a=1&b=2#top", "https",
+         "//updates.quillfen.net:443/updates/simpleupdate.php?a=1&b=2#top", "updates.quillfen.net",
+         443, "/updates/simpleupdate.php"},
+        {"https://user:pw@localhost:8443/x.zip", "https", "//user:pw@localhost:8443/x.zip",
+         "localhost", 8443, "/x.zip"},
+        {"https://[::1]:8080/x", "https", "//[::1]:8080/x", "::1", 8080, "/x"},
+        {"https://h%6Fst/", "https", "//h%6Fst/", "host", {}, "/"},
+        {"mailto:support@quillfen.net?subject=Tidewell%201.2%20feedback",
+         "mailto",
+         "support@quillfen.net?subject=Tidewell%201.2%20feedback",
+         {},
+         {},
+         "support@quillfen.net"},
+        {"relative/path", {}, "relative/path", {}, {}, "relative/path"},
+        {"1http://x", {}, "1http://x", {}, {}, "1http://x"},
+    };
+    for (const URLCase& c : cases) {
+        SCOPED_TRACE(c.string);
+        auto url = TWURL::URLWithString(c.string);
+        ASSERT_TRUE(url);
+        EXPECT_EQ(url->absoluteString(), c.string);
+        EXPECT_EQ(url->scheme(), c.scheme);
+        EXPECT_EQ(url->resourceSpecifier(), c.resourceSpecifier);
+        EXPECT_EQ(url->host(), c.host);
+        EXPECT_EQ(url->port(), c.port);
+        EXPECT_EQ(url->path(), c.path);
+    }
+}
+
+TEST(TWURL, QueryAndFragment) {
+    auto url = TWURL::URLWithString("x-tidewell-action://preferences?pane=1#general");
+    ASSERT_TRUE(url);
+    EXPECT_EQ(url->query(), "pane=1");
+    EXPECT_EQ(url->fragment(), "general");
+    EXPECT_EQ(url->host(), "preferences");
+    auto plain = TWURL::URLWithString("https://a/b");
+    EXPECT_FALSE(plain->query());
+    EXPECT_FALSE(plain->fragment());
+}
+
+TEST(TWURL, StringsThatAreNotURLs) {
+    const char* cases[] = {
+        "",
+        "not a url",
+        "https://updates.quillfen.net/x.zip\n",
+        " https://updates.quillfen.net/x.zip",
+        "https://host/a%zz",
+        "https://host/a%4",
+        "https://host/\xc3\xbc",
+        "https://host/a#b#c",
+        "https://host:99999/",
+        "https://host:8a/",
+        "https://[::1/",
+        "https://ho[st/",
+        "http://exa<mple>.com",
+        "https://host/\"quoted\"",
+        "https://host/a\\b",
+        "https://host/{x}",
+    };
+    for (const char* c : cases) {
+        SCOPED_TRACE(c);
+        EXPECT_FALSE(TWURL::URLWithString(c));
+    }
+    EXPECT_FALSE(TWURL::URLWithString(std::string_view("https://a/\0b", 12)));
+}

@@ -1,0 +1,134 @@
+// The simulated desktop's own behaviour: what tests and demos rely on it to model faithfully.
+#include "TWSimDesktop.h"
+
+#include <gtest/gtest.h>
+
+using Log = std::vector<std::string>;
+
+namespace {
+std::vector<std::string> names(const std::vector<TWSimWindow>& windows) {
+    std::vector<std::string> result;
+    for (const auto& w : windows)
+        result.push_back(w.name + (w.collapsed ? " (down)" : ""));
+    return result;
+}
+} // namespace
+
+TEST(TWSimDesktopApplications, HandlesStayValidWhenAnEarlierApplicationQuits) {
+    TWSimDesktop desk;
+    auto a = desk.launchApplication("a", "A");
+    auto b = desk.launchApplication("b", "B");
+    auto c = desk.launchApplication("c", "C", TWActivationPolicyAccessory, 77);
+    EXPECT_TRUE(desk.quitApplication(a));
+    EXPECT_FALSE(desk.quitApplication(a));
+
+    desk.hide(*desk.application(c));
+    EXPECT_TRUE(desk.application(c)->hidden);
+    EXPECT_FALSE(desk.application(b)->hidden);
+    EXPECT_EQ(desk.application(c)->processIdentifier, 77);
+    auto running = desk.runningApplications();
+    ASSERT_EQ(running.size(), 2u);
+    EXPECT_EQ(running[0].localizedName, "B");
+    // A request for an application that has gone is logged and changes nothing.
+    TWRunningApplication gone;
+    gone.handle = a;
+    gone.localizedName = "A";
+    desk.unhide(gone);
+    EXPECT_EQ(desk.log(), (Log{"hide C", "runningApplications", "unhide A"}));
+}
+
+TEST(TWSimDesktopApplications, FrontSwitchesFireOnlyWhenTheFrontApplicationChanges) {
+    TWSimDesktop desk;
+    int switches = 0;
+    desk.installFrontSwitchHandler([&] { ++switches; });
+    auto a = desk.launchApplication("a", "A");
+    auto b = desk.launchApplication("b", "B");
+    desk.setHidden(a, true);
+
+    desk.makeActive(a);
+    desk.activateWithOptions(*desk.application(a), 2);
+    EXPECT_EQ(switches, 1);
+    EXPECT_FALSE(desk.application(a)->hidden) << "activation shows a hidden application";
+    desk.activateWithOptions(*desk.application(b), 2);
+    EXPECT_EQ(switches, 2);
+    EXPECT_FALSE(desk.application(a)->active);
+
+    desk.hide(*desk.application(b)); // the active one hidden: nothing is in front
+    EXPECT_FALSE(desk.application(b)->active);
+    desk.makeActive(b);
+    EXPECT_EQ(switches, 3);
+}
+
+TEST(TWSimDesktopFileManager, WindowsCollapseToTheEndCloseUnlessRefusingAndOpenInFront) {
+    TWSimDesktop desk;
+    desk.addFileManagerWindow("down", true);
+    desk.addFileManagerWindow("a", false, 1);
+    desk.addFileManagerWindow("b");
+    EXPECT_EQ(names(desk.fileManagerWindows()), (Log{"a", "b", "down (down)"}));
+
+    auto fm = desk.applicationWithBundleIdentifier("com.apple.finder");
+    auto first = fm->FinderWindows()->firstObject();
+    first->setCollapsed(true);
+    EXPECT_EQ(names(desk.fileManagerWindows()), (Log{"b", "down (down)", "a (down)"}));
+    first->setCollapsed(false);
+    EXPECT_EQ(names(desk.fileManagerWindows()), (Log{"a", "b", "down (down)"}));
+
+    first->close(); // refused once
+    first->close(); // closed
+    first->close(); // the object names nothing any more
+    EXPECT_EQ(names(desk.fileManagerWindows()), (Log{"b", "down (down)"}));
+
+    desk.setNewWindowTarget("file:///tmp/");
+    auto fresh = fm->newObjectOfScriptingClass("Finder window");
+    fresh->setTarget("file:///early/"); // not inserted yet: logged, no window affected
+    fm->FinderWindows()->addObject(fresh);
+    fresh->setTarget(fm->newWindowTarget());
+    auto windows = desk.fileManagerWindows();
+    ASSERT_EQ(windows.size(), 3u);
+    EXPECT_EQ(windows[0].target, "file:///tmp/");
+    EXPECT_FALSE(windows[0].collapsed);
+    EXPECT_EQ(fm->newObjectOfScriptingClass("Finder folder"), nullptr);
+
+    auto log = desk.log();
+    EXPECT_EQ(Log(log.begin() + 5, log.begin() + 9),
+              (Log{"close a", "close a", "close <gone>", "new object Finder window"}));
+    EXPECT_EQ(log[9], "setTarget file:///early/");
+}
+
+TEST(TWSimDesktopFileManager, OtherApplicationsHaveNoWindowsAndTheIdentifierIsConfigurable) {
+    TWSimDesktop desk;
+    desk.addFileManagerWindows(2);
+    EXPECT_EQ(desk.applicationWithBundleIdentifier("org.example.other")->FinderWindows()->count(),
+              0u);
+    desk.setFileManagerBundleIdentifier("org.gnome.Nautilus");
+    EXPECT_EQ(desk.fileManagerBundleIdentifier(), "org.gnome.Nautilus");
+    EXPECT_EQ(desk.applicationWithBundleIdentifier("com.apple.finder")->FinderWindows()->count(),
+              0u);
+    EXPECT_EQ(desk.applicationWithBundleIdentifier("org.gnome.Nautilus")->FinderWindows()->count(),
+              2u);
+}
+
+TEST(TWSimDesktopLog, RecordsEveryRequestUnlessSwitchedOff) {
+    TWSimDesktop desk;
+    desk.setOpenURLResult(false);
+    EXPECT_FALSE(desk.openURL("x-tidewell-action://preferences"));
+    desk.beep();
+    TWAppleEvent event;
+    event.eventClass = TWFourCharCode("aevt");
+    event.eventID = TWFourCharCode("rapp");
+    event.targetDescriptorType = TWFourCharCode("sign");
+    event.targetData = {'M', 'A', 0x01, 'S'};
+    desk.send(event);
+    desk.setKeyModifiers(TWShiftKey);
+    EXPECT_EQ(desk.currentKeyModifiers(), TWShiftKey);
+    EXPECT_EQ(desk.log(), (Log{"openURL x-tidewell-action://preferences", "beep",
+                               "appleEvent aevt/rapp sign:MA?S"}));
+
+    desk.setLogEnabled(false);
+    desk.beep();
+    desk.runningApplications();
+    EXPECT_EQ(desk.log().size(), 3u);
+    desk.clearLog();
+    EXPECT_TRUE(desk.log().empty());
+    EXPECT_EQ(desk.openedURLs(), (Log{"x-tidewell-action://preferences"}));
+}
