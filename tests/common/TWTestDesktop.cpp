@@ -11,8 +11,8 @@
 #include <filesystem>
 #include <fstream>
 #include <poll.h>
-#include <sys/prctl.h>
 #include <sstream>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -274,6 +274,17 @@ std::vector<unsigned long> TWTestDesktop::windowsOfPid(int pid) const {
     for (const auto& w : windows())
         if (w.pid == pid)
             out.push_back(w.id);
+    return out;
+}
+
+std::vector<unsigned long> TWTestDesktop::windowsOfProgram(const std::string& program) const {
+    std::vector<unsigned long> out;
+    for (const auto& w : windows()) {
+        std::ifstream comm("/proc/" + std::to_string(w.pid) + "/comm");
+        std::string name;
+        if (std::getline(comm, name) && name == program)
+            out.push_back(w.id);
+    }
     return out;
 }
 

@@ -50,6 +50,8 @@ class TWTestDesktop {
     // Observers.
     std::vector<TWObservedWindow> windows() const; // wmctrl -l -p
     std::vector<unsigned long> windowsOfPid(int pid) const;
+    // Windows of every process running `program` (its /proc/<pid>/comm).
+    std::vector<unsigned long> windowsOfProgram(const std::string& program) const;
     bool isIconic(unsigned long window) const;    // WM_STATE Iconic
     bool isMinimized(unsigned long window) const; // Iconic or _NET_WM_STATE_HIDDEN
     bool hasHiddenMark(unsigned long window) const;
