@@ -166,8 +166,11 @@ bool TWTestDesktop::startServer() {
 bool TWTestDesktop::startWindowManager() {
     spawn({"openbox", "--sm-disable"});
     bool up = waitFor([] {
-        return run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}).find("window id") !=
-               std::string::npos;
+        // The client list appears once openbox has finished starting; a window mapped before
+        // that may never be managed.
+        std::string out = run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK", "_NET_CLIENT_LIST"});
+        return out.find("_NET_SUPPORTING_WM_CHECK(WINDOW)") != std::string::npos &&
+               out.find("_NET_CLIENT_LIST(WINDOW)") != std::string::npos;
     });
     if (!up)
         error_ = "openbox did not start";
