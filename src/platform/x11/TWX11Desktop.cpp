@@ -18,7 +18,7 @@ TWX11Desktop::TWX11Desktop(std::unique_ptr<TWX11Connection> connection)
 
 TWX11Desktop::~TWX11Desktop() {
     // Whatever was requested last still reaches the server.
-    connection_->flush();
+    workspace_->flush();
     connection_->setActiveWindowChangeHandler(nullptr);
 }
 

@@ -6,22 +6,87 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <thread>
 
-TWX11ScriptingBridge::TWX11ScriptingBridge(TWX11Workspace& workspace) : workspace_(workspace) {}
+namespace {
+constexpr auto kCloseRemembered = std::chrono::seconds(2);
+constexpr auto kQuitGrace = std::chrono::milliseconds(500);
+
+// Whether a process is still running (not ended, not a zombie waiting for its parent).
+bool processAlive(int pid) {
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string stat;
+    if (!in || !std::getline(in, stat))
+        return false;
+    auto close = stat.rfind(')');
+    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] != 'Z' &&
+           stat[close + 2] != 'X';
+}
+} // namespace
+
+bool TWX11ScriptingState::isClosing(xcb_window_t window) const {
+    auto it = closing.find(window);
+    return it != closing.end() &&
+           std::chrono::steady_clock::now() - it->second.second < kCloseRemembered;
+}
+
+TWX11ScriptingBridge::TWX11ScriptingBridge(TWX11Workspace& workspace)
+    : workspace_(workspace), state_(std::make_shared<TWX11ScriptingState>()) {}
 
 std::unique_ptr<TWScriptedFileManager>
 TWX11ScriptingBridge::applicationWithBundleIdentifier(const std::string& bundleIdentifier) {
-    return std::make_unique<TWX11ScriptedFileManager>(workspace_, bundleIdentifier);
+    return std::make_unique<TWX11ScriptedFileManager>(workspace_, bundleIdentifier, state_);
 }
 
 TWX11ScriptedFileManager::TWX11ScriptedFileManager(TWX11Workspace& workspace,
-                                                   std::string bundleIdentifier)
+                                                   std::string bundleIdentifier,
+                                                   std::shared_ptr<TWX11ScriptingState> closing)
     : workspace_(workspace), bundleIdentifier_(std::move(bundleIdentifier)),
-      state_(std::make_shared<TWX11ScriptingState>()) {}
+      state_(std::make_shared<TWX11ScriptingState>()), closing_(std::move(closing)) {}
 
-std::vector<xcb_window_t> TWX11ScriptedFileManager::currentWindows() {
+void TWX11ScriptedFileManager::requestClose(xcb_window_t window, int pid) {
+    workspace_.connection().close(window);
+    closing_->closing[window] = {pid, std::chrono::steady_clock::now()};
+}
+
+void TWX11ScriptedFileManager::waitForClosedWindows() {
+    // A single-instance file manager hands a new window to its running process; if that process
+    // is about to quit with its last window, the request would be lost with it.
+    if (closing_->closing.empty())
+        return;
+    workspace_.connection().flush();
+    auto deadline = std::chrono::steady_clock::now() + kCloseRemembered;
+    std::set<int> pids;
+    while (std::chrono::steady_clock::now() < deadline) {
+        auto snapshot = workspace_.connection().snapshot();
+        bool open = false;
+        pids.clear();
+        for (const auto& [window, entry] : closing_->closing) {
+            pids.insert(entry.first);
+            open = open || snapshot.find(window) != nullptr;
+        }
+        if (!open) {
+            bool processWithoutWindows = false;
+            for (int pid : pids) {
+                bool hasWindows = std::any_of(snapshot.windows.begin(), snapshot.windows.end(),
+                                              [&](const TWX11Window& w) { return w.pid == pid; });
+                processWithoutWindows = processWithoutWindows || (!hasWindows && processAlive(pid));
+            }
+            // A process that keeps running without windows gets a short grace to quit.
+            if (!processWithoutWindows ||
+                deadline - std::chrono::steady_clock::now() < kCloseRemembered - kQuitGrace)
+                break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    closing_->closing.clear();
+}
+
+std::vector<std::pair<xcb_window_t, int>> TWX11ScriptedFileManager::currentWindows() {
     struct Entry {
         xcb_window_t id;
+        int pid;
         bool minimized;
         int stacking;
     };
@@ -43,12 +108,12 @@ std::vector<xcb_window_t> TWX11ScriptedFileManager::currentWindows() {
                 continue;
             // A window we asked to close is on its way out; counting it again would make a
             // close-until-none loop wait for the file manager.
-            if (state_->closing.count(w.id))
+            if (closing_->isClosing(w.id))
                 continue;
             bool minimized = w.iconic || state_->collapsing.count(w.id) ||
                              std::find(w.states.begin(), w.states.end(),
                                        ewmh._NET_WM_STATE_HIDDEN) != w.states.end();
-            entries.push_back({w.id, minimized, w.stackingIndex});
+            entries.push_back({w.id, w.pid, minimized, w.stackingIndex});
         }
     }
     std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
@@ -56,9 +121,9 @@ std::vector<xcb_window_t> TWX11ScriptedFileManager::currentWindows() {
             return !a.minimized;
         return a.stacking > b.stacking;
     });
-    std::vector<xcb_window_t> out;
+    std::vector<std::pair<xcb_window_t, int>> out;
     for (const auto& e : entries)
-        out.push_back(e.id);
+        out.emplace_back(e.id, e.pid);
     return out;
 }
 
@@ -91,12 +156,14 @@ bool TWX11ScriptedFileManager::startNewWindow(const std::string& location) {
     }
     if (!location.empty())
         argv.push_back(location);
+    waitForClosedWindows();
     const char* home = std::getenv("HOME");
     return TWProcessLauncher::spawnDetached(argv, home ? home : "");
 }
 
-TWX11ScriptingWindow::TWX11ScriptingWindow(TWX11ScriptedFileManager& owner, xcb_window_t window)
-    : owner_(owner), window_(window) {}
+TWX11ScriptingWindow::TWX11ScriptingWindow(TWX11ScriptedFileManager& owner, xcb_window_t window,
+                                           int pid)
+    : owner_(owner), window_(window), pid_(pid) {}
 
 TWX11ScriptingWindow::TWX11ScriptingWindow(TWX11ScriptedFileManager& owner)
     : owner_(owner), pending_(true) {}
@@ -118,8 +185,7 @@ void TWX11ScriptingWindow::setCollapsed(bool collapsed) {
 void TWX11ScriptingWindow::close() {
     if (pending_)
         return;
-    owner_.workspace().connection().close(window_);
-    owner_.state().closing.insert(window_);
+    owner_.requestClose(window_, pid_);
 }
 
 void TWX11ScriptingWindow::setTarget(const std::string& location) {
@@ -150,7 +216,8 @@ std::shared_ptr<TWScriptingWindow> TWX11ScriptingWindowArray::firstObject() {
     auto windows = owner_.currentWindows();
     if (windows.empty())
         return nullptr;
-    return std::make_shared<TWX11ScriptingWindow>(owner_, windows.front());
+    return std::make_shared<TWX11ScriptingWindow>(owner_, windows.front().first,
+                                                  windows.front().second);
 }
 
 void TWX11ScriptingWindowArray::addObject(const std::shared_ptr<TWScriptingWindow>& window) {

@@ -4,6 +4,8 @@
 #include "TWScriptingBridge.h"
 #include "TWX11Workspace.h"
 
+#include <chrono>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -22,27 +24,36 @@ class TWX11ScriptingBridge : public TWScriptingBridge {
 
   private:
     TWX11Workspace& workspace_;
+    std::shared_ptr<struct TWX11ScriptingState> state_;
 };
 
 // What one scripting object has asked of the window manager and that may not be visible in the
 // window properties yet: collapsed windows sort as minimized, closing windows are gone.
+// Close requests are remembered by every scripting object for a while (a window that refuses
+// to close is listed again after that), so that a new window is started only once the closed
+// ones, and a file manager that quits with its last window, are gone.
 struct TWX11ScriptingState {
     std::set<xcb_window_t> collapsing;
-    std::set<xcb_window_t> closing;
+    std::map<xcb_window_t, std::pair<int, std::chrono::steady_clock::time_point>> closing;
+    bool isClosing(xcb_window_t window) const;
 };
 
 class TWX11ScriptedFileManager : public TWScriptedFileManager {
   public:
-    TWX11ScriptedFileManager(TWX11Workspace& workspace, std::string bundleIdentifier);
+    TWX11ScriptedFileManager(TWX11Workspace& workspace, std::string bundleIdentifier,
+                             std::shared_ptr<TWX11ScriptingState> closing);
     std::shared_ptr<TWScriptingWindowArray> FinderWindows() override;
     std::shared_ptr<TWScriptingWindow> newObjectOfScriptingClass(const std::string& name) override;
     std::string newWindowTarget() override;
 
-    // The application's normal windows now, front to back, minimized ones last; never its
-    // desktop window.
-    std::vector<xcb_window_t> currentWindows();
-    // Starts the application's desktop entry, with `location` when one is given.
+    // The application's normal windows now (with their process), front to back, minimized ones
+    // last; never its desktop window.
+    std::vector<std::pair<xcb_window_t, int>> currentWindows();
+    // Starts the application's desktop entry, with `location` when one is given, once the
+    // windows closed just before are gone.
     bool startNewWindow(const std::string& location);
+    // Asks the window manager to close `window` of process `pid`.
+    void requestClose(xcb_window_t window, int pid);
     TWX11Workspace& workspace() { return workspace_; }
     TWX11ScriptingState& state() { return *state_; }
 
@@ -50,12 +61,14 @@ class TWX11ScriptedFileManager : public TWScriptedFileManager {
     TWX11Workspace& workspace_;
     std::string bundleIdentifier_;
     std::shared_ptr<TWX11ScriptingState> state_;
+    std::shared_ptr<TWX11ScriptingState> closing_;
+    void waitForClosedWindows();
 };
 
 class TWX11ScriptingWindow : public TWScriptingWindow {
   public:
     // An existing window.
-    TWX11ScriptingWindow(TWX11ScriptedFileManager& owner, xcb_window_t window);
+    TWX11ScriptingWindow(TWX11ScriptedFileManager& owner, xcb_window_t window, int pid);
     // A new window object that does not exist until it is added to the window array.
     explicit TWX11ScriptingWindow(TWX11ScriptedFileManager& owner);
     void setCollapsed(bool collapsed) override;
@@ -68,6 +81,7 @@ class TWX11ScriptingWindow : public TWScriptingWindow {
   private:
     TWX11ScriptedFileManager& owner_;
     xcb_window_t window_ = XCB_NONE;
+    int pid_ = -1;
     bool pending_ = false;
     std::string location_;
 };

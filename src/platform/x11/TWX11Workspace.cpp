@@ -72,6 +72,9 @@ bool TWX11Workspace::isTaskbarWindow(const TWX11Window& w, const TWX11Snapshot& 
 }
 
 const std::vector<TWX11Application>& TWX11Workspace::refresh() {
+    // Marks still waiting for the flush must be on the windows before anyone reads them back.
+    if (!pendingMarks_.empty())
+        flush();
     snapshot_ = connection_.snapshot();
     const auto& e = connection_.ewmh();
     const xcb_setup_t* setup = xcb_get_setup(connection_.connection());
@@ -213,8 +216,10 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
         if (w.iconic || w.mark)
             continue;
         uint32_t position = static_cast<uint32_t>(std::max(w.stackingIndex, 0));
-        connection_.setMark(w.id, position);
         connection_.iconify(w.id);
+        // Marks go out after every minimize request of the action (see flush), so the window
+        // manager starts on the windows at once.
+        pendingMarks_[w.id] = position;
         w.mark = position;
         w.iconic = true;
     }
@@ -233,7 +238,8 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
     for (auto* w : marked) {
         if (w->iconic)
             connection_.deiconify(w->id);
-        connection_.removeMark(w->id);
+        if (pendingMarks_.erase(w->id) == 0)
+            connection_.removeMark(w->id);
         w->mark.reset();
         w->iconic = false;
     }
@@ -272,6 +278,9 @@ void TWX11Workspace::activateWithOptions(const TWRunningApplication& info, unsig
 }
 
 void TWX11Workspace::flush() {
+    for (const auto& [window, position] : pendingMarks_)
+        connection_.setMark(window, position);
+    pendingMarks_.clear();
     connection_.flush();
 }
 

@@ -1,0 +1,149 @@
+// A tiny X client for the desktop tests and the benchmark: shows windows with exactly the
+// properties a case needs (class, pid, taskbar hints, window type, transients) and closes them
+// when the window manager asks.
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+xcb_atom_t atom(xcb_connection_t* c, const char* name) {
+    auto* r = xcb_intern_atom_reply(
+        c, xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr);
+    xcb_atom_t a = r ? r->atom : XCB_NONE;
+    std::free(r);
+    return a;
+}
+
+void usage() {
+    const char* text =
+        "usage: tidewell-test-client [--class INSTANCE,CLASS | --no-class] [--title T]\n"
+        "       [--windows N] [--skip-taskbar] [--type normal|utility|dialog|desktop|dock]\n"
+        "       [--no-pid] [--transient] [--gtk-id ID] [--iconic]\n";
+    ssize_t n = write(2, text, std::strlen(text));
+    (void)n;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::string instance = "twclient", cls = "TWClient", title = "tidewell test client";
+    std::string type, gtkID;
+    bool setClass = true, skipTaskbar = false, setPid = true, transient = false, iconic = false;
+    int count = 1;
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        auto next = [&]() -> std::string { return i + 1 < argc ? argv[++i] : ""; };
+        if (a == "--class") {
+            std::string v = next();
+            auto comma = v.find(',');
+            instance = v.substr(0, comma);
+            cls = comma == std::string::npos ? v : v.substr(comma + 1);
+        } else if (a == "--no-class") {
+            setClass = false;
+        } else if (a == "--title") {
+            title = next();
+        } else if (a == "--windows") {
+            count = std::max(1, std::atoi(next().c_str()));
+        } else if (a == "--skip-taskbar") {
+            skipTaskbar = true;
+        } else if (a == "--type") {
+            type = next();
+        } else if (a == "--no-pid") {
+            setPid = false;
+        } else if (a == "--transient") {
+            transient = true;
+        } else if (a == "--gtk-id") {
+            gtkID = next();
+        } else if (a == "--iconic") {
+            iconic = true;
+        } else {
+            usage();
+            return 2;
+        }
+    }
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(c))
+        return 1;
+    xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+    xcb_atom_t protocols = atom(c, "WM_PROTOCOLS"), deleteWindow = atom(c, "WM_DELETE_WINDOW");
+    xcb_atom_t netPid = atom(c, "_NET_WM_PID"), netState = atom(c, "_NET_WM_STATE");
+    xcb_atom_t skip = atom(c, "_NET_WM_STATE_SKIP_TASKBAR"),
+               netType = atom(c, "_NET_WM_WINDOW_TYPE");
+    xcb_atom_t netName = atom(c, "_NET_WM_NAME"), utf8 = atom(c, "UTF8_STRING");
+    xcb_atom_t gtk = atom(c, "_GTK_APPLICATION_ID"), wmHints = XCB_ATOM_WM_HINTS;
+    xcb_atom_t typeAtom = XCB_NONE;
+    if (!type.empty()) {
+        std::string name = "_NET_WM_WINDOW_TYPE_" + type;
+        for (auto& ch : name)
+            ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+        typeAtom = atom(c, name.c_str());
+    }
+    std::set<xcb_window_t> open;
+    xcb_window_t first = XCB_NONE;
+    uint32_t pid = static_cast<uint32_t>(getpid());
+    for (int i = 0; i < count; ++i) {
+        xcb_window_t w = xcb_generate_id(c);
+        uint32_t values[] = {screen->white_pixel, XCB_EVENT_MASK_STRUCTURE_NOTIFY};
+        xcb_create_window(c, XCB_COPY_FROM_PARENT, w, screen->root, 20 + 10 * i, 20 + 10 * i, 200,
+                          120, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                          XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+        std::string t = count > 1 ? title + " " + std::to_string(i + 1) : title;
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
+                            static_cast<uint32_t>(t.size()), t.data());
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, netName, utf8, 8,
+                            static_cast<uint32_t>(t.size()), t.data());
+        if (setClass) {
+            std::string value = instance + '\0' + cls + '\0';
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                                static_cast<uint32_t>(value.size()), value.data());
+        }
+        if (setPid)
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, netPid, XCB_ATOM_CARDINAL, 32, 1,
+                                &pid);
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, protocols, XCB_ATOM_ATOM, 32, 1,
+                            &deleteWindow);
+        if (skipTaskbar)
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, netState, XCB_ATOM_ATOM, 32, 1, &skip);
+        if (typeAtom != XCB_NONE)
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, netType, XCB_ATOM_ATOM, 32, 1,
+                                &typeAtom);
+        if (!gtkID.empty())
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, gtk, utf8, 8,
+                                static_cast<uint32_t>(gtkID.size()), gtkID.data());
+        if (transient && first != XCB_NONE)
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR,
+                                XCB_ATOM_WINDOW, 32, 1, &first);
+        if (iconic) {
+            // WM_HINTS: flags StateHint, initial_state IconicState.
+            uint32_t hints[9] = {2, 0, 3, 0, 0, 0, 0, 0, 0};
+            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, wmHints, wmHints, 32, 9, hints);
+        }
+        xcb_map_window(c, w);
+        if (first == XCB_NONE)
+            first = w;
+        open.insert(w);
+    }
+    xcb_flush(c);
+    while (xcb_generic_event_t* e = xcb_wait_for_event(c)) {
+        uint8_t t = e->response_type & 0x7f;
+        if (t == XCB_CLIENT_MESSAGE) {
+            auto* m = reinterpret_cast<xcb_client_message_event_t*>(e);
+            if (m->type == protocols && m->data.data32[0] == deleteWindow) {
+                xcb_destroy_window(c, m->window);
+                open.erase(m->window);
+                xcb_flush(c);
+            }
+        }
+        std::free(e);
+        if (open.empty())
+            break;
+    }
+    xcb_disconnect(c);
+    return 0;
+}

@@ -1,0 +1,364 @@
+// The X11 backend against a real window manager: listing, identity, hide / unhide / activate,
+// front switches, vanished windows, the process registry and the file manager's windows.
+#include "TWX11Desktop.h"
+#include "TWLog.h"
+#include "TWProcessRegistry.h"
+#include "TWTestDesktop.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <memory>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+class TWX11DesktopTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() { desktop_ = new TWTestDesktop; }
+    static void TearDownTestSuite() {
+        delete desktop_;
+        desktop_ = nullptr;
+    }
+    void SetUp() override {
+        ASSERT_TRUE(desktop_->ok()) << desktop_->error();
+        x11_ = TWX11Desktop::open();
+        ASSERT_NE(x11_, nullptr);
+        TWSetLogSink([this](const std::string& line) { log_.push_back(line); });
+    }
+    void TearDown() override {
+        TWSetLogSink({});
+        x11_.reset();
+        for (pid_t pid : clients_)
+            desktop_->terminate(pid);
+    }
+    pid_t client(const std::vector<std::string>& options, int windows = 1) {
+        pid_t pid = desktop_->spawnTestClient(options, windows);
+        clients_.push_back(pid);
+        return pid;
+    }
+    std::optional<TWRunningApplication> appWithPid(int pid) {
+        for (const auto& app : x11_->workspace().runningApplications())
+            if (app.processIdentifier == pid)
+                return app;
+        return std::nullopt;
+    }
+    std::vector<unsigned long> windowsOf(pid_t pid) { return desktop_->windowsOfPid(pid); }
+
+    static TWTestDesktop* desktop_;
+    std::unique_ptr<TWX11Desktop> x11_;
+    std::vector<pid_t> clients_;
+    std::vector<std::string> log_;
+};
+
+TWTestDesktop* TWX11DesktopTest::desktop_ = nullptr;
+
+TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName) {
+    desktop_->writeDesktopEntry("org.example.Delta", "[Desktop Entry]\nType=Application\n"
+                                                     "Name=Delta Viewer\nExec=delta-viewer %f\n"
+                                                     "StartupWMClass=delta\n");
+    desktop_->writeDesktopEntry("epsilon", "[Desktop Entry]\nType=Application\nName=Epsilon\n"
+                                           "Exec=epsilon\n");
+    // A fresh backend: desktop entries are read once per backend.
+    x11_ = TWX11Desktop::open();
+    pid_t alpha = client({"--class", "alpha,Alpha"});
+    pid_t beta = client({"--class", "beta,Beta"}, 2);
+    pid_t delta = client({"--class", "delta,DeltaApp"});
+    pid_t epsilon = client({"--class", "eps,Epsilon"});
+    pid_t gtk = client({"--class", "gtk,Gtk", "--gtk-id", "org.example.GtkApp"});
+    pid_t skipper = client({"--class", "skip,Skip", "--skip-taskbar"});
+    pid_t utility = client({"--class", "util,Util", "--type", "utility"});
+    pid_t nameless = client({"--no-class", "--no-pid", "--title", "no class at all"});
+    pid_t xterm = desktop_->spawn({"xterm"});
+    clients_.push_back(xterm);
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return !windowsOf(xterm).empty(); }));
+
+    auto apps = x11_->workspace().runningApplications();
+    auto indexOf = [&](pid_t pid) {
+        auto it = std::find_if(apps.begin(), apps.end(),
+                               [&](const auto& a) { return a.processIdentifier == pid; });
+        return it == apps.end() ? -1 : static_cast<int>(it - apps.begin());
+    };
+    std::vector<pid_t> launched{alpha,   beta,    delta,    epsilon, gtk,
+                                skipper, utility, nameless, xterm};
+    for (size_t i = 0; i < launched.size(); ++i) {
+        ASSERT_GE(indexOf(launched[i]), 0) << "client " << i << " not listed";
+        if (i > 0) {
+            EXPECT_LT(indexOf(launched[i - 1]), indexOf(launched[i])) << "launch order at " << i;
+        }
+    }
+    auto app = [&](pid_t pid) { return apps[static_cast<size_t>(indexOf(pid))]; };
+    // Two windows of one process are one application.
+    EXPECT_EQ(std::count_if(apps.begin(), apps.end(),
+                            [&](const auto& a) { return a.processIdentifier == beta; }),
+              1);
+    EXPECT_EQ(app(alpha).bundleIdentifier, "Alpha");
+    EXPECT_EQ(app(alpha).localizedName, "Alpha");
+    EXPECT_EQ(app(delta).bundleIdentifier, "org.example.Delta");
+    EXPECT_EQ(app(delta).localizedName, "Delta Viewer");
+    EXPECT_EQ(app(epsilon).bundleIdentifier, "epsilon");
+    EXPECT_EQ(app(gtk).bundleIdentifier, "org.example.GtkApp");
+    EXPECT_EQ(app(xterm).bundleIdentifier, "debian-xterm");
+    EXPECT_EQ(app(xterm).localizedName, "XTerm");
+    EXPECT_FALSE(app(nameless).bundleIdentifier.has_value());
+    EXPECT_EQ(app(nameless).localizedName, "no class at all");
+    EXPECT_EQ(app(nameless).processIdentifier, nameless) << "pid from the X-Resource extension";
+    EXPECT_EQ(app(alpha).activationPolicy, TWActivationPolicyRegular);
+    EXPECT_EQ(app(skipper).activationPolicy, TWActivationPolicyAccessory);
+    EXPECT_EQ(app(utility).activationPolicy, TWActivationPolicyAccessory);
+    // Nothing is hidden yet, and the last window mapped has the focus.
+    for (const auto& a : apps)
+        EXPECT_FALSE(a.hidden) << a.localizedName;
+    EXPECT_EQ(std::count_if(apps.begin(), apps.end(), [](const auto& a) { return a.active; }), 1);
+}
+
+TEST_F(TWX11DesktopTest, DesktopAndDockWindowsNeverMakeAnApplicationRegular) {
+    pid_t desk = desktop_->spawn(
+        {TWTestDesktop::testClientPath(), "--class", "desk,Desk", "--type", "desktop"});
+    clients_.push_back(desk);
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return appWithPid(desk).has_value(); }));
+    auto app = appWithPid(desk);
+    EXPECT_EQ(app->activationPolicy, TWActivationPolicyProhibited);
+    // Hiding it touches nothing: the desktop window is not one of its application windows.
+    x11_->workspace().hide(*app);
+    x11_->sync();
+    for (auto w : windowsOf(desk)) {
+        EXPECT_FALSE(desktop_->isIconic(w));
+        EXPECT_FALSE(desktop_->hasHiddenMark(w));
+    }
+}
+
+TEST_F(TWX11DesktopTest, HideMarksOnlyWhatItMinimizesAndUnhideRestoresOnlyThat) {
+    pid_t pid = client({"--class", "pair,Pair"}, 2);
+    auto wins = windowsOf(pid);
+    ASSERT_EQ(wins.size(), 2u);
+    // The user minimizes one window first.
+    TWTestDesktop::run({"xdotool", "windowminimize", std::to_string(wins[1])});
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isIconic(wins[1]); }));
+
+    auto app = appWithPid(pid);
+    ASSERT_TRUE(app);
+    EXPECT_FALSE(app->hidden) << "a minimized window alone is not hidden";
+    x11_->workspace().hide(*app);
+    x11_->workspace().flush();
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isMinimized(wins[0]); }));
+    EXPECT_TRUE(desktop_->hasHiddenMark(wins[0]));
+    EXPECT_FALSE(desktop_->hasHiddenMark(wins[1]));
+    EXPECT_TRUE(appWithPid(pid)->hidden);
+
+    // A second backend (another Tidewell process) sees the same state and restores it.
+    auto other = TWX11Desktop::open();
+    ASSERT_NE(other, nullptr);
+    std::optional<TWRunningApplication> seen;
+    for (const auto& a : other->workspace().runningApplications())
+        if (a.processIdentifier == pid)
+            seen = a;
+    ASSERT_TRUE(seen);
+    EXPECT_TRUE(seen->hidden);
+    other->workspace().unhide(*seen);
+    other->workspace().flush();
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return !desktop_->isIconic(wins[0]); }));
+    EXPECT_FALSE(desktop_->hasHiddenMark(wins[0]));
+    other->sync();
+    EXPECT_TRUE(desktop_->isIconic(wins[1])) << "the user's minimized window stays minimized";
+    EXPECT_FALSE(appWithPid(pid)->hidden);
+}
+
+TEST_F(TWX11DesktopTest, ActivateBringsAHiddenApplicationBackAndGivesItTheFocus) {
+    pid_t first = client({"--class", "first,First"});
+    pid_t second = client({"--class", "second,Second"});
+    auto firstWin = windowsOf(first).at(0);
+    auto secondWin = windowsOf(second).at(0);
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == secondWin; }));
+
+    auto app = appWithPid(first);
+    x11_->workspace().hide(*app);
+    x11_->workspace().flush();
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isIconic(firstWin); }));
+    x11_->workspace().activateWithOptions(*appWithPid(first),
+                                          TWApplicationActivateIgnoringOtherApps);
+    x11_->workspace().flush();
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == firstWin; }));
+    EXPECT_FALSE(desktop_->isIconic(firstWin));
+    EXPECT_FALSE(desktop_->hasHiddenMark(firstWin));
+    auto now = appWithPid(first);
+    EXPECT_TRUE(now->active);
+    EXPECT_FALSE(now->hidden);
+    EXPECT_FALSE(appWithPid(second)->active);
+}
+
+TEST_F(TWX11DesktopTest, FrontSwitchIsReportedWhenTheOwningApplicationChanges) {
+    pid_t one = client({"--class", "one,One"}, 2);
+    pid_t two = client({"--class", "two,Two"});
+    auto oneWins = windowsOf(one);
+    auto twoWin = windowsOf(two).at(0);
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == twoWin; }));
+    int switches = 0;
+    x11_->frontSwitchSource().installFrontSwitchHandler([&] { ++switches; });
+    auto pump = [&] {
+        pollfd pfd{x11_->eventFileDescriptor(), POLLIN, 0};
+        poll(&pfd, 1, 20);
+        x11_->dispatchPendingEvents();
+    };
+    TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(oneWins[0])});
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+        pump();
+        return switches == 1;
+    }));
+    // Another window of the same application is not a switch.
+    TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(oneWins[1])});
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == oneWins[1]; }));
+    x11_->sync();
+    EXPECT_EQ(switches, 1);
+    TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(twoWin)});
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+        pump();
+        return switches == 2;
+    }));
+}
+
+TEST_F(TWX11DesktopTest, AWindowThatVanishesMidActionIsSkippedWithOneLogLine) {
+    pid_t doomed = client({"--class", "doomed,Doomed"}, 3);
+    pid_t survivor = client({"--class", "survivor,Survivor"});
+    auto apps = x11_->workspace().runningApplications();
+    desktop_->terminate(doomed);
+    std::erase(clients_, doomed);
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(doomed).empty(); }));
+    for (const auto& app : apps)
+        if (app.processIdentifier == doomed || app.processIdentifier == survivor)
+            x11_->workspace().hide(app);
+    x11_->workspace().flush();
+    x11_->sync();
+    auto lines = std::count_if(log_.begin(), log_.end(), [](const std::string& l) {
+        return l.find("already closed") != std::string::npos;
+    });
+    EXPECT_EQ(lines, 1);
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isIconic(windowsOf(survivor)[0]); }));
+    EXPECT_FALSE(appWithPid(doomed));
+}
+
+TEST_F(TWX11DesktopTest, RegisteredProcessesAreListedAndStaleOnesDropped) {
+    TWProcessRegistry::registerCurrentProcess("net.quillfen.Tidewell", "Tidewell", 0);
+    // A registration left behind by a process that has ended.
+    pid_t gone = fork();
+    if (gone == 0)
+        _exit(0);
+    waitpid(gone, nullptr, 0);
+    std::string stale =
+        TWProcessRegistry::registryDirectory() + "/" + std::to_string(gone) + ".process";
+    std::ofstream(stale) << "pid=" << gone << "\nbundleID=net.quillfen.TidewellStatus\nname=x\n"
+                         << "policy=1\nstart=1\nsequence=1\n";
+
+    auto registered = TWProcessRegistry::registeredProcesses();
+    ASSERT_EQ(registered.size(), 1u);
+    EXPECT_EQ(registered[0].pid, getpid());
+    EXPECT_FALSE(std::ifstream(stale).good()) << "the stale file is removed";
+
+    auto self = appWithPid(getpid());
+    ASSERT_TRUE(self);
+    EXPECT_EQ(self->bundleIdentifier, "net.quillfen.Tidewell");
+    EXPECT_EQ(self->localizedName, "Tidewell");
+    EXPECT_EQ(self->activationPolicy, TWActivationPolicyRegular);
+    TWProcessRegistry::unregisterCurrentProcess();
+    EXPECT_FALSE(appWithPid(getpid()));
+}
+
+TEST_F(TWX11DesktopTest, FileManagerWindowsAreListedCollapsedClosedAndOpened) {
+    EXPECT_EQ(x11_->workspace().fileManagerBundleIdentifier(), "pcmanfm");
+    pid_t fm = desktop_->spawn({"pcmanfm", desktop_->home()});
+    clients_.push_back(fm);
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(fm).size() == 1; }));
+    TWTestDesktop::run({"pcmanfm", "-n", desktop_->home()});
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(fm).size() == 2; }));
+    auto wins = windowsOf(fm);
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == wins[1]; }));
+
+    auto finder = x11_->scriptingBridge().applicationWithBundleIdentifier("pcmanfm");
+    auto array = finder->FinderWindows();
+    EXPECT_EQ(array->count(), 2u);
+    // Collapsing the first window of each fresh fetch reaches every window once.
+    for (int pass = 0; pass < 2; ++pass)
+        finder->FinderWindows()->firstObject()->setCollapsed(true);
+    x11_->workspace().flush();
+    EXPECT_EQ(array->count(), 2u) << "collapsed windows are still counted";
+    for (auto w : wins) {
+        EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isMinimized(w); }));
+        EXPECT_FALSE(desktop_->hasHiddenMark(w)) << "collapsing leaves no hidden mark";
+    }
+
+    // A new window object starts the file manager's entry on its default location.
+    auto created = finder->newObjectOfScriptingClass("Finder window");
+    ASSERT_NE(created, nullptr);
+    EXPECT_EQ(finder->newObjectOfScriptingClass("Finder folder"), nullptr);
+    finder->FinderWindows()->addObject(created);
+    created->setTarget(finder->newWindowTarget());
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(fm).size() == 3; }));
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] {
+        auto first = finder->FinderWindows();
+        return first->count() == 3 && !desktop_->isIconic(windowsOf(fm)[2]);
+    }));
+
+    // Close until none is reported: every window gets one close request and the loop ends.
+    auto closer = x11_->scriptingBridge().applicationWithBundleIdentifier("pcmanfm");
+    int requests = 0;
+    while (closer->FinderWindows()->count() != 0 && requests < 10) {
+        closer->FinderWindows()->firstObject()->close();
+        ++requests;
+    }
+    x11_->workspace().flush();
+    EXPECT_EQ(requests, 3);
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(fm).empty(); }));
+}
+
+TEST_F(TWX11DesktopTest, KeyboardModifiersFollowTheKeysHeld) {
+    EXPECT_EQ(x11_->keyboard().currentKeyModifiers(), 0u);
+    TWTestDesktop::run({"xdotool", "keydown", "shift"});
+    EXPECT_EQ(x11_->keyboard().currentKeyModifiers(), TWShiftKey);
+    TWTestDesktop::run({"xdotool", "keydown", "ctrl"});
+    EXPECT_EQ(x11_->keyboard().currentKeyModifiers(), TWShiftKey | TWControlKey);
+    TWTestDesktop::run({"xdotool", "keyup", "shift", "keyup", "ctrl"});
+    EXPECT_EQ(x11_->keyboard().currentKeyModifiers(), 0u);
+    EXPECT_EQ(
+        TWX11Keyboard::modifiersFromXMask(XCB_MOD_MASK_1 | XCB_MOD_MASK_4 | XCB_MOD_MASK_LOCK),
+        TWOptionKey | TWCommandKey | TWAlphaLock);
+}
+
+TEST_F(TWX11DesktopTest, AppleEventsAreDroppedWithOneLine) {
+    TWAppleEvent event;
+    event.eventClass = TWFourCharCode("aevt");
+    event.eventID = TWFourCharCode("rapp");
+    event.targetData = {'A', 'B', 'C', 'D'};
+    x11_->appleEventSender().send(event);
+    ASSERT_EQ(log_.size(), 1u);
+    EXPECT_NE(log_[0].find("'aevt'/'rapp' to 'ABCD'"), std::string::npos) << log_[0];
+}
+
+TEST(TWX11DesktopOpen, AnUnreachableDisplayGivesNullAndALogLine) {
+    std::vector<std::string> lines;
+    TWSetLogSink([&](const std::string& l) { lines.push_back(l); });
+    EXPECT_EQ(TWX11Desktop::open(":4999"), nullptr);
+    TWSetLogSink({});
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].find(":4999"), std::string::npos);
+}
+
+TEST(TWDesktopEntryIndexTest, ExecLinesAndLocalizedNames) {
+    using V = std::vector<std::string>;
+    EXPECT_EQ(TWDesktopEntryIndex::commandLineFromExec("pcmanfm %U"), V{"pcmanfm"});
+    EXPECT_EQ(TWDesktopEntryIndex::commandLineFromExec(
+                  "\"/opt/my app/bin/run\" --name=\"a \\\"b\\\"\" 100%% %f"),
+              (V{"/opt/my app/bin/run", "--name=a \"b\"", "100%"}));
+    EXPECT_EQ(TWDesktopEntryIndex::commandLineFromExec("\"unterminated"), V{"unterminated"});
+    TWDesktopEntry entry;
+    entry.name = {{"", "Files"}, {"de", "Dateien"}, {"de_AT", "Dateien (AT)"}, {"sr@latin", "L"}};
+    EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry, "de_AT.UTF-8"), "Dateien (AT)");
+    EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry, "de_CH.UTF-8"), "Dateien");
+    EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry, "sr_RS@latin"), "L");
+    EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry, "fr_FR"), "Files");
+    EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry, "C"), "Files");
+}
+
+} // namespace
