@@ -6,6 +6,7 @@
 #include "TWCommon.h"
 #include "TWInstanceChannel.h"
 #include "TWLog.h"
+#include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
 #include "TWProduct.h"
@@ -16,9 +17,9 @@
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
 #include "TWSimServiceManagement.h"
+#include "TWTerminationSignals.h"
 #include "TWTrayIcon.h"
 #include "TWUserDefaults.h"
-#include "TWX11Desktop.h"
 #include "TWXDGServiceManagement.h"
 #include "TidewellAppDelegate.h"
 #include "TidewellApplication.h"
@@ -29,11 +30,8 @@
 #include <QTimer>
 #include <QWidget>
 
-#include <csignal>
 #include <cstdio>
-#include <fcntl.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -41,32 +39,6 @@ constexpr int handOverTimeoutMs = 5000;
 
 void printError(const std::string& text) {
     std::fprintf(stderr, "tidewell: %s\n", text.c_str());
-}
-
-// SIGTERM/SIGINT end the event loop normally, so the instance unregisters itself and removes
-// its socket; the handler only writes to a pipe the event loop watches.
-int signalPipe[2] = {-1, -1};
-
-void onTerminationSignal(int) {
-    const char byte = 1;
-    [[maybe_unused]] ssize_t written = ::write(signalPipe[1], &byte, 1);
-}
-
-void installTerminationHandlers(QObject* owner) {
-    if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
-        return;
-    auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, owner);
-    QObject::connect(notifier, &QSocketNotifier::activated, owner, [] {
-        char bytes[16];
-        while (::read(signalPipe[0], bytes, sizeof bytes) > 0) {
-        }
-        QCoreApplication::quit();
-    });
-    struct sigaction action {};
-    action.sa_handler = onTerminationSignal;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGINT, &action, nullptr);
 }
 
 // The simulated desktop starts with a file manager and two applications, so that the actions
@@ -179,7 +151,7 @@ int TWLauncher::run(int argc, char** argv) {
     app.setDesktopFileName(QStringLiteral("net.quillfen.Tidewell"));
     app.setQuitOnLastWindowClosed(false);
     channel->setParent(&app);
-    installTerminationHandlers(&app);
+    TWQuitEventLoopOnTerminationSignals(&app);
 
     // The desktop and the settings stores. The simulated desktop keeps its settings in memory
     // too, so a test run never touches the user's files.
@@ -199,7 +171,7 @@ int TWLauncher::run(int argc, char** argv) {
             std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
         serviceManagement = std::make_unique<TWSimServiceManagement>();
     } else {
-        desktop = TWX11Desktop::open();
+        desktop = TWMakeDesktop(TWDesktopKind::X11);
         TWPlistFileStore::installStandardStores();
         serviceManagement =
             std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
@@ -304,6 +276,20 @@ int TWLauncher::run(int argc, char** argv) {
             TWCommon::sharedInstance().showFinderHideOthers();
         } else if (message == "show-all") {
             TWCommon::sharedInstance().showAll();
+        } else if (message.startsWith("menu ")) {
+            // For tests: chooses the tray menu's item with this title, as a click on it does
+            // (queued, as there, so the reply goes out before the item's work starts).
+            const std::string title = message.mid(5).toStdString();
+            for (const std::shared_ptr<TWMenuItem>& item :
+                 delegate.applicationDockMenu()->items()) {
+                if (!item->isSeparatorItem() && !item->action().empty() && item->title() == title) {
+                    QTimer::singleShot(0, &app, [item] { item->perform(); });
+                    return QByteArrayLiteral("ok");
+                }
+            }
+            TWLog("TidewellAppDelegate: no menu item \"" + title + "\"");
+            journal.removeLast();
+            return QByteArrayLiteral("unknown");
         } else if (message == "status") {
             QStringList status = journal;
             if (simDesktop)

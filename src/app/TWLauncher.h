@@ -13,6 +13,8 @@ class TWLauncher {
     // What one start of the program asks for.
     struct Request {
         // Sent to the running instance: "reopen", "url <url>", "hide-all", "show-all", "status".
+        // The instance also takes "menu <title>" (for tests): it chooses the tray menu's item
+        // with that title.
         QByteArray message = "reopen";
         // "auto" (the session's desktop), "x11" or "sim" (an in-memory desktop, for testing).
         std::string desktop = "auto";

@@ -1,0 +1,170 @@
+// Tidewell on a test desktop: session files, the real program, its journal.
+#include "TWTestTidewell.h"
+
+#include <arpa/inet.h>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+std::string binaryDirectory() {
+    const char* bin = std::getenv("TIDEWELL_BINARY_DIR");
+    return std::string(bin ? bin : ".") + "/bin";
+}
+
+std::string runtimeDirectory() {
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    return std::string(runtime ? runtime : "/tmp") + "/tidewell";
+}
+
+bool sendAll(int fd, const std::string& bytes) {
+    size_t done = 0;
+    while (done < bytes.size()) {
+        ssize_t n = ::send(fd, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+        if (n <= 0)
+            return false;
+        done += size_t(n);
+    }
+    return true;
+}
+
+bool receiveAll(int fd, char* buffer, size_t size) {
+    size_t done = 0;
+    while (done < size) {
+        ssize_t n = ::recv(fd, buffer + done, size - done, 0);
+        if (n <= 0)
+            return false;
+        done += size_t(n);
+    }
+    return true;
+}
+
+} // namespace
+
+TWTestTidewell::TWTestTidewell(TWTestDesktop& desktop) : desktop_(desktop) {
+    {
+        std::ofstream mime(desktop_.home() + "/.config/mimeapps.list", std::ios::trunc);
+        mime << "[Default Applications]\n"
+             << "inode/directory=pcmanfm.desktop\n"
+             << "x-scheme-handler/x-tidewell-action=net.quillfen.Tidewell.desktop\n";
+    }
+    desktop_.writeDesktopEntry("net.quillfen.Tidewell",
+                               "[Desktop Entry]\nType=Application\nName=Tidewell\n"
+                               "Exec=" +
+                                   programPath() +
+                                   " %u\nMimeType=x-scheme-handler/x-tidewell-action;\n"
+                                   "NoDisplay=true\n");
+    // No update check against the real server from a test.
+    writeSettings({{"CheckForUpdates", false}});
+}
+
+std::string TWTestTidewell::programPath() {
+    return binaryDirectory() + "/tidewell";
+}
+
+std::string TWTestTidewell::helperPath() {
+    return binaryDirectory() + "/tidewell-helper";
+}
+
+std::string TWTestTidewell::settingsPath() const {
+    return desktop_.home() + "/.config/tidewell/net.quillfen.Tidewell.plist";
+}
+
+std::string TWTestTidewell::autostartDirectory() const {
+    return desktop_.home() + "/.config/autostart";
+}
+
+std::string TWTestTidewell::logPath() const {
+    return desktop_.home() + "/tidewell.log";
+}
+
+void TWTestTidewell::writeSettings(const std::map<std::string, bool>& values) const {
+    std::filesystem::create_directories(desktop_.home() + "/.config/tidewell");
+    std::ofstream out(settingsPath(), std::ios::trunc);
+    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        << "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+        << "<plist version=\"1.0\">\n<dict>\n";
+    for (const auto& [key, value] : values)
+        out << "  <key>" << key << "</key>" << (value ? "<true/>" : "<false/>") << "\n";
+    out << "</dict>\n</plist>\n";
+}
+
+pid_t TWTestTidewell::start() {
+    // Through a shell only to keep the program's diagnostics for the test to read.
+    pid_t pid =
+        desktop_.spawn({"/bin/sh", "-c", "exec \"$0\" 2>>\"$1\"", programPath(), logPath()});
+    if (!TWTestDesktop::waitFor([] { return !request("status").empty(); }))
+        return -1;
+    return pid;
+}
+
+int TWTestTidewell::runAgain(const std::vector<std::string>& arguments) const {
+    pid_t pid = fork();
+    if (pid == 0) {
+        std::vector<char*> argv;
+        std::string program = programPath();
+        argv.push_back(program.data());
+        std::vector<std::string> copies = arguments;
+        for (auto& argument : copies)
+            argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        execv(program.c_str(), argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    if (pid < 0 || waitpid(pid, &status, 0) != pid)
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::vector<std::string> TWTestTidewell::status() const {
+    std::vector<std::string> lines;
+    std::istringstream reply(request("status"));
+    for (std::string line; std::getline(reply, line);)
+        if (!line.empty())
+            lines.push_back(line);
+    return lines;
+}
+
+std::string TWTestTidewell::request(const std::string& message) {
+    const std::string path = runtimeDirectory() + "/instance.sock";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+        return {};
+    std::memcpy(address.sun_path, path.c_str(), path.size());
+    int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return {};
+    timeval timeout{5, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    std::string reply;
+    // One frame each way: four bytes of length, big-endian, then the bytes.
+    const uint32_t length = htonl(uint32_t(message.size()));
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        sendAll(fd, std::string(reinterpret_cast<const char*>(&length), 4) + message)) {
+        uint32_t replyLength = 0;
+        if (receiveAll(fd, reinterpret_cast<char*>(&replyLength), 4)) {
+            reply.resize(ntohl(replyLength));
+            if (!receiveAll(fd, reply.data(), reply.size()))
+                reply.clear();
+        }
+    }
+    ::close(fd);
+    return reply;
+}
+
+std::string TWTestTidewell::log() const {
+    std::ifstream in(logPath());
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}

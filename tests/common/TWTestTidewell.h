@@ -1,0 +1,43 @@
+// Tidewell itself on a test desktop: the session files it reads (settings, mimeapps.list, its
+// desktop entry pointing at the build), starting the real program and asking it what it did.
+#pragma once
+
+#include "TWTestDesktop.h"
+
+#include <map>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+class TWTestTidewell {
+  public:
+    // Prepares `desktop`'s home: pcmanfm as the file manager, Tidewell's desktop entry (Exec =
+    // the built program) registered for x-scheme-handler/x-tidewell-action.
+    explicit TWTestTidewell(TWTestDesktop& desktop);
+
+    // The programs under test, from the build tree.
+    static std::string programPath();
+    static std::string helperPath();
+
+    // Writes the application's own settings file with these boolean keys.
+    void writeSettings(const std::map<std::string, bool>& values) const;
+    // Where the session's files are.
+    std::string settingsPath() const;
+    std::string autostartDirectory() const;
+    std::string logPath() const;
+
+    // Starts the first tidewell (its stderr goes to logPath()) and waits until it answers.
+    // Returns its pid, or -1 when it never answered.
+    pid_t start();
+    // Runs tidewell with `arguments` to its end, as a second start; its exit status.
+    int runAgain(const std::vector<std::string>& arguments) const;
+    // The running instance's journal (its answer to --status), one line each.
+    std::vector<std::string> status() const;
+    // Sends one raw request to the running instance on its socket; its reply, empty on failure.
+    static std::string request(const std::string& message);
+    // What the instance logged so far.
+    std::string log() const;
+
+  private:
+    TWTestDesktop& desktop_;
+};

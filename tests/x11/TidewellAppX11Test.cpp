@@ -1,0 +1,177 @@
+// The real tidewell program on a real desktop (Xvfb + openbox, xlogo, xterm, pcmanfm), checked
+// by independent observers (xprop, wmctrl): the click as a second start, show-all, front
+// switches, and the preferences window reached through the URL scheme from outside and from the
+// tray menu.
+#include "TWTestDesktop.h"
+#include "TWTestTidewell.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+namespace {
+
+class TidewellAppX11Test : public ::testing::Test {
+  protected:
+    // One desktop, one set of clients and one Tidewell for the program: each test leaves every
+    // window shown again.
+    static void SetUpTestSuite() {
+        desktop_ = new TWTestDesktop;
+        if (!desktop_->ok())
+            return;
+        tidewell_ = new TWTestTidewell(*desktop_);
+        desktop_->spawn({"xlogo"});
+        desktop_->spawn({"xterm", "-title", "tidewell-test-xterm"});
+        desktop_->spawn({"pcmanfm", desktop_->home()});
+        clientsUp_ = TWTestDesktop::waitFor(
+            [] { return windowOf("xlogo") && windowOf("xterm") && windowOf("pcmanfm"); },
+            std::chrono::seconds(30));
+        instance_ = tidewell_->start();
+    }
+    static void TearDownTestSuite() {
+        delete tidewell_;
+        tidewell_ = nullptr;
+        // Ends Tidewell, the clients, every stray started on this display, then the server.
+        delete desktop_;
+        desktop_ = nullptr;
+    }
+    void SetUp() override {
+        ASSERT_TRUE(desktop_->ok()) << desktop_->error();
+        ASSERT_TRUE(clientsUp_) << "the test clients did not come up";
+        ASSERT_GT(instance_, 0) << "tidewell never answered:\n" << tidewell_->log();
+    }
+    void TearDown() override {
+        if (HasFailure())
+            std::fprintf(stderr, "tidewell's log:\n%s\n", tidewell_->log().c_str());
+    }
+
+    // The first window whose WM_CLASS instance is `program` (xlogo sets no _NET_WM_PID, so the
+    // class is what every client here can be told apart by).
+    static unsigned long windowOf(const std::string& program) {
+        std::istringstream lines(TWTestDesktop::run({"wmctrl", "-l", "-x"}));
+        for (std::string line; std::getline(lines, line);) {
+            std::istringstream fields(line);
+            std::string id, number, windowClass;
+            if (fields >> id >> number >> windowClass &&
+                windowClass.substr(0, windowClass.find('.')) == program)
+                return std::stoul(id, nullptr, 16);
+        }
+        return 0;
+    }
+    static bool minimized(const std::string& program) {
+        const unsigned long window = windowOf(program);
+        return window != 0 && desktop_->isMinimized(window);
+    }
+    static bool shown(const std::string& program) {
+        const unsigned long window = windowOf(program);
+        return window != 0 && !desktop_->isMinimized(window);
+    }
+    static bool hasWindowTitled(const std::string& title) {
+        const auto windows = desktop_->windows();
+        return std::any_of(windows.begin(), windows.end(),
+                           [&](const TWObservedWindow& w) { return w.title == title; });
+    }
+    static size_t count(const std::vector<std::string>& lines, const std::string& line) {
+        return size_t(std::count(lines.begin(), lines.end(), line));
+    }
+    // Brings everything back and waits for the window manager to have done it.
+    static void showEverything() {
+        tidewell_->runAgain({"--show-all"});
+        TWTestDesktop::waitFor([] { return shown("xlogo") && shown("xterm"); });
+        TWTestDesktop::run({"wmctrl", "-i", "-R", std::to_string(windowOf("pcmanfm"))});
+    }
+
+    static TWTestDesktop* desktop_;
+    static TWTestTidewell* tidewell_;
+    static bool clientsUp_;
+    static pid_t instance_;
+};
+
+TWTestDesktop* TidewellAppX11Test::desktop_ = nullptr;
+TWTestTidewell* TidewellAppX11Test::tidewell_ = nullptr;
+bool TidewellAppX11Test::clientsUp_ = false;
+pid_t TidewellAppX11Test::instance_ = -1;
+
+TEST_F(TidewellAppX11Test, ASecondStartHidesTheOthersAndShowAllBringsThemBackToTheFrontOneBefore) {
+    // The user works in xterm: that is the application the window manager reports in front.
+    TWTestDesktop::run({"wmctrl", "-a", "tidewell-test-xterm"});
+    const unsigned long xterm = windowOf("xterm");
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xterm; }));
+
+    // The click on the dock tile: a second start, which hands "reopen" over and exits.
+    EXPECT_EQ(tidewell_->runAgain({}), 0);
+    EXPECT_TRUE(TWTestDesktop::waitFor([] { return minimized("xlogo") && minimized("xterm"); }))
+        << "xlogo minimized: " << minimized("xlogo") << ", xterm: " << minimized("xterm");
+    // Hidden by Tidewell (marked, so show-all restores them); the file manager's window is only
+    // collapsed, never marked.
+    EXPECT_TRUE(desktop_->hasHiddenMark(windowOf("xlogo")));
+    EXPECT_TRUE(desktop_->hasHiddenMark(windowOf("xterm")));
+    EXPECT_TRUE(minimized("pcmanfm"));
+    EXPECT_FALSE(desktop_->hasHiddenMark(windowOf("pcmanfm")));
+    EXPECT_EQ(count(tidewell_->status(), "reopen"), 1u);
+
+    EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
+    EXPECT_TRUE(TWTestDesktop::waitFor([] { return shown("xlogo") && shown("xterm"); }));
+    EXPECT_FALSE(desktop_->hasHiddenMark(windowOf("xlogo")));
+    EXPECT_TRUE(minimized("pcmanfm")); // collapsed as set, not hidden: it stays so
+    // The application in front before the hide is in front again.
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xterm; }))
+        << "active: " << desktop_->activeWindow() << ", xterm: " << xterm;
+    // Still the one instance: every later start handed over and ended.
+    EXPECT_EQ(::kill(instance_, 0), 0);
+    showEverything();
+}
+
+TEST_F(TidewellAppX11Test, AnotherApplicationInFrontIsTheOneShowAllActivates) {
+    TWTestDesktop::run({"wmctrl", "-a", "tidewell-test-xterm"});
+    const unsigned long xlogo = windowOf("xlogo");
+    TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(xlogo)});
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xlogo; }));
+
+    EXPECT_EQ(tidewell_->runAgain({"--hide-all"}), 0);
+    ASSERT_TRUE(TWTestDesktop::waitFor([] { return minimized("xlogo") && minimized("xterm"); }));
+    EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xlogo; }))
+        << "active: " << desktop_->activeWindow() << ", xlogo: " << xlogo;
+    showEverything();
+}
+
+TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeFromOutsideAndFromTheTrayMenu) {
+    // Another program asks the session to open the URL: xdg-open finds Tidewell's desktop entry
+    // for the scheme and starts tidewell with the URL, which hands it to the running instance.
+    ASSERT_FALSE(hasWindowTitled("General"));
+    TWTestDesktop::run({"xdg-open", "x-tidewell-action://preferences"});
+    ASSERT_TRUE(TWTestDesktop::waitFor([] { return hasWindowTitled("General"); }))
+        << "journal:\n"
+        << testing::PrintToString(tidewell_->status());
+    std::vector<std::string> journal = tidewell_->status();
+    EXPECT_EQ(count(journal, "url x-tidewell-action://preferences"), 1u);
+    EXPECT_EQ(count(journal, "preferences shown"), 1u);
+
+    // Closed by the user, as the window manager does it.
+    TWTestDesktop::run({"wmctrl", "-c", "General"});
+    ASSERT_TRUE(TWTestDesktop::waitFor([] { return !hasWindowTitled("General"); }));
+
+    // "Preferences..." in the tray menu goes out through the session's URL handler as well and
+    // comes back the same way.
+    EXPECT_EQ(TWTestTidewell::request("menu Preferences..."), "ok");
+    EXPECT_TRUE(TWTestDesktop::waitFor([] { return hasWindowTitled("General"); }))
+        << "journal:\n"
+        << testing::PrintToString(tidewell_->status());
+    journal = tidewell_->status();
+    EXPECT_EQ(count(journal, "url x-tidewell-action://preferences"), 2u);
+    EXPECT_EQ(count(journal, "preferences shown"), 2u);
+    TWTestDesktop::run({"wmctrl", "-c", "General"});
+    TWTestDesktop::waitFor([] { return !hasWindowTitled("General"); });
+
+    // Requests that mean nothing change nothing: a foreign-case scheme, an unknown menu item.
+    EXPECT_EQ(tidewell_->runAgain({"x-tidewell-action://Preferences"}), 0);
+    EXPECT_EQ(TWTestTidewell::request("menu No Such Item"), "unknown");
+    journal = tidewell_->status();
+    EXPECT_EQ(count(journal, "preferences shown"), 2u);
+    EXPECT_FALSE(hasWindowTitled("General"));
+    EXPECT_NE(tidewell_->log().find("no menu item \"No Such Item\""), std::string::npos);
+}
+
+} // namespace
