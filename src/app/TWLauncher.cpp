@@ -4,6 +4,7 @@
 #include "OVSystemVersion.h"
 #include "QFSimpleUpdater.h"
 #include "TWCommon.h"
+#include "TWDesktopEventPump.h"
 #include "TWInstanceChannel.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
@@ -26,7 +27,6 @@
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QSocketNotifier>
 #include <QTimer>
 #include <QWidget>
 
@@ -72,7 +72,8 @@ const char* TWLauncher::usage() {
            "  --hide-all      hide every application but the file manager\n"
            "  --show-all      show every application again\n"
            "  URL             an x-tidewell-action: request, e.g. x-tidewell-action://preferences\n"
-           "  --status        print what the running instance has handled so far\n"
+           "  --status        print what the running instance has handled so far, and the\n"
+           "                  application that show-all brings back to the front\n"
            "For testing only:\n"
            "  --desktop=sim   run on an in-memory desktop with in-memory settings and no network;\n"
            "                  --status then also lists every request made to that desktop\n";
@@ -184,12 +185,7 @@ int TWLauncher::run(int argc, char** argv) {
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
                                               TWActivationPolicyRegular);
 
-    if (const int fd = desktop->eventFileDescriptor(); fd >= 0) {
-        auto* notifier = new QSocketNotifier(fd, QSocketNotifier::Read, &app);
-        TWDesktop* events = desktop.get();
-        QObject::connect(notifier, &QSocketNotifier::activated, &app,
-                         [events] { events->dispatchPendingEvents(); });
-    }
+    TWPumpDesktopEvents(*desktop, &app);
 
     TWUserDefaults& standardDefaults = TWUserDefaults::standardUserDefaults();
     TWUserDefaults& sharedDefaults = TWUserDefaults::sharedUserDefaults();
@@ -292,6 +288,9 @@ int TWLauncher::run(int argc, char** argv) {
             return QByteArrayLiteral("unknown");
         } else if (message == "status") {
             QStringList status = journal;
+            // The application show-all brings to the front, as recorded so far.
+            if (auto front = TWCommon::sharedInstance().currentActiveBundleID())
+                status << "front: " + QString::fromStdString(*front);
             if (simDesktop)
                 for (const std::string& line : simDesktop->log())
                     status << "desktop: " + QString::fromStdString(line);

@@ -85,16 +85,30 @@ std::string TWTestTidewell::logPath() const {
     return desktop_.home() + "/tidewell.log";
 }
 
+namespace {
+// Written aside and renamed, as Tidewell's own stores do: a reader never sees half a file.
+void writePropertyList(const std::string& path, const std::map<std::string, bool>& values) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    {
+        std::ofstream out(path + ".new", std::ios::trunc);
+        out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+            << "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+               "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+            << "<plist version=\"1.0\">\n<dict>\n";
+        for (const auto& [key, value] : values)
+            out << "  <key>" << key << "</key>" << (value ? "<true/>" : "<false/>") << "\n";
+        out << "</dict>\n</plist>\n";
+    }
+    std::filesystem::rename(path + ".new", path);
+}
+} // namespace
+
 void TWTestTidewell::writeSettings(const std::map<std::string, bool>& values) const {
-    std::filesystem::create_directories(desktop_.home() + "/.config/tidewell");
-    std::ofstream out(settingsPath(), std::ios::trunc);
-    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        << "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-        << "<plist version=\"1.0\">\n<dict>\n";
-    for (const auto& [key, value] : values)
-        out << "  <key>" << key << "</key>" << (value ? "<true/>" : "<false/>") << "\n";
-    out << "</dict>\n</plist>\n";
+    writePropertyList(settingsPath(), values);
+}
+
+void TWTestTidewell::writeSharedSettings(const std::map<std::string, bool>& values) const {
+    writePropertyList(desktop_.home() + "/.config/tidewell/shared.plist", values);
 }
 
 pid_t TWTestTidewell::start() {

@@ -21,6 +21,8 @@ class TWTestTidewell {
 
     // Writes the application's own settings file with these boolean keys.
     void writeSettings(const std::map<std::string, bool>& values) const;
+    // Writes the settings file shared with the helper (read afresh by every action).
+    void writeSharedSettings(const std::map<std::string, bool>& values) const;
     // Where the session's files are.
     std::string settingsPath() const;
     std::string autostartDirectory() const;

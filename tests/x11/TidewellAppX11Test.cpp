@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <sstream>
 
 namespace {
@@ -21,12 +22,18 @@ class TidewellAppX11Test : public ::testing::Test {
         if (!desktop_->ok())
             return;
         tidewell_ = new TWTestTidewell(*desktop_);
-        desktop_->spawn({"xlogo"});
-        desktop_->spawn({"xterm", "-title", "tidewell-test-xterm"});
-        desktop_->spawn({"pcmanfm", desktop_->home()});
-        clientsUp_ = TWTestDesktop::waitFor(
-            [] { return windowOf("xlogo") && windowOf("xterm") && windowOf("pcmanfm"); },
-            std::chrono::seconds(30));
+        // One after the other: hide-others and show-all walk the applications in launch order.
+        // xterm, the one brought to the front below, comes first, so it is not simply the last
+        // window the window manager restores (and focuses) during show-all.
+        clientsUp_ = true;
+        for (const std::vector<std::string>& client :
+             {std::vector<std::string>{"xterm", "-title", "tidewell-test-xterm"},
+              {"pcmanfm", desktop_->home()},
+              {"xlogo"}}) {
+            desktop_->spawn(client);
+            clientsUp_ = clientsUp_ && TWTestDesktop::waitFor([&] { return windowOf(client[0]); },
+                                                              std::chrono::seconds(30));
+        }
         instance_ = tidewell_->start();
     }
     static void TearDownTestSuite() {
@@ -72,6 +79,35 @@ class TidewellAppX11Test : public ::testing::Test {
         return std::any_of(windows.begin(), windows.end(),
                            [&](const TWObservedWindow& w) { return w.title == title; });
     }
+    // The identifier of the application Tidewell has recorded as in front, in lower case.
+    static std::string recordedFront() {
+        for (std::string line : tidewell_->status())
+            if (line.rfind("front: ", 0) == 0) {
+                std::transform(line.begin(), line.end(), line.begin(),
+                               [](unsigned char c) { return char(std::tolower(c)); });
+                return line.substr(7);
+            }
+        return {};
+    }
+    // Activates `window` from outside and waits until the window manager reports it and
+    // Tidewell has heard of the switch (a request sent before that would race with the event).
+    static bool bringToFront(unsigned long window, const std::string& identifierPart) {
+        // Already in front: only a switch to it is heard, so go through another window first.
+        if (desktop_->activeWindow() == window &&
+            recordedFront().find(identifierPart) == std::string::npos) {
+            for (const char* other : {"xlogo", "xterm", "pcmanfm"})
+                if (windowOf(other) != window) {
+                    TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(windowOf(other))});
+                    TWTestDesktop::waitFor([&] { return desktop_->activeWindow() != window; });
+                    break;
+                }
+        }
+        TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(window)});
+        return TWTestDesktop::waitFor([&] {
+            return desktop_->activeWindow() == window &&
+                   recordedFront().find(identifierPart) != std::string::npos;
+        });
+    }
     static size_t count(const std::vector<std::string>& lines, const std::string& line) {
         return size_t(std::count(lines.begin(), lines.end(), line));
     }
@@ -93,47 +129,51 @@ TWTestTidewell* TidewellAppX11Test::tidewell_ = nullptr;
 bool TidewellAppX11Test::clientsUp_ = false;
 pid_t TidewellAppX11Test::instance_ = -1;
 
-TEST_F(TidewellAppX11Test, ASecondStartHidesTheOthersAndShowAllBringsThemBackToTheFrontOneBefore) {
-    // The user works in xterm: that is the application the window manager reports in front.
-    TWTestDesktop::run({"wmctrl", "-a", "tidewell-test-xterm"});
-    const unsigned long xterm = windowOf("xterm");
-    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xterm; }));
-
+TEST_F(TidewellAppX11Test, ASecondStartHidesTheOthersAndShowAllBringsThemBack) {
     // The click on the dock tile: a second start, which hands "reopen" over and exits.
     EXPECT_EQ(tidewell_->runAgain({}), 0);
     EXPECT_TRUE(TWTestDesktop::waitFor([] { return minimized("xlogo") && minimized("xterm"); }))
         << "xlogo minimized: " << minimized("xlogo") << ", xterm: " << minimized("xterm");
-    // Hidden by Tidewell (marked, so show-all restores them); the file manager's window is only
-    // collapsed, never marked.
+    // Hidden by Tidewell (marked, so show-all restores them); the file manager is brought
+    // forward and its window collapsed, never marked.
     EXPECT_TRUE(desktop_->hasHiddenMark(windowOf("xlogo")));
     EXPECT_TRUE(desktop_->hasHiddenMark(windowOf("xterm")));
-    EXPECT_TRUE(minimized("pcmanfm"));
+    EXPECT_TRUE(TWTestDesktop::waitFor([] { return minimized("pcmanfm"); }));
     EXPECT_FALSE(desktop_->hasHiddenMark(windowOf("pcmanfm")));
     EXPECT_EQ(count(tidewell_->status(), "reopen"), 1u);
 
     EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
     EXPECT_TRUE(TWTestDesktop::waitFor([] { return shown("xlogo") && shown("xterm"); }));
     EXPECT_FALSE(desktop_->hasHiddenMark(windowOf("xlogo")));
+    EXPECT_FALSE(desktop_->hasHiddenMark(windowOf("xterm")));
     EXPECT_TRUE(minimized("pcmanfm")); // collapsed as set, not hidden: it stays so
-    // The application in front before the hide is in front again.
-    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xterm; }))
-        << "active: " << desktop_->activeWindow() << ", xterm: " << xterm;
     // Still the one instance: every later start handed over and ended.
     EXPECT_EQ(::kill(instance_, 0), 0);
     showEverything();
 }
 
-TEST_F(TidewellAppX11Test, AnotherApplicationInFrontIsTheOneShowAllActivates) {
-    TWTestDesktop::run({"wmctrl", "-a", "tidewell-test-xterm"});
-    const unsigned long xlogo = windowOf("xlogo");
-    TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(xlogo)});
-    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xlogo; }));
+TEST_F(TidewellAppX11Test, ShowAllBringsBackTheApplicationThatWasInFront) {
+    // With "ShowFinder" off the hide brings nothing forward, so the last switch the user made
+    // is the one recorded.
+    tidewell_->writeSharedSettings({{"ShowFinder", false}});
+    // The user switches from the file manager to xterm.
+    ASSERT_TRUE(bringToFront(windowOf("pcmanfm"), "pcmanfm")) << "recorded: " << recordedFront();
+    const unsigned long xterm = windowOf("xterm");
+    ASSERT_TRUE(bringToFront(xterm, "xterm")) << "recorded: " << recordedFront();
 
-    EXPECT_EQ(tidewell_->runAgain({"--hide-all"}), 0);
-    ASSERT_TRUE(TWTestDesktop::waitFor([] { return minimized("xlogo") && minimized("xterm"); }));
+    EXPECT_EQ(tidewell_->runAgain({}), 0);
+    ASSERT_TRUE(TWTestDesktop::waitFor(
+        [] { return minimized("xlogo") && minimized("xterm") && minimized("pcmanfm"); }));
+    EXPECT_TRUE(desktop_->hasHiddenMark(windowOf("pcmanfm")));
+    const std::string recordedAfterHide = recordedFront();
     EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
-    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xlogo; }))
-        << "active: " << desktop_->activeWindow() << ", xlogo: " << xlogo;
+    EXPECT_TRUE(TWTestDesktop::waitFor(
+        [] { return shown("xlogo") && shown("xterm") && shown("pcmanfm"); }));
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xterm; }))
+        << "active: " << desktop_->activeWindow() << ", xterm: " << xterm
+        << ", recorded after the hide: " << recordedAfterHide << ", now: " << recordedFront();
+
+    tidewell_->writeSharedSettings({});
     showEverything();
 }
 
