@@ -276,8 +276,8 @@ int TWLauncher::run(int argc, char** argv) {
             // For tests: chooses the tray menu's item with this title, as a click on it does
             // (queued, as there, so the reply goes out before the item's work starts).
             const std::string title = message.mid(5).toStdString();
-            for (const std::shared_ptr<TWMenuItem>& item :
-                 delegate.applicationDockMenu()->items()) {
+            const std::shared_ptr<TWMenu> menu = delegate.applicationDockMenu();
+            for (const std::shared_ptr<TWMenuItem>& item : menu->items()) {
                 if (!item->isSeparatorItem() && !item->action().empty() && item->title() == title) {
                     QTimer::singleShot(0, &app, [item] { item->perform(); });
                     return QByteArrayLiteral("ok");

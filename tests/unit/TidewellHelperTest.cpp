@@ -1,0 +1,128 @@
+// The menu-bar helper's menu on the simulated desktop, and its one-per-session lock.
+#include "TidewellHelper.h"
+
+#include "TWCommon.h"
+#include "TWLog.h"
+#include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
+#include "TWSimDesktop.h"
+#include "TWUserDefaults.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <unistd.h>
+
+namespace {
+
+bool contains(const std::vector<std::string>& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+class TidewellHelperTest : public ::testing::Test {
+  protected:
+    TidewellHelperTest()
+        : standard(std::make_shared<TWSimDefaultsStore>()),
+          shared(std::make_shared<TWSimDefaultsStore>()) {
+        TWRegisterDefaults(standard, shared);
+        desktop.setFileManagerBundleIdentifier("org.example.Files");
+        desktop.launchApplication(std::string("org.example.Files"), "Files");
+        desktop.launchApplication(std::string("org.example.Terminal"), "Terminal");
+        const auto editor = desktop.launchApplication(std::string("org.example.Editor"), "Editor");
+        desktop.makeActive(editor);
+        desktop.clearLog();
+        TWSetLogSink([this](const std::string& line) { logged.push_back(line); });
+    }
+    ~TidewellHelperTest() override { TWSetLogSink({}); }
+
+    // Chooses the item titled `title` in a fresh menu; false when there is none.
+    bool choose(const std::string& title) {
+        const std::shared_ptr<TWMenu> menu = helper.buildMenu();
+        for (const auto& item : menu->items())
+            if (!item->isSeparatorItem() && item->title() == title) {
+                item->perform();
+                return true;
+            }
+        return false;
+    }
+
+    TWSimDesktop desktop;
+    TWUserDefaults standard;
+    TWUserDefaults shared;
+    TWCommon common{desktop, shared};
+    int quits = 0;
+    TidewellHelper helper{common, desktop, [this] { ++quits; }};
+    std::vector<std::string> logged;
+};
+
+TEST_F(TidewellHelperTest, TheMenuOffersTheFourActionsInOrder) {
+    std::vector<std::string> titles;
+    const std::shared_ptr<TWMenu> menu = helper.buildMenu();
+    for (const auto& item : menu->items())
+        titles.push_back(item->isSeparatorItem() ? "-" : item->title());
+    EXPECT_EQ(titles, (std::vector<std::string>{"Hide All", "Show All", "-", "Preferences...", "-",
+                                                "Quit"}));
+    // Each request builds a new menu: nothing of an old one is handed out again.
+    EXPECT_NE(helper.buildMenu(), helper.buildMenu());
+}
+
+TEST_F(TidewellHelperTest, HideAllAndShowAllRunTheDesktopActions) {
+    ASSERT_TRUE(choose("Hide All"));
+    std::vector<std::string> requests = desktop.log();
+    EXPECT_TRUE(contains(requests, "hide Terminal"));
+    EXPECT_TRUE(contains(requests, "hide Editor"));
+    EXPECT_FALSE(contains(requests, "hide Files"));
+
+    desktop.clearLog();
+    ASSERT_TRUE(choose("Show All"));
+    requests = desktop.log();
+    EXPECT_TRUE(contains(requests, "unhide Terminal"));
+    EXPECT_TRUE(contains(requests, "unhide Editor"));
+    EXPECT_EQ(quits, 0);
+}
+
+TEST_F(TidewellHelperTest, PreferencesGoThroughTheURLSchemeAndAFailureIsLogged) {
+    ASSERT_TRUE(choose("Preferences..."));
+    EXPECT_EQ(desktop.log(), (std::vector<std::string>{"openURL x-tidewell-action://preferences"}));
+    EXPECT_TRUE(logged.empty());
+
+    desktop.setOpenURLResult(false);
+    ASSERT_TRUE(choose("Preferences..."));
+    ASSERT_EQ(logged.size(), 1u);
+    EXPECT_EQ(logged[0], "TidewellHelper: nothing could open x-tidewell-action://preferences");
+}
+
+TEST_F(TidewellHelperTest, QuitEndsTheProgramAndTouchesNothingElse) {
+    ASSERT_TRUE(choose("Quit"));
+    EXPECT_EQ(quits, 1);
+    EXPECT_TRUE(desktop.log().empty());
+}
+
+TEST(TidewellHelperLockTest, OneHolderAtATimeAndFreedWhenTheHolderCloses) {
+    char pattern[] = "/tmp/tidewell-helper-lock-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    const std::string directory = pattern;
+
+    const int first = TidewellHelper::acquireSessionLock(directory);
+    ASSERT_GE(first, 0);
+    // A second helper (another open of the same file) is refused while the first holds it.
+    EXPECT_EQ(TidewellHelper::acquireSessionLock(directory), -1);
+    ::close(first);
+    const int next = TidewellHelper::acquireSessionLock(directory);
+    EXPECT_GE(next, 0);
+    ::close(next);
+
+    std::vector<std::string> logged;
+    TWSetLogSink([&](const std::string& line) { logged.push_back(line); });
+    EXPECT_EQ(TidewellHelper::acquireSessionLock(directory + "/missing"), -1);
+    EXPECT_EQ(TidewellHelper::acquireSessionLock(""), -1);
+    TWSetLogSink({});
+    ASSERT_EQ(logged.size(), 1u);
+    EXPECT_NE(logged[0].find("TidewellHelper: cannot open " + directory + "/missing/helper.lock"),
+              std::string::npos);
+    std::filesystem::remove_all(directory);
+}
+
+} // namespace

@@ -1,0 +1,124 @@
+// The menu-bar helper started by Tidewell on a real desktop: with "Menubar" set, the launch
+// starts tidewell-helper once per session, registers it as a login item, and the workspace lists
+// it as a running application.
+#include "TWCommon.h"
+#include "TWProcessRegistry.h"
+#include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
+#include "TWTestDesktop.h"
+#include "TWTestTidewell.h"
+#include "TWUserDefaults.h"
+#include "TWX11Desktop.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <dirent.h>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+// Processes running `program` on this test's display.
+std::vector<pid_t> processesOf(const std::string& program, const std::string& display) {
+    std::vector<pid_t> found;
+    DIR* proc = opendir("/proc");
+    if (!proc)
+        return found;
+    while (dirent* entry = readdir(proc)) {
+        const pid_t pid = std::atoi(entry->d_name);
+        if (pid <= 0)
+            continue;
+        std::ifstream comm("/proc/" + std::to_string(pid) + "/comm");
+        std::string name;
+        if (!std::getline(comm, name) || name != program)
+            continue;
+        std::ifstream environment("/proc/" + std::to_string(pid) + "/environ");
+        for (std::string variable; std::getline(environment, variable, '\0');)
+            if (variable == "DISPLAY=" + display) {
+                found.push_back(pid);
+                break;
+            }
+    }
+    closedir(proc);
+    return found;
+}
+
+std::vector<TWRegisteredProcess> registeredHelpers() {
+    std::vector<TWRegisteredProcess> helpers;
+    for (const TWRegisteredProcess& process : TWProcessRegistry::registeredProcesses())
+        if (process.bundleIdentifier == TWHelperBundleIdentifier)
+            helpers.push_back(process);
+    return helpers;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+TEST(TidewellHelperX11Test, MenubarModeStartsOneHelperPerSession) {
+    TWTestDesktop desktop;
+    ASSERT_TRUE(desktop.ok()) << desktop.error();
+    TWTestTidewell tidewell(desktop);
+    tidewell.writeSettings({{"CheckForUpdates", false}, {"Menubar", true}});
+
+    const pid_t first = tidewell.start();
+    ASSERT_GT(first, 0) << tidewell.log();
+    ASSERT_TRUE(TWTestDesktop::waitFor([] { return registeredHelpers().size() == 1; }))
+        << tidewell.log();
+    const TWRegisteredProcess helper = registeredHelpers().front();
+    EXPECT_EQ(helper.name, "Tidewell Menu");
+    EXPECT_EQ(helper.activationPolicy, 1);
+    EXPECT_EQ(processesOf("tidewell-helper", desktop.display()), std::vector<pid_t>{helper.pid});
+
+    // The workspace sees it as a running application, as the launch sequence asks it.
+    {
+        std::unique_ptr<TWX11Desktop> x11 = TWX11Desktop::open();
+        ASSERT_NE(x11, nullptr);
+        TWUserDefaults shared(std::make_shared<TWSimDefaultsStore>());
+        TWCommon common(*x11, shared);
+        EXPECT_TRUE(common.isApplicationRunning(TWHelperBundleIdentifier));
+    }
+
+    // Its login item: an autostart entry that starts the helper built next to tidewell.
+    const std::string entry =
+        readFile(tidewell.autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop");
+    EXPECT_NE(entry.find("Name=Tidewell Menu\n"), std::string::npos) << entry;
+    EXPECT_NE(entry.find("Exec=\"" + TWTestTidewell::helperPath() + "\"\n"), std::string::npos)
+        << entry;
+
+    // A second start hands over to the instance; a new instance finds the helper running; a
+    // second helper started by hand (the login item, say) gives way. Still one helper.
+    EXPECT_EQ(tidewell.runAgain({}), 0);
+    desktop.terminate(first);
+    ASSERT_GT(tidewell.start(), 0) << tidewell.log();
+    EXPECT_EQ(TWTestDesktop::run(
+                  {"sh", "-c", "'" + TWTestTidewell::helperPath() + "' 2>&1; echo \"exit $?\""}),
+              "TidewellHelper: another Tidewell Menu runs in this session\nexit 0\n");
+    std::vector<TWRegisteredProcess> helpers = registeredHelpers();
+    ASSERT_EQ(helpers.size(), 1u);
+    EXPECT_EQ(helpers.front().pid, helper.pid);
+    EXPECT_EQ(processesOf("tidewell-helper", desktop.display()), std::vector<pid_t>{helper.pid});
+
+    // The helper ends normally on SIGTERM and takes its registration with it.
+    ::kill(helper.pid, SIGTERM);
+    EXPECT_TRUE(TWTestDesktop::waitFor([] { return registeredHelpers().empty(); }));
+}
+
+TEST(TidewellHelperX11Test, WithoutMenubarNoHelperStarts) {
+    TWTestDesktop desktop;
+    ASSERT_TRUE(desktop.ok()) << desktop.error();
+    TWTestTidewell tidewell(desktop);
+    ASSERT_GT(tidewell.start(), 0) << tidewell.log();
+    // The launch sequence is over once the instance answers: nothing was started by then.
+    EXPECT_TRUE(registeredHelpers().empty());
+    EXPECT_TRUE(processesOf("tidewell-helper", desktop.display()).empty());
+    EXPECT_FALSE(
+        std::ifstream(tidewell.autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop")
+            .good());
+}
+
+} // namespace
