@@ -321,5 +321,9 @@ int TWLauncher::run(int argc, char** argv) {
         if (request->message != "reopen")
             handle(request->message);
     });
-    return app.exec();
+    const int status = app.exec();
+    // The network transport ends its thread while the application still exists; left to the
+    // static destructors it would outlive the event loops that free its objects.
+    QFSimpleUpdater::configure({});
+    return status;
 }
