@@ -251,8 +251,9 @@ TEST_F(TWPlistFileStoreTest, AWriterKilledMidWriteLeavesAReadableFile) {
         TWPlistDictionary values = TWPlistFileStore(file.string()).load();
         EXPECT_TRUE(log.lines.empty()) << log.lines.front();
         EXPECT_TRUE(corruptCopies(file).empty());
-        // The lock died with the writer, and no completed write was lost.
-        if (round > 0) {
+        // The lock died with the writer, and no completed write was lost. (A round can end
+        // before its writer completes a write, under a sanitizer or a loaded machine.)
+        if (lastSeen >= 0) {
             ASSERT_TRUE(values.count("counter")) << "round " << round;
             EXPECT_GE(*values.at("counter").get<std::int64_t>(), lastSeen);
         }
