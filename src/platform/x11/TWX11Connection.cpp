@@ -7,6 +7,7 @@
 #include <xcb/xcb_icccm.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -156,16 +157,14 @@ TWX11Snapshot TWX11Connection::snapshot() {
     if (auto a = propertyWords(active.reply); !a.empty())
         snap.activeWindow = a[0];
 
-    // Every request for every window goes out before the first reply is read.
-    enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Name, Count };
-    struct Pending {
-        xcb_get_property_cookie_t cookies[Count];
-        xcb_res_query_client_ids_cookie_t res;
-    };
-    std::vector<Pending> pending(ids.size());
+    // Every request for every window goes out before the first reply is read. The process ID
+    // from the X-Resource extension and the legacy WM_NAME are needed only for the few windows
+    // without _NET_WM_PID or _NET_WM_NAME: they follow in a second batch, for those alone.
+    enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Count };
+    std::vector<std::array<xcb_get_property_cookie_t, Count>> pending(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
         xcb_window_t w = ids[i];
-        auto& p = pending[i].cookies;
+        auto& p = pending[i];
         p[Class] = xcb_get_property(c, 0, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256);
         p[Pid] = xcb_get_property(c, 0, w, ewmh_._NET_WM_PID, XCB_ATOM_CARDINAL, 0, 1);
         p[Type] = xcb_get_property(c, 0, w, ewmh_._NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM, 0, 32);
@@ -176,31 +175,13 @@ TWX11Snapshot TWX11Connection::snapshot() {
         p[Kde] = xcb_get_property(c, 0, w, atomKdeDesktopFile_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         p[Gtk] = xcb_get_property(c, 0, w, atomGtkAppID_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         p[NetName] = xcb_get_property(c, 0, w, ewmh_._NET_WM_NAME, ewmh_.UTF8_STRING, 0, 256);
-        p[Name] = xcb_get_property(c, 0, w, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
-        if (haveRes_) {
-            xcb_res_client_id_spec_t spec{w, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-            pending[i].res = xcb_res_query_client_ids(c, 1, &spec);
-        }
     }
+    std::vector<TWX11Window> found;
+    found.reserve(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
         Reply r[Count];
         for (int k = 0; k < Count; ++k)
-            collect(c, pending[i].cookies[k], r[k]);
-        int resPid = -1;
-        if (haveRes_) {
-            xcb_generic_error_t* error = nullptr;
-            auto* reply = xcb_res_query_client_ids_reply(c, pending[i].res, &error);
-            std::free(error);
-            if (reply) {
-                auto it = xcb_res_query_client_ids_ids_iterator(reply);
-                for (; it.rem; xcb_res_client_id_value_next(&it)) {
-                    if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
-                        xcb_res_client_id_value_value_length(it.data) >= 1)
-                        resPid = static_cast<int>(*xcb_res_client_id_value_value(it.data));
-                }
-                std::free(reply);
-            }
-        }
+            collect(c, pending[i][k], r[k]);
         bool gone = false;
         for (auto& one : r)
             gone = gone || one.windowGone;
@@ -220,8 +201,6 @@ TWX11Snapshot TWX11Connection::snapshot() {
         }
         if (auto pid = propertyWords(r[Pid].reply); !pid.empty() && pid[0] > 0)
             w.pid = static_cast<int>(pid[0]);
-        else
-            w.pid = resPid;
         w.types = propertyWords(r[Type].reply);
         w.states = propertyWords(r[State].reply);
         if (auto t = propertyWords(r[Transient].reply); !t.empty()) {
@@ -235,10 +214,54 @@ TWX11Snapshot TWX11Connection::snapshot() {
         w.kdeDesktopFile = propertyString(r[Kde].reply);
         w.gtkApplicationID = propertyString(r[Gtk].reply);
         w.title = propertyString(r[NetName].reply);
-        if (w.title.empty())
-            w.title = propertyString(r[Name].reply);
-        snap.windows.push_back(std::move(w));
+        found.push_back(std::move(w));
     }
+
+    struct Fallback {
+        size_t index;
+        bool wantPid, wantName;
+        xcb_res_query_client_ids_cookie_t res;
+        xcb_get_property_cookie_t name;
+    };
+    std::vector<Fallback> fallbacks;
+    for (size_t i = 0; i < found.size(); ++i) {
+        Fallback f{i, found[i].pid <= 0 && haveRes_, found[i].title.empty(), {}, {}};
+        if (!f.wantPid && !f.wantName)
+            continue;
+        if (f.wantPid) {
+            xcb_res_client_id_spec_t spec{found[i].id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+            f.res = xcb_res_query_client_ids(c, 1, &spec);
+        }
+        if (f.wantName)
+            f.name = xcb_get_property(c, 0, found[i].id, XCB_ATOM_WM_NAME,
+                                      XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
+        fallbacks.push_back(f);
+    }
+    for (const auto& f : fallbacks) {
+        auto& w = found[f.index];
+        if (f.wantPid) {
+            xcb_generic_error_t* error = nullptr;
+            auto* reply = xcb_res_query_client_ids_reply(c, f.res, &error);
+            std::free(error);
+            if (reply) {
+                auto it = xcb_res_query_client_ids_ids_iterator(reply);
+                for (; it.rem; xcb_res_client_id_value_next(&it)) {
+                    if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
+                        xcb_res_client_id_value_value_length(it.data) >= 1)
+                        w.pid = static_cast<int>(*xcb_res_client_id_value_value(it.data));
+                }
+                std::free(reply);
+            }
+        }
+        if (f.wantName) {
+            // A window that closed just now keeps its place in this snapshot: it is gone by
+            // the next one, and every request addressed to it is skipped quietly.
+            Reply name;
+            collect(c, f.name, name);
+            w.title = propertyString(name.reply);
+        }
+    }
+    snap.windows = std::move(found);
     return snap;
 }
 

@@ -50,7 +50,8 @@ class TWX11Connection {
     xcb_atom_t hiddenMarkAtom() const { return atomHiddenMark_; }
     xcb_atom_t wmStateAtom() const { return atomWMState_; }
 
-    // All managed windows with every property the backend reads: two round trips in all.
+    // All managed windows with every property the backend reads: two round trips for any number
+    // of windows, a third only when some window lacks _NET_WM_PID or _NET_WM_NAME.
     TWX11Snapshot snapshot();
 
     // Requests, sent without waiting (they reach the server at the next flush).
