@@ -129,18 +129,24 @@ bool TWX11Connection::hasError() const {
     return !conn_ || xcb_connection_has_error(conn_) != 0;
 }
 
+bool TWX11Connection::broken() {
+    if (!hasError())
+        return false;
+    if (!loggedConnectionError_)
+        TWLog("TWX11Desktop: the connection to the X server is broken; desktop requests are "
+              "ignored");
+    loggedConnectionError_ = true;
+    return true;
+}
+
 int TWX11Connection::fileDescriptor() const {
     return conn_ ? xcb_get_file_descriptor(conn_) : -1;
 }
 
 TWX11Snapshot TWX11Connection::snapshot() {
     TWX11Snapshot snap;
-    if (hasError()) {
-        if (!loggedConnectionError_)
-            TWLog("TWX11Desktop: the connection to the X server is broken");
-        loggedConnectionError_ = true;
+    if (broken())
         return snap;
-    }
     xcb_connection_t* c = conn_;
     auto clientsCookie =
         xcb_get_property(c, 0, root_, ewmh_._NET_CLIENT_LIST, XCB_ATOM_WINDOW, 0, 1 << 16);
@@ -152,6 +158,9 @@ TWX11Snapshot TWX11Connection::snapshot() {
     collect(c, clientsCookie, clients);
     collect(c, stackingCookie, stacking);
     collect(c, activeCookie, active);
+    // A server that went away answers nothing: report it now rather than an empty desktop.
+    if (broken())
+        return snap;
     auto ids = propertyWords(clients.reply);
     auto order = propertyWords(stacking.reply);
     if (auto a = propertyWords(active.reply); !a.empty())
@@ -261,6 +270,8 @@ TWX11Snapshot TWX11Connection::snapshot() {
             w.title = propertyString(name.reply);
         }
     }
+    if (broken())
+        return TWX11Snapshot{};
     snap.windows = std::move(found);
     return snap;
 }
@@ -311,7 +322,7 @@ void TWX11Connection::flush() {
 }
 
 xcb_timestamp_t TWX11Connection::serverTime() {
-    if (lastTime_ != XCB_CURRENT_TIME || hasError())
+    if (lastTime_ != XCB_CURRENT_TIME || broken())
         return lastTime_;
     // A zero-length append changes nothing but makes the server report the time.
     xcb_change_property(conn_, XCB_PROP_MODE_APPEND, ownWindow_, atomTimestamp_, XCB_ATOM_STRING, 8,
@@ -330,8 +341,8 @@ xcb_timestamp_t TWX11Connection::serverTime() {
             }
             deferred_.push_back(e); // handled at the next dispatch, in order
         }
-        if (hasError())
-            break;
+        if (broken())
+            return XCB_CURRENT_TIME;
         pollfd pfd{xcb_get_file_descriptor(conn_), POLLIN, 0};
         poll(&pfd, 1, 50);
     }
@@ -359,6 +370,13 @@ void TWX11Connection::handleEvent(xcb_generic_event_t* event) {
 void TWX11Connection::dispatchEvents() {
     if (!conn_)
         return;
+    if (broken()) {
+        // Nothing more will arrive; events read before the loss are dropped with it.
+        for (auto* e : deferred_)
+            std::free(e);
+        deferred_.clear();
+        return;
+    }
     bool activeChanged = false;
     auto take = [&](xcb_generic_event_t* e) {
         if ((e->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
@@ -383,7 +401,7 @@ void TWX11Connection::dispatchEvents() {
 }
 
 void TWX11Connection::sync() {
-    if (hasError())
+    if (broken())
         return;
     std::free(xcb_get_input_focus_reply(conn_, xcb_get_input_focus(conn_), nullptr));
     dispatchEvents();

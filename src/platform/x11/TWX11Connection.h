@@ -76,6 +76,9 @@ class TWX11Connection {
     void sync();
     int fileDescriptor() const;
     bool hasError() const;
+    // Whether the connection is unusable (the server went away, or a protocol error); logged once
+    // for the connection's lifetime. Every request on a broken connection is a no-op.
+    bool broken();
 
     // Counts a request that failed because its window no longer exists; logged once per batch.
     void noteVanishedWindow();
