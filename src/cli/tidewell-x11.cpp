@@ -1,11 +1,14 @@
 // tidewell-x11: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
-// X11 desktop from a terminal; "watch" keeps running, records front switches and reads the same
-// commands from standard input.
+// X11 desktop from a terminal, with the user's settings as the application would; "watch" keeps
+// running, records front switches and reads the same commands from standard input.
 #include "TWCommon.h"
 #include "TWLog.h"
+#include "TWPlatformFactory.h"
+#include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
+#include "TWStorePaths.h"
 #include "TWUserDefaults.h"
 #include "TWX11Desktop.h"
 
@@ -23,13 +26,32 @@ namespace {
 
 volatile std::sig_atomic_t stopRequested = 0;
 
-void usage() {
-    std::cerr
-        << "usage: tidewell-x11 [--display D] [--set Key=YES|NO|number|text]...\n"
-           "                    [--exclude BUNDLE_ID]... COMMAND\n"
-           "commands: hide-others | show-all | toggle ID | list | watch\n"
-           "  watch: records front switches and reads commands from standard input\n"
-           "Settings live in memory for this run: registered defaults plus --set/--exclude.\n";
+constexpr int kExitBadUsage = 2;
+constexpr int kExitNoDisplay = 1;
+
+void usage(std::ostream& out) {
+    out << "usage: tidewell-x11 [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND\n"
+           "\n"
+           "commands:\n"
+           "  hide-others   hide every application but the file manager and the excluded ones\n"
+           "  show-all      show every hidden application and bring back the one in front\n"
+           "  toggle ID     activate the application with desktop-entry ID, or hide it when\n"
+           "                it is in front\n"
+           "  list          print the running applications\n"
+           "  watch         print front switches; read the commands above from standard input\n"
+           "\n"
+           "options:\n"
+           "  --display D   the X display (default: $DISPLAY)\n"
+           "  --set K=V     use V for setting K in this run (YES, NO, a number or text)\n"
+           "  --exclude ID  leave the application ID alone in this run, as if it were excluded\n"
+           "\n"
+           "Settings are read from the user's files, as the application reads them\n"
+           "(" +
+               TWStorePaths::storeDirectory() +
+               "). With --set or --exclude the files are only read: the changes\n"
+               "apply to this run alone.\n"
+               "\n"
+               "exit status: 0 done, 1 no X display, 2 bad usage\n";
 }
 
 TWPlistValue parseValue(const std::string& text) {
@@ -56,8 +78,21 @@ void printList(TWDesktop& desktop) {
     std::fflush(stdout);
 }
 
+// Waits until the X server has handled the requests, so that their errors are reported now.
+void settle(TWDesktop& desktop) {
+    if (auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop))
+        x11->sync();
+    else
+        desktop.dispatchPendingEvents();
+}
+
+bool connectionLost(TWDesktop& desktop) {
+    auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
+    return x11 && x11->connection().hasError();
+}
+
 // One command; false when it is not known.
-bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWX11Desktop& desktop) {
+bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWDesktop& desktop) {
     if (words.empty())
         return true;
     const std::string& command = words[0];
@@ -71,12 +106,11 @@ bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWX11De
         printList(desktop);
     else
         return false;
-    // Let every request reach the server, so that its errors are reported before we go on.
-    desktop.sync();
+    settle(desktop);
     return true;
 }
 
-int watch(TWCommon& common, TWX11Desktop& desktop) {
+int watch(TWCommon& common, TWDesktop& desktop) {
     std::signal(SIGINT, [](int) { stopRequested = 1; });
     std::signal(SIGTERM, [](int) { stopRequested = 1; });
     desktop.frontSwitchSource().installFrontSwitchHandler([&common] {
@@ -93,7 +127,7 @@ int watch(TWCommon& common, TWX11Desktop& desktop) {
         if (ready < 0)
             continue;
         desktop.dispatchPendingEvents();
-        if (desktop.connection().hasError()) {
+        if (connectionLost(desktop)) {
             std::fprintf(stderr, "tidewell-x11: lost the X server\n");
             return 1;
         }
@@ -122,66 +156,105 @@ int watch(TWCommon& common, TWX11Desktop& desktop) {
     return 0;
 }
 
+// The settings of this run: the user's files, or, when the command line changes anything, an
+// in-memory copy of them with the changes applied (the files are never written then).
+void installSettings(const TWPlistDictionary& overrides, const TWPlistArray& excluded) {
+    if (overrides.empty() && excluded.empty()) {
+        TWPlistFileStore::installStandardStores();
+    } else {
+        TWPlistDictionary own = TWPlistFileStore(TWStorePaths::ownStorePath()).load();
+        TWPlistDictionary shared = TWPlistFileStore(TWStorePaths::sharedStorePath()).load();
+        for (const auto& [key, value] : overrides)
+            shared[key] = value;
+        if (!excluded.empty()) {
+            // Added to the user's own exclusions, which stay in force.
+            TWPlistArray list;
+            if (const TWPlistValue* current = TWPlistLookup(shared, TWExcludedAppsKey))
+                if (const auto* array = current->get<TWPlistArray>())
+                    list = *array;
+            list.insert(list.end(), excluded.begin(), excluded.end());
+            shared[TWExcludedAppsKey] = list;
+        }
+        TWUserDefaults::setStandardUserDefaults(
+            std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>(own)));
+        TWUserDefaults::setSharedUserDefaults(
+            std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>(shared)));
+    }
+    TWRegisterDefaults(TWUserDefaults::standardUserDefaults(),
+                       TWUserDefaults::sharedUserDefaults());
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     std::string display;
     std::vector<std::string> words;
-    TWPlistDictionary settings;
+    TWPlistDictionary overrides;
     TWPlistArray excluded;
+    auto bad = [](const std::string& why) {
+        std::cerr << "tidewell-x11: " << why << "\n";
+        usage(std::cerr);
+        return kExitBadUsage;
+    };
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
-        if (a == "--display" && i + 1 < argc) {
-            display = argv[++i];
-        } else if (a == "--set" && i + 1 < argc) {
-            std::string kv = argv[++i];
-            auto eq = kv.find('=');
-            if (eq == std::string::npos) {
-                usage();
-                return 2;
-            }
-            settings[kv.substr(0, eq)] = parseValue(kv.substr(eq + 1));
-        } else if (a == "--exclude" && i + 1 < argc) {
-            TWPlistDictionary record;
-            record[TWExcludedNameField] = std::string(argv[i + 1]);
-            record[TWExcludedBundleIDField] = std::string(argv[i + 1]);
-            record[TWExcludedURLDataField] = TWPlistData{};
-            excluded.emplace_back(std::move(record));
-            ++i;
-        } else if (a == "-h" || a == "--help") {
-            usage();
+        bool hasValue = i + 1 < argc;
+        if (a == "-h" || a == "--help") {
+            usage(std::cout);
             return 0;
+        } else if (a == "--display" || a == "--set" || a == "--exclude") {
+            if (!hasValue)
+                return bad(a + " needs a value");
+            std::string value = argv[++i];
+            if (a == "--display") {
+                display = value;
+            } else if (a == "--set") {
+                auto eq = value.find('=');
+                if (eq == std::string::npos || eq == 0)
+                    return bad("--set wants KEY=VALUE, not \"" + value + "\"");
+                overrides[value.substr(0, eq)] = parseValue(value.substr(eq + 1));
+            } else {
+                if (value.empty())
+                    return bad("--exclude wants an application ID");
+                TWPlistDictionary record;
+                record[TWExcludedNameField] = value;
+                record[TWExcludedBundleIDField] = value;
+                record[TWExcludedURLDataField] = TWPlistData{};
+                excluded.emplace_back(std::move(record));
+            }
+        } else if (a.size() > 1 && a[0] == '-') {
+            return bad("unknown option " + a);
         } else {
             words.push_back(a);
         }
     }
-    if (words.empty()) {
-        usage();
-        return 2;
-    }
-    if (!excluded.empty())
-        settings[TWExcludedAppsKey] = excluded;
+    if (words.empty())
+        return bad("no command");
+    const std::string& command = words[0];
+    bool known = ((command == "hide-others" || command == "show-all" || command == "list" ||
+                   command == "watch") &&
+                  words.size() == 1) ||
+                 (command == "toggle" && words.size() == 2);
+    if (!known)
+        return bad("unknown command or wrong arguments: " + command);
 
     // Log lines go to standard error as well as to the system log.
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
-    auto desktop = TWX11Desktop::open(display);
+    if (!display.empty())
+        setenv("DISPLAY", display.c_str(), 1);
+    auto desktop = TWMakeDesktop(TWDesktopKind::X11);
     if (!desktop)
-        return 1;
-    // The settings-file stores are not part of this tool yet: the stores are in memory.
-    TWUserDefaults standard(std::make_shared<TWSimDefaultsStore>());
-    TWUserDefaults shared(std::make_shared<TWSimDefaultsStore>(settings));
-    TWRegisterDefaults(standard, shared);
+        return kExitNoDisplay;
+    installSettings(overrides, excluded);
     // Acting for Tidewell: the actions count it as the running main application.
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
                                               TWActivationPolicyRegular);
-    TWCommon common(*desktop, shared);
+    TWCommon common(*desktop, TWUserDefaults::sharedUserDefaults());
     int status = 0;
-    if (words[0] == "watch") {
+    if (command == "watch")
         status = watch(common, *desktop);
-    } else if (!runCommand(words, common, *desktop)) {
-        usage();
-        status = 2;
-    }
+    else
+        runCommand(words, common, *desktop);
     TWProcessRegistry::unregisterCurrentProcess();
     return status;
 }

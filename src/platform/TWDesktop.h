@@ -20,7 +20,8 @@ class TWDesktop {
     virtual TWSystemSound& systemSound() = 0;
 
     // Event-loop integration: a descriptor that becomes readable when the desktop has events
-    // for us (-1 when the backend needs none), and the call that handles them.
+    // for us (-1 when the backend needs none, or once it can deliver no more: stop watching
+    // then), and the call that handles them.
     virtual int eventFileDescriptor() { return -1; }
     virtual void dispatchPendingEvents() {}
 };

@@ -208,6 +208,14 @@ void TWTestDesktop::terminate(pid_t pid) {
     std::erase(children_, pid);
 }
 
+void TWTestDesktop::killServer() {
+    if (server_ <= 0)
+        return;
+    kill(server_, SIGKILL);
+    waitExited(server_, std::chrono::seconds(5));
+    server_ = -1;
+}
+
 std::string TWTestDesktop::testClientPath() {
     const char* bin = std::getenv("TIDEWELL_BINARY_DIR");
     return std::string(bin ? bin : ".") + "/bin/tidewell-test-client";

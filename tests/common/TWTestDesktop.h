@@ -35,6 +35,8 @@ class TWTestDesktop {
     pid_t spawn(const std::vector<std::string>& argv);
     // Ends a spawned program (its whole group) and waits for it.
     void terminate(pid_t pid);
+    // Kills the X server at once (SIGKILL), as a crash would; the display is gone afterwards.
+    void killServer();
     // The test client program built next to the tests.
     static std::string testClientPath();
     // Starts the test client with these options and `windows` windows, and waits until the window

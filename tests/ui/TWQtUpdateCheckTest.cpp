@@ -3,6 +3,7 @@
 #include "TWQtAlertPresenter.h"
 #include "TWQtHTTPTransport.h"
 #include "TWQtMainQueue.h"
+#include "TWRecordingWorkspace.h"
 #include "TWUpdateHandlers.h"
 
 #include <gtest/gtest.h>
@@ -95,20 +96,6 @@ struct CheckResult {
     std::optional<TWError> error;
     int calls = 0;
     bool onMainThread = false;
-};
-
-class RecordingWorkspace : public TWWorkspace {
-  public:
-    std::vector<TWRunningApplication> runningApplications() override { return {}; }
-    void hide(const TWRunningApplication&) override {}
-    void unhide(const TWRunningApplication&) override {}
-    void activateWithOptions(const TWRunningApplication&, unsigned) override {}
-    bool openURL(const std::string& url) override {
-        opened.push_back(url);
-        return true;
-    }
-    std::string fileManagerBundleIdentifier() override { return "pcmanfm"; }
-    std::vector<std::string> opened;
 };
 
 // Answers the next message box by clicking the button titled `title`, and notes what it showed.
@@ -295,7 +282,7 @@ TEST_F(TWQtUpdateCheck, ManualCheckShowsTheAnswerInAMessageBox) {
     ASSERT_TRUE(r.error);
 
     TWQtAlertPresenter presenter;
-    RecordingWorkspace workspace;
+    TWRecordingWorkspace workspace;
     BoxAnswer answer;
     answerNextMessageBox("Download", &answer);
     TWManualUpdateHandler(*r.error, presenter, workspace);

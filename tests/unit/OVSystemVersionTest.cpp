@@ -1,6 +1,7 @@
 // Version strings: parsing, canonical text, ordering, and the running system's version.
 #include "OVSystemVersion.h"
 #include "TWLog.h"
+#include "TWLogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -23,17 +24,6 @@ std::string bailout(const std::string& text) {
 }
 
 // Collects every logged line while alive.
-class LogCapture {
-  public:
-    LogCapture() {
-        previous_ = TWSetLogSink([this](const std::string& line) { lines.push_back(line); });
-    }
-    ~LogCapture() { TWSetLogSink(previous_); }
-    std::vector<std::string> lines;
-
-  private:
-    std::function<void(const std::string&)> previous_;
-};
 
 enum class Logged { Nothing, Warning, Bailout };
 
@@ -78,7 +68,7 @@ const ParseCase kParseCases[] = {
 TEST(OVSystemVersionParsing, FieldsCanonicalTextAndLogFollowTheParseRules) {
     for (const ParseCase& c : kParseCases) {
         SCOPED_TRACE(std::string("input \"") + c.input + "\"");
-        LogCapture log;
+        TWLogCapture log;
         OVSystemVersion v(c.input);
         EXPECT_EQ(v.components(), c.components);
         EXPECT_EQ(v.beta(), c.beta);
@@ -102,7 +92,7 @@ TEST(OVSystemVersionParsing, FieldsCanonicalTextAndLogFollowTheParseRules) {
 }
 
 TEST(OVSystemVersionParsing, EveryLoneDotWarnsOnce) {
-    LogCapture log;
+    TWLogCapture log;
     OVSystemVersion v("1..2.");
     EXPECT_EQ(v.components(), (std::vector<std::string>{"1", "2"}));
     EXPECT_EQ(log.lines, (std::vector<std::string>{kWarning, kWarning}));

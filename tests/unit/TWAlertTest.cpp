@@ -1,6 +1,7 @@
 // The alert model and the update handlers: button order and codes, texts, what gets opened.
 #include "TWAlert.h"
 #include "QFSimpleUpdater.h"
+#include "TWRecordingWorkspace.h"
 #include "TWUpdateHandlers.h"
 
 #include <gtest/gtest.h>
@@ -30,21 +31,6 @@ class ChoosingPresenter : public TWAlertPresenter {
 
   private:
     std::string choice_;
-};
-
-class RecordingWorkspace : public TWWorkspace {
-  public:
-    std::vector<TWRunningApplication> runningApplications() override { return {}; }
-    void hide(const TWRunningApplication&) override {}
-    void unhide(const TWRunningApplication&) override {}
-    void activateWithOptions(const TWRunningApplication&, unsigned) override {}
-    bool openURL(const std::string& url) override {
-        opened.push_back(url);
-        return true;
-    }
-    std::string fileManagerBundleIdentifier() override { return "pcmanfm"; }
-
-    std::vector<std::string> opened;
 };
 
 long choose(const TWAlert& alert, const std::string& title) {
@@ -140,7 +126,7 @@ TWError failed() {
 TEST(TWUpdateHandlers, UpdateAlertDownloadOpensTheLink) {
     for (auto handler : {&TWLaunchUpdateHandler, &TWManualUpdateHandler}) {
         ChoosingPresenter presenter("Download");
-        RecordingWorkspace workspace;
+        TWRecordingWorkspace workspace;
         handler(available(), presenter, workspace);
 
         ASSERT_EQ(presenter.shown.size(), 1u);
@@ -156,7 +142,7 @@ TEST(TWUpdateHandlers, UpdateAlertDownloadOpensTheLink) {
 TEST(TWUpdateHandlers, UpdateAlertCancelOpensNothing) {
     for (auto handler : {&TWLaunchUpdateHandler, &TWManualUpdateHandler}) {
         ChoosingPresenter presenter("Cancel");
-        RecordingWorkspace workspace;
+        TWRecordingWorkspace workspace;
         handler(available(), presenter, workspace);
         EXPECT_EQ(presenter.shown.size(), 1u);
         EXPECT_TRUE(workspace.opened.empty());
@@ -166,7 +152,7 @@ TEST(TWUpdateHandlers, UpdateAlertCancelOpensNothing) {
 TEST(TWUpdateHandlers, AtLaunchOnlyAnUpdateIsShown) {
     for (const TWError& error : {current(), failed()}) {
         ChoosingPresenter presenter;
-        RecordingWorkspace workspace;
+        TWRecordingWorkspace workspace;
         TWLaunchUpdateHandler(error, presenter, workspace);
         EXPECT_TRUE(presenter.shown.empty());
         EXPECT_TRUE(workspace.opened.empty());
@@ -186,7 +172,7 @@ TEST(TWUpdateHandlers, OnRequestEveryOutcomeIsAnswered) {
     };
     for (const Case& c : cases) {
         ChoosingPresenter presenter("OK");
-        RecordingWorkspace workspace;
+        TWRecordingWorkspace workspace;
         TWManualUpdateHandler(c.error, presenter, workspace);
         ASSERT_EQ(presenter.shown.size(), 1u);
         const TWAlert& alert = presenter.shown[0];

@@ -2,6 +2,7 @@
 #include "TWCommon.h"
 #include "TWLocalizedString.h"
 #include "TWLog.h"
+#include "TWLogCapture.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -43,16 +44,6 @@ TWPlistValue excludedRecord(const std::string& name, const std::string& bundleID
                              {TWExcludedURLDataField, TWPlistValue(TWPlistData{0xde, 0xad})},
                              {TWExcludedBundleIDField, TWPlistValue(bundleID)}};
 }
-
-// Captures log lines for the life of the object.
-struct LogCapture {
-    std::vector<std::string> lines;
-    std::function<void(const std::string&)> previous;
-    LogCapture() {
-        previous = TWSetLogSink([this](const std::string& line) { lines.push_back(line); });
-    }
-    ~LogCapture() { TWSetLogSink(previous); }
-};
 
 } // namespace
 
@@ -124,7 +115,7 @@ TEST(TWCommonHideOthers, WithoutOurOwnApplicationRunningFinderIsShownWhateverThe
 
 TEST(TWCommonHideOthers, ExcludedIdentifiersStayVisibleWhateverTheRestOfTheRecord) {
     Fixture f;
-    LogCapture captured;
+    TWLogCapture captured;
     f.launch(kFinder, "Finder");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
     auto p = f.launch("com.example.p", "P");
@@ -357,7 +348,7 @@ TEST(TWCommonFinderWindows, ABrokenFileManagerAnswerEndsTheLoopsWithAMessage) {
     shared.setBool(true, TWCloseAllFinderKey);
     shared.setBool(true, TWShowWindowKey);
     TWCommon common{desk, shared};
-    LogCapture captured;
+    TWLogCapture captured;
 
     common.showFinderHideOthers(); // returns: neither loop spins on the contradiction
 

@@ -1,6 +1,7 @@
 // The property-list file store: durability, sharing between processes, damaged files, paths.
 #include "TWPlistFileStore.h"
 #include "TWLog.h"
+#include "TWLogCapture.h"
 #include "TWStorePaths.h"
 #include "TWUserDefaults.h"
 
@@ -27,18 +28,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-class LogCapture {
-  public:
-    LogCapture() {
-        previous_ = TWSetLogSink([this](const std::string& line) { lines.push_back(line); });
-    }
-    ~LogCapture() { TWSetLogSink(previous_); }
-    std::vector<std::string> lines;
-
-  private:
-    std::function<void(const std::string&)> previous_;
-};
 
 std::string readAll(const fs::path& p) {
     std::ifstream in(p, std::ios::binary);
@@ -258,12 +247,13 @@ TEST_F(TWPlistFileStoreTest, AWriterKilledMidWriteLeavesAReadableFile) {
         kill(writer, SIGKILL);
         ASSERT_EQ(waitExit(writer), 128 + SIGKILL);
 
-        LogCapture log;
+        TWLogCapture log;
         TWPlistDictionary values = TWPlistFileStore(file.string()).load();
         EXPECT_TRUE(log.lines.empty()) << log.lines.front();
         EXPECT_TRUE(corruptCopies(file).empty());
-        // The lock died with the writer, and no completed write was lost.
-        if (round > 0) {
+        // The lock died with the writer, and no completed write was lost. (A round can end
+        // before its writer completes a write, under a sanitizer or a loaded machine.)
+        if (lastSeen >= 0) {
             ASSERT_TRUE(values.count("counter")) << "round " << round;
             EXPECT_GE(*values.at("counter").get<std::int64_t>(), lastSeen);
         }
@@ -281,7 +271,7 @@ TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
     auto store = std::make_shared<TWPlistFileStore>(file.string());
     TWUserDefaults defaults(store);
     defaults.registerDefaults({{"ShowFinder", TWPlistValue(true)}});
-    LogCapture log;
+    TWLogCapture log;
     EXPECT_TRUE(defaults.boolForKey("ShowFinder"));
     EXPECT_FALSE(fs::exists(file));
     auto kept = corruptCopies(file);
@@ -326,7 +316,7 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
     pid_t child = spawn([&] {
         if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
             return 3;
-        LogCapture log;
+        TWLogCapture log;
         TWPlistFileStore other(file.string());
         if (other.load().at("kept") != TWPlistValue("yes"))
             return 4;
@@ -346,7 +336,7 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
         rlimit limit{512, 512};
         if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
             return 3;
-        LogCapture log;
+        TWLogCapture log;
         TWPlistFileStore other(file.string());
         if (other.update(
                 [](TWPlistDictionary& d) { d["big"] = TWPlistValue(std::string(4096, 'z')); }))

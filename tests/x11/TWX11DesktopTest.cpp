@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <poll.h>
 #include <sys/wait.h>
@@ -238,6 +239,48 @@ TEST_F(TWX11DesktopTest, AWindowThatVanishesMidActionIsSkippedWithOneLogLine) {
     EXPECT_EQ(lines, 1);
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isIconic(windowsOf(survivor)[0]); }));
     EXPECT_FALSE(appWithPid(doomed));
+}
+
+TEST_F(TWX11DesktopTest, EveryRequestForVanishedWindowsIsSkippedWithAtMostOneLinePerAction) {
+    pid_t doomed = client({"--class", "vanishing,Vanishing"}, 2);
+    auto wins = windowsOf(doomed);
+    ASSERT_EQ(wins.size(), 2u);
+    auto app = appWithPid(doomed);
+    ASSERT_TRUE(app);
+    x11_->workspace().hide(*app);
+    x11_->workspace().flush();
+    for (auto w : wins)
+        ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isIconic(w); }));
+    // Everything the actions hold on to, fetched while the windows still exist.
+    auto hidden = appWithPid(doomed);
+    ASSERT_TRUE(hidden && hidden->hidden);
+    auto scripted = x11_->scriptingBridge().applicationWithBundleIdentifier("Vanishing");
+    auto window = scripted->FinderWindows()->firstObject();
+    ASSERT_NE(window, nullptr);
+    desktop_->terminate(doomed);
+    std::erase(clients_, doomed);
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(doomed).empty(); }));
+
+    auto& workspace = x11_->workspace();
+    std::vector<std::pair<const char*, std::function<void()>>> actions = {
+        {"unhide", [&] { workspace.unhide(*hidden); }},
+        {"activate",
+         [&] { workspace.activateWithOptions(*hidden, TWApplicationActivateIgnoringOtherApps); }},
+        {"hide", [&] { workspace.hide(*hidden); }},
+        {"collapse", [&] { window->setCollapsed(true); }},
+        {"expand", [&] { window->setCollapsed(false); }},
+        {"close", [&] { window->close(); }},
+        {"list", [&] { EXPECT_FALSE(appWithPid(doomed)); }},
+        {"count", [&] { EXPECT_EQ(scripted->FinderWindows()->count(), 0u); }},
+    };
+    for (auto& [name, action] : actions) {
+        log_.clear();
+        action();
+        workspace.flush();
+        x11_->sync();
+        EXPECT_LE(log_.size(), 1u) << name;
+    }
+    EXPECT_FALSE(x11_->connection().hasError());
 }
 
 TEST_F(TWX11DesktopTest, RegisteredProcessesAreListedAndStaleOnesDropped) {

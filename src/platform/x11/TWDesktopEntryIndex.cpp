@@ -65,6 +65,26 @@ TWDesktopEntryIndex::TWDesktopEntryIndex() : TWDesktopEntryIndex(dataDirectories
 TWDesktopEntryIndex::TWDesktopEntryIndex(const std::vector<std::string>& dataDirectories) {
     for (const auto& dir : dataDirectories)
         scan(dir + "/applications", "");
+    buildLookups();
+}
+
+void TWDesktopEntryIndex::buildLookups() {
+    for (const auto& id : order_) {
+        auto it = entries_.find(id);
+        if (it == entries_.end())
+            continue;
+        if (!it->second.startupWMClass.empty())
+            byStartupWMClass_.emplace(it->second.startupWMClass, id);
+        auto argv = commandLineFromExec(it->second.exec);
+        // Skip an "env VAR=value" prefix: the program is the first word after it.
+        size_t i = 0;
+        if (i < argv.size() && basename(argv[i]) == "env")
+            ++i;
+        while (i < argv.size() && argv[i].find('=') != std::string::npos)
+            ++i;
+        if (i < argv.size())
+            byProgram_.emplace(basename(argv[i]), id);
+    }
 }
 
 void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::string& prefix) {
@@ -164,29 +184,14 @@ std::optional<std::string> TWDesktopEntryIndex::resolveIdentity(const TWIdentity
     for (const std::string* wm : {&h.wmInstance, &h.wmClass}) {
         if (wm->empty())
             continue;
-        for (const auto& id : order_) {
-            auto it = entries_.find(id);
-            if (it != entries_.end() && it->second.startupWMClass == *wm)
-                return id;
-        }
+        if (auto it = byStartupWMClass_.find(*wm); it != byStartupWMClass_.end())
+            return it->second;
     }
     if (!h.wmClass.empty() && entries_.count(lower(h.wmClass)))
         return lower(h.wmClass);
     if (!h.commandName.empty()) {
-        for (const auto& id : order_) {
-            auto it = entries_.find(id);
-            if (it == entries_.end())
-                continue;
-            auto argv = commandLineFromExec(it->second.exec);
-            // Skip an "env VAR=value" prefix: the program is the first word after it.
-            size_t i = 0;
-            if (i < argv.size() && basename(argv[i]) == "env")
-                ++i;
-            while (i < argv.size() && argv[i].find('=') != std::string::npos)
-                ++i;
-            if (i < argv.size() && basename(argv[i]) == h.commandName)
-                return id;
-        }
+        if (auto it = byProgram_.find(h.commandName); it != byProgram_.end())
+            return it->second;
     }
     if (!h.wmClass.empty())
         return h.wmClass;

@@ -53,6 +53,11 @@ class TWDesktopEntryIndex {
 
   private:
     void scan(const std::string& applicationsDir, const std::string& prefix);
+    void buildLookups();
     std::map<std::string, TWDesktopEntry> entries_;
     std::vector<std::string> order_; // IDs in discovery order, for deterministic matching
+    // Built once: a listing resolves every window, and parsing each entry's Exec per window
+    // would cost windows x entries.
+    std::map<std::string, std::string> byStartupWMClass_; // first entry in discovery order
+    std::map<std::string, std::string> byProgram_;        // program name of Exec -> first entry
 };

@@ -7,6 +7,7 @@
 #include <xcb/xcb_icccm.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -128,18 +129,24 @@ bool TWX11Connection::hasError() const {
     return !conn_ || xcb_connection_has_error(conn_) != 0;
 }
 
+bool TWX11Connection::broken() {
+    if (!hasError())
+        return false;
+    if (!loggedConnectionError_)
+        TWLog("TWX11Desktop: the connection to the X server is broken; desktop requests are "
+              "ignored");
+    loggedConnectionError_ = true;
+    return true;
+}
+
 int TWX11Connection::fileDescriptor() const {
     return conn_ ? xcb_get_file_descriptor(conn_) : -1;
 }
 
 TWX11Snapshot TWX11Connection::snapshot() {
     TWX11Snapshot snap;
-    if (hasError()) {
-        if (!loggedConnectionError_)
-            TWLog("TWX11Desktop: the connection to the X server is broken");
-        loggedConnectionError_ = true;
+    if (broken())
         return snap;
-    }
     xcb_connection_t* c = conn_;
     auto clientsCookie =
         xcb_get_property(c, 0, root_, ewmh_._NET_CLIENT_LIST, XCB_ATOM_WINDOW, 0, 1 << 16);
@@ -151,21 +158,22 @@ TWX11Snapshot TWX11Connection::snapshot() {
     collect(c, clientsCookie, clients);
     collect(c, stackingCookie, stacking);
     collect(c, activeCookie, active);
+    // A server that went away answers nothing: report it now rather than an empty desktop.
+    if (broken())
+        return snap;
     auto ids = propertyWords(clients.reply);
     auto order = propertyWords(stacking.reply);
     if (auto a = propertyWords(active.reply); !a.empty())
         snap.activeWindow = a[0];
 
-    // Every request for every window goes out before the first reply is read.
-    enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Name, Count };
-    struct Pending {
-        xcb_get_property_cookie_t cookies[Count];
-        xcb_res_query_client_ids_cookie_t res;
-    };
-    std::vector<Pending> pending(ids.size());
+    // Every request for every window goes out before the first reply is read. The process ID
+    // from the X-Resource extension and the legacy WM_NAME are needed only for the few windows
+    // without _NET_WM_PID or _NET_WM_NAME: they follow in a second batch, for those alone.
+    enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Count };
+    std::vector<std::array<xcb_get_property_cookie_t, Count>> pending(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
         xcb_window_t w = ids[i];
-        auto& p = pending[i].cookies;
+        auto& p = pending[i];
         p[Class] = xcb_get_property(c, 0, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256);
         p[Pid] = xcb_get_property(c, 0, w, ewmh_._NET_WM_PID, XCB_ATOM_CARDINAL, 0, 1);
         p[Type] = xcb_get_property(c, 0, w, ewmh_._NET_WM_WINDOW_TYPE, XCB_ATOM_ATOM, 0, 32);
@@ -176,31 +184,13 @@ TWX11Snapshot TWX11Connection::snapshot() {
         p[Kde] = xcb_get_property(c, 0, w, atomKdeDesktopFile_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         p[Gtk] = xcb_get_property(c, 0, w, atomGtkAppID_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         p[NetName] = xcb_get_property(c, 0, w, ewmh_._NET_WM_NAME, ewmh_.UTF8_STRING, 0, 256);
-        p[Name] = xcb_get_property(c, 0, w, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
-        if (haveRes_) {
-            xcb_res_client_id_spec_t spec{w, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-            pending[i].res = xcb_res_query_client_ids(c, 1, &spec);
-        }
     }
+    std::vector<TWX11Window> found;
+    found.reserve(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
         Reply r[Count];
         for (int k = 0; k < Count; ++k)
-            collect(c, pending[i].cookies[k], r[k]);
-        int resPid = -1;
-        if (haveRes_) {
-            xcb_generic_error_t* error = nullptr;
-            auto* reply = xcb_res_query_client_ids_reply(c, pending[i].res, &error);
-            std::free(error);
-            if (reply) {
-                auto it = xcb_res_query_client_ids_ids_iterator(reply);
-                for (; it.rem; xcb_res_client_id_value_next(&it)) {
-                    if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
-                        xcb_res_client_id_value_value_length(it.data) >= 1)
-                        resPid = static_cast<int>(*xcb_res_client_id_value_value(it.data));
-                }
-                std::free(reply);
-            }
-        }
+            collect(c, pending[i][k], r[k]);
         bool gone = false;
         for (auto& one : r)
             gone = gone || one.windowGone;
@@ -220,8 +210,6 @@ TWX11Snapshot TWX11Connection::snapshot() {
         }
         if (auto pid = propertyWords(r[Pid].reply); !pid.empty() && pid[0] > 0)
             w.pid = static_cast<int>(pid[0]);
-        else
-            w.pid = resPid;
         w.types = propertyWords(r[Type].reply);
         w.states = propertyWords(r[State].reply);
         if (auto t = propertyWords(r[Transient].reply); !t.empty()) {
@@ -235,10 +223,56 @@ TWX11Snapshot TWX11Connection::snapshot() {
         w.kdeDesktopFile = propertyString(r[Kde].reply);
         w.gtkApplicationID = propertyString(r[Gtk].reply);
         w.title = propertyString(r[NetName].reply);
-        if (w.title.empty())
-            w.title = propertyString(r[Name].reply);
-        snap.windows.push_back(std::move(w));
+        found.push_back(std::move(w));
     }
+
+    struct Fallback {
+        size_t index;
+        bool wantPid, wantName;
+        xcb_res_query_client_ids_cookie_t res;
+        xcb_get_property_cookie_t name;
+    };
+    std::vector<Fallback> fallbacks;
+    for (size_t i = 0; i < found.size(); ++i) {
+        Fallback f{i, found[i].pid <= 0 && haveRes_, found[i].title.empty(), {}, {}};
+        if (!f.wantPid && !f.wantName)
+            continue;
+        if (f.wantPid) {
+            xcb_res_client_id_spec_t spec{found[i].id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+            f.res = xcb_res_query_client_ids(c, 1, &spec);
+        }
+        if (f.wantName)
+            f.name = xcb_get_property(c, 0, found[i].id, XCB_ATOM_WM_NAME,
+                                      XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
+        fallbacks.push_back(f);
+    }
+    for (const auto& f : fallbacks) {
+        auto& w = found[f.index];
+        if (f.wantPid) {
+            xcb_generic_error_t* error = nullptr;
+            auto* reply = xcb_res_query_client_ids_reply(c, f.res, &error);
+            std::free(error);
+            if (reply) {
+                auto it = xcb_res_query_client_ids_ids_iterator(reply);
+                for (; it.rem; xcb_res_client_id_value_next(&it)) {
+                    if ((it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) &&
+                        xcb_res_client_id_value_value_length(it.data) >= 1)
+                        w.pid = static_cast<int>(*xcb_res_client_id_value_value(it.data));
+                }
+                std::free(reply);
+            }
+        }
+        if (f.wantName) {
+            // A window that closed just now keeps its place in this snapshot: it is gone by
+            // the next one, and every request addressed to it is skipped quietly.
+            Reply name;
+            collect(c, f.name, name);
+            w.title = propertyString(name.reply);
+        }
+    }
+    if (broken())
+        return TWX11Snapshot{};
+    snap.windows = std::move(found);
     return snap;
 }
 
@@ -288,7 +322,7 @@ void TWX11Connection::flush() {
 }
 
 xcb_timestamp_t TWX11Connection::serverTime() {
-    if (lastTime_ != XCB_CURRENT_TIME || hasError())
+    if (lastTime_ != XCB_CURRENT_TIME || broken())
         return lastTime_;
     // A zero-length append changes nothing but makes the server report the time.
     xcb_change_property(conn_, XCB_PROP_MODE_APPEND, ownWindow_, atomTimestamp_, XCB_ATOM_STRING, 8,
@@ -307,8 +341,8 @@ xcb_timestamp_t TWX11Connection::serverTime() {
             }
             deferred_.push_back(e); // handled at the next dispatch, in order
         }
-        if (hasError())
-            break;
+        if (broken())
+            return XCB_CURRENT_TIME;
         pollfd pfd{xcb_get_file_descriptor(conn_), POLLIN, 0};
         poll(&pfd, 1, 50);
     }
@@ -336,6 +370,13 @@ void TWX11Connection::handleEvent(xcb_generic_event_t* event) {
 void TWX11Connection::dispatchEvents() {
     if (!conn_)
         return;
+    if (broken()) {
+        // Nothing more will arrive; events read before the loss are dropped with it.
+        for (auto* e : deferred_)
+            std::free(e);
+        deferred_.clear();
+        return;
+    }
     bool activeChanged = false;
     auto take = [&](xcb_generic_event_t* e) {
         if ((e->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
@@ -360,7 +401,7 @@ void TWX11Connection::dispatchEvents() {
 }
 
 void TWX11Connection::sync() {
-    if (hasError())
+    if (broken())
         return;
     std::free(xcb_get_input_focus_reply(conn_, xcb_get_input_focus(conn_), nullptr));
     dispatchEvents();

@@ -50,7 +50,8 @@ class TWX11Connection {
     xcb_atom_t hiddenMarkAtom() const { return atomHiddenMark_; }
     xcb_atom_t wmStateAtom() const { return atomWMState_; }
 
-    // All managed windows with every property the backend reads: two round trips in all.
+    // All managed windows with every property the backend reads: two round trips for any number
+    // of windows, a third only when some window lacks _NET_WM_PID or _NET_WM_NAME.
     TWX11Snapshot snapshot();
 
     // Requests, sent without waiting (they reach the server at the next flush).
@@ -75,6 +76,9 @@ class TWX11Connection {
     void sync();
     int fileDescriptor() const;
     bool hasError() const;
+    // Whether the connection is unusable (the server went away, or a protocol error); logged once
+    // for the connection's lifetime. Every request on a broken connection is a no-op.
+    bool broken();
 
     // Counts a request that failed because its window no longer exists; logged once per batch.
     void noteVanishedWindow();

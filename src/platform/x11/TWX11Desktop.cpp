@@ -23,6 +23,10 @@ TWX11Desktop::~TWX11Desktop() {
 }
 
 int TWX11Desktop::eventFileDescriptor() {
+    // A broken connection stays readable for ever; telling the owner to stop watching it keeps
+    // the event loop from spinning.
+    if (connection_->broken())
+        return -1;
     return connection_->fileDescriptor();
 }
 

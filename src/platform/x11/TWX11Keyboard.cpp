@@ -21,7 +21,7 @@ std::uint32_t TWX11Keyboard::modifiersFromXMask(std::uint16_t mask) {
 }
 
 std::uint32_t TWX11Keyboard::currentKeyModifiers() {
-    if (connection_.hasError())
+    if (connection_.broken())
         return 0;
     auto* c = connection_.connection();
     auto* reply = xcb_query_pointer_reply(c, xcb_query_pointer(c, connection_.root()), nullptr);

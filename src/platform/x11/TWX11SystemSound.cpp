@@ -4,7 +4,7 @@
 TWX11SystemSound::TWX11SystemSound(TWX11Connection& connection) : connection_(connection) {}
 
 void TWX11SystemSound::beep() {
-    if (connection_.hasError())
+    if (connection_.broken())
         return;
     xcb_bell(connection_.connection(), 0);
     connection_.flush();

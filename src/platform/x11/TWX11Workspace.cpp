@@ -72,9 +72,6 @@ bool TWX11Workspace::isTaskbarWindow(const TWX11Window& w, const TWX11Snapshot& 
 }
 
 const std::vector<TWX11Application>& TWX11Workspace::refresh() {
-    // Marks still waiting for the flush must be on the windows before anyone reads them back.
-    if (!pendingMarks_.empty())
-        flush();
     snapshot_ = connection_.snapshot();
     const auto& e = connection_.ewmh();
     const xcb_setup_t* setup = xcb_get_setup(connection_.connection());
@@ -216,10 +213,10 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
         if (w.iconic || w.mark)
             continue;
         uint32_t position = static_cast<uint32_t>(std::max(w.stackingIndex, 0));
+        // The mark goes first, in the same batch: the server handles requests in order, so no
+        // one (another Tidewell process included) ever sees this window minimized and unmarked.
+        connection_.setMark(w.id, position);
         connection_.iconify(w.id);
-        // Marks go out after every minimize request of the action (see flush), so the window
-        // manager starts on the windows at once.
-        pendingMarks_[w.id] = position;
         w.mark = position;
         w.iconic = true;
     }
@@ -238,8 +235,7 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
     for (auto* w : marked) {
         if (w->iconic)
             connection_.deiconify(w->id);
-        if (pendingMarks_.erase(w->id) == 0)
-            connection_.removeMark(w->id);
+        connection_.removeMark(w->id);
         w->mark.reset();
         w->iconic = false;
     }
@@ -278,9 +274,6 @@ void TWX11Workspace::activateWithOptions(const TWRunningApplication& info, unsig
 }
 
 void TWX11Workspace::flush() {
-    for (const auto& [window, position] : pendingMarks_)
-        connection_.setMark(window, position);
-    pendingMarks_.clear();
     connection_.flush();
 }
 

@@ -28,7 +28,7 @@ class TWX11Workspace : public TWWorkspace {
     void hide(const TWRunningApplication& app) override;
     void unhide(const TWRunningApplication& app) override;
     void activateWithOptions(const TWRunningApplication& app, unsigned options) override;
-    // Sets the hidden-marks of this action's hide requests, then sends everything.
+    // Sends every request of the action to the server.
     void flush() override;
     bool openURL(const std::string& url) override;
     std::string fileManagerBundleIdentifier() override;
@@ -58,5 +58,4 @@ class TWX11Workspace : public TWWorkspace {
     std::vector<TWX11Application> apps_;
     std::map<std::string, std::uint64_t> launchSequence_; // grouping key -> handle
     std::uint64_t nextHandle_ = 1;
-    std::map<xcb_window_t, uint32_t> pendingMarks_; // hidden-marks to set at the next flush
 };
