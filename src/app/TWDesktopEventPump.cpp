@@ -4,6 +4,7 @@
 #include "TWDesktop.h"
 
 #include <QAbstractEventDispatcher>
+#include <QPointer>
 #include <QSocketNotifier>
 
 void TWPumpDesktopEvents(TWDesktop& desktop, QObject* owner) {
@@ -12,14 +13,31 @@ void TWPumpDesktopEvents(TWDesktop& desktop, QObject* owner) {
         return;
     TWDesktop* events = &desktop;
     auto* notifier = new QSocketNotifier(fd, QSocketNotifier::Read, owner);
-    QObject::connect(notifier, &QSocketNotifier::activated, owner,
-                     [events] { events->dispatchPendingEvents(); });
+    QPointer<QSocketNotifier> watcher(notifier);
+    QMetaObject::Connection* idle = new QMetaObject::Connection;
+    auto dispatch = [events, watcher, idle] {
+        events->dispatchPendingEvents();
+        // A desktop that can deliver nothing more (its connection is gone) withdraws its
+        // descriptor: a closed socket would otherwise read as ready forever.
+        if (events->eventFileDescriptor() < 0 && watcher) {
+            watcher->setEnabled(false);
+            watcher->deleteLater();
+            QObject::disconnect(*idle);
+        }
+    };
+    QObject::connect(notifier, &QSocketNotifier::activated, owner, dispatch);
     if (QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance()) {
         // Twice: the handlers of the first pass (a front switch looks up the running
         // applications) make round trips of their own, which can queue further events.
-        QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, owner, [events] {
-            events->dispatchPendingEvents();
-            events->dispatchPendingEvents();
-        });
+        *idle = QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, owner,
+                                 [dispatch, watcher] {
+                                     if (!watcher)
+                                         return;
+                                     dispatch();
+                                     if (watcher)
+                                         dispatch();
+                                 });
     }
+    // The connection handle lives as long as the watcher that may need to cut it.
+    QObject::connect(notifier, &QObject::destroyed, [idle] { delete idle; });
 }
