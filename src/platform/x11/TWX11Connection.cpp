@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
+#include <thread>
 
 namespace {
 
@@ -298,6 +299,56 @@ void TWX11Connection::activate(xcb_window_t window, xcb_window_t currentlyActive
     xcb_ewmh_request_change_active_window(const_cast<xcb_ewmh_connection_t*>(&ewmh_), 0, window,
                                           XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, serverTime(),
                                           currentlyActive);
+}
+
+bool TWX11Connection::waitUntilRestored(const std::vector<xcb_window_t>& windows,
+                                        std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    std::vector<xcb_window_t> pending = windows;
+    while (!pending.empty() && !broken()) {
+        // One batch per pass: every window's WM_STATE asked for at once.
+        std::vector<xcb_get_property_cookie_t> cookies;
+        cookies.reserve(pending.size());
+        for (xcb_window_t w : pending)
+            cookies.push_back(xcb_get_property(conn_, 0, w, atomWMState_, atomWMState_, 0, 2));
+        std::vector<xcb_window_t> stillIconic;
+        for (std::size_t i = 0; i < pending.size(); ++i) {
+            Reply r;
+            collect(conn_, cookies[i], r);
+            const std::vector<uint32_t> state = propertyWords(r.reply);
+            if (!r.windowGone && !state.empty() && state[0] != XCB_ICCCM_WM_STATE_NORMAL)
+                stillIconic.push_back(pending[i]);
+        }
+        pending = std::move(stillIconic);
+        if (pending.empty())
+            break;
+        if (std::chrono::steady_clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return pending.empty();
+}
+
+xcb_window_t TWX11Connection::activeWindowNow() {
+    if (broken())
+        return XCB_NONE;
+    Reply r;
+    collect(conn_,
+            xcb_get_property(conn_, 0, root_, ewmh_._NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW, 0, 1), r);
+    const std::vector<uint32_t> words = propertyWords(r.reply);
+    return words.empty() ? XCB_NONE : words[0];
+}
+
+bool TWX11Connection::waitUntilActive(xcb_window_t window, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!broken()) {
+        if (activeWindowNow() == window)
+            return true;
+        if (std::chrono::steady_clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return false;
 }
 
 void TWX11Connection::close(xcb_window_t window) {

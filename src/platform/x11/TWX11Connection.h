@@ -5,6 +5,7 @@
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -62,6 +63,15 @@ class TWX11Connection {
     void setMark(xcb_window_t window, uint32_t stackingIndex);
     void removeMark(xcb_window_t window);
     void flush();
+
+    // Waits (at most `timeout`) until the window manager reports every one of `windows`
+    // restored (WM_STATE Normal) or the window is gone. Returns whether all were.
+    bool waitUntilRestored(const std::vector<xcb_window_t>& windows,
+                           std::chrono::milliseconds timeout);
+    // The active window as the window manager reports it now (one round trip).
+    xcb_window_t activeWindowNow();
+    // Waits (at most `timeout`) until `window` is the active window. Returns whether it became so.
+    bool waitUntilActive(xcb_window_t window, std::chrono::milliseconds timeout);
 
     // A server timestamp: the last one seen in an event when recent, else a fresh one from a
     // property change on our own window (one round trip).

@@ -6,10 +6,15 @@
 #include "TWProcessRegistry.h"
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <set>
 
 namespace {
+// How long an activation waits for the window manager to finish restoring the windows shown
+// just before it, and then for the activation itself to take.
+constexpr std::chrono::milliseconds kRestoreTimeout{500};
+constexpr std::chrono::milliseconds kActivationTimeout{300};
 
 // The program name of a process: basename of argv[0] from /proc/<pid>/cmdline.
 std::string commandName(int pid) {
@@ -233,8 +238,10 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
         return *a->mark < *b->mark;
     });
     for (auto* w : marked) {
-        if (w->iconic)
+        if (w->iconic) {
             connection_.deiconify(w->id);
+            restoring_.push_back(w->id);
+        }
         connection_.removeMark(w->id);
         w->mark.reset();
         w->iconic = false;
@@ -269,11 +276,26 @@ void TWX11Workspace::activateWithOptions(const TWRunningApplication& info, unsig
             if (!w.iconic && (!target || w.stackingIndex > target->stackingIndex))
                 target = &w;
     }
-    if (target)
+    if (!target)
+        return;
+    if (restoring_.empty()) {
         connection_.activate(target->id, snapshot_.activeWindow);
+        return;
+    }
+    // The window manager focuses each window it restores; an activation that reaches it while
+    // it is still restoring can be overtaken by that focusing. Let the restores finish, then
+    // activate, and ask once more if something else still took the focus after us.
+    connection_.flush();
+    connection_.waitUntilRestored(restoring_, kRestoreTimeout);
+    restoring_.clear();
+    connection_.activate(target->id, connection_.activeWindowNow());
+    connection_.flush();
+    if (!connection_.waitUntilActive(target->id, kActivationTimeout))
+        connection_.activate(target->id, connection_.activeWindowNow());
 }
 
 void TWX11Workspace::flush() {
+    restoring_.clear();
     connection_.flush();
 }
 

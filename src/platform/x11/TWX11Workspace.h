@@ -58,4 +58,5 @@ class TWX11Workspace : public TWWorkspace {
     std::vector<TWX11Application> apps_;
     std::map<std::string, std::uint64_t> launchSequence_; // grouping key -> handle
     std::uint64_t nextHandle_ = 1;
+    std::vector<xcb_window_t> restoring_; // restored in this action, not yet confirmed
 };
