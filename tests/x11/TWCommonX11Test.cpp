@@ -5,7 +5,7 @@
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
-#include "TWTestDesktop.h"
+#include "TWTestDesktopSuite.h"
 #include "TWX11Desktop.h"
 
 #include <gtest/gtest.h>
@@ -47,15 +47,12 @@ class TWInterruptedDesktop : public TWDesktop, public TWWorkspace {
     TWX11Desktop& real_;
 };
 
-class TWCommonX11Test : public ::testing::Test {
+class TWCommonX11Test : public TWTestDesktopSuite {
   protected:
-    static void SetUpTestSuite() { desktop_ = new TWTestDesktop; }
-    static void TearDownTestSuite() {
-        delete desktop_;
-        desktop_ = nullptr;
-    }
     void SetUp() override {
-        ASSERT_TRUE(desktop_->ok()) << desktop_->error();
+        TWTestDesktopSuite::SetUp();
+        if (HasFatalFailure())
+            return;
         x11_ = TWX11Desktop::open();
         ASSERT_NE(x11_, nullptr);
         store_ = std::make_shared<TWSimDefaultsStore>();
@@ -116,7 +113,6 @@ class TWCommonX11Test : public ::testing::Test {
         }));
     }
 
-    static TWTestDesktop* desktop_;
     std::unique_ptr<TWX11Desktop> x11_;
     std::shared_ptr<TWSimDefaultsStore> store_;
     std::unique_ptr<TWUserDefaults> standard_, shared_;
@@ -124,8 +120,6 @@ class TWCommonX11Test : public ::testing::Test {
     std::vector<pid_t> clients_;
     std::vector<std::string> log_;
 };
-
-TWTestDesktop* TWCommonX11Test::desktop_ = nullptr;
 
 TEST_F(TWCommonX11Test, HideOthersThenShowAllRestoresWhatItHidAndTheAppInFront) {
     set(TWMinimizeKey, false);

@@ -6,7 +6,7 @@
 #include "TWSettings.h"
 #include "TWSimDesktop.h"
 #include "TWStorePaths.h"
-#include "TWTestDesktop.h"
+#include "TWTestDesktopSuite.h"
 #include "TWX11Desktop.h"
 
 #include <gtest/gtest.h>
@@ -41,15 +41,12 @@ class ScopedEnv {
     std::optional<std::string> old_;
 };
 
-class TWPlatformFactoryTest : public ::testing::Test {
+class TWPlatformFactoryTest : public TWTestDesktopSuite {
   protected:
-    static void SetUpTestSuite() { desktop_ = new TWTestDesktop; }
-    static void TearDownTestSuite() {
-        delete desktop_;
-        desktop_ = nullptr;
-    }
     void SetUp() override {
-        ASSERT_TRUE(desktop_->ok()) << desktop_->error();
+        TWTestDesktopSuite::SetUp();
+        if (HasFatalFailure())
+            return;
         TWSetLogSink([this](const std::string& line) { log_.push_back(line); });
     }
     void TearDown() override {
@@ -57,12 +54,9 @@ class TWPlatformFactoryTest : public ::testing::Test {
         for (pid_t pid : clients_)
             desktop_->terminate(pid);
     }
-    static TWTestDesktop* desktop_;
     std::vector<std::string> log_;
     std::vector<pid_t> clients_;
 };
-
-TWTestDesktop* TWPlatformFactoryTest::desktop_ = nullptr;
 
 TEST_F(TWPlatformFactoryTest, SimulatedIsAlwaysTheInMemoryDesktop) {
     auto desktop = TWMakeDesktop(TWDesktopKind::Simulated);

@@ -3,7 +3,7 @@
 #include "TWX11Desktop.h"
 #include "TWLog.h"
 #include "TWProcessRegistry.h"
-#include "TWTestDesktop.h"
+#include "TWTestDesktopSuite.h"
 
 #include <gtest/gtest.h>
 
@@ -17,15 +17,12 @@
 
 namespace {
 
-class TWX11DesktopTest : public ::testing::Test {
+class TWX11DesktopTest : public TWTestDesktopSuite {
   protected:
-    static void SetUpTestSuite() { desktop_ = new TWTestDesktop; }
-    static void TearDownTestSuite() {
-        delete desktop_;
-        desktop_ = nullptr;
-    }
     void SetUp() override {
-        ASSERT_TRUE(desktop_->ok()) << desktop_->error();
+        TWTestDesktopSuite::SetUp();
+        if (HasFatalFailure())
+            return;
         x11_ = TWX11Desktop::open();
         ASSERT_NE(x11_, nullptr);
         TWSetLogSink([this](const std::string& line) { log_.push_back(line); });
@@ -49,13 +46,10 @@ class TWX11DesktopTest : public ::testing::Test {
     }
     std::vector<unsigned long> windowsOf(pid_t pid) { return desktop_->windowsOfPid(pid); }
 
-    static TWTestDesktop* desktop_;
     std::unique_ptr<TWX11Desktop> x11_;
     std::vector<pid_t> clients_;
     std::vector<std::string> log_;
 };
-
-TWTestDesktop* TWX11DesktopTest::desktop_ = nullptr;
 
 TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName) {
     desktop_->writeDesktopEntry("org.example.Delta", "[Desktop Entry]\nType=Application\n"
