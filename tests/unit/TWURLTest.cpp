@@ -1,0 +1,110 @@
+// The URL parser: the parts of valid URLs, and the strings that are not URLs.
+#include "TWURL.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+namespace {
+struct URLCase {
+    const char* string;
+    std::optional<std::string> scheme;
+    std::string resourceSpecifier;
+    std::optional<std::string> host;
+    std::optional<int> port;
+    std::string path;
+};
+} // namespace
+
+TEST(TWURL, PartsOfValidURLs) {
+    const URLCase cases[] = {
+        {"x-tidewell-action://preferences",
+         "x-tidewell-action",
+         "//preferences",
+         "preferences",
+         {},
+         ""},
+        {"x-tidewell-action:preferences",
+         "x-tidewell-action",
+         "preferences",
+         {},
+         {},
+         "preferences"},
+        {"x-tidewell-action:///preferences/",
+         "x-tidewell-action",
+         "///preferences/",
+         {},
+         {},
+         "/preferences/"},
+        {"X-Tidewell-Action://Preferences",
+         "X-Tidewell-Action",
+         "//Preferences",
+         "Preferences",
+         {},
+         ""},
+        {"https://updates.quillfen.net:443/updates/simpleupdate.php?a=1&b=2#top", "https",
+         "//updates.quillfen.net:443/updates/simpleupdate.php?a=1&b=2#top", "updates.quillfen.net",
+         443, "/updates/simpleupdate.php"},
+        {"https://user:pw@localhost:8443/x.zip", "https", "//user:pw@localhost:8443/x.zip",
+         "localhost", 8443, "/x.zip"},
+        {"https://[::1]:8080/x", "https", "//[::1]:8080/x", "::1", 8080, "/x"},
+        {"https://h%6Fst/", "https", "//h%6Fst/", "host", {}, "/"},
+        {"mailto:support@quillfen.net?subject=Tidewell%201.2%20feedback",
+         "mailto",
+         "support@quillfen.net?subject=Tidewell%201.2%20feedback",
+         {},
+         {},
+         "support@quillfen.net"},
+        {"relative/path", {}, "relative/path", {}, {}, "relative/path"},
+        {"1http://x", {}, "1http://x", {}, {}, "1http://x"},
+    };
+    for (const URLCase& c : cases) {
+        SCOPED_TRACE(c.string);
+        auto url = TWURL::URLWithString(c.string);
+        ASSERT_TRUE(url);
+        EXPECT_EQ(url->absoluteString(), c.string);
+        EXPECT_EQ(url->scheme(), c.scheme);
+        EXPECT_EQ(url->resourceSpecifier(), c.resourceSpecifier);
+        EXPECT_EQ(url->host(), c.host);
+        EXPECT_EQ(url->port(), c.port);
+        EXPECT_EQ(url->path(), c.path);
+    }
+}
+
+TEST(TWURL, QueryAndFragment) {
+    auto url = TWURL::URLWithString("x-tidewell-action://preferences?pane=1#general");
+    ASSERT_TRUE(url);
+    EXPECT_EQ(url->query(), "pane=1");
+    EXPECT_EQ(url->fragment(), "general");
+    EXPECT_EQ(url->host(), "preferences");
+    auto plain = TWURL::URLWithString("https://a/b");
+    EXPECT_FALSE(plain->query());
+    EXPECT_FALSE(plain->fragment());
+}
+
+TEST(TWURL, StringsThatAreNotURLs) {
+    const char* cases[] = {
+        "",
+        "not a url",
+        "https://updates.quillfen.net/x.zip\n",
+        " https://updates.quillfen.net/x.zip",
+        "https://host/a%zz",
+        "https://host/a%4",
+        "https://host/\xc3\xbc",
+        "https://host/a#b#c",
+        "https://host:99999/",
+        "https://host:8a/",
+        "https://[::1/",
+        "https://ho[st/",
+        "http://exa<mple>.com",
+        "https://host/\"quoted\"",
+        "https://host/a\\b",
+        "https://host/{x}",
+    };
+    for (const char* c : cases) {
+        SCOPED_TRACE(c);
+        EXPECT_FALSE(TWURL::URLWithString(c));
+    }
+    EXPECT_FALSE(TWURL::URLWithString(std::string_view("https://a/\0b", 12)));
+}
