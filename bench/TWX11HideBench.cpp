@@ -3,7 +3,8 @@
 // run is timed from the first request until the window manager has set WM_STATE Iconic on every
 // window, as an observer on its own connection sees it through PropertyNotify events. Every
 // variant minimizes the windows in the same order: the most recently launched first, as
-// hide-others does.
+// hide-others does. A last benchmark runs hide-others with "Minimize" on while the file manager
+// shows three windows, and counts the snapshots and round trips the action makes.
 #include "TWCommon.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
@@ -276,9 +277,88 @@ void BM_HideVariantsInterleaved(benchmark::State& state) {
     state.counters["windows"] = static_cast<double>(gWindows.size());
 }
 
+// Hide-others with the default settings ("Minimize" on) while the file manager shows
+// kFileManagerWindows windows among the other applications: the action's own time (until it
+// returns), with the snapshots and round trips it asked of the X server.
+constexpr int kFileManagerWindows = 3;
+
+void BM_HideOthersMinimizingFileManagerWindows(benchmark::State& state) {
+    pid_t fm = gDesktop->spawn({"pcmanfm", gDesktop->home()});
+    auto fmWindows = [&] { return gDesktop->windowsOfPid(fm); };
+    if (!TWTestDesktop::waitFor([&] { return fmWindows().size() == 1; })) {
+        state.SkipWithError("the file manager showed no window");
+        gDesktop->terminate(fm);
+        return;
+    }
+    for (int i = 1; i < kFileManagerWindows; ++i) {
+        TWTestDesktop::run({"pcmanfm", "-n", gDesktop->home()});
+        TWTestDesktop::waitFor([&] { return static_cast<int>(fmWindows().size()) == i + 1; });
+    }
+    const auto fileManagerWindows = fmWindows();
+    if (fileManagerWindows.size() != kFileManagerWindows) {
+        state.SkipWithError("the file manager did not show every window");
+        gDesktop->terminate(fm);
+        return;
+    }
+
+    auto desktop = TWX11Desktop::open();
+    TWUserDefaults shared(std::make_shared<TWSimDefaultsStore>());
+    TWUserDefaults standard(std::make_shared<TWSimDefaultsStore>());
+    TWRegisterDefaults(standard, shared);
+    TWCommon common(*desktop, shared);
+    desktop->workspace().fileManagerBundleIdentifier();
+    desktop->workspace().runningApplications();
+    RawConnection raw;
+
+    std::vector<double> seconds;
+    TWX11RequestCounts before{}, after{};
+    for (auto _ : state) {
+        state.PauseTiming();
+        gObserver->restore();
+        for (auto w : fileManagerWindows)
+            xcb_map_window(raw.c, static_cast<xcb_window_t>(w));
+        xcb_flush(raw.c);
+        TWTestDesktop::waitFor([&] {
+            for (auto w : fileManagerWindows)
+                if (gDesktop->isIconic(w))
+                    return false;
+            return true;
+        });
+        desktop->dispatchPendingEvents();
+        before = desktop->connection().requestCounts();
+        state.ResumeTiming();
+        auto start = std::chrono::steady_clock::now();
+        common.showFinderHideOthers();
+        seconds.push_back(
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        state.PauseTiming();
+        after = desktop->connection().requestCounts();
+        if (!gObserver->waitAll(true))
+            std::fprintf(stderr, "bench: not every window was minimized\n");
+        if (!TWTestDesktop::waitFor([&] {
+                for (auto w : fileManagerWindows)
+                    if (!gDesktop->isMinimized(w))
+                        return false;
+                return true;
+            }))
+            std::fprintf(stderr, "bench: not every file-manager window was minimized\n");
+        state.ResumeTiming();
+    }
+    std::sort(seconds.begin(), seconds.end());
+    state.counters["action_median_ms"] = 1000 * seconds[seconds.size() / 2];
+    state.counters["snapshots"] = static_cast<double>(after.snapshots - before.snapshots);
+    state.counters["partial_snapshots"] =
+        static_cast<double>(after.partialSnapshots - before.partialSnapshots);
+    state.counters["round_trips"] = static_cast<double>(after.roundTrips - before.roundTrips);
+    state.counters["fm_windows"] = static_cast<double>(fileManagerWindows.size());
+    state.counters["windows"] = static_cast<double>(gWindows.size() + fileManagerWindows.size());
+    gDesktop->terminate(fm);
+}
+
 BENCHMARK(BM_HideVariantsInterleaved)->Iterations(15)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TidewellRunningApplications)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TidewellWindowSnapshot)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_HideOthersMinimizingFileManagerWindows)->Iterations(15)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -155,6 +155,8 @@ TWX11Snapshot TWX11Connection::snapshot() {
         xcb_get_property(c, 0, root_, ewmh_._NET_CLIENT_LIST_STACKING, XCB_ATOM_WINDOW, 0, 1 << 16);
     auto activeCookie =
         xcb_get_property(c, 0, root_, ewmh_._NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW, 0, 1);
+    ++counts_.snapshots;
+    ++counts_.roundTrips;
     Reply clients, stacking, active;
     collect(c, clientsCookie, clients);
     collect(c, stackingCookie, stacking);
@@ -188,6 +190,8 @@ TWX11Snapshot TWX11Connection::snapshot() {
     }
     std::vector<TWX11Window> found;
     found.reserve(ids.size());
+    if (!ids.empty())
+        ++counts_.roundTrips;
     for (size_t i = 0; i < ids.size(); ++i) {
         Reply r[Count];
         for (int k = 0; k < Count; ++k)
@@ -247,6 +251,8 @@ TWX11Snapshot TWX11Connection::snapshot() {
                                       XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         fallbacks.push_back(f);
     }
+    if (!fallbacks.empty())
+        ++counts_.roundTrips;
     for (const auto& f : fallbacks) {
         auto& w = found[f.index];
         if (f.wantPid) {
@@ -311,6 +317,7 @@ bool TWX11Connection::waitUntilRestored(const std::vector<xcb_window_t>& windows
         cookies.reserve(pending.size());
         for (xcb_window_t w : pending)
             cookies.push_back(xcb_get_property(conn_, 0, w, atomWMState_, atomWMState_, 0, 2));
+        ++counts_.roundTrips;
         std::vector<xcb_window_t> stillIconic;
         for (std::size_t i = 0; i < pending.size(); ++i) {
             Reply r;
@@ -332,6 +339,7 @@ bool TWX11Connection::waitUntilRestored(const std::vector<xcb_window_t>& windows
 xcb_window_t TWX11Connection::activeWindowNow() {
     if (broken())
         return XCB_NONE;
+    ++counts_.roundTrips;
     Reply r;
     collect(conn_,
             xcb_get_property(conn_, 0, root_, ewmh_._NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW, 0, 1), r);
@@ -379,6 +387,7 @@ xcb_timestamp_t TWX11Connection::serverTime() {
     xcb_change_property(conn_, XCB_PROP_MODE_APPEND, ownWindow_, atomTimestamp_, XCB_ATOM_STRING, 8,
                         0, nullptr);
     xcb_flush(conn_);
+    ++counts_.roundTrips;
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     while (std::chrono::steady_clock::now() < deadline) {
         while (xcb_generic_event_t* e = xcb_poll_for_event(conn_)) {
@@ -454,6 +463,7 @@ void TWX11Connection::dispatchEvents() {
 void TWX11Connection::sync() {
     if (broken())
         return;
+    ++counts_.roundTrips;
     std::free(xcb_get_input_focus_reply(conn_, xcb_get_input_focus(conn_), nullptr));
     dispatchEvents();
 }

@@ -37,6 +37,14 @@ struct TWX11Snapshot {
     const TWX11Window* find(xcb_window_t id) const;
 };
 
+// How much the connection has asked of the server so far: for benchmarks and tests that check
+// what an action costs; nothing in the program reads it.
+struct TWX11RequestCounts {
+    long snapshots = 0;        // full snapshots of every managed window
+    long partialSnapshots = 0; // the stacking list with a few windows' properties
+    long roundTrips = 0;       // batches whose replies were waited for
+};
+
 class TWX11Connection {
   public:
     // Connects to `display` (empty: $DISPLAY); null with a log line when that fails.
@@ -94,6 +102,8 @@ class TWX11Connection {
     void noteVanishedWindow();
     void reportVanishedWindows();
 
+    const TWX11RequestCounts& requestCounts() const { return counts_; }
+
   private:
     TWX11Connection() = default;
     void handleEvent(xcb_generic_event_t* event);
@@ -111,5 +121,6 @@ class TWX11Connection {
     std::deque<xcb_generic_event_t*> deferred_;
     std::function<void()> activeWindowChanged_;
     int vanished_ = 0;
+    TWX11RequestCounts counts_;
     bool loggedConnectionError_ = false;
 };
