@@ -4,6 +4,7 @@
 #include "TWLog.h"
 #include "TWProcessRegistry.h"
 #include "TWTestDesktopSuite.h"
+#include "TWX11ScriptingBridge.h"
 
 #include <gtest/gtest.h>
 
@@ -348,6 +349,53 @@ TEST_F(TWX11DesktopTest, FileManagerWindowsAreListedCollapsedClosedAndOpened) {
     x11_->workspace().flush();
     EXPECT_EQ(requests, 3);
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(fm).empty(); }));
+}
+
+TEST_F(TWX11DesktopTest, FileManagerWindowListingsFollowStatesAndIdentityWithoutFullSnapshots) {
+    desktop_->writeDesktopEntry("fmtest", "[Desktop Entry]\nType=Application\nName=FM Test\n"
+                                          "Exec=fmtest\n");
+    x11_ = TWX11Desktop::open();
+    pid_t fm = client({"--class", "fmtest,Fmtest"}, 2);
+    client({"--class", "bystander,Bystander"});
+    auto wins = windowsOf(fm);
+    ASSERT_EQ(wins.size(), 2u);
+    const auto& counts = x11_->connection().requestCounts();
+
+    auto finder = x11_->scriptingBridge().applicationWithBundleIdentifier("fmtest");
+    const long before = counts.snapshots;
+    EXPECT_EQ(finder->FinderWindows()->count(), 2u);
+    EXPECT_EQ(counts.snapshots, before + 1);
+
+    // Minimized behind the window manager's back: the next listing puts it last, and still
+    // without a full snapshot.
+    auto windowOf = [](const std::shared_ptr<TWScriptingWindow>& w) {
+        auto* ours = dynamic_cast<TWX11ScriptingWindow*>(w.get());
+        return ours ? static_cast<unsigned long>(ours->window()) : 0ul;
+    };
+    const unsigned long front = windowOf(finder->FinderWindows()->firstObject());
+    ASSERT_TRUE(front == wins[0] || front == wins[1]);
+    const unsigned long back = front == wins[0] ? wins[1] : wins[0];
+    TWTestDesktop::run({"xdotool", "windowminimize", std::to_string(front)});
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isIconic(front); }));
+    auto next = finder->FinderWindows()->firstObject();
+    EXPECT_EQ(windowOf(next), back) << "the window still open comes first";
+    next->setCollapsed(true);
+    x11_->workspace().flush();
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isIconic(back); }));
+    EXPECT_EQ(finder->FinderWindows()->count(), 2u);
+    EXPECT_EQ(counts.snapshots, before + 1);
+    EXPECT_GE(counts.partialSnapshots, 3);
+
+    // A known window ID that now describes another application's window is not listed.
+    TWTestDesktop::run({"xprop", "-id", std::to_string(front), "-f", "WM_CLASS", "8s", "-set",
+                        "WM_CLASS", "bystander"});
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return finder->FinderWindows()->count() == 1; }));
+
+    // Windows that vanish are left out, quietly.
+    desktop_->terminate(fm);
+    clients_.erase(std::find(clients_.begin(), clients_.end(), fm));
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return finder->FinderWindows()->count() == 0; }));
+    EXPECT_EQ(finder->FinderWindows()->firstObject(), nullptr);
 }
 
 TEST_F(TWX11DesktopTest, KeyboardModifiersFollowTheKeysHeld) {

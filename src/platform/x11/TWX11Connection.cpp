@@ -169,13 +169,26 @@ TWX11Snapshot TWX11Connection::snapshot() {
     if (auto a = propertyWords(active.reply); !a.empty())
         snap.activeWindow = a[0];
 
+    if (!ids.empty())
+        ++counts_.roundTrips;
+    std::vector<TWX11Window> found = readWindows(ids, [&] { return order; });
+    if (broken())
+        return TWX11Snapshot{};
+    snap.windows = std::move(found);
+    return snap;
+}
+
+std::vector<TWX11Window>
+TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
+                             const std::function<std::vector<uint32_t>()>& stackingOrder) {
+    xcb_connection_t* c = conn_;
     // Every request for every window goes out before the first reply is read. The process ID
     // from the X-Resource extension and the legacy WM_NAME are needed only for the few windows
     // without _NET_WM_PID or _NET_WM_NAME: they follow in a second batch, for those alone.
     enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Count };
     std::vector<std::array<xcb_get_property_cookie_t, Count>> pending(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
-        xcb_window_t w = ids[i];
+        const xcb_window_t w = ids[i];
         auto& p = pending[i];
         p[Class] = xcb_get_property(c, 0, w, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256);
         p[Pid] = xcb_get_property(c, 0, w, ewmh_._NET_WM_PID, XCB_ATOM_CARDINAL, 0, 1);
@@ -188,10 +201,10 @@ TWX11Snapshot TWX11Connection::snapshot() {
         p[Gtk] = xcb_get_property(c, 0, w, atomGtkAppID_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         p[NetName] = xcb_get_property(c, 0, w, ewmh_._NET_WM_NAME, ewmh_.UTF8_STRING, 0, 256);
     }
+    // Read only once every window request is out, so that the whole batch is one round trip.
+    const std::vector<uint32_t> order = stackingOrder();
     std::vector<TWX11Window> found;
     found.reserve(ids.size());
-    if (!ids.empty())
-        ++counts_.roundTrips;
     for (size_t i = 0; i < ids.size(); ++i) {
         Reply r[Count];
         for (int k = 0; k < Count; ++k)
@@ -277,9 +290,33 @@ TWX11Snapshot TWX11Connection::snapshot() {
             w.title = propertyString(name.reply);
         }
     }
+    return found;
+}
+
+TWX11Snapshot TWX11Connection::snapshotOf(const std::vector<xcb_window_t>& which,
+                                          std::vector<xcb_window_t>& stacking) {
+    stacking.clear();
     if (broken())
-        return TWX11Snapshot{};
-    snap.windows = std::move(found);
+        return {};
+    ++counts_.partialSnapshots;
+    ++counts_.roundTrips;
+    auto stackingCookie = xcb_get_property(conn_, 0, root_, ewmh_._NET_CLIENT_LIST_STACKING,
+                                           XCB_ATOM_WINDOW, 0, 1 << 16);
+    const std::vector<uint32_t> ids(which.begin(), which.end());
+    std::vector<uint32_t> order;
+    std::vector<TWX11Window> found = readWindows(ids, [&] {
+        Reply r;
+        collect(conn_, stackingCookie, r);
+        order = propertyWords(r.reply);
+        return order;
+    });
+    if (broken())
+        return {};
+    stacking.assign(order.begin(), order.end());
+    TWX11Snapshot snap;
+    for (auto& w : found)
+        if (w.stackingIndex >= 0) // else withdrawn: no longer managed, no longer a window here
+            snap.windows.push_back(std::move(w));
     return snap;
 }
 

@@ -62,6 +62,11 @@ class TWX11Connection {
     // All managed windows with every property the backend reads: two round trips for any number
     // of windows, a third only when some window lacks _NET_WM_PID or _NET_WM_NAME.
     TWX11Snapshot snapshot();
+    // The stacking list (bottom first, into `stacking`) and the properties of `which` alone, in
+    // one batch: the windows of `which` still managed, with their place in that list. The active
+    // window is not read.
+    TWX11Snapshot snapshotOf(const std::vector<xcb_window_t>& which,
+                             std::vector<xcb_window_t>& stacking);
 
     // Requests, sent without waiting (they reach the server at the next flush).
     void iconify(xcb_window_t window);
@@ -108,6 +113,11 @@ class TWX11Connection {
     TWX11Connection() = default;
     void handleEvent(xcb_generic_event_t* event);
     xcb_atom_t intern(const char* name);
+    // Every property of `ids`, requested in one batch; `stackingOrder` is called once they are
+    // all sent (so a request it makes joins the batch) and gives each window its place.
+    std::vector<TWX11Window>
+    readWindows(const std::vector<uint32_t>& ids,
+                const std::function<std::vector<uint32_t>()>& stackingOrder);
 
     xcb_connection_t* conn_ = nullptr;
     xcb_ewmh_connection_t ewmh_{};

@@ -83,7 +83,92 @@ void TWX11ScriptedFileManager::waitForClosedWindows() {
     closing_->closing.clear();
 }
 
+namespace {
+bool hasAtom(const std::vector<xcb_atom_t>& atoms, xcb_atom_t atom) {
+    return std::find(atoms.begin(), atoms.end(), atom) != atoms.end();
+}
+
+// Whether two readings of a window describe the same window of the same application: what
+// decides its application and its kind, never its title or state.
+bool sameIdentity(const TWX11Window& a, const TWX11Window& b) {
+    return a.pid == b.pid && a.wmInstance == b.wmInstance && a.wmClass == b.wmClass &&
+           a.kdeDesktopFile == b.kdeDesktopFile && a.gtkApplicationID == b.gtkApplicationID &&
+           a.types == b.types && a.hasTransientFor == b.hasTransientFor &&
+           a.transientFor == b.transientFor;
+}
+} // namespace
+
 std::vector<std::pair<xcb_window_t, int>> TWX11ScriptedFileManager::currentWindows() {
+    if (known_)
+        if (auto windows = windowsFromKnown())
+            return *windows;
+    return windowsFromSnapshot();
+}
+
+std::vector<std::pair<xcb_window_t, int>> TWX11ScriptedFileManager::windowsFromSnapshot() {
+    const auto& apps = workspace_.refresh();
+    const auto& snapshot = workspace_.lastSnapshot();
+    const xcb_window_t idMask =
+        xcb_get_setup(workspace_.connection().connection())->resource_id_mask;
+    Known known;
+    std::set<xcb_window_t> clients;
+    std::vector<const TWX11Window*> candidates;
+    for (const auto& app : apps) {
+        if (app.info.bundleIdentifier != bundleIdentifier_)
+            continue;
+        for (const auto& w : app.windows) {
+            known.fileManager.insert(w.id);
+            clients.insert(w.id & ~idMask);
+        }
+        // The desktop window never reaches appWindows.
+        for (const auto& w : app.appWindows)
+            candidates.push_back(&w);
+    }
+    for (const auto& w : snapshot.windows) {
+        known.seen.insert(w.id);
+        if (clients.count(w.id & ~idMask))
+            known.sameClients.emplace(w.id, w);
+    }
+    known_ = std::move(known);
+    return listed(candidates, [&](xcb_window_t id) { return snapshot.find(id) != nullptr; });
+}
+
+std::optional<std::vector<std::pair<xcb_window_t, int>>>
+TWX11ScriptedFileManager::windowsFromKnown() {
+    auto& connection = workspace_.connection();
+    std::vector<xcb_window_t> watched;
+    watched.reserve(known_->sameClients.size());
+    for (const auto& [id, w] : known_->sameClients)
+        watched.push_back(id);
+    std::vector<xcb_window_t> stacking;
+    const TWX11Snapshot now = connection.snapshotOf(watched, stacking);
+    if (connection.hasError())
+        return std::nullopt;
+    for (xcb_window_t id : stacking)
+        if (!known_->seen.count(id))
+            return std::nullopt; // a new window: whose it is takes a full snapshot to tell
+    const auto& ewmh = connection.ewmh();
+    std::vector<const TWX11Window*> candidates;
+    for (const auto& w : now.windows) {
+        auto before = known_->sameClients.find(w.id);
+        if (before == known_->sameClients.end() || !sameIdentity(before->second, w))
+            return std::nullopt; // the ID now names another window
+        // As the snapshot's grouping does: the desktop, panels and splash screens are no
+        // application windows. A window that closed is simply not among `now`.
+        if (!known_->fileManager.count(w.id) ||
+            hasAtom(w.types, ewmh._NET_WM_WINDOW_TYPE_DESKTOP) ||
+            hasAtom(w.types, ewmh._NET_WM_WINDOW_TYPE_DOCK) ||
+            hasAtom(w.types, ewmh._NET_WM_WINDOW_TYPE_SPLASH))
+            continue;
+        candidates.push_back(&w);
+    }
+    std::set<xcb_window_t> live(stacking.begin(), stacking.end());
+    return listed(candidates, [&](xcb_window_t id) { return live.count(id) != 0; });
+}
+
+std::vector<std::pair<xcb_window_t, int>>
+TWX11ScriptedFileManager::listed(const std::vector<const TWX11Window*>& candidates,
+                                 const std::function<bool(xcb_window_t)>& isManaged) {
     struct Entry {
         xcb_window_t id;
         int pid;
@@ -91,30 +176,21 @@ std::vector<std::pair<xcb_window_t, int>> TWX11ScriptedFileManager::currentWindo
         int stacking;
     };
     std::vector<Entry> entries;
-    const auto& apps = workspace_.refresh();
-    const auto& snapshot = workspace_.lastSnapshot();
     const auto& ewmh = workspace_.connection().ewmh();
-    for (const auto& app : apps) {
-        if (app.info.bundleIdentifier != bundleIdentifier_)
+    for (const TWX11Window* candidate : candidates) {
+        const TWX11Window& w = *candidate;
+        // Utility windows and dialogs are not file-manager windows.
+        if (!workspace_.isTaskbarWindow(w, isManaged) ||
+            hasAtom(w.types, ewmh._NET_WM_WINDOW_TYPE_UTILITY) ||
+            hasAtom(w.types, ewmh._NET_WM_WINDOW_TYPE_DIALOG))
             continue;
-        for (const auto& w : app.appWindows) {
-            // Utility windows and dialogs are not file-manager windows; the desktop window
-            // never reaches appWindows.
-            if (!workspace_.isTaskbarWindow(w, snapshot) ||
-                std::find(w.types.begin(), w.types.end(), ewmh._NET_WM_WINDOW_TYPE_UTILITY) !=
-                    w.types.end() ||
-                std::find(w.types.begin(), w.types.end(), ewmh._NET_WM_WINDOW_TYPE_DIALOG) !=
-                    w.types.end())
-                continue;
-            // A window we asked to close is on its way out; counting it again would make a
-            // close-until-none loop wait for the file manager.
-            if (closing_->isClosing(w.id))
-                continue;
-            bool minimized = w.iconic || state_->collapsing.count(w.id) ||
-                             std::find(w.states.begin(), w.states.end(),
-                                       ewmh._NET_WM_STATE_HIDDEN) != w.states.end();
-            entries.push_back({w.id, w.pid, minimized, w.stackingIndex});
-        }
+        // A window we asked to close is on its way out; counting it again would make a
+        // close-until-none loop wait for the file manager.
+        if (closing_->isClosing(w.id))
+            continue;
+        bool minimized = w.iconic || state_->collapsing.count(w.id) ||
+                         hasAtom(w.states, ewmh._NET_WM_STATE_HIDDEN);
+        entries.push_back({w.id, w.pid, minimized, w.stackingIndex});
     }
     std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
         if (a.minimized != b.minimized)

@@ -5,8 +5,10 @@
 #include "TWX11Workspace.h"
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -58,11 +60,30 @@ class TWX11ScriptedFileManager : public TWScriptedFileManager {
     TWX11ScriptingState& state() { return *state_; }
 
   private:
+    // What the last full snapshot told about the windows. Who owns a window does not change
+    // while it exists, so a later listing only needs the stacking list and the states of the
+    // windows that may be the file manager's; a window ID it has not seen calls for a full
+    // snapshot again.
+    struct Known {
+        std::set<xcb_window_t> seen; // every managed window
+        // Every window of the file manager's X clients as it was then. An X client allocates
+        // window IDs from its own range, so an ID reused after a window closed can only turn
+        // up here: these are read again at each listing, and a change means a full snapshot.
+        std::map<xcb_window_t, TWX11Window> sameClients;
+        std::set<xcb_window_t> fileManager; // the file manager's windows among them
+    };
+
     TWX11Workspace& workspace_;
     std::string bundleIdentifier_;
     std::shared_ptr<TWX11ScriptingState> state_;
     std::shared_ptr<TWX11ScriptingState> closing_;
+    std::optional<Known> known_;
     void waitForClosedWindows();
+    std::vector<std::pair<xcb_window_t, int>> windowsFromSnapshot();
+    std::optional<std::vector<std::pair<xcb_window_t, int>>> windowsFromKnown();
+    std::vector<std::pair<xcb_window_t, int>>
+    listed(const std::vector<const TWX11Window*>& candidates,
+           const std::function<bool(xcb_window_t)>& isManaged);
 };
 
 class TWX11ScriptingWindow : public TWScriptingWindow {
@@ -77,6 +98,7 @@ class TWX11ScriptingWindow : public TWScriptingWindow {
     // Creates the window when this is a new, not yet added object.
     void attach();
     bool isPending() const { return pending_; }
+    xcb_window_t window() const { return window_; }
 
   private:
     TWX11ScriptedFileManager& owner_;

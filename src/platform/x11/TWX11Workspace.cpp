@@ -52,11 +52,16 @@ bool TWX11Workspace::hasState(const TWX11Window& w, xcb_atom_t state) const {
 }
 
 bool TWX11Workspace::isTaskbarWindow(const TWX11Window& w, const TWX11Snapshot& snapshot) const {
+    return isTaskbarWindow(w, [&](xcb_window_t id) { return snapshot.find(id) != nullptr; });
+}
+
+bool TWX11Workspace::isTaskbarWindow(const TWX11Window& w,
+                                     const std::function<bool(xcb_window_t)>& isManaged) const {
     const auto& e = connection_.ewmh();
     if (hasState(w, e._NET_WM_STATE_SKIP_TASKBAR))
         return false;
     if (w.hasTransientFor && w.transientFor != XCB_NONE && w.transientFor != w.id &&
-        snapshot.find(w.transientFor))
+        isManaged(w.transientFor))
         return false;
     if (w.types.empty())
         return true;

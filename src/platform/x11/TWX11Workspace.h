@@ -6,6 +6,7 @@
 #include "TWWorkspace.h"
 #include "TWX11Connection.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -42,6 +43,9 @@ class TWX11Workspace : public TWWorkspace {
     // Whether a window is one a taskbar shows as an application window (never a desktop, dock
     // or splash; not skipping the taskbar; not transient for another managed window).
     bool isTaskbarWindow(const TWX11Window& window, const TWX11Snapshot& snapshot) const;
+    // The same, with the managed windows known only by their IDs.
+    bool isTaskbarWindow(const TWX11Window& window,
+                         const std::function<bool(xcb_window_t)>& isManaged) const;
     const TWX11Snapshot& lastSnapshot() const { return snapshot_; }
     TWX11Connection& connection() { return connection_; }
 
