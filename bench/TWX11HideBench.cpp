@@ -11,6 +11,7 @@
 #include "TWSimDefaultsStore.h"
 #include "TWTestDesktop.h"
 #include "TWX11Desktop.h"
+#include "TWXcbAtom.h"
 
 #include <benchmark/benchmark.h>
 #include <xcb/xcb.h>
@@ -31,23 +32,15 @@ namespace {
 constexpr int kApplications = 50;
 constexpr int kWindowsEach = 2;
 
-xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
-    auto* r = xcb_intern_atom_reply(
-        c, xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr);
-    xcb_atom_t a = r ? r->atom : XCB_NONE;
-    std::free(r);
-    return a;
-}
-
 // Watches WM_STATE on the client windows from a connection of its own.
 class Observer {
   public:
     explicit Observer(const std::vector<xcb_window_t>& windows) : windows_(windows) {
         c_ = xcb_connect(nullptr, nullptr);
         root_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data->root;
-        wmState_ = internAtom(c_, "WM_STATE");
-        changeState_ = internAtom(c_, "WM_CHANGE_STATE");
-        mark_ = internAtom(c_, "_TIDEWELL_HIDDEN");
+        wmState_ = TWInternAtom(c_, "WM_STATE");
+        changeState_ = TWInternAtom(c_, "WM_CHANGE_STATE");
+        mark_ = TWInternAtom(c_, "_TIDEWELL_HIDDEN");
         uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
         for (auto w : windows_)
             xcb_change_window_attributes(c_, w, XCB_CW_EVENT_MASK, &mask);
@@ -181,8 +174,8 @@ struct RawConnection {
     RawConnection() {
         c = xcb_connect(nullptr, nullptr);
         root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-        changeState = internAtom(c, "WM_CHANGE_STATE");
-        mark = internAtom(c, "_TIDEWELL_HIDDEN");
+        changeState = TWInternAtom(c, "WM_CHANGE_STATE");
+        mark = TWInternAtom(c, "_TIDEWELL_HIDDEN");
     }
     ~RawConnection() { xcb_disconnect(c); }
     xcb_connection_t* c;

@@ -1,5 +1,6 @@
 // The tidewell program's start-up, the relaunch hand-over round trip and the idle instance's
 // memory, measured on real processes (simulated desktop, Qt offscreen: no tray there).
+#include "TWBenchProcess.h"
 #include "TWInstanceChannel.h"
 
 #include <benchmark/benchmark.h>
@@ -104,15 +105,8 @@ void BM_IdleResidentMemory(benchmark::State& state) {
     waitUntilAnswering();
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     long kilobytes = 0;
-    for (auto _ : state) {
-        std::ifstream status("/proc/" + std::to_string(instance) + "/status");
-        std::string key;
-        while (status >> key)
-            if (key == "VmRSS:") {
-                status >> kilobytes;
-                break;
-            }
-    }
+    for (auto _ : state)
+        kilobytes = TWResidentKiB(instance);
     state.counters["VmRSS_KiB"] = double(kilobytes);
     stop(instance);
 }

@@ -2,8 +2,10 @@
 // its icon is embedded in the tray, the reopen hand-over round trip on the X11 backend (until the
 // second start exits, and until the window manager has minimized the others), and the idle
 // instance's resident memory.
+#include "TWBenchProcess.h"
 #include "TWTestDesktop.h"
 #include "TWTestTidewell.h"
+#include "TWXcbAtom.h"
 
 #include <benchmark/benchmark.h>
 #include <xcb/xcb.h>
@@ -24,22 +26,14 @@ extern char** environ;
 
 namespace {
 
-xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
-    auto* r = xcb_intern_atom_reply(
-        c, xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr);
-    xcb_atom_t a = r ? r->atom : XCB_NONE;
-    std::free(r);
-    return a;
-}
-
 // Looks at the display from a connection of its own.
 class Observer {
   public:
     Observer() {
         c_ = xcb_connect(nullptr, nullptr);
         root_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data->root;
-        traySelection_ = internAtom(c_, "_NET_SYSTEM_TRAY_S0");
-        wmState_ = internAtom(c_, "WM_STATE");
+        traySelection_ = TWInternAtom(c_, "_NET_SYSTEM_TRAY_S0");
+        wmState_ = TWInternAtom(c_, "WM_STATE");
     }
     ~Observer() { xcb_disconnect(c_); }
 
@@ -251,15 +245,8 @@ void BM_IdleResidentMemoryX11(benchmark::State& state) {
     pollUntil([&] { return s.observer->embeddedIn("tidewell", "tint2"); });
     std::this_thread::sleep_for(std::chrono::seconds(1));
     long kilobytes = 0;
-    for (auto _ : state) {
-        std::ifstream status("/proc/" + std::to_string(instance) + "/status");
-        std::string key;
-        while (status >> key)
-            if (key == "VmRSS:") {
-                status >> kilobytes;
-                break;
-            }
-    }
+    for (auto _ : state)
+        kilobytes = TWResidentKiB(instance);
     state.counters["VmRSS_KiB"] = double(kilobytes);
     stop(instance);
 }

@@ -1,6 +1,7 @@
 // A tiny X client for the desktop tests and the benchmark: shows windows with exactly the
 // properties a case needs (class, pid, taskbar hints, window type, transients) and closes them
 // when the window manager asks.
+#include "TWXcbAtom.h"
 #include <xcb/xcb.h>
 
 #include <cstdlib>
@@ -11,14 +12,6 @@
 #include <vector>
 
 namespace {
-
-xcb_atom_t atom(xcb_connection_t* c, const char* name) {
-    auto* r = xcb_intern_atom_reply(
-        c, xcb_intern_atom(c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr);
-    xcb_atom_t a = r ? r->atom : XCB_NONE;
-    std::free(r);
-    return a;
-}
 
 void usage() {
     const char* text =
@@ -71,18 +64,19 @@ int main(int argc, char** argv) {
     if (xcb_connection_has_error(c))
         return 1;
     xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
-    xcb_atom_t protocols = atom(c, "WM_PROTOCOLS"), deleteWindow = atom(c, "WM_DELETE_WINDOW");
-    xcb_atom_t netPid = atom(c, "_NET_WM_PID"), netState = atom(c, "_NET_WM_STATE");
-    xcb_atom_t skip = atom(c, "_NET_WM_STATE_SKIP_TASKBAR"),
-               netType = atom(c, "_NET_WM_WINDOW_TYPE");
-    xcb_atom_t netName = atom(c, "_NET_WM_NAME"), utf8 = atom(c, "UTF8_STRING");
-    xcb_atom_t gtk = atom(c, "_GTK_APPLICATION_ID"), wmHints = XCB_ATOM_WM_HINTS;
+    xcb_atom_t protocols = TWInternAtom(c, "WM_PROTOCOLS"),
+               deleteWindow = TWInternAtom(c, "WM_DELETE_WINDOW");
+    xcb_atom_t netPid = TWInternAtom(c, "_NET_WM_PID"), netState = TWInternAtom(c, "_NET_WM_STATE");
+    xcb_atom_t skip = TWInternAtom(c, "_NET_WM_STATE_SKIP_TASKBAR"),
+               netType = TWInternAtom(c, "_NET_WM_WINDOW_TYPE");
+    xcb_atom_t netName = TWInternAtom(c, "_NET_WM_NAME"), utf8 = TWInternAtom(c, "UTF8_STRING");
+    xcb_atom_t gtk = TWInternAtom(c, "_GTK_APPLICATION_ID"), wmHints = XCB_ATOM_WM_HINTS;
     xcb_atom_t typeAtom = XCB_NONE;
     if (!type.empty()) {
         std::string name = "_NET_WM_WINDOW_TYPE_" + type;
         for (auto& ch : name)
             ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-        typeAtom = atom(c, name.c_str());
+        typeAtom = TWInternAtom(c, name.c_str());
     }
     std::set<xcb_window_t> open;
     xcb_window_t first = XCB_NONE;

@@ -10,7 +10,7 @@ std::string TWStorePaths::configHome() {
 }
 
 std::string TWStorePaths::configHome(const char* xdgConfigHome, const char* home) {
-    // The base directory specification says a relative value is invalid and must be ignored.
+    // XDG base directories: a relative value is invalid and is ignored.
     if (xdgConfigHome && xdgConfigHome[0] == '/')
         return xdgConfigHome;
     std::string homeDir = home ? home : "";
