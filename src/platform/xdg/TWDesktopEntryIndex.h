@@ -15,6 +15,7 @@ struct TWDesktopEntry {
     std::string exec;
     std::string startupWMClass;
     std::string tryExec;
+    std::string icon; // Icon: a theme icon name or an absolute path
 };
 
 // What is known about a window (or process) when its identity is resolved.
@@ -48,6 +49,10 @@ class TWDesktopEntryIndex {
     static std::vector<std::string> commandLineFromExec(const std::string& exec);
     // Parses one desktop entry file; none when it is not a usable application entry.
     static std::optional<TWDesktopEntry> parseFile(const std::string& path, const std::string& id);
+    // The desktop-entry ID of the file at `path`: its path below an applications/ folder of the
+    // data directories with "/" turned into "-", else its file name; without ".desktop".
+    static std::string idForPath(const std::string& path,
+                                 const std::vector<std::string>& dataDirectories);
     // The data directories of the XDG base-directory rules, most important first.
     static std::vector<std::string> dataDirectories();
 

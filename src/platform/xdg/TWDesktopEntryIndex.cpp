@@ -30,6 +30,21 @@ std::string stripDesktopSuffix(std::string s) {
     return s;
 }
 
+// The escapes of the format's string values: \s, \n, \t, \r and \\.
+std::string unescapeValue(const std::string& value) {
+    std::string text;
+    text.reserve(value.size());
+    for (size_t i = 0; i < value.size(); ++i) {
+        if (value[i] == '\\' && i + 1 < value.size()) {
+            const char n = value[++i];
+            text += n == 's' ? ' ' : n == 'n' ? '\n' : n == 't' ? '\t' : n == 'r' ? '\r' : n;
+            continue;
+        }
+        text += value[i];
+    }
+    return text;
+}
+
 bool isDirectory(const std::string& path) {
     struct stat st {};
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
@@ -161,14 +176,30 @@ std::optional<TWDesktopEntry> TWDesktopEntryIndex::parseFile(const std::string& 
             entry.tryExec = value;
         else if (key == "StartupWMClass")
             entry.startupWMClass = value;
+        else if (key == "Icon")
+            entry.icon = unescapeValue(value);
         else if (key == "Name")
-            entry.name[""] = value;
+            entry.name[""] = unescapeValue(value);
         else if (key.rfind("Name[", 0) == 0 && key.back() == ']')
-            entry.name[key.substr(5, key.size() - 6)] = value;
+            entry.name[key.substr(5, key.size() - 6)] = unescapeValue(value);
     }
     if (!application || hidden || !entry.name.count(""))
         return std::nullopt;
     return entry;
+}
+
+std::string TWDesktopEntryIndex::idForPath(const std::string& path,
+                                           const std::vector<std::string>& dataDirectories) {
+    for (const std::string& dir : dataDirectories) {
+        const std::string applications = dir + "/applications/";
+        if (path.size() > applications.size() &&
+            path.compare(0, applications.size(), applications) == 0) {
+            std::string id = stripDesktopSuffix(path.substr(applications.size()));
+            std::replace(id.begin(), id.end(), '/', '-');
+            return id;
+        }
+    }
+    return stripDesktopSuffix(basename(path));
 }
 
 const TWDesktopEntry* TWDesktopEntryIndex::entryForID(const std::string& id) const {
