@@ -128,7 +128,31 @@ bool TWXDGAutostart::append(const std::string& displayName, const std::string& p
     std::string fileName = stem + ".desktop";
     for (int n = 2; fs::exists(directory_ + "/" + fileName) && n < 1000; ++n)
         fileName = stem + "-" + std::to_string(n) + ".desktop";
-    return writeEntry(fileName, displayName, path);
+    // The list is ordered by modification time, which the file system keeps only to a clock
+    // tick: the new entry is dated after every other so that it comes last.
+    timespec latest{0, 0};
+    for (const TWLoginItemEntry& entry : snapshot()) {
+        struct stat st {};
+        if (stat(entry.reference.c_str(), &st) == 0 &&
+            std::tie(st.st_mtim.tv_sec, st.st_mtim.tv_nsec) >
+                std::tie(latest.tv_sec, latest.tv_nsec))
+            latest = st.st_mtim;
+    }
+    if (!writeEntry(fileName, displayName, path))
+        return false;
+    const std::string file = directory_ + "/" + fileName;
+    struct stat st {};
+    if (stat(file.c_str(), &st) == 0 && std::tie(st.st_mtim.tv_sec, st.st_mtim.tv_nsec) <=
+                                            std::tie(latest.tv_sec, latest.tv_nsec)) {
+        timespec later = latest;
+        if (++later.tv_nsec == 1000000000) {
+            later.tv_nsec = 0;
+            ++later.tv_sec;
+        }
+        const timespec times[2] = {{0, UTIME_OMIT}, later};
+        utimensat(AT_FDCWD, file.c_str(), times, 0);
+    }
+    return true;
 }
 
 bool TWXDGAutostart::writeEntry(const std::string& fileName, const std::string& name,
