@@ -174,6 +174,9 @@ void PreferencesController::createWindowToolbar() {
                             localized("Exclude"));
     generalItem_->setObjectName(QString::fromLatin1(generalIdentifier));
     excludeItem_->setObjectName(QString::fromLatin1(excludeIdentifier));
+    // The panes from the keyboard too: toolbar buttons take no focus.
+    generalItem_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_1));
+    excludeItem_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_2));
     auto* group = new QActionGroup(toolbar_);
     for (QAction* item : {generalItem_, excludeItem_}) {
         item->setCheckable(true);
