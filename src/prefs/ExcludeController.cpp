@@ -232,7 +232,7 @@ bool ExcludeController::addApplication(const std::string& path) {
 }
 
 void ExcludeController::excludeRemoveAction() {
-    if (table_) {
+    if (view_) {
         QModelIndexList selected = table_->selectionModel()->selectedRows();
         std::sort(selected.begin(), selected.end(),
                   [](const QModelIndex& a, const QModelIndex& b) { return a.row() > b.row(); });
@@ -258,7 +258,7 @@ void ExcludeController::acceptDrop(const QList<QUrl>& urls) {
 }
 
 void ExcludeController::selectRows(int first, int count) {
-    if (!table_)
+    if (!view_) // no pane (yet, or its window is gone): nothing is selected
         return;
     // The range may run past the last row (rejected items count too): only rows that exist are
     // selected.
