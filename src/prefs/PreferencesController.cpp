@@ -394,7 +394,9 @@ void PreferencesController::displayPrefView(QWidget* view) {
 // ----------------------------------------------------------------------------- closing
 
 bool PreferencesController::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == prefsWindow_ && event->type() == QEvent::Close && closeHandlingAttached_)
+    // The type is checked first: while the window is being destroyed it is no longer a
+    // QMainWindow, and reading the guarded pointer then would be a bad downcast.
+    if (event->type() == QEvent::Close && closeHandlingAttached_ && watched == prefsWindow_)
         windowWillClose();
     return QObject::eventFilter(watched, event);
 }
