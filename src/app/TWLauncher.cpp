@@ -351,8 +351,9 @@ int TWLauncher::run(int argc, char** argv) {
         tray.show();
         delegate.applicationDidFinishLaunching();
         // A start that carried a request (a URL, hide or show) handles it once launched; a
-        // plain first start is not a click.
-        if (request->message != "reopen")
+        // plain first start is not a click. A refused start (the quit after its alert is still
+        // queued) carries out nothing.
+        if (request->message != "reopen" && !delegate.isRunningTranslocated())
             handle(request->message);
     });
     const int status = app.exec();
