@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <fstream>
 #include <set>
+#include <utility>
 
 namespace {
 
@@ -110,6 +111,7 @@ std::string TWKWinWorkspace::programName(int pid) {
 }
 
 const std::vector<TWKWinApplication>& TWKWinWorkspace::refresh() {
+    sendPendingHides();
     TWKWinSnapshot snapshot = connection_.snapshot();
     // The events tell what a snapshot cannot: a window restored and minimized again since the
     // last look is no longer Tidewell's to restore.
@@ -189,35 +191,43 @@ void TWKWinWorkspace::hide(const TWRunningApplication& info) {
     auto* app = findCached(info.handle);
     if (!app)
         return;
-    std::vector<TWKWinWindow*> toHide;
+    long long now = TWKWinHiddenRecord::now();
     for (auto& w : app->taskbarWins) {
         // A window the user minimized is not ours to restore later: it gets no mark.
-        if (!w.minimized() && !marks_.count(w.uuid))
-            toHide.push_back(&w);
+        if (w.minimized() || marks_.count(w.uuid))
+            continue;
+        pendingHides_.emplace_back(w.uuid, TWKWinHiddenMark{w.stackingIndex, now, false});
+        marks_[w.uuid] = pendingHides_.back().second;
+        w.state |= TWKWinStateMinimized;
+        app->info.hidden = true;
     }
-    if (toHide.empty())
+}
+
+void TWKWinWorkspace::sendPendingHides() {
+    if (pendingHides_.empty())
         return;
-    // The marks are written before any window is minimized, so no Tidewell process ever sees a
-    // window minimized by us and unmarked; one that never gets minimized loses its mark again.
-    long long now = TWKWinHiddenRecord::now();
+    auto hides = std::exchange(pendingHides_, {});
+    // The marks are written, in one go, before any window is minimized: no Tidewell process
+    // ever sees a window minimized by us and unmarked. One that never gets minimized loses its
+    // mark again.
     bool recorded = record_.update([&](TWKWinHiddenMarks& marks) {
-        for (auto* w : toHide)
-            marks[w->uuid] = TWKWinHiddenMark{w->stackingIndex, now, false};
+        for (const auto& [uuid, mark] : hides)
+            marks[uuid] = mark;
         marks_ = marks;
     });
     if (!recorded) {
         TWLog("TWKWinWorkspace: the record of hidden windows cannot be written; " +
-              info.localizedName + " stays shown");
+              std::to_string(hides.size()) + " windows stay shown");
+        for (const auto& [uuid, mark] : hides)
+            marks_.erase(uuid);
         return;
     }
-    for (auto* w : toHide) {
-        connection_.setMinimized(w->uuid, true);
-        w->state |= TWKWinStateMinimized;
-    }
-    app->info.hidden = true;
+    for (const auto& [uuid, mark] : hides)
+        connection_.setMinimized(uuid, true);
 }
 
 void TWKWinWorkspace::unhideApplication(TWKWinApplication& app) {
+    sendPendingHides();
     std::vector<TWKWinWindow*> marked;
     for (auto& w : app.taskbarWins)
         if (marks_.count(w.uuid))
@@ -271,12 +281,14 @@ void TWKWinWorkspace::activateWithOptions(const TWRunningApplication& info, unsi
 }
 
 void TWKWinWorkspace::flush() {
+    sendPendingHides();
     connection_.flush();
 }
 
 void TWKWinWorkspace::forgetMarks(const std::vector<std::string>& uuids) {
     if (uuids.empty())
         return;
+    sendPendingHides();
     bool ours = std::any_of(uuids.begin(), uuids.end(),
                             [&](const std::string& uuid) { return marks_.count(uuid) != 0; });
     // Another Tidewell process may have marked the window since our last look.

@@ -42,6 +42,8 @@ class TWKWinWorkspace : public TWWorkspace {
     explicit TWKWinWorkspace(TWKWinConnection& connection);
 
     std::vector<TWRunningApplication> runningApplications() override;
+    // Hides are gathered and sent at flush (or before the next listing or unhide), so that one
+    // write of the record covers every window of the action.
     void hide(const TWRunningApplication& app) override;
     void unhide(const TWRunningApplication& app) override;
     void activateWithOptions(const TWRunningApplication& app, unsigned options) override;
@@ -64,6 +66,7 @@ class TWKWinWorkspace : public TWWorkspace {
   private:
     TWKWinApplication* findCached(std::uint64_t handle);
     void unhideApplication(TWKWinApplication& app);
+    void sendPendingHides();
     std::string programName(int pid);
 
     TWKWinConnection& connection_;
@@ -71,7 +74,8 @@ class TWKWinWorkspace : public TWWorkspace {
     std::unique_ptr<TWDesktopEntryIndex> entries_;
     std::optional<std::string> fileManagerID_;
     std::vector<TWKWinApplication> apps_;
-    TWKWinHiddenMarks marks_;                             // as of the last refresh
+    TWKWinHiddenMarks marks_; // as of the last refresh, with the pending hides
+    std::vector<std::pair<std::string, TWKWinHiddenMark>> pendingHides_;
     std::map<std::string, std::uint64_t> launchSequence_; // grouping key -> handle
     std::uint64_t nextHandle_ = 1;
     std::map<int, std::string> programNames_;
