@@ -166,6 +166,7 @@ int TWLauncher::run(int argc, char** argv) {
     const bool simulated = request->desktop == "sim";
     TWSimDesktop* simDesktop = nullptr;
     std::unique_ptr<TWDesktop> desktop;
+    std::string noDesktopReason = "no desktop session";
     std::unique_ptr<TWServiceManagement> serviceManagement;
     const std::string bundlePath = QCoreApplication::applicationDirPath().toStdString();
     if (simulated) {
@@ -179,14 +180,14 @@ int TWLauncher::run(int argc, char** argv) {
             std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
         serviceManagement = std::make_unique<TWSimServiceManagement>();
     } else {
-        desktop = TWMakeDesktop(TWDesktopKind::X11);
+        desktop = TWMakeDesktop(TWDesktopKind::Session, &noDesktopReason);
         TWPlistFileStore::installStandardStores();
         serviceManagement =
             std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
                 {TWHelperBundleIdentifier, bundlePath + "/" + TWHelperExecutableName}});
     }
     if (!desktop) {
-        printError("no desktop to work on (is DISPLAY set?)");
+        printError("no desktop to work on: " + noDesktopReason);
         return 1;
     }
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
