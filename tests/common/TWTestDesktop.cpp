@@ -1,5 +1,6 @@
 // Xvfb + openbox per test program, with teardown that leaves nothing running.
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 
 #include <cerrno>
 #include <csignal>
@@ -219,8 +220,7 @@ void TWTestDesktop::killServer() {
 }
 
 std::string TWTestDesktop::testClientPath() {
-    const char* bin = std::getenv("TIDEWELL_BINARY_DIR");
-    return std::string(bin ? bin : ".") + "/bin/tidewell-test-client";
+    return TWTestProgramPath("tidewell-test-client");
 }
 
 pid_t TWTestDesktop::spawnTestClient(const std::vector<std::string>& options, int windows) {

@@ -1,5 +1,6 @@
 // Tidewell on a test desktop: session files, the real program, its journal.
 #include "TWTestTidewell.h"
+#include "TWTestPaths.h"
 
 #include <arpa/inet.h>
 #include <cstdlib>
@@ -15,8 +16,7 @@
 namespace {
 
 std::string binaryDirectory() {
-    const char* bin = std::getenv("TIDEWELL_BINARY_DIR");
-    return std::string(bin ? bin : ".") + "/bin";
+    return std::filesystem::path(TWTestProgramPath("tidewell")).parent_path();
 }
 
 std::string runtimeDirectory() {

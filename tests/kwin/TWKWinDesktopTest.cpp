@@ -11,6 +11,7 @@
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -26,8 +27,7 @@ const std::string kFileManager = "thunar";
 
 // Absolute: KWin compares the desktop entry's Exec with the client's executable path.
 std::string tool() {
-    const char* bin = std::getenv("TIDEWELL_BINARY_DIR");
-    return std::filesystem::absolute(std::string(bin ? bin : ".") + "/bin/tidewell-x11");
+    return TWTestProgramPath("tidewell-x11");
 }
 
 // The KWin desktop with one hook: something that happens right after the running list is taken.

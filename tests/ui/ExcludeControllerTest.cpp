@@ -6,6 +6,7 @@
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
+#include "TWTestApplication.h"
 #include "TWUserDefaults.h"
 
 #include <QApplication>
@@ -26,11 +27,7 @@
 namespace {
 
 QApplication& application() {
-    static int argc = 1;
-    static char name[] = "ExcludeControllerTest";
-    static char* argv[] = {name, nullptr};
-    static auto* app = new QApplication(argc, argv);
-    return *app;
+    return TWTestApplication();
 }
 
 class ExcludeTest : public ::testing::Test {

@@ -7,6 +7,7 @@
 #include "TWSimDefaultsStore.h"
 #include "TWSimLoginItemList.h"
 #include "TWSimServiceManagement.h"
+#include "TWTestApplication.h"
 #include "TWUserDefaults.h"
 
 #include <QAction>
@@ -21,11 +22,7 @@
 namespace {
 
 QApplication& application() {
-    static int argc = 1;
-    static char name[] = "PreferencesControllerTest";
-    static char* argv[] = {name, nullptr};
-    static auto* app = new QApplication(argc, argv);
-    return *app;
+    return TWTestApplication();
 }
 
 class RecordingAlertPresenter : public TWAlertPresenter {

@@ -1,6 +1,7 @@
 // The tidewell program as the session sees it: one instance, later starts hand over their
 // request through the private socket, which survives bad messages and a crashed instance.
 #include "TWInstanceChannel.h"
+#include "TWTestPaths.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -21,7 +22,7 @@
 namespace {
 
 QString programPath() {
-    return QString::fromLocal8Bit(qgetenv("TIDEWELL_BINARY_DIR")) + "/bin/tidewell";
+    return QString::fromStdString(TWTestProgramPath("tidewell"));
 }
 
 class LauncherTest : public ::testing::Test {

@@ -4,6 +4,8 @@
 #include "TWQtHTTPTransport.h"
 #include "TWQtMainQueue.h"
 #include "TWRecordingWorkspace.h"
+#include "TWTestApplication.h"
+#include "TWTestPaths.h"
 #include "TWUpdateHandlers.h"
 
 #include <gtest/gtest.h>
@@ -45,8 +47,7 @@ class UpdateServer {
         if (!made)
             return false;
         respond(200, "");
-        QString script =
-            qEnvironmentVariable("TIDEWELL_SOURCE_DIR") + "/tests/ui/tw_update_server.py";
+        QString script = QString::fromStdString(TWTestSourcePath("tests/ui/tw_update_server.py"));
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         process_.start("python3", {script, path("cert.pem"), path("key.pem"), path("response"),
                                    path("record")});
@@ -335,7 +336,7 @@ TEST(TWQtAlertPresenter, ClosingWithoutAButtonMeansCancel) {
 }
 
 int main(int argc, char** argv) {
-    QApplication app(argc, argv);
+    TWTestApplication();
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -31,7 +31,11 @@ TidewellApplication& application() {
     static int argc = 1;
     static char name[] = "TidewellAppDelegateTest";
     static char* argv[] = {name, nullptr};
-    static auto* app = new TidewellApplication(argc, argv);
+    static auto* app = [] {
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        return new TidewellApplication(argc, argv);
+    }();
     return *app;
 }
 

@@ -7,6 +7,7 @@
 #include "TWSimDesktop.h"
 #include "TWStorePaths.h"
 #include "TWTestDesktopSuite.h"
+#include "TWTestPaths.h"
 #include "TWX11Desktop.h"
 
 #include <gtest/gtest.h>
@@ -104,8 +105,7 @@ TEST_F(TWPlatformFactoryTest, AutomaticFallsBackToTheSimulatedDesktopAndSaysSo) 
 // The command-line tool: it reads the user's settings files as the application does, and
 // --exclude/--set change only the run, never the files.
 std::string tool() {
-    const char* bin = std::getenv("TIDEWELL_BINARY_DIR");
-    return std::string(bin ? bin : ".") + "/bin/tidewell-x11";
+    return TWTestProgramPath("tidewell-x11");
 }
 
 int runTool(const std::string& arguments) {

@@ -1,0 +1,17 @@
+// The one Qt application of a widget test program, on Qt's offscreen platform unless the
+// environment names another, so the program runs the same under CTest and started by hand.
+#pragma once
+
+#include <QApplication>
+
+inline QApplication& TWTestApplication() {
+    static int argc = 1;
+    static char name[] = "tidewell-test";
+    static char* argv[] = {name, nullptr};
+    static QApplication* app = [] {
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        return new QApplication(argc, argv);
+    }();
+    return *app;
+}

@@ -1,0 +1,29 @@
+// Where test and benchmark programs find the project's other programs and files: from the
+// variables CTest sets, else from where the running program sits in the build tree
+// (build/bin), so a program started by hand finds them too.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+// The absolute path of one of the project's programs (tidewell, tidewell-x11, ...).
+inline std::string TWTestProgramPath(const std::string& name) {
+    if (const char* bin = std::getenv("TIDEWELL_BINARY_DIR"); bin && *bin)
+        return std::filesystem::absolute(std::filesystem::path(bin) / "bin" / name);
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return std::filesystem::absolute((error ? std::filesystem::path(".") : self.parent_path()) /
+                                     name);
+}
+
+// A file of the source tree, by its path from the tree's root.
+inline std::string TWTestSourcePath(const std::string& relative) {
+    if (const char* source = std::getenv("TIDEWELL_SOURCE_DIR"); source && *source)
+        return std::string(source) + "/" + relative;
+#ifdef TIDEWELL_TEST_SOURCE_DIR
+    return std::string(TIDEWELL_TEST_SOURCE_DIR) + "/" + relative;
+#else
+    return relative;
+#endif
+}
