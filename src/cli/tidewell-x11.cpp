@@ -6,6 +6,7 @@
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
+#include "TWProductVersion.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWStorePaths.h"
@@ -41,6 +42,8 @@ void usage(std::ostream& out) {
            "  watch         print front switches; read the commands above from standard input\n"
            "\n"
            "options:\n"
+           "  -h, --help    print this help and exit\n"
+           "  -v, --version print the version and exit\n"
            "  --display D   the X display (default: $DISPLAY)\n"
            "  --set K=V     use V for setting K in this run (YES, NO, a number or text)\n"
            "  --exclude ID  leave the application ID alone in this run, as if it were excluded\n"
@@ -201,6 +204,9 @@ int main(int argc, char** argv) {
         bool hasValue = i + 1 < argc;
         if (a == "-h" || a == "--help") {
             usage(std::cout);
+            return 0;
+        } else if (a == "-v" || a == "--version") {
+            std::cout << "tidewell-x11 " << TWShortVersion << "\n";
             return 0;
         } else if (a == "--display" || a == "--set" || a == "--exclude") {
             if (!hasValue)
