@@ -5,6 +5,7 @@
 #include "OVSystemVersion.h"
 #include "PreferencesController.h"
 #include "QFSimpleUpdater.h"
+#include "TWAlert.h"
 #include "TWCommon.h"
 #include "TWDesktopEventPump.h"
 #include "TWInstanceChannel.h"
@@ -70,9 +71,20 @@ class TWOfflineTransport : public TWHTTPTransport {
     }
 };
 
-} // namespace
+// Notes each alert's message in the journal (the answer to a status query), then shows it.
+class TWJournalingAlertPresenter : public TWAlertPresenter {
+  public:
+    TWJournalingAlertPresenter(TWAlertPresenter& shown, QStringList& journal)
+        : shown_(shown), journal_(journal) {}
+    long runModal(const TWAlert& alert) override {
+        journal_ << "alert " + QString::fromStdString(alert.messageText().value_or(std::string()));
+        return shown_.runModal(alert);
+    }
 
-namespace {
+  private:
+    TWAlertPresenter& shown_;
+    QStringList& journal_;
+};
 
 // The command line's options, in the order --help lists them.
 struct TWCommandLine {
@@ -132,7 +144,7 @@ QString TWLauncher::versionText() {
 }
 
 std::optional<TWLauncher::Request> TWLauncher::parseArguments(const QStringList& arguments,
-                                                             QString* error) {
+                                                              QString* error) {
     auto fail = [error](const QString& why) -> std::optional<Request> {
         if (error)
             *error = why;
@@ -279,10 +291,10 @@ int TWLauncher::run(int argc, char** argv) {
         return std::nullopt;
     };
     QFSimpleUpdater::configure(updaterServices);
-    TWQtAlertPresenter alertPresenter;
-
-    // What the running instance has handled, in order: the answer to a status query.
+    // What the running instance has handled and shown, in order: the answer to a status query.
     QStringList journal;
+    TWQtAlertPresenter shownAlerts;
+    TWJournalingAlertPresenter alertPresenter(shownAlerts, journal);
 
     // The session's login items: the user's autostart folder, or a list in memory on the
     // simulated desktop (a test run never touches the user's files).

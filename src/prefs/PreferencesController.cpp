@@ -226,8 +226,8 @@ QWidget* PreferencesController::createGeneralView() {
 
     menuExtraCheckbox_ = addCheckbox(view, TWLocalizable("Show Tidewell in the menu bar"),
                                      &PreferencesController::menuExtraCheckAction);
-    loginCheckbox_ =
-        addCheckbox(view, TWLocalizable("Start Tidewell at login"), &PreferencesController::setAsLoginItemAction);
+    loginCheckbox_ = addCheckbox(view, TWLocalizable("Start Tidewell at login"),
+                                 &PreferencesController::setAsLoginItemAction);
     form->addRow(QString(), menuExtraCheckbox_);
     form->addRow(QString(), loginCheckbox_);
 

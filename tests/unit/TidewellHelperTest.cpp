@@ -40,6 +40,7 @@ class TidewellHelperTest : public ::testing::Test {
     // Chooses the item titled `title` in a fresh menu; false when there is none.
     bool choose(const std::string& title) {
         const std::shared_ptr<TWMenu> menu = helper.buildMenu();
+        desktop.clearLog(); // the listing that built the menu
         for (const auto& item : menu->items())
             if (!item->isSeparatorItem() && item->title() == title) {
                 item->perform();
