@@ -14,7 +14,9 @@ helper, commands for keyboard shortcuts (tidewell --hide-all, --show-all) and a\
 URL scheme (x-tidewell-action://preferences). It works on X11 desktops whose\n\
 window manager follows EWMH.")
 set(CPACK_PACKAGE_HOMEPAGE_URL "https://quillfen.net/tidewell/")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+# The package installs where the build was configured to (scripts/package configures /usr):
+# the desktop entries name the programs by that path.
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -6,6 +6,9 @@
 #include "TWSettings.h"
 
 #include <algorithm>
+#include <clocale>
+#include <cwctype>
+#include <locale.h>
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
@@ -38,13 +41,62 @@ const TWRunningApplication* firstWithIdentifier(const std::vector<TWRunningAppli
     return nullptr;
 }
 
-// ASCII case fold: the same order on every machine whatever the locale. Letters outside ASCII
-// compare by their UTF-8 bytes.
-std::string caseFolded(const std::string& s) {
-    std::string folded = s;
-    for (char& c : folded)
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c + ('a' - 'A'));
+// Lower case of one code point beyond ASCII, from the C library's Unicode tables (the C.UTF-8
+// locale, the same on every machine whatever the user's locale); unchanged when there is none.
+char32_t lowerBeyondASCII(char32_t c) {
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(0));
+    if (!unicode)
+        return c;
+    return static_cast<char32_t>(towlower_l(static_cast<wint_t>(c), unicode));
+}
+
+void appendUTF8(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+// A name folded to lower case for the menu's case-insensitive order ("Émile" next to "emile",
+// "Ärger" with "ärger"). UTF-8 bytes compare in code-point order; bytes that are not valid
+// UTF-8 are kept as they are.
+std::string caseFolded(std::string_view s) {
+    std::string folded;
+    folded.reserve(s.size());
+    for (std::size_t i = 0; i < s.size();) {
+        const auto lead = static_cast<unsigned char>(s[i]);
+        if (lead < 0x80) {
+            folded += static_cast<char>(lead >= 'A' && lead <= 'Z' ? lead + ('a' - 'A') : lead);
+            ++i;
+            continue;
+        }
+        const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+        char32_t c = length == 4 ? lead & 0x07 : length == 3 ? lead & 0x0F : lead & 0x1F;
+        bool valid = length > 1 && lead < 0xF5 && i + length <= s.size();
+        for (std::size_t k = 1; valid && k < length; ++k) {
+            const auto next = static_cast<unsigned char>(s[i + k]);
+            valid = (next & 0xC0) == 0x80;
+            c = (c << 6) | (next & 0x3F);
+        }
+        if (!valid) {
+            folded += static_cast<char>(lead);
+            ++i;
+            continue;
+        }
+        appendUTF8(folded, lowerBeyondASCII(c));
+        i += length;
+    }
     return folded;
 }
 
@@ -152,9 +204,7 @@ void TWCommon::showAll() {
     for (const auto& app : running)
         if (app.activationPolicy == TWActivationPolicyRegular)
             workspace.unhide(app);
-    if (auto previous = currentActiveBundleID())
-        if (const auto* app = firstWithIdentifier(running, *previous))
-            workspace.activateWithOptions(*app, TWApplicationActivateIgnoringOtherApps);
+    activatePreviousApplication();
     workspace.flush();
 }
 

@@ -245,6 +245,7 @@ int TWLauncher::run(int argc, char** argv) {
     const bool simulated = request->desktop == "sim";
     TWSimDesktop* simDesktop = nullptr;
     std::unique_ptr<TWDesktop> desktop;
+    std::string noDesktopReason = "no desktop session";
     std::unique_ptr<TWServiceManagement> serviceManagement;
     const std::string bundlePath = QCoreApplication::applicationDirPath().toStdString();
     if (simulated) {
@@ -258,14 +259,14 @@ int TWLauncher::run(int argc, char** argv) {
             std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
         serviceManagement = std::make_unique<TWSimServiceManagement>();
     } else {
-        desktop = TWMakeDesktop(TWDesktopKind::X11);
+        desktop = TWMakeDesktop(TWDesktopKind::Session, &noDesktopReason);
         TWPlistFileStore::installStandardStores();
         serviceManagement =
             std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
                 {TWHelperBundleIdentifier, bundlePath + "/" + TWHelperExecutableName}});
     }
     if (!desktop) {
-        printError("no desktop to work on (is DISPLAY set?)");
+        printError("no desktop to work on: " + noDesktopReason);
         return exitFailure;
     }
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
@@ -433,8 +434,9 @@ int TWLauncher::run(int argc, char** argv) {
         tray.show();
         delegate.applicationDidFinishLaunching();
         // A start that carried a request (a URL, hide or show) handles it once launched; a
-        // plain first start is not a click.
-        if (request->message != "reopen")
+        // plain first start is not a click. A refused start (the quit after its alert is still
+        // queued) carries out nothing.
+        if (request->message != "reopen" && !delegate.isRunningTranslocated())
             handle(request->message);
     });
     const int status = app.exec();

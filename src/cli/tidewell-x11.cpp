@@ -1,7 +1,9 @@
 // tidewell-x11: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
-// X11 desktop from a terminal, with the user's settings as the application would; "watch" keeps
-// running, records front switches and reads the same commands from standard input.
+// session's desktop (KWin on Wayland, or X11) from a terminal, with the user's settings as the
+// application would; "watch" keeps running, records front switches and reads the same commands from
+// standard input.
 #include "TWCommon.h"
+#include "TWKWinDesktop.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
@@ -44,7 +46,8 @@ void usage(std::ostream& out) {
            "options:\n"
            "  -h, --help    print this help and exit\n"
            "  -v, --version print the version and exit\n"
-           "  --display D   the X display (default: $DISPLAY)\n"
+           "  --display D   work on the X display D (default: the session's desktop: KWin\n"
+           "                when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)\n"
            "  --set K=V     use V for setting K in this run (YES, NO, a number or text)\n"
            "  --exclude ID  leave the application ID alone in this run, as if it were excluded\n"
            "\n"
@@ -54,7 +57,7 @@ void usage(std::ostream& out) {
                "). With --set or --exclude the files are only read: the changes\n"
                "apply to this run alone.\n"
                "\n"
-               "exit status: 0 done, 1 no X display, 2 bad usage\n";
+               "exit status: 0 done, 1 no desktop to work on, 2 bad usage\n";
 }
 
 TWPlistValue parseValue(const std::string& text) {
@@ -81,15 +84,19 @@ void printList(TWDesktop& desktop) {
     std::fflush(stdout);
 }
 
-// Waits until the X server has handled the requests, so that their errors are reported now.
+// Waits until the server has handled the requests, so that their errors are reported now.
 void settle(TWDesktop& desktop) {
     if (auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop))
         x11->sync();
+    else if (auto* kwin = dynamic_cast<TWKWinDesktop*>(&desktop))
+        kwin->connection().sync();
     else
         desktop.dispatchPendingEvents();
 }
 
 bool connectionLost(TWDesktop& desktop) {
+    if (auto* kwin = dynamic_cast<TWKWinDesktop*>(&desktop))
+        return kwin->connection().broken();
     auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
     return x11 && x11->connection().hasError();
 }
@@ -131,7 +138,7 @@ int watch(TWCommon& common, TWDesktop& desktop) {
             continue;
         desktop.dispatchPendingEvents();
         if (connectionLost(desktop)) {
-            std::fprintf(stderr, "tidewell-x11: lost the X server\n");
+            std::fprintf(stderr, "tidewell-x11: lost the desktop's server\n");
             return 1;
         }
         if (inputOpen && (fds[1].revents & (POLLIN | POLLHUP))) {
@@ -248,9 +255,13 @@ int main(int argc, char** argv) {
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
     if (!display.empty())
         setenv("DISPLAY", display.c_str(), 1);
-    auto desktop = TWMakeDesktop(TWDesktopKind::X11);
-    if (!desktop)
+    std::string whyNot;
+    auto desktop =
+        TWMakeDesktop(display.empty() ? TWDesktopKind::Session : TWDesktopKind::X11, &whyNot);
+    if (!desktop) {
+        std::fprintf(stderr, "tidewell-x11: no desktop to work on: %s\n", whyNot.c_str());
         return kExitNoDisplay;
+    }
     installSettings(overrides, excluded);
     // Acting for Tidewell: the actions count it as the running main application.
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,

@@ -91,9 +91,11 @@ int main(int argc, char** argv) {
     TWInstallTranslations(app);
     TWQuitEventLoopOnTerminationSignals(&app);
 
-    std::unique_ptr<TWDesktop> desktop = TWMakeDesktop(TWDesktopKind::X11);
+    std::string noDesktopReason;
+    std::unique_ptr<TWDesktop> desktop = TWMakeDesktop(TWDesktopKind::Session, &noDesktopReason);
     if (!desktop) {
-        std::fputs("tidewell-helper: no desktop to work on (is DISPLAY set?)\n", stderr);
+        std::fprintf(stderr, "tidewell-helper: no desktop to work on: %s\n",
+                     noDesktopReason.c_str());
         ::close(lock);
         return 1;
     }

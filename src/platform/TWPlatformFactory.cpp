@@ -1,26 +1,79 @@
-// Backend selection: X11 when a display is there, the simulated desktop otherwise.
+// Backend selection: KWin on a Wayland session that offers window management, X11 when only a
+// display is there, the simulated desktop when asked for (or as the automatic last resort).
 #include "TWPlatformFactory.h"
 
+#include "TWKWinDesktop.h"
 #include "TWLog.h"
 #include "TWSimDesktop.h"
 #include "TWX11Desktop.h"
 
 #include <cstdlib>
 
-std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind) {
+namespace {
+
+bool isSet(const char* name) {
+    const char* value = std::getenv(name);
+    return value && *value;
+}
+
+std::unique_ptr<TWDesktop> sessionDesktop(std::string& whyNot) {
+    if (isSet("WAYLAND_DISPLAY")) {
+        std::string reason;
+        if (auto desktop = TWKWinDesktop::open("", &reason))
+            return desktop;
+        // A Wayland session that answers decides: its X11 side (Xwayland) shows only the X11
+        // programs, so working there would leave every Wayland window alone.
+        if (reason.rfind("cannot connect", 0) != 0 && reason.rfind("no Wayland", 0) != 0) {
+            whyNot = reason;
+            return nullptr;
+        }
+        if (!isSet("DISPLAY")) {
+            whyNot = reason;
+            return nullptr;
+        }
+    }
+    if (isSet("DISPLAY")) {
+        if (auto desktop = TWX11Desktop::open())
+            return desktop;
+        whyNot = std::string("cannot open the X11 display ") + std::getenv("DISPLAY");
+        return nullptr;
+    }
+    whyNot = "no desktop session (neither WAYLAND_DISPLAY nor DISPLAY is set)";
+    return nullptr;
+}
+
+} // namespace
+
+std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind, std::string* whyNot) {
+    std::string reason;
+    std::unique_ptr<TWDesktop> desktop;
     switch (kind) {
     case TWDesktopKind::Simulated:
         return std::make_unique<TWSimDesktop>();
     case TWDesktopKind::X11:
-        return TWX11Desktop::open();
+        // The X11 backend logs its own reason.
+        desktop = TWX11Desktop::open();
+        if (!desktop && whyNot)
+            *whyNot = "cannot open the X11 display";
+        return desktop;
+    case TWDesktopKind::KWin:
+        desktop = TWKWinDesktop::open("", &reason);
+        break;
+    case TWDesktopKind::Session:
+        desktop = sessionDesktop(reason);
+        break;
     case TWDesktopKind::Automatic:
+        desktop = sessionDesktop(reason);
+        if (!desktop) {
+            TWLog("TWPlatformFactory: " + reason + "; using the simulated desktop");
+            return std::make_unique<TWSimDesktop>();
+        }
         break;
     }
-    const char* display = std::getenv("DISPLAY");
-    if (display && *display) {
-        if (auto desktop = TWX11Desktop::open())
-            return desktop;
+    if (!desktop) {
+        TWLog("TWPlatformFactory: " + reason);
+        if (whyNot)
+            *whyNot = reason;
     }
-    TWLog("TWPlatformFactory: no X11 display available; using the simulated desktop");
-    return std::make_unique<TWSimDesktop>();
+    return desktop;
 }

@@ -4,12 +4,17 @@
 #include "TWDesktop.h"
 
 #include <memory>
+#include <string>
 
 enum class TWDesktopKind {
-    Automatic, // the X11 desktop when $DISPLAY can be opened, else the simulated one
+    Automatic, // the session's desktop when there is one, else the simulated one
+    Session,   // KWin on a Wayland session that offers its window management, X11 when only a
+               // display is there; nothing otherwise
     X11,       // the X11 desktop, or nothing when the display cannot be opened
+    KWin,      // KDE Plasma on Wayland, or nothing when its window management is not offered
     Simulated, // the in-memory desktop
 };
 
-// A new desktop of the kind asked for; null only when X11 is asked for and unavailable.
-std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind);
+// A new desktop of the kind asked for; null when that kind is unavailable, with the reason in
+// `whyNot` (for example "this desktop does not let other programs hide windows").
+std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind, std::string* whyNot = nullptr);

@@ -2,7 +2,6 @@
 #include "TWUserDefaults.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <stdexcept>
 #include <strings.h>
@@ -29,14 +28,29 @@ std::int64_t clampToInt64(double d) {
     return static_cast<std::int64_t>(d);
 }
 
-// The leading decimal number of a string ("  42abc" -> 42), 0 when there is none.
+// The leading decimal integer of a string, as the platform's defaults read one: optional
+// spaces, an optional sign, decimal digits, stopping at the first other character (" 12abc" is
+// 12, "0x5" is 0, "5e-1" is 5); 0 when there are no digits, clamped at the 64-bit limits.
 std::int64_t leadingInteger(const std::string& s) {
-    const char* p = s.c_str();
-    char* end = nullptr;
-    double d = std::strtod(p, &end);
-    if (end == p)
-        return 0;
-    return clampToInt64(d);
+    std::size_t i = 0;
+    while (i < s.size() && (s[i] == ' ' || s[i] == '\t'))
+        ++i;
+    bool negative = false;
+    if (i < s.size() && (s[i] == '+' || s[i] == '-'))
+        negative = s[i++] == '-';
+    constexpr std::int64_t max = std::numeric_limits<std::int64_t>::max();
+    std::int64_t magnitude = 0;
+    bool saturated = false;
+    for (; i < s.size() && s[i] >= '0' && s[i] <= '9'; ++i) {
+        const int digit = s[i] - '0';
+        if (magnitude > (max - digit) / 10)
+            saturated = true;
+        else
+            magnitude = magnitude * 10 + digit;
+    }
+    if (saturated)
+        return negative ? std::numeric_limits<std::int64_t>::min() : max;
+    return negative ? -magnitude : magnitude;
 }
 
 } // namespace
@@ -97,11 +111,10 @@ bool TWUserDefaults::boolForKey(const std::string& key) const {
     if (const double* d = value->get<double>())
         return *d != 0;
     if (const std::string* s = value->get<std::string>()) {
-        const char* c = s->c_str();
-        while (*c == ' ' || *c == '\t')
-            ++c;
-        if (strcasecmp(c, "YES") == 0 || strcasecmp(c, "true") == 0 || strcasecmp(c, "y") == 0)
+        if (strcasecmp(s->c_str(), "yes") == 0 || strcasecmp(s->c_str(), "true") == 0)
             return true;
+        if (strcasecmp(s->c_str(), "no") == 0 || strcasecmp(s->c_str(), "false") == 0)
+            return false;
         return leadingInteger(*s) != 0;
     }
     return false;

@@ -74,6 +74,8 @@ TWTestDesktop::TWTestDesktop() {
     unsetenv("LC_ALL");
     unsetenv("LC_MESSAGES");
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    // The session's desktop is this X display, even when the tests run inside a Wayland session.
+    unsetenv("WAYLAND_DISPLAY");
     if (!startServer() || !startWindowManager())
         return;
 }

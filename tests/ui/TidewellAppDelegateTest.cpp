@@ -20,6 +20,7 @@
 #include <QTest>
 #include <QWidget>
 
+#include <functional>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -39,9 +40,12 @@ class RecordingAlertPresenter : public TWAlertPresenter {
   public:
     long runModal(const TWAlert& alert) override {
         shown.push_back(alert);
+        if (onShow)
+            onShow();
         return answer;
     }
     std::vector<TWAlert> shown;
+    std::function<void()> onShow;
     long answer = TWAlertFirstButtonReturn;
 };
 
@@ -123,6 +127,7 @@ TEST_F(DelegateTest, TranslocatedLaunchBeepsAlertsAndQuitsBeforeAnythingElse) {
     TidewellAppDelegate delegate(services("/tmp/AppTranslocation/0A1B/d/Tidewell"));
     ASSERT_TRUE(delegate.isRunningTranslocated());
     journal.clear();
+    alerts.onShow = [this] { EXPECT_EQ(desktop.log(), std::vector<std::string>{"beep"}); };
     delegate.applicationDidFinishLaunching();
 
     ASSERT_EQ(alerts.shown.size(), 1u);

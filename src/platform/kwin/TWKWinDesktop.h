@@ -1,0 +1,61 @@
+// The KDE Plasma desktop on Wayland: every platform service through KWin's window management.
+#pragma once
+
+#include "TWDesktop.h"
+#include "TWKWinConnection.h"
+#include "TWKWinFrontSwitchSource.h"
+#include "TWKWinScriptingBridge.h"
+#include "TWKWinWorkspace.h"
+
+#include <memory>
+#include <string>
+
+// Wayland tells no other program which keys are held: no modifiers are ever reported.
+class TWKWinKeyboard : public TWKeyboard {
+  public:
+    std::uint32_t currentKeyModifiers() override { return 0; }
+};
+
+// A Wayland client has no bell of the compositor to ring: the request is logged.
+class TWKWinSystemSound : public TWSystemSound {
+  public:
+    void beep() override;
+};
+
+// Apple events have no receiver on Linux: each is dropped and logged.
+class TWKWinAppleEventSender : public TWAppleEventSender {
+  public:
+    void send(const TWAppleEvent& event) override;
+};
+
+class TWKWinDesktop : public TWDesktop {
+  public:
+    // Connects to the Wayland display `socket` (empty: $WAYLAND_DISPLAY); null when KWin's
+    // window management is not offered there, with the reason in `whyNot`.
+    static std::unique_ptr<TWKWinDesktop> open(const std::string& socket = "",
+                                               std::string* whyNot = nullptr);
+    ~TWKWinDesktop() override;
+
+    TWWorkspace& workspace() override { return *workspace_; }
+    TWScriptingBridge& scriptingBridge() override { return *scriptingBridge_; }
+    TWFrontSwitchSource& frontSwitchSource() override { return *frontSwitchSource_; }
+    TWKeyboard& keyboard() override { return keyboard_; }
+    TWAppleEventSender& appleEventSender() override { return appleEventSender_; }
+    TWSystemSound& systemSound() override { return systemSound_; }
+    int eventFileDescriptor() override;
+    void dispatchPendingEvents() override;
+
+    // The backend's own view, for tools and tests that need more than the interfaces.
+    TWKWinWorkspace& kwinWorkspace() { return *workspace_; }
+    TWKWinConnection& connection() { return *connection_; }
+
+  private:
+    explicit TWKWinDesktop(std::unique_ptr<TWKWinConnection> connection);
+    std::unique_ptr<TWKWinConnection> connection_;
+    std::unique_ptr<TWKWinWorkspace> workspace_;
+    std::unique_ptr<TWKWinScriptingBridge> scriptingBridge_;
+    std::unique_ptr<TWKWinFrontSwitchSource> frontSwitchSource_;
+    TWKWinKeyboard keyboard_;
+    TWKWinSystemSound systemSound_;
+    TWKWinAppleEventSender appleEventSender_;
+};

@@ -1,0 +1,140 @@
+// The hidden-window record file: one "uuid position since confirmed" line per mark.
+#include "TWKWinHiddenRecord.h"
+
+#include "TWLog.h"
+#include "TWProcessRegistry.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace {
+
+std::string safeName(const std::string& name) {
+    std::string out;
+    for (char c : name)
+        out += (std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_' || c == '.')
+                   ? c
+                   : '_';
+    return out.empty() ? "wayland" : out;
+}
+
+TWKWinHiddenMarks parse(std::istream& in) {
+    TWKWinHiddenMarks marks;
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream fields(line);
+        std::string uuid;
+        TWKWinHiddenMark mark;
+        int confirmed = 0;
+        if (fields >> uuid >> mark.position >> mark.since >> confirmed) {
+            mark.confirmed = confirmed != 0;
+            marks[uuid] = mark;
+        }
+    }
+    return marks;
+}
+
+// Holds an exclusive lock on the record's lock file for as long as it lives.
+class Lock {
+  public:
+    explicit Lock(const std::string& path) {
+        fd_ = ::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (fd_ >= 0 && flock(fd_, LOCK_EX) != 0) {
+            ::close(fd_);
+            fd_ = -1;
+        }
+    }
+    ~Lock() {
+        if (fd_ >= 0)
+            ::close(fd_);
+    }
+    bool held() const { return fd_ >= 0; }
+
+  private:
+    int fd_ = -1;
+};
+
+} // namespace
+
+TWKWinHiddenRecord::TWKWinHiddenRecord(const std::string& displayName) {
+    std::string dir = TWProcessRegistry::registryDirectory();
+    if (!dir.empty())
+        path_ = dir + "/kwin-hidden-" + safeName(displayName);
+}
+
+TWKWinHiddenRecord TWKWinHiddenRecord::atPath(const std::string& path) {
+    TWKWinHiddenRecord record;
+    record.path_ = path;
+    return record;
+}
+
+long long TWKWinHiddenRecord::now() {
+    return static_cast<long long>(std::time(nullptr));
+}
+
+TWKWinHiddenMarks TWKWinHiddenRecord::read() const {
+    if (path_.empty())
+        return {};
+    std::ifstream in(path_);
+    return parse(in);
+}
+
+bool TWKWinHiddenRecord::update(const std::function<void(TWKWinHiddenMarks&)>& change) const {
+    if (path_.empty())
+        return false;
+    Lock lock(path_);
+    if (!lock.held()) {
+        TWLog("TWKWinHiddenRecord: cannot lock " + path_ + ": " + std::strerror(errno));
+        return false;
+    }
+    TWKWinHiddenMarks before = read();
+    TWKWinHiddenMarks after = before;
+    change(after);
+    if (after == before)
+        return true;
+    if (after.empty()) {
+        std::remove(path_.c_str());
+        return true;
+    }
+    // Written aside and renamed: a reader without the lock never sees half a record.
+    std::string temp = path_ + ".tmp";
+    {
+        std::ofstream out(temp, std::ios::trunc);
+        for (const auto& [uuid, mark] : after)
+            out << uuid << ' ' << mark.position << ' ' << mark.since << ' '
+                << (mark.confirmed ? 1 : 0) << '\n';
+        if (!out) {
+            TWLog("TWKWinHiddenRecord: cannot write " + temp);
+            std::remove(temp.c_str());
+            return false;
+        }
+    }
+    if (std::rename(temp.c_str(), path_.c_str()) != 0) {
+        TWLog("TWKWinHiddenRecord: cannot write " + path_ + ": " + std::strerror(errno));
+        std::remove(temp.c_str());
+        return false;
+    }
+    return true;
+}
+
+void TWKWinHiddenRecord::prune(TWKWinHiddenMarks& marks, const TWKWinSnapshot& windows,
+                               long long now, long long grace) {
+    for (auto it = marks.begin(); it != marks.end();) {
+        const TWKWinWindow* w = windows.find(it->first);
+        bool drop = false;
+        if (!w)
+            drop = true;
+        else if (w->minimized())
+            it->second.confirmed = true;
+        else
+            drop = it->second.confirmed || now - it->second.since > grace;
+        it = drop ? marks.erase(it) : std::next(it);
+    }
+}

@@ -1,0 +1,261 @@
+// A session bus and a headless KWin per test program, with teardown that leaves nothing running.
+#include "TWKWinTestDesktop.h"
+
+#include "TWTestDesktop.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+bool waitExited(pid_t pid, std::chrono::milliseconds deadline) {
+    auto end = std::chrono::steady_clock::now() + deadline;
+    while (std::chrono::steady_clock::now() < end) {
+        int status;
+        pid_t r = waitpid(pid, &status, WNOHANG);
+        if (r == pid || (r < 0 && errno == ECHILD))
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+void endGroup(pid_t pid, int signal = SIGTERM) {
+    kill(-pid, signal);
+    kill(pid, signal);
+    if (!waitExited(pid, std::chrono::seconds(3))) {
+        kill(-pid, SIGKILL);
+        kill(pid, SIGKILL);
+        waitExited(pid, std::chrono::seconds(3));
+    }
+    kill(-pid, SIGKILL);
+}
+
+pid_t start(const std::vector<std::string>& argv, const std::string& dir,
+            const std::string& output = "/dev/null", bool compositor = false) {
+    std::vector<char*> args;
+    for (const auto& a : argv)
+        args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    pid_t pid = fork();
+    if (pid == 0) {
+        setpgid(0, 0);
+        // Nothing of the session outlives a test program that is killed.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        int devnull = open("/dev/null", O_RDWR);
+        int out = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        dup2(devnull, STDIN_FILENO);
+        dup2(out >= 0 ? out : devnull, STDOUT_FILENO);
+        dup2(out >= 0 ? out : devnull, STDERR_FILENO);
+        if (chdir(dir.c_str()) != 0)
+            _exit(126);
+        // A compositor that finds a Wayland display would try to run nested in it.
+        if (compositor)
+            unsetenv("WAYLAND_DISPLAY");
+        execvp(args[0], args.data());
+        _exit(127);
+    }
+    if (pid > 0)
+        setpgid(pid, pid);
+    return pid;
+}
+
+std::string selfExecutable() {
+    std::error_code ec;
+    return std::filesystem::canonical("/proc/self/exe", ec).string();
+}
+
+} // namespace
+
+std::string TWKWinTestDesktop::kwinExecutable(const std::string& scratchDirectory) {
+    const std::string installed = "/usr/bin/kwin_wayland";
+    if (getxattr(installed.c_str(), "security.capability", nullptr, 0) < 0)
+        return installed;
+    // KWin names itself after its executable, so the copy keeps the name.
+    std::string copy = scratchDirectory + "/kwin_wayland";
+    std::error_code ec;
+    std::filesystem::copy_file(installed, copy, std::filesystem::copy_options::overwrite_existing,
+                               ec);
+    if (ec)
+        return installed;
+    chmod(copy.c_str(), 0755);
+    return copy;
+}
+
+TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted) {
+    char pattern[] = "/tmp/tidewell-kwin-test-XXXXXX";
+    if (!mkdtemp(pattern)) {
+        error_ = "cannot create a temporary directory";
+        return;
+    }
+    root_ = pattern;
+    home_ = root_ + "/home";
+    runtime_ = root_ + "/runtime";
+    socket_ = "tidewell-kwin-" + std::to_string(getpid());
+    std::filesystem::create_directories(home_ + "/.config");
+    std::filesystem::create_directories(home_ + "/.local/share/applications");
+    std::filesystem::create_directories(home_ + "/.cache");
+    std::filesystem::create_directories(runtime_);
+    std::filesystem::create_directories(root_ + "/bin");
+    chmod(runtime_.c_str(), 0700);
+    {
+        std::ofstream mime(home_ + "/.config/mimeapps.list");
+        mime << "[Default Applications]\ninode/directory=thunar.desktop\n";
+    }
+    setenv("HOME", home_.c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (home_ + "/.config").c_str(), 1);
+    setenv("XDG_DATA_HOME", (home_ + "/.local/share").c_str(), 1);
+    setenv("XDG_CACHE_HOME", (home_ + "/.cache").c_str(), 1);
+    setenv("XDG_RUNTIME_DIR", runtime_.c_str(), 1);
+    setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);
+    setenv("XDG_CURRENT_DESKTOP", "KDE", 1);
+    setenv("XDG_SESSION_TYPE", "wayland", 1);
+    setenv("WAYLAND_DISPLAY", socket_.c_str(), 1);
+    setenv("GDK_BACKEND", "wayland", 1);
+    setenv("QT_QPA_PLATFORM", "wayland", 1);
+    setenv("LANG", "C", 1);
+    unsetenv("LC_ALL");
+    unsetenv("LC_MESSAGES");
+    unsetenv("DISPLAY");
+    if (!startBus() || !startKWin(permitted))
+        return;
+}
+
+TWKWinTestDesktop::~TWKWinTestDesktop() {
+    for (auto it = children_.rbegin(); it != children_.rend(); ++it)
+        endGroup(*it);
+    killStrays();
+    if (kwin_ > 0)
+        endGroup(kwin_);
+    if (bus_ > 0)
+        endGroup(bus_);
+    killStrays();
+    if (!root_.empty()) {
+        std::error_code ec;
+        std::filesystem::remove_all(root_, ec);
+    }
+}
+
+void TWKWinTestDesktop::killStrays() {
+    // Programs started detached (a file manager, services the bus activated) carry this
+    // session's runtime directory in their environment and belong to no group of ours.
+    if (runtime_.empty())
+        return;
+    std::string marker = "XDG_RUNTIME_DIR=" + runtime_;
+    DIR* d = opendir("/proc");
+    if (!d)
+        return;
+    std::vector<pid_t> strays;
+    while (dirent* e = readdir(d)) {
+        pid_t pid = std::atoi(e->d_name);
+        if (pid <= 0 || pid == getpid() || pid == kwin_ || pid == bus_)
+            continue;
+        std::ifstream env("/proc/" + std::to_string(pid) + "/environ");
+        std::string var;
+        while (std::getline(env, var, '\0')) {
+            if (var == marker) {
+                strays.push_back(pid);
+                break;
+            }
+        }
+    }
+    closedir(d);
+    for (pid_t pid : strays)
+        kill(pid, SIGKILL);
+}
+
+bool TWKWinTestDesktop::startBus() {
+    std::string socket = runtime_ + "/bus";
+    bus_ = start({"dbus-daemon", "--config-file=/usr/share/dbus-1/session.conf",
+                  "--address=unix:path=" + socket, "--nofork", "--nopidfile"},
+                 home_);
+    if (!TWTestDesktop::waitFor([&] { return std::filesystem::exists(socket); })) {
+        error_ = "dbus-daemon did not start";
+        return false;
+    }
+    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + socket).c_str(), 1);
+    return true;
+}
+
+bool TWKWinTestDesktop::startKWin(const std::vector<std::string>& permitted) {
+    // KWin offers its window management only to a client whose executable (/proc/PID/exe) is
+    // the program that an installed desktop entry with the interface key starts. The entries
+    // must be in place before KWin first reads them.
+    std::vector<std::string> programs = permitted;
+    programs.push_back(selfExecutable());
+    for (std::size_t i = 0; i < programs.size(); ++i)
+        writeDesktopEntry("tidewell-kwin-test-permitted-" + std::to_string(i),
+                          "[Desktop Entry]\nType=Application\nName=Permitted " + std::to_string(i) +
+                              "\nExec=" + programs[i] +
+                              "\nNoDisplay=true\nX-KDE-Wayland-Interfaces="
+                              "org_kde_plasma_window_management\n");
+    kwin_ =
+        start({kwinExecutable(root_ + "/bin"), "--virtual", "--width", "1280", "--height", "800",
+               "--socket", socket_, "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities"},
+              home_, root_ + "/kwin.log", true);
+    std::string path = runtime_ + "/" + socket_;
+    bool up = TWTestDesktop::waitFor(
+        [&] {
+            int status;
+            if (waitpid(kwin_, &status, WNOHANG) == kwin_) {
+                kwin_ = -1;
+                return true;
+            }
+            // KWin answers on D-Bus once its workspace is up.
+            return std::filesystem::exists(path) &&
+                   TWTestDesktop::run({"dbus-send", "--session", "--print-reply",
+                                       "--dest=org.kde.KWin", "/KWin",
+                                       "org.kde.KWin.currentDesktop"})
+                           .find("int32") != std::string::npos;
+        },
+        std::chrono::seconds(60));
+    if (!up || kwin_ < 0) {
+        std::ifstream log(root_ + "/kwin.log");
+        std::string text((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
+        error_ = "kwin_wayland did not start: " + text.substr(0, 2000);
+        return false;
+    }
+    return true;
+}
+
+pid_t TWKWinTestDesktop::spawn(const std::vector<std::string>& argv) {
+    pid_t pid = start(argv, home_);
+    if (pid > 0)
+        children_.push_back(pid);
+    return pid;
+}
+
+void TWKWinTestDesktop::terminate(pid_t pid, int signal) {
+    endGroup(pid, signal);
+    std::erase(children_, pid);
+}
+
+void TWKWinTestDesktop::writeDesktopEntry(const std::string& id,
+                                          const std::string& contents) const {
+    std::ofstream out(home_ + "/.local/share/applications/" + id + ".desktop");
+    out << contents;
+}
+
+std::optional<bool> TWKWinTestDesktop::isMinimized(const std::string& uuid) const {
+    std::string reply =
+        TWTestDesktop::run({"dbus-send", "--session", "--print-reply", "--dest=org.kde.KWin",
+                            "/KWin", "org.kde.KWin.getWindowInfo", "string:" + uuid});
+    auto key = reply.find("\"minimized\"");
+    if (key == std::string::npos)
+        return std::nullopt;
+    auto value = reply.find("boolean ", key);
+    if (value == std::string::npos)
+        return std::nullopt;
+    return reply.compare(value + 8, 4, "true") == 0;
+}
