@@ -378,10 +378,15 @@ std::shared_ptr<TWMenu> TWCommon::buildAppMenu() {
     menu->addItem(std::make_shared<TWMenuItem>(TWLocalizedString("Show All"), "showAll", this,
                                                [this] { showAll(); }));
     menu->addItem(TWMenuItem::separatorItem());
+    appendApplicationItems(*menu);
+    return menu;
+}
+
+void TWCommon::appendApplicationItems(TWMenu& menu) {
     auto caption = std::make_shared<TWMenuItem>(TWLocalizedString("Toggle Visibility"), "", nullptr,
                                                 std::function<void()>());
     caption->setState(0);
-    menu->addItem(caption);
+    menu.addItem(caption);
 
     // Names refer into one snapshot; the dictionaries are built only for the items made.
     const std::vector<TWRunningApplication> running = desktop_.workspace().runningApplications();
@@ -416,9 +421,8 @@ std::shared_ptr<TWMenu> TWCommon::buildAppMenu() {
         info.emplace("pid", TWPlistValue(app.processIdentifier));
         info.emplace("name", TWPlistValue(app.localizedName));
         info.emplace("bundleID", TWPlistValue(*app.bundleIdentifier));
-        menu->addItem(std::make_shared<TWDockMenuItem>(*this, std::move(info), name));
+        menu.addItem(std::make_shared<TWDockMenuItem>(*this, std::move(info), name));
     }
-    return menu;
 }
 
 TWDockMenuItem::TWDockMenuItem(TWCommon& common, TWPlistDictionary processInfo,

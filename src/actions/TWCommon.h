@@ -55,6 +55,9 @@ class TWCommon {
 
     // A new running-applications menu.
     std::shared_ptr<TWMenu> buildAppMenu();
+    // Appends the menu's running-applications section to `menu`: the "Toggle Visibility"
+    // caption, then one toggle item per running regular application, by name.
+    void appendApplicationItems(TWMenu& menu);
     // Menu actions (sender ignored).
     void showPreferences();
 

@@ -5,6 +5,7 @@
 #include "OVSystemVersion.h"
 #include "PreferencesController.h"
 #include "QFSimpleUpdater.h"
+#include "TWAlert.h"
 #include "TWCommon.h"
 #include "TWDesktopEventPump.h"
 #include "TWInstanceChannel.h"
@@ -22,6 +23,7 @@
 #include "TWSimLoginItemList.h"
 #include "TWSimServiceManagement.h"
 #include "TWTerminationSignals.h"
+#include "TWTranslations.h"
 #include "TWTrayIcon.h"
 #include "TWUserDefaults.h"
 #include "TWXDGAutostart.h"
@@ -29,9 +31,11 @@
 #include "TidewellAppDelegate.h"
 #include "TidewellApplication.h"
 
+#include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QIcon>
+#include <QRegularExpression>
 #include <QTimer>
 
 #include <cstdio>
@@ -67,62 +71,136 @@ class TWOfflineTransport : public TWHTTPTransport {
     }
 };
 
+// Notes each alert's message in the journal (the answer to a status query), then shows it.
+class TWJournalingAlertPresenter : public TWAlertPresenter {
+  public:
+    TWJournalingAlertPresenter(TWAlertPresenter& shown, QStringList& journal)
+        : shown_(shown), journal_(journal) {}
+    long runModal(const TWAlert& alert) override {
+        journal_ << "alert " + QString::fromStdString(alert.messageText().value_or(std::string()));
+        return shown_.runModal(alert);
+    }
+
+  private:
+    TWAlertPresenter& shown_;
+    QStringList& journal_;
+};
+
+// The command line's options, in the order --help lists them.
+struct TWCommandLine {
+    QCommandLineParser parser;
+    QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
+                            QStringLiteral("Print this help and exit.")};
+    QCommandLineOption version{{QStringLiteral("v"), QStringLiteral("version")},
+                               QStringLiteral("Print the version and exit.")};
+    QCommandLineOption hideAll{QStringLiteral("hide-all"),
+                               QStringLiteral("Hide every application but the file manager and "
+                                              "the excluded ones (the tray menu's Hide All).")};
+    QCommandLineOption showAll{QStringLiteral("show-all"),
+                               QStringLiteral("Show every application again and bring back the "
+                                              "one that was in front (Show All).")};
+    QCommandLineOption status{QStringLiteral("status"),
+                              QStringLiteral("Print what the running Tidewell has handled so "
+                                             "far and the application Show All brings back to "
+                                             "the front.")};
+    QCommandLineOption desktop{QStringLiteral("desktop"),
+                               QStringLiteral("For testing: auto (the session's desktop), x11, "
+                                              "or sim (an in-memory desktop with in-memory "
+                                              "settings and no network; --status then lists "
+                                              "every request made to it)."),
+                               QStringLiteral("kind"), QStringLiteral("auto")};
+
+    TWCommandLine() {
+        parser.setApplicationDescription(QStringLiteral(
+            "Clears the screen down to the desktop. Started while Tidewell runs, it hands its "
+            "request to the running Tidewell and exits; with no argument the request is a "
+            "click on Tidewell's icon (hide the others; with Shift held, show all)."));
+        parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+        parser.addOptions({help, version, hideAll, showAll, status, desktop});
+        parser.addPositionalArgument(
+            QStringLiteral("URL"),
+            QStringLiteral("An x-tidewell-action: request for the running Tidewell; "
+                           "x-tidewell-action://preferences opens its preferences."),
+            QStringLiteral("[URL]"));
+    }
+};
+
 } // namespace
 
-const char* TWLauncher::usage() {
-    return "Usage: tidewell [--hide-all | --show-all | URL]\n"
-           "Starts Tidewell, or hands the request to the Tidewell already running:\n"
-           "  (no argument)   a click on Tidewell's icon (hide the others; with Shift, show all)\n"
-           "  --hide-all      hide every application but the file manager\n"
-           "  --show-all      show every application again\n"
-           "  URL             an x-tidewell-action: request, e.g. x-tidewell-action://preferences\n"
-           "  --status        print what the running instance has handled so far, and the\n"
-           "                  application that show-all brings back to the front\n"
-           "For testing only:\n"
-           "  --desktop=sim   run on an in-memory desktop with in-memory settings and no network;\n"
-           "                  --status then also lists every request made to that desktop\n";
+QString TWLauncher::helpText() {
+    TWCommandLine commandLine;
+    QString text = commandLine.parser.helpText();
+    // The parser names the program from the running application; this text names it alike
+    // before there is one.
+    text.replace(QRegularExpression(QStringLiteral("^Usage: \\S+")),
+                 QStringLiteral("Usage: tidewell"));
+    return text + QStringLiteral("\nExit status: 0 done, 1 failure (no desktop, no answer from "
+                                 "the running Tidewell), 2 bad usage, 3 --status with no "
+                                 "Tidewell running.\n");
 }
 
-std::optional<TWLauncher::Request>
-TWLauncher::parseArguments(const std::vector<std::string>& arguments) {
+QString TWLauncher::versionText() {
+    return QStringLiteral("tidewell %1\n").arg(QString::fromLatin1(TWShortVersion));
+}
+
+std::optional<TWLauncher::Request> TWLauncher::parseArguments(const QStringList& arguments,
+                                                              QString* error) {
+    auto fail = [error](const QString& why) -> std::optional<Request> {
+        if (error)
+            *error = why;
+        return std::nullopt;
+    };
+    TWCommandLine commandLine;
+    if (!commandLine.parser.parse(arguments))
+        return fail(commandLine.parser.errorText());
+
     Request request;
-    bool haveRequest = false;
-    for (const std::string& argument : arguments) {
-        QByteArray message;
-        if (argument == "--help" || argument == "-h") {
-            request.help = true;
-            continue;
-        }
-        if (argument.rfind("--desktop=", 0) == 0) {
-            request.desktop = argument.substr(10);
-            if (request.desktop != "auto" && request.desktop != "x11" && request.desktop != "sim")
-                return std::nullopt;
-            continue;
-        }
-        if (argument == "--hide-all")
-            message = "hide-all";
-        else if (argument == "--show-all")
-            message = "show-all";
-        else if (argument == "--status")
-            message = "status";
-        else if (!argument.empty() && argument[0] != '-')
-            message = "url " + QByteArray::fromStdString(argument);
-        else
-            return std::nullopt;
-        if (haveRequest || message.size() > TWInstanceChannel::maximumMessageSize)
-            return std::nullopt;
-        request.message = message;
-        haveRequest = true;
+    request.help = commandLine.parser.isSet(commandLine.help);
+    request.version = commandLine.parser.isSet(commandLine.version);
+    if (commandLine.parser.isSet(commandLine.desktop)) {
+        const QStringList kinds = commandLine.parser.values(commandLine.desktop);
+        request.desktop = kinds.last().toStdString();
+        if (kinds.size() > 1 ||
+            (request.desktop != "auto" && request.desktop != "x11" && request.desktop != "sim"))
+            return fail(QStringLiteral("--desktop takes one of auto, x11 or sim"));
+    }
+
+    QList<QByteArray> messages;
+    for (const QString& name : commandLine.parser.optionNames()) {
+        if (name == commandLine.hideAll.names().first())
+            messages << "hide-all";
+        else if (name == commandLine.showAll.names().first())
+            messages << "show-all";
+        else if (name == commandLine.status.names().first())
+            messages << "status";
+    }
+    for (const QString& url : commandLine.parser.positionalArguments())
+        messages << "url " + url.toUtf8();
+    if (messages.size() > 1)
+        return fail(QStringLiteral("one request at a time: --hide-all, --show-all, --status "
+                                   "or a URL"));
+    if (!messages.isEmpty()) {
+        if (messages.first().size() > TWInstanceChannel::maximumMessageSize)
+            return fail(QStringLiteral("the URL is too long"));
+        request.message = messages.first();
     }
     return request;
 }
 
 int TWLauncher::run(int argc, char** argv) {
-    const std::optional<Request> request =
-        parseArguments(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
-    if (!request || request->help) {
-        std::fputs(usage(), request ? stdout : stderr);
-        return request ? 0 : 2;
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    QString error;
+    const std::optional<Request> request = parseArguments(arguments, &error);
+    if (!request) {
+        printError(error.toStdString());
+        std::fputs("Try 'tidewell --help' for more information.\n", stderr);
+        return exitUsage;
+    }
+    if (request->help || request->version) {
+        std::fputs((request->help ? helpText() : versionText()).toLocal8Bit().constData(), stdout);
+        return exitSuccess;
     }
 
     // Another instance holds the session: hand it the request and leave, before any of the
@@ -135,16 +213,16 @@ int TWLauncher::run(int argc, char** argv) {
         delete channel;
         if (!reply) {
             printError("Tidewell is running but did not answer");
-            return 1;
+            return exitFailure;
         }
         if (request->message == "status")
             std::fwrite(reply->constData(), 1, size_t(reply->size()), stdout);
-        return 0;
+        return exitSuccess;
     }
     if (request->message == "status") {
         delete channel;
         printError("Tidewell is not running");
-        return 1;
+        return exitNotRunning;
     }
 
     // Diagnostics go to the terminal too when there is one to read them.
@@ -155,6 +233,7 @@ int TWLauncher::run(int argc, char** argv) {
     app.setApplicationVersion(QString::fromLatin1(TWShortVersion));
     app.setDesktopFileName(QStringLiteral("net.quillfen.Tidewell"));
     app.setQuitOnLastWindowClosed(false);
+    TWInstallTranslations(app);
     // Without a desktop's icon theme (a bare window manager), the common one still names the
     // preferences' toolbar and application icons.
     QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
@@ -188,7 +267,7 @@ int TWLauncher::run(int argc, char** argv) {
     }
     if (!desktop) {
         printError("no desktop to work on: " + noDesktopReason);
-        return 1;
+        return exitFailure;
     }
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
                                               TWActivationPolicyRegular);
@@ -213,10 +292,10 @@ int TWLauncher::run(int argc, char** argv) {
         return std::nullopt;
     };
     QFSimpleUpdater::configure(updaterServices);
-    TWQtAlertPresenter alertPresenter;
-
-    // What the running instance has handled, in order: the answer to a status query.
+    // What the running instance has handled and shown, in order: the answer to a status query.
     QStringList journal;
+    TWQtAlertPresenter shownAlerts;
+    TWJournalingAlertPresenter alertPresenter(shownAlerts, journal);
 
     // The session's login items: the user's autostart folder, or a list in memory on the
     // simulated desktop (a test run never touches the user's files).
@@ -251,9 +330,12 @@ int TWLauncher::run(int argc, char** argv) {
     services.registerURLHandler = [&urlHandler](std::function<void(const std::string&)> handler) {
         urlHandler = std::move(handler);
     };
-    services.checkForUpdate = [](std::function<void(const TWError&)> handler) {
-        QFSimpleUpdater::checkForUpdateWithCompletionHandler(std::move(handler));
-    };
+    // A build without the update check leaves the service out: no check at launch, none on
+    // request.
+    if constexpr (TWUpdateCheckBuilt)
+        services.checkForUpdate = [](std::function<void(const TWError&)> handler) {
+            QFSimpleUpdater::checkForUpdateWithCompletionHandler(std::move(handler));
+        };
     auto setApplicationIconImage = [&tray, &journal](const std::string& imageName) {
         journal << "icon " + QString::fromStdString(imageName);
         tray.setIconImage(QString::fromStdString(imageName));
@@ -340,7 +422,7 @@ int TWLauncher::run(int argc, char** argv) {
     };
     if (!channel->listen(handle)) {
         printError("cannot open the instance channel in " + channelDirectory.toStdString());
-        return 1;
+        return exitFailure;
     }
 
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &app, [&delegate] {

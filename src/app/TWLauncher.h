@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QStringList>
 
 #include <optional>
 #include <string>
@@ -19,13 +20,24 @@ class TWLauncher {
         // "auto" (the session's desktop), "x11" or "sim" (an in-memory desktop, for testing).
         std::string desktop = "auto";
         bool help = false;
+        bool version = false;
     };
 
-    // The request for the command-line arguments (without the program name); nothing when they
-    // make no sense.
-    static std::optional<Request> parseArguments(const std::vector<std::string>& arguments);
-    // The usage text.
-    static const char* usage();
+    // Exit statuses: done; a failure at run time (no desktop, the running instance did not
+    // answer); a command line that makes no sense; --status with no instance running.
+    static constexpr int exitSuccess = 0;
+    static constexpr int exitFailure = 1;
+    static constexpr int exitUsage = 2;
+    static constexpr int exitNotRunning = 3;
+
+    // The request for the command line (`arguments` starts with the program name), or the
+    // reason it makes no sense in `error`.
+    static std::optional<Request> parseArguments(const QStringList& arguments,
+                                                 QString* error = nullptr);
+    // The --help text.
+    static QString helpText();
+    // The --version text: "tidewell 1.0.0".
+    static QString versionText();
 
     // The whole program: returns its exit status.
     static int run(int argc, char** argv);

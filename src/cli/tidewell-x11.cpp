@@ -8,6 +8,7 @@
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
+#include "TWProductVersion.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWStorePaths.h"
@@ -43,6 +44,8 @@ void usage(std::ostream& out) {
            "  watch         print front switches; read the commands above from standard input\n"
            "\n"
            "options:\n"
+           "  -h, --help    print this help and exit\n"
+           "  -v, --version print the version and exit\n"
            "  --display D   work on the X display D (default: the session's desktop: KWin\n"
            "                when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)\n"
            "  --set K=V     use V for setting K in this run (YES, NO, a number or text)\n"
@@ -208,6 +211,9 @@ int main(int argc, char** argv) {
         bool hasValue = i + 1 < argc;
         if (a == "-h" || a == "--help") {
             usage(std::cout);
+            return 0;
+        } else if (a == "-v" || a == "--version") {
+            std::cout << "tidewell-x11 " << TWShortVersion << "\n";
             return 0;
         } else if (a == "--display" || a == "--set" || a == "--exclude") {
             if (!hasValue)

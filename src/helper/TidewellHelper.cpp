@@ -27,6 +27,9 @@ std::shared_ptr<TWMenu> TidewellHelper::buildMenu() {
     menu->addItem(std::make_shared<TWMenuItem>(TWLocalizedString("Show All"), "showAll", this,
                                                [this] { common_.showAll(); }));
     menu->addItem(TWMenuItem::separatorItem());
+    // The running applications, each toggled by choosing it, as in Tidewell's own menu.
+    common_.appendApplicationItems(*menu);
+    menu->addItem(TWMenuItem::separatorItem());
     menu->addItem(std::make_shared<TWMenuItem>(TWLocalizedString("Preferences..."),
                                                "showPreferences", this,
                                                [this] { showPreferences(); }));

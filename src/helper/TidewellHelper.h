@@ -24,7 +24,8 @@ class TidewellHelper {
     // `common` performs the desktop actions, `workspace` opens URLs, `quit` ends the program.
     TidewellHelper(TWCommon& common, TWWorkspace& workspace, std::function<void()> quit);
 
-    // A fresh menu: "Hide All", "Show All", separator, "Preferences...", separator, "Quit".
+    // A fresh menu: "Hide All", "Show All", separator, "Toggle Visibility" and the running
+    // applications, separator, "Preferences...", separator, "Quit".
     std::shared_ptr<TWMenu> buildMenu();
 
     // Asks the main application, through its URL scheme, to show its preferences; whichever

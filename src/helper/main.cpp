@@ -6,30 +6,74 @@
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
+#include "TWProductVersion.h"
 #include "TWSettings.h"
 #include "TWTerminationSignals.h"
+#include "TWTranslations.h"
 #include "TWTrayIcon.h"
 #include "TWUserDefaults.h"
 #include "TidewellHelper.h"
 
 #include <QApplication>
+#include <QCommandLineParser>
 #include <QCursor>
 #include <QMenu>
+#include <QRegularExpression>
 #include <QTimer>
 
 #include <cstdio>
-#include <cstring>
+#include <optional>
 #include <unistd.h>
 
-int main(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        const bool help = std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0;
-        std::fputs("Usage: tidewell-helper\n"
-                   "Tidewell Menu: Hide All, Show All, Preferences... and Quit from a tray icon.\n"
-                   "Started by Tidewell when \"Menubar\" is set; one per session.\n",
-                   help ? stdout : stderr);
-        return help ? 0 : 2;
+namespace {
+
+// The command line: --help and --version, nothing else. Returns the exit status when the
+// program should end here.
+std::optional<int> handleCommandLine(int argc, char** argv) {
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... "
+        "and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; "
+        "one runs per session."));
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
+                                  QStringLiteral("Print this help and exit."));
+    const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
+                                     QStringLiteral("Print the version and exit."));
+    parser.addOptions({help, version});
+    if (!parser.parse(arguments) || !parser.positionalArguments().isEmpty()) {
+        const QString error = parser.positionalArguments().isEmpty()
+                                  ? parser.errorText()
+                                  : QStringLiteral("no arguments are taken");
+        std::fprintf(stderr,
+                     "tidewell-helper: %s\nTry 'tidewell-helper --help' for more information.\n",
+                     error.toLocal8Bit().constData());
+        return 2;
     }
+    if (parser.isSet(help)) {
+        QString text = parser.helpText();
+        text.replace(QRegularExpression(QStringLiteral("^Usage: \\S+")),
+                     QStringLiteral("Usage: tidewell-helper"));
+        std::fputs(text.toLocal8Bit().constData(), stdout);
+        std::fputs("\nExit status: 0 done (or another Tidewell Menu already runs), 1 no "
+                   "desktop, 2 bad usage.\n",
+                   stdout);
+        return 0;
+    }
+    if (parser.isSet(version)) {
+        std::printf("tidewell-helper %s\n", TWShortVersion);
+        return 0;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (const std::optional<int> status = handleCommandLine(argc, argv))
+        return *status;
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
 
     // One helper per session; a second start (a login item and Tidewell both starting it) leaves
@@ -44,6 +88,7 @@ int main(int argc, char** argv) {
     app.setApplicationName(QString::fromLatin1(TWHelperName));
     app.setDesktopFileName(QString::fromLatin1(TWHelperBundleIdentifier));
     app.setQuitOnLastWindowClosed(false);
+    TWInstallTranslations(app);
     TWQuitEventLoopOnTerminationSignals(&app);
 
     std::string noDesktopReason;

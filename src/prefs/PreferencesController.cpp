@@ -59,10 +59,10 @@ struct IconStyle {
     const char* imageName;
 };
 constexpr IconStyle iconStyles[] = {
-    {1, "Standard", "AppIcon"},
-    {2, "Purple", "Purple"},
-    {4, "Graphite", "Graphite"},
-    {5, "Dark", "Dark"},
+    {1, TWLocalizable("Standard"), "AppIcon"},
+    {2, TWLocalizable("Purple"), "Purple"},
+    {4, TWLocalizable("Graphite"), "Graphite"},
+    {5, TWLocalizable("Dark"), "Dark"},
 };
 
 std::string imageNameForTag(std::int64_t tag) {
@@ -224,20 +224,20 @@ QWidget* PreferencesController::createGeneralView() {
     connect(dropDownIcon_, &QComboBox::activated, this, [this] { dropDownIconAction(); });
     form->addRow(iconLabel, dropDownIcon_);
 
-    menuExtraCheckbox_ = addCheckbox(view, "Show Tidewell in the menu bar",
+    menuExtraCheckbox_ = addCheckbox(view, TWLocalizable("Show Tidewell in the menu bar"),
                                      &PreferencesController::menuExtraCheckAction);
-    loginCheckbox_ =
-        addCheckbox(view, "Start Tidewell at login", &PreferencesController::setAsLoginItemAction);
+    loginCheckbox_ = addCheckbox(view, TWLocalizable("Start Tidewell at login"),
+                                 &PreferencesController::setAsLoginItemAction);
     form->addRow(QString(), menuExtraCheckbox_);
     form->addRow(QString(), loginCheckbox_);
 
-    showFinderCheckbox_ = addCheckbox(view, "Bring the file manager to the front",
+    showFinderCheckbox_ = addCheckbox(view, TWLocalizable("Bring the file manager to the front"),
                                       &PreferencesController::showFinderAction);
-    newWindowCheckbox_ = addCheckbox(view, "Open a new file manager window",
+    newWindowCheckbox_ = addCheckbox(view, TWLocalizable("Open a new file manager window"),
                                      &PreferencesController::newWindowAction);
-    minimizeCheckbox_ = addCheckbox(view, "Minimize the file manager's windows",
+    minimizeCheckbox_ = addCheckbox(view, TWLocalizable("Minimize the file manager's windows"),
                                     &PreferencesController::minimizeFinderWindowAction);
-    closeAllCheckbox_ = addCheckbox(view, "Close all file manager windows",
+    closeAllCheckbox_ = addCheckbox(view, TWLocalizable("Close all file manager windows"),
                                     &PreferencesController::closeAllFinderWindowAction);
     auto* hidingLabel = new QLabel(localized("When hiding the others:"), view);
     form->addRow(hidingLabel, showFinderCheckbox_);

@@ -11,3 +11,9 @@ std::string TWLocalizedString(std::string_view key);
 // Installs the lookup behind TWLocalizedString (the application's translations). A lookup that
 // returns an empty string means "no translation". An empty function restores identity.
 void TWSetLocalizer(std::function<std::string(std::string_view)> lookup);
+
+// Marks a text kept in a table for lookup later (the translation tools collect it); the text
+// itself, unchanged.
+constexpr const char* TWLocalizable(const char* text) {
+    return text;
+}

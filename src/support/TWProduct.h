@@ -3,8 +3,6 @@
 
 #include "TWProductVersion.h"
 
-// The product page, the update server and the support address.
-inline constexpr const char TWUpdateEndpoint[] =
-    "https://updates.quillfen.net/updates/simpleupdate.php";
+// The product page and the support address (the update server is a build setting).
 inline constexpr const char TWProductPageURL[] = "https://quillfen.net/tidewell/";
 inline constexpr const char TWSupportEmailAddress[] = "support@quillfen.net";

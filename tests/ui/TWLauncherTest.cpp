@@ -142,7 +142,58 @@ TEST_F(LauncherTest, ASecondStartHandsItsRequestToTheRunningInstance) {
 TEST_F(LauncherTest, BadArgumentsAndNoInstanceAreReported) {
     EXPECT_EQ(runAgain({"--bogus"}).first, 2);
     EXPECT_EQ(runAgain({"--hide-all", "--show-all"}).first, 2);
-    EXPECT_EQ(runAgain({"--status"}).first, 1); // nothing running to ask
+    EXPECT_EQ(runAgain({"--desktop=mars"}).first, 2);
+    EXPECT_EQ(runAgain({"--status"}).first, 3); // nothing running to ask
+    // Help and version answer without an instance, and start none.
+    EXPECT_EQ(runAgain({"--version"}), std::make_pair(0, QString("tidewell 1.0.0\n")));
+    const auto [code, help] = runAgain({"--help"});
+    EXPECT_EQ(code, 0);
+    EXPECT_TRUE(help.startsWith("Usage: tidewell [options] [URL]")) << help.toStdString();
+    EXPECT_FALSE(QFile::exists(channelDirectory() + "/instance.sock"));
+}
+
+// In German, the tray menu and the alerts speak German; the translations need no generated
+// system locale, only LANG.
+TEST_F(LauncherTest, UnderAGermanLocaleTheMenuAndTheAlertsAreInGerman) {
+    environment.remove("LANGUAGE");
+    environment.remove("LC_ALL");
+    environment.remove("LC_MESSAGES");
+    environment.insert("LANG", "de_DE.UTF-8");
+    // A copy run from a translocated folder shows its alert and quits once it is answered.
+    const QString translocated = runtime.path() + "/AppTranslocation/Tidewell";
+    ASSERT_TRUE(QDir().mkpath(translocated));
+    ASSERT_TRUE(QFile::copy(programPath(), translocated + "/tidewell"));
+    instance.setProcessEnvironment(environment);
+    instance.start(translocated + "/tidewell", {"--desktop=sim"});
+    ASSERT_TRUE(instance.waitForStarted(5000));
+    QStringList seen;
+    QElapsedTimer waited;
+    waited.start();
+    while (waited.elapsed() < 20000 && !seen.join('\n').contains("alert ")) {
+        if (auto reply = TWInstanceChannel::sendMessage(channelDirectory(), "status", 500))
+            seen = QString::fromUtf8(*reply).split('\n', Qt::SkipEmptyParts);
+        QThread::msleep(20);
+    }
+    EXPECT_TRUE(seen.contains("alert Tidewell kann nicht von diesem Ort aus gestartet werden."))
+        << seen.join('\n').toStdString();
+    instance.kill();
+    instance.waitForFinished(5000);
+
+    startInstance();
+    EXPECT_EQ(TWInstanceChannel::sendMessage(channelDirectory(), "menu Hide All", 2000),
+              QByteArray("unknown"));
+    EXPECT_EQ(TWInstanceChannel::sendMessage(channelDirectory(), "menu Alle ausblenden", 2000),
+              QByteArray("ok"));
+    EXPECT_EQ(TWInstanceChannel::sendMessage(channelDirectory(), "menu Einstellungen...", 2000),
+              QByteArray("ok"));
+    // The items chosen run their actions (queued after the reply).
+    const QString preferences = "desktop: openURL x-tidewell-action://preferences";
+    seen.clear();
+    waited.restart();
+    while (waited.elapsed() < 10000 && !seen.contains(preferences))
+        seen = status();
+    EXPECT_TRUE(seen.contains("desktop: hide Terminal")) << seen.join('\n').toStdString();
+    EXPECT_TRUE(seen.contains(preferences)) << seen.join('\n').toStdString();
 }
 
 TEST_F(LauncherTest, MalformedOversizedAndSlowMessagesAreDroppedAndTheInstanceRunsOn) {

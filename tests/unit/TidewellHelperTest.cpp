@@ -40,6 +40,7 @@ class TidewellHelperTest : public ::testing::Test {
     // Chooses the item titled `title` in a fresh menu; false when there is none.
     bool choose(const std::string& title) {
         const std::shared_ptr<TWMenu> menu = helper.buildMenu();
+        desktop.clearLog(); // the listing that built the menu
         for (const auto& item : menu->items())
             if (!item->isSeparatorItem() && item->title() == title) {
                 item->perform();
@@ -57,13 +58,14 @@ class TidewellHelperTest : public ::testing::Test {
     std::vector<std::string> logged;
 };
 
-TEST_F(TidewellHelperTest, TheMenuOffersTheFourActionsInOrder) {
+TEST_F(TidewellHelperTest, TheMenuOffersTheActionsAndTheRunningApplicationsInOrder) {
     std::vector<std::string> titles;
     const std::shared_ptr<TWMenu> menu = helper.buildMenu();
     for (const auto& item : menu->items())
         titles.push_back(item->isSeparatorItem() ? "-" : item->title());
-    EXPECT_EQ(titles, (std::vector<std::string>{"Hide All", "Show All", "-", "Preferences...", "-",
-                                                "Quit"}));
+    EXPECT_EQ(titles, (std::vector<std::string>{"Hide All", "Show All", "-", "Toggle Visibility",
+                                                "   Editor", "   Files", "   Terminal", "-",
+                                                "Preferences...", "-", "Quit"}));
     // Each request builds a new menu: nothing of an old one is handed out again.
     EXPECT_NE(helper.buildMenu(), helper.buildMenu());
 }
@@ -81,6 +83,18 @@ TEST_F(TidewellHelperTest, HideAllAndShowAllRunTheDesktopActions) {
     EXPECT_TRUE(contains(requests, "unhide Terminal"));
     EXPECT_TRUE(contains(requests, "unhide Editor"));
     EXPECT_EQ(quits, 0);
+}
+
+TEST_F(TidewellHelperTest, ChoosingARunningApplicationTogglesIt) {
+    auto terminal = [this] { return *desktop.applicationWithIdentifier("org.example.Terminal"); };
+    ASSERT_TRUE(choose("   Terminal"));
+    EXPECT_TRUE(terminal().hidden);
+    EXPECT_TRUE(contains(desktop.log(), "hide Terminal"));
+    // The next menu is built afresh and brings it back.
+    ASSERT_TRUE(choose("   Terminal"));
+    EXPECT_FALSE(terminal().hidden);
+    EXPECT_TRUE(terminal().active);
+    EXPECT_FALSE(contains(desktop.log(), "hide Editor"));
 }
 
 TEST_F(TidewellHelperTest, PreferencesGoThroughTheURLSchemeAndAFailureIsLogged) {

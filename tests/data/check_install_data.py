@@ -1,0 +1,82 @@
+#!/usr/bin/env python3
+"""Checks what Tidewell installs for users: every option each program's --help lists is
+documented in its man page (and the reverse); the desktop entries and the AppStream metadata
+pass their validators; the German and French translations are complete for every text the
+sources look up, with the same placeholders.
+
+usage: check_install_data.py SOURCE_DIR BINARY_DIR LUPDATE
+"""
+import re
+import subprocess
+import sys
+import tempfile
+import xml.etree.ElementTree as ET
+
+source_dir, binary_dir, lupdate = sys.argv[1:4]
+failures = []
+
+
+def fail(text):
+    failures.append(text)
+    print("FAIL: " + text)
+
+
+def long_options(text):
+    return set(re.findall(r"(?<![\w-])--[a-z][a-z0-9-]*", text))
+
+
+# Man pages against --help.
+for program in ("tidewell", "tidewell-helper", "tidewell-x11"):
+    run = subprocess.run([f"{binary_dir}/bin/{program}", "--help"], capture_output=True, text=True,
+                         env={"QT_QPA_PLATFORM": "offscreen", "PATH": "/usr/bin:/bin"})
+    if run.returncode != 0:
+        fail(f"{program} --help exited {run.returncode}")
+        continue
+    with open(f"{source_dir}/resources/man/{program}.1", encoding="utf-8") as page:
+        # troff escapes the dashes: \-\- is --.
+        manual = page.read().replace("\\-", "-")
+    in_help, in_manual = long_options(run.stdout), long_options(manual)
+    for option in sorted(in_help - in_manual):
+        fail(f"{program}: {option} is in --help but not in the man page")
+    for option in sorted(in_manual - in_help):
+        fail(f"{program}: {option} is in the man page but not in --help")
+
+# Validators.
+for command in (["desktop-file-validate", f"{source_dir}/resources/net.quillfen.Tidewell.desktop",
+                 f"{source_dir}/resources/net.quillfen.TidewellStatus.desktop"],
+                ["appstreamcli", "validate", "--no-net", "--explain",
+                 f"{source_dir}/resources/net.quillfen.Tidewell.metainfo.xml"]):
+    run = subprocess.run(command, capture_output=True, text=True)
+    if run.returncode != 0:
+        fail(f"{command[0]}: {run.stdout}{run.stderr}")
+
+# Translations: the texts the sources look up now, collected the way the build's lupdate does.
+sources = [f"{source_dir}/{path}" for path in (
+    "src/actions/TWCommon.cpp", "src/support/QFSimpleUpdater.cpp", "src/support/TWAlert.cpp",
+    "src/app/TidewellAppDelegate.cpp", "src/app/net/TWQtAlertPresenter.cpp",
+    "src/prefs/PreferencesController.cpp", "src/prefs/ExcludeController.cpp",
+    "src/helper/TidewellHelper.cpp")]
+with tempfile.TemporaryDirectory() as scratch:
+    collected = f"{scratch}/collected.ts"
+    subprocess.run([lupdate, "-silent", "-locations", "none", "-tr-function-alias",
+                    "qtTrId+=TWLocalizedString,qtTrId+=localized,QT_TRID_NOOP+=TWLocalizable",
+                    *sources, "-ts", collected], check=True, capture_output=True)
+    texts = {m.get("id") for m in ET.parse(collected).iter("message")}
+if len(texts) < 30:
+    fail(f"only {len(texts)} texts collected from the sources")
+for language in ("de", "fr"):
+    path = f"{source_dir}/resources/translations/tidewell_{language}.ts"
+    translated = {}
+    for message in ET.parse(path).iter("message"):
+        translation = message.find("translation")
+        if translation.get("type") in ("unfinished", "obsolete", "vanished") or not translation.text:
+            continue
+        translated[message.get("id")] = translation.text
+    for text in sorted(texts):
+        if text not in translated:
+            fail(f"{language}: no translation of \"{text}\"")
+        elif sorted(re.findall(r"%@|%l?d", text)) != sorted(re.findall(r"%@|%l?d", translated[text])):
+            fail(f"{language}: the placeholders of \"{text}\" differ in \"{translated[text]}\"")
+
+print(f"checked {len(texts)} texts in 2 languages, 3 man pages, 2 desktop entries, 1 metainfo")
+sys.exit(1 if failures else 0)
