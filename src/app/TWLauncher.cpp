@@ -408,6 +408,9 @@ int TWLauncher::run(int argc, char** argv) {
             // The application show-all brings to the front, as recorded so far.
             if (auto front = TWCommon::sharedInstance().currentActiveBundleID())
                 status << "front: " + QString::fromStdString(*front);
+            // The exclusion list, made at launch and filled from the store in the background.
+            if (const ExcludeController* exclusions = ExcludeController::existingInstance())
+                status << "exclusion list: " + QString::number(exclusions->rowCount());
             if (simDesktop)
                 for (const std::string& line : simDesktop->log())
                     status << "desktop: " + QString::fromStdString(line);

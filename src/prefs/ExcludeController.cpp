@@ -93,6 +93,11 @@ ExcludeController* ExcludeController::sharedInstance() {
     return init();
 }
 
+ExcludeController* ExcludeController::existingInstance() {
+    std::lock_guard lock(shared().mutex);
+    return shared().instance;
+}
+
 // ----------------------------------------------------------------------------- the pane
 
 QWidget* ExcludeController::view() {

@@ -53,6 +53,8 @@ class ExcludeController : public QAbstractTableModel {
     static ExcludeController* init();
     // The shared instance, made by init() when there is none.
     static ExcludeController* sharedInstance();
+    // The shared instance when it has been made, without making it.
+    static ExcludeController* existingInstance();
 
     // The pane (the table, its add and remove buttons), built on first use.
     QWidget* view();

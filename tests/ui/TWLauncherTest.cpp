@@ -117,6 +117,8 @@ TEST_F(LauncherTest, ASecondStartHandsItsRequestToTheRunningInstance) {
     struct stat info {};
     ASSERT_EQ(::stat(QFile::encodeName(channelDirectory()).constData(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0700u);
+    // The launch made the exclusion list (the simulated store holds no exclusions).
+    EXPECT_TRUE(status().contains("exclusion list: 0"));
 
     // No argument: a click on the icon, which hides the others.
     EXPECT_EQ(runAgain({}).first, 0);

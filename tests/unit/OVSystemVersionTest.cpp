@@ -61,7 +61,8 @@ const ParseCase kParseCases[] = {
     {"1\xD9\xA1", {"1"}, 0, 0, 0, "1", Logged::Bailout},
     {"\xEF\xBC\x91.2", {"0"}, 0, 0, 0, "0", Logged::Bailout},
     // The character after a lone dot is skipped whole, even when it takes several bytes.
-    {"1.\303\2512", {"1", "2"}, 0, 0, 0, "1.2", Logged::Warning}, // "1.é2", é in octal
+    {"1.\303\2512", {"1", "2"}, 0, 0, 0, "1.2", Logged::Warning},     // "1.é2", é in octal
+    {"1.\342\202\2542", {"1", "2"}, 0, 0, 0, "1.2", Logged::Warning}, // "1.€2": three bytes
     {"-1", {"0"}, 0, 0, 0, "0", Logged::Bailout},
 };
 

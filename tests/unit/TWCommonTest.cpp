@@ -94,6 +94,10 @@ TEST(TWCommonHideOthers, ShowFinderOffHidesFinderFirstAndOpensNoWindow) {
     f.common.showFinderHideOthers();
 
     EXPECT_EQ(f.desk.log(), (Log{"runningApplications", "hide Finder", "hide Q", "hide P"}));
+    // The new-window step, last, asks for "ShowWindow" first, then "ShowFinder".
+    const Log reads = f.sharedBacking->readKeys();
+    const auto step = std::find(reads.rbegin(), reads.rend(), TWCloseAllFinderKey).base();
+    EXPECT_EQ(Log(step, reads.end()), (Log{TWShowWindowKey, TWShowFinderKey}));
 }
 
 TEST(TWCommonHideOthers, WithoutOurOwnApplicationRunningFinderIsShownWhateverTheSetting) {

@@ -15,24 +15,41 @@ struct Stores {
 };
 } // namespace
 
-TEST(TWUserDefaults, FreshInstallReadsTheRegisteredDefaultsFromTheRightStore) {
+// The keys as they stand in the settings files, written out here once: every other test uses
+// the names of TWSettings.h.
+TEST(TWUserDefaults, FreshInstallReadsTheRegisteredDefaultsUnderTheirStoredNames) {
     Stores s;
-    EXPECT_FALSE(s.shared.boolForKey(TWShowFinderKey)) << "absent reads NO before registration";
+    EXPECT_FALSE(s.shared.boolForKey("ShowFinder")) << "absent reads NO before registration";
     TWRegisterDefaults(s.own, s.shared);
-    EXPECT_EQ(s.own.integerForKey(TWIconStyleKey), 1);
-    EXPECT_FALSE(s.own.boolForKey(TWMenubarKey));
-    EXPECT_TRUE(s.own.boolForKey(TWCheckForUpdatesKey));
-    EXPECT_TRUE(s.shared.boolForKey(TWShowFinderKey));
-    EXPECT_FALSE(s.shared.boolForKey(TWShowWindowKey));
-    EXPECT_TRUE(s.shared.boolForKey(TWMinimizeKey));
-    EXPECT_FALSE(s.shared.boolForKey(TWCloseAllFinderKey));
-    EXPECT_FALSE(s.shared.arrayForKey(TWExcludedAppsKey).has_value());
+    const auto own = [&](const char* key) { return s.own.objectForKey(key); };
+    const auto shared = [&](const char* key) { return s.shared.objectForKey(key); };
+    EXPECT_EQ(own("IconStyle2"), TWPlistValue(1)) << "an integer, not a boolean";
+    EXPECT_EQ(own("Menubar"), TWPlistValue(false));
+    EXPECT_EQ(own("CheckForUpdates"), TWPlistValue(true));
+    EXPECT_EQ(shared("ShowFinder"), TWPlistValue(true));
+    EXPECT_EQ(shared("ShowWindow"), TWPlistValue(false));
+    EXPECT_EQ(shared("Minimize"), TWPlistValue(true));
+    EXPECT_EQ(shared("CloseAllFinder"), TWPlistValue(false));
+    EXPECT_FALSE(shared("ExcludedApps").has_value());
     // Each key lives in one store only.
-    EXPECT_FALSE(s.shared.objectForKey(TWIconStyleKey).has_value());
-    EXPECT_FALSE(s.own.objectForKey(TWShowFinderKey).has_value());
+    EXPECT_FALSE(shared("IconStyle2").has_value());
+    EXPECT_FALSE(own("ShowFinder").has_value());
     // Registration is volatile: nothing was written.
     EXPECT_EQ(s.ownBacking->updateCount(), 0);
     EXPECT_TRUE(s.sharedBacking->load().empty());
+
+    const std::pair<const char*, const char*> names[] = {
+        {TWExcludedAppsKey, "ExcludedApps"},
+        {TWExcludedNameField, "name"},
+        {TWExcludedURLDataField, "URLData"},
+        {TWExcludedBundleIDField, "BundleID"},
+        {TWExcludedURLField, "URL"},
+        {TWExcludedIconField, "Icon"},
+        {TWOwnBundleIdentifier, "net.quillfen.Tidewell"},
+        {TWHelperBundleIdentifier, "net.quillfen.TidewellStatus"},
+    };
+    for (const auto& [name, literal] : names)
+        EXPECT_STREQ(name, literal);
 }
 
 TEST(TWUserDefaults, PersistedValuesShadowRegisteredOnesAndRemovalUncoversThem) {

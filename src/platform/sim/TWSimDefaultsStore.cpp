@@ -10,6 +10,7 @@ TWPlistDictionary TWSimDefaultsStore::load() {
 std::optional<TWPlistValue> TWSimDefaultsStore::loadValue(const std::string& key) {
     std::lock_guard lock(mutex_);
     ++loads_;
+    readKeys_.push_back(key);
     if (const TWPlistValue* value = TWPlistLookup(values_, key))
         return *value;
     return std::nullopt;
@@ -32,4 +33,9 @@ int TWSimDefaultsStore::loadCount() const {
 int TWSimDefaultsStore::updateCount() const {
     std::lock_guard lock(mutex_);
     return updates_;
+}
+
+std::vector<std::string> TWSimDefaultsStore::readKeys() const {
+    std::lock_guard lock(mutex_);
+    return readKeys_;
 }

@@ -4,6 +4,8 @@
 #include "TWDefaultsStore.h"
 
 #include <mutex>
+#include <string>
+#include <vector>
 
 class TWSimDefaultsStore : public TWDefaultsStore {
   public:
@@ -18,10 +20,14 @@ class TWSimDefaultsStore : public TWDefaultsStore {
     // at each action.
     int loadCount() const;
     int updateCount() const;
+    // The keys read one by one (loadValue), in order, for tests of which settings an action
+    // consults and when.
+    std::vector<std::string> readKeys() const;
 
   private:
     mutable std::mutex mutex_;
     TWPlistDictionary values_;
+    std::vector<std::string> readKeys_;
     int loads_ = 0;
     int updates_ = 0;
 };
