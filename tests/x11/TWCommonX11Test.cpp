@@ -104,6 +104,8 @@ class TWCommonX11Test : public TWTestDesktopSuite {
     }
     bool visible(unsigned long w) { return !desktop_->isIconic(w); }
     void set(const char* key, bool value) { shared_->setBool(value, key); }
+    // Follows the window manager's answers as the application's event loop would.
+    void settle() { EXPECT_TRUE(x11_->x11Workspace().settle(std::chrono::seconds(15))); }
     void pumpUntil(const std::function<bool()>& condition) {
         EXPECT_TRUE(TWTestDesktop::waitFor([&] {
             pollfd pfd{x11_->eventFileDescriptor(), POLLIN, 0};
@@ -139,6 +141,8 @@ TEST_F(TWCommonX11Test, HideOthersThenShowAllRestoresWhatItHidAndTheAppInFront) 
     pumpUntil([&] { return tw.currentActiveBundleID() == std::optional<std::string>("Beta"); });
 
     tw.showFinderHideOthers();
+
+    settle();
     EXPECT_TRUE(becomesIconic(a));
     EXPECT_TRUE(becomesIconic(b));
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == win(fm); }));
@@ -147,6 +151,8 @@ TEST_F(TWCommonX11Test, HideOthersThenShowAllRestoresWhatItHidAndTheAppInFront) 
     EXPECT_TRUE(visible(win(tray)));
 
     tw.showAll();
+
+    settle();
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == win(b); }));
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(a, 0)); }));
     x11_->sync();
@@ -162,20 +168,24 @@ TEST_F(TWCommonX11Test, FileManagerHiddenCollapsedOrClosedAsTheSettingsSay) {
     set(TWShowFinderKey, false);
     set(TWMinimizeKey, false);
     common().showFinderHideOthers();
+    settle();
     EXPECT_TRUE(becomesIconic(fm));
     EXPECT_TRUE(becomesIconic(a));
     EXPECT_TRUE(desktop_->hasHiddenMark(win(fm, 0)));
     common().showAll();
+    settle();
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(fm, 0)) && visible(win(fm, 1)); }));
 
     // "Minimize": collapsed, without a mark, so show-all leaves them minimized.
     set(TWShowFinderKey, true);
     set(TWMinimizeKey, true);
     common().showFinderHideOthers();
+    settle();
     EXPECT_TRUE(becomesIconic(fm));
     EXPECT_FALSE(desktop_->hasHiddenMark(win(fm, 0)));
     EXPECT_FALSE(desktop_->hasHiddenMark(win(fm, 1)));
     common().showAll();
+    settle();
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(a)); }));
     x11_->sync();
     EXPECT_TRUE(desktop_->isIconic(win(fm, 0)));
@@ -187,6 +197,7 @@ TEST_F(TWCommonX11Test, FileManagerHiddenCollapsedOrClosedAsTheSettingsSay) {
     set(TWCloseAllFinderKey, true);
     set(TWShowWindowKey, true);
     common().showFinderHideOthers();
+    settle();
     EXPECT_TRUE(TWTestDesktop::waitFor([&] {
         auto now = desktop_->windowsOfProgram("pcmanfm");
         // The closed windows were collapsed; the new one shows (its ID may be reused).
@@ -217,6 +228,8 @@ TEST_F(TWCommonX11Test, MenuToggleHidesAndShowsAndTwoInstancesAreBothHidden) {
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == win(first); }));
 
     common().showFinderHideOthers();
+
+    settle();
     EXPECT_TRUE(becomesIconic(first));
     EXPECT_TRUE(becomesIconic(second));
     EXPECT_TRUE(becomesIconic(other));

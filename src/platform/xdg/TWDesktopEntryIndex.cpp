@@ -83,23 +83,45 @@ TWDesktopEntryIndex::TWDesktopEntryIndex(const std::vector<std::string>& dataDir
     buildLookups();
 }
 
+std::string TWDesktopEntryIndex::programOf(const std::string& exec) {
+    auto argv = commandLineFromExec(exec);
+    // Skip an "env VAR=value" prefix: the program is the first word after it.
+    size_t i = 0;
+    if (i < argv.size() && basename(argv[i]) == "env")
+        ++i;
+    while (i < argv.size() && argv[i].find('=') != std::string::npos)
+        ++i;
+    return i < argv.size() ? basename(argv[i]) : std::string();
+}
+
 void TWDesktopEntryIndex::buildLookups() {
+    // How well an entry stands for its program: named after it first, then fewest arguments.
+    auto rank = [](const TWDesktopEntry& entry, const std::string& program) {
+        const std::string id = lower(entry.id);
+        const auto dot = id.rfind('.');
+        const bool named = id == lower(program) ||
+                           (dot != std::string::npos && id.substr(dot + 1) == lower(program));
+        return std::make_pair(named ? 0 : 1, commandLineFromExec(entry.exec).size());
+    };
     for (const auto& id : order_) {
         auto it = entries_.find(id);
         if (it == entries_.end())
             continue;
         if (!it->second.startupWMClass.empty())
             byStartupWMClass_.emplace(it->second.startupWMClass, id);
-        auto argv = commandLineFromExec(it->second.exec);
-        // Skip an "env VAR=value" prefix: the program is the first word after it.
-        size_t i = 0;
-        if (i < argv.size() && basename(argv[i]) == "env")
-            ++i;
-        while (i < argv.size() && argv[i].find('=') != std::string::npos)
-            ++i;
-        if (i < argv.size())
-            byProgram_.emplace(basename(argv[i]), id);
+        const std::string program = programOf(it->second.exec);
+        if (program.empty())
+            continue;
+        auto [slot, added] = byProgram_.emplace(program, id);
+        // Discovery order breaks ties: the earlier entry stays.
+        if (!added && rank(it->second, program) < rank(entries_.at(slot->second), program))
+            slot->second = id;
     }
+}
+
+const TWDesktopEntry* TWDesktopEntryIndex::mainEntryForProgram(const std::string& program) const {
+    auto it = byProgram_.find(program);
+    return it == byProgram_.end() ? nullptr : entryForID(it->second);
 }
 
 void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::string& prefix) {
@@ -208,9 +230,20 @@ const TWDesktopEntry* TWDesktopEntryIndex::entryForID(const std::string& id) con
 }
 
 std::optional<std::string> TWDesktopEntryIndex::resolveIdentity(const TWIdentityHints& h) const {
-    if (!h.kdeDesktopFile.empty())
-        return stripDesktopSuffix(basename(h.kdeDesktopFile));
-    if (!h.gtkApplicationID.empty())
+    if (auto own = ownIdentity(h))
+        return own;
+    return guessedIdentity(h);
+}
+
+std::optional<std::string> TWDesktopEntryIndex::ownIdentity(const TWIdentityHints& h) const {
+    // A hint counts only when it names an installed entry: toolkits derive it from the
+    // application's own ID, which need not be the name its entry is installed under.
+    if (!h.kdeDesktopFile.empty()) {
+        std::string id = stripDesktopSuffix(basename(h.kdeDesktopFile));
+        if (entries_.count(id))
+            return id;
+    }
+    if (!h.gtkApplicationID.empty() && entries_.count(h.gtkApplicationID))
         return h.gtkApplicationID;
     for (const std::string* wm : {&h.wmInstance, &h.wmClass}) {
         if (wm->empty())
@@ -218,12 +251,16 @@ std::optional<std::string> TWDesktopEntryIndex::resolveIdentity(const TWIdentity
         if (auto it = byStartupWMClass_.find(*wm); it != byStartupWMClass_.end())
             return it->second;
     }
-    if (!h.wmClass.empty() && entries_.count(lower(h.wmClass)))
-        return lower(h.wmClass);
-    if (!h.commandName.empty()) {
-        if (auto it = byProgram_.find(h.commandName); it != byProgram_.end())
-            return it->second;
-    }
+    for (const std::string& id : {h.wmClass, lower(h.wmClass)})
+        if (!id.empty() && entries_.count(id))
+            return id;
+    return std::nullopt;
+}
+
+std::optional<std::string> TWDesktopEntryIndex::guessedIdentity(const TWIdentityHints& h) const {
+    if (!h.commandName.empty())
+        if (const auto* entry = mainEntryForProgram(h.commandName))
+            return entry->id;
     if (!h.wmClass.empty())
         return h.wmClass;
     return std::nullopt;

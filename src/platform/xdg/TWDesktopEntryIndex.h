@@ -34,10 +34,20 @@ class TWDesktopEntryIndex {
     // An index over exactly these data directories (each holding an applications/ folder).
     explicit TWDesktopEntryIndex(const std::vector<std::string>& dataDirectories);
 
-    // The identity for a window: desktop-file hints, StartupWMClass against the instance then the
-    // class, an entry named by the lower-cased class, the program's name against entries' Exec,
-    // and last the class itself; none when the hints carry nothing.
+    // The identity for a window: ownIdentity, else guessedIdentity.
     std::optional<std::string> resolveIdentity(const TWIdentityHints& hints) const;
+    // The identity the hints name themselves, as docks match them: the desktop-file hints when
+    // an entry with that ID exists, StartupWMClass against the instance then the class, an entry
+    // named by the class (as it is, then lower-cased); none when nothing names an entry.
+    std::optional<std::string> ownIdentity(const TWIdentityHints& hints) const;
+    // The last resort: the main entry of the window's program, else the class itself.
+    std::optional<std::string> guessedIdentity(const TWIdentityHints& hints) const;
+    // The entry that stands for a program among those whose Exec starts it: the one named after
+    // it, else the one that passes it the fewest arguments (its settings or a helper mode are
+    // entries of their own); null when none starts it.
+    const TWDesktopEntry* mainEntryForProgram(const std::string& program) const;
+    // The program an Exec value starts (the file name of its first word after "env VAR=...").
+    static std::string programOf(const std::string& exec);
     // The entry with this ID, or null.
     const TWDesktopEntry* entryForID(const std::string& id) const;
     // The entry's Name for the user's locale (LC_ALL, LC_MESSAGES, LANG), falling back to Name.
@@ -64,5 +74,5 @@ class TWDesktopEntryIndex {
     // Built once: a listing resolves every window, and parsing each entry's Exec per window
     // would cost windows x entries.
     std::map<std::string, std::string> byStartupWMClass_; // first entry in discovery order
-    std::map<std::string, std::string> byProgram_;        // program name of Exec -> first entry
+    std::map<std::string, std::string> byProgram_;        // program name of Exec -> main entry
 };
