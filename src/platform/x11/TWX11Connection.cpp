@@ -186,6 +186,13 @@ void TWX11Connection::waitForEvents(std::chrono::steady_clock::time_point until)
         until - std::chrono::steady_clock::now());
     if (left.count() <= 0)
         return;
+    // Events read along with replies wait in xcb's queue, where no descriptor announces them.
+    if (!deferred_.empty())
+        return;
+    if (xcb_generic_event_t* e = xcb_poll_for_queued_event(conn_)) {
+        deferred_.push_back(e);
+        return;
+    }
     pollfd pfd{fileDescriptor(), POLLIN, 0};
     poll(&pfd, 1, static_cast<int>(std::min<long long>(left.count() + 1, 1000)));
 }
@@ -612,6 +619,16 @@ void TWX11Connection::dispatchEvents() {
     // Several changes in one batch are one switch: the handler looks at the state as it is now.
     if (activeChanged && activeWindowChanged_)
         activeWindowChanged_();
+    // The handlers' round trips can read further events into xcb's queue, where no readable
+    // descriptor would announce them: they are handled now, a few rounds at most.
+    if (dispatchDepth_ < 4) {
+        if (xcb_generic_event_t* e = xcb_poll_for_queued_event(conn_)) {
+            deferred_.push_back(e);
+            ++dispatchDepth_;
+            dispatchEvents();
+            --dispatchDepth_;
+        }
+    }
 }
 
 void TWX11Connection::sync() {

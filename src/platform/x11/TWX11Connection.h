@@ -159,6 +159,7 @@ class TWX11Connection {
     std::function<void(const std::vector<xcb_window_t>&, bool)> windowsChanged_;
     std::set<xcb_window_t> watched_;
     int epoll_ = -1, timer_ = -1;
+    int dispatchDepth_ = 0;
     // Sends the timestamp request on our own window; its event is read by takeTimestamp().
     void requestTimestamp();
     xcb_timestamp_t takeTimestamp(std::chrono::milliseconds wait);
