@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -112,6 +113,18 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
     for (const auto& a : apps)
         EXPECT_FALSE(a.hidden) << a.localizedName;
     EXPECT_EQ(std::count_if(apps.begin(), apps.end(), [](const auto& a) { return a.active; }), 1);
+}
+
+TEST_F(TWX11DesktopTest, AnApplicationInstalledOrRemovedWhileRunningChangesItsIdentity) {
+    pid_t zeta = client({"--class", "zeta,Zeta"});
+    EXPECT_EQ(appWithPid(zeta)->bundleIdentifier, "Zeta");
+    desktop_->writeDesktopEntry("org.example.Zeta", "[Desktop Entry]\nType=Application\n"
+                                                    "Name=Zeta Editor\nExec=zeta\n"
+                                                    "StartupWMClass=Zeta\n");
+    EXPECT_EQ(appWithPid(zeta)->bundleIdentifier, "org.example.Zeta");
+    EXPECT_EQ(appWithPid(zeta)->localizedName, "Zeta Editor");
+    std::remove((desktop_->dataHome() + "/applications/org.example.Zeta.desktop").c_str());
+    EXPECT_EQ(appWithPid(zeta)->bundleIdentifier, "Zeta");
 }
 
 TEST_F(TWX11DesktopTest, DesktopAndDockWindowsNeverMakeAnApplicationRegular) {

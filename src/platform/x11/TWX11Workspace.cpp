@@ -48,8 +48,11 @@ TWX11Workspace::~TWX11Workspace() {
 }
 
 const TWDesktopEntryIndex& TWX11Workspace::desktopEntries() {
-    if (!entries_)
+    // An application installed (or removed) while Tidewell runs gets its identity at once.
+    if (!entries_ || !entries_->isCurrent()) {
         entries_ = std::make_unique<TWDesktopEntryIndex>();
+        mimeApps_ = TWMimeApps{};
+    }
     return *entries_;
 }
 

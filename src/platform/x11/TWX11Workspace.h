@@ -52,7 +52,7 @@ class TWX11Workspace : public TWWorkspace {
     const std::vector<TWX11Application>& refresh();
     // The grouping key of the application that owns the active window now (empty: none).
     std::string activeApplicationKey();
-    // The desktop entries, parsed once.
+    // The desktop entries, parsed again when an applications folder changed.
     const TWDesktopEntryIndex& desktopEntries();
     // Whether a window is one a taskbar shows as an application window (never a desktop, dock
     // or splash; not skipping the taskbar; not transient for another managed window).

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <ctime>
 #include <dirent.h>
 #include <fstream>
 #include <sys/stat.h>
@@ -78,6 +79,9 @@ std::vector<std::string> TWDesktopEntryIndex::dataDirectories() {
 TWDesktopEntryIndex::TWDesktopEntryIndex() : TWDesktopEntryIndex(dataDirectories()) {}
 
 TWDesktopEntryIndex::TWDesktopEntryIndex(const std::vector<std::string>& dataDirectories) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    scannedAt_ = static_cast<long long>(now.tv_sec) * 1000000000LL + now.tv_nsec;
     for (const auto& dir : dataDirectories)
         scan(dir + "/applications", "");
     buildLookups();
@@ -124,7 +128,29 @@ const TWDesktopEntry* TWDesktopEntryIndex::mainEntryForProgram(const std::string
     return it == byProgram_.end() ? nullptr : entryForID(it->second);
 }
 
+namespace {
+constexpr long long kCoarseStepNs = 50'000'000;
+long long folderStamp(const std::string& path) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0)
+        return -1;
+    return static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec;
+}
+} // namespace
+
+bool TWDesktopEntryIndex::isCurrent() const {
+    for (const auto& [path, stamp] : folderStamps_) {
+        // Modification times advance in coarse steps: a folder changed in the step of the scan
+        // may have changed after it with the same time, so it is read once more.
+        if (folderStamp(path) != stamp || stamp >= scannedAt_ - kCoarseStepNs)
+            return false;
+    }
+    return true;
+}
+
 void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::string& prefix) {
+    // Taken before reading, so that a change made while the folder is read is seen next time.
+    folderStamps_.emplace_back(applicationsDir, folderStamp(applicationsDir));
     DIR* d = opendir(applicationsDir.c_str());
     if (!d)
         return;

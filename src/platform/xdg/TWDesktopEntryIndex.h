@@ -65,9 +65,16 @@ class TWDesktopEntryIndex {
                                  const std::vector<std::string>& dataDirectories);
     // The data directories of the XDG base-directory rules, most important first.
     static std::vector<std::string> dataDirectories();
+    // Whether the applications folders read (and those that were missing) are as they were: an
+    // entry installed, removed or renamed since changes its folder's modification time. A few
+    // stat calls, cheap enough for every action.
+    bool isCurrent() const;
 
   private:
     void scan(const std::string& applicationsDir, const std::string& prefix);
+    // Each folder scanned (or looked for) with its modification time in nanoseconds, -1 missing.
+    std::vector<std::pair<std::string, long long>> folderStamps_;
+    long long scannedAt_ = 0; // wall-clock time of the scan, in nanoseconds
     void buildLookups();
     std::map<std::string, TWDesktopEntry> entries_;
     std::vector<std::string> order_; // IDs in discovery order, for deterministic matching
