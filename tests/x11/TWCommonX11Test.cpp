@@ -191,6 +191,25 @@ TEST_F(TWCommonX11Test, FileManagerHiddenCollapsedOrClosedAsTheSettingsSay) {
     EXPECT_TRUE(desktop_->isIconic(win(fm, 0)));
     EXPECT_TRUE(desktop_->isIconic(win(fm, 1)));
 
+    // "ShowFinder" NO with "Minimize": hidden first, then collapsed; collapsing wins, so the
+    // windows stay minimized after show-all.
+    for (size_t i = 0; i < 2; ++i)
+        TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(win(fm, i))});
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(fm, 0)) && visible(win(fm, 1)); }));
+    set(TWShowFinderKey, false);
+    common().showFinderHideOthers();
+    settle();
+    EXPECT_TRUE(becomesIconic(fm));
+    EXPECT_FALSE(desktop_->hasHiddenMark(win(fm, 0)));
+    EXPECT_FALSE(desktop_->hasHiddenMark(win(fm, 1)));
+    common().showAll();
+    settle();
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(a)); }));
+    x11_->sync();
+    EXPECT_TRUE(desktop_->isIconic(win(fm, 0)));
+    EXPECT_TRUE(desktop_->isIconic(win(fm, 1)));
+    set(TWShowFinderKey, true);
+
     // "CloseAllFinder" with "ShowWindow": every window closed, then one new window (from a new
     // file-manager process when the old one ended with its last window).
     set(TWMinimizeKey, false);

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -179,6 +180,57 @@ TEST_F(TWX11DesktopTest, HideMarksOnlyWhatItMinimizesAndUnhideRestoresOnlyThat) 
     other->sync();
     EXPECT_TRUE(desktop_->isIconic(wins[1])) << "the user's minimized window stays minimized";
     EXPECT_FALSE(appWithPid(pid)->hidden);
+}
+
+TEST_F(TWX11DesktopTest, AWindowWithdrawnWhileHiddenLeavesNoMarkAndIsHiddenAgainLater) {
+    pid_t pid = client({"--class", "away,Away"});
+    ASSERT_EQ(windowsOf(pid).size(), 1u);
+    const unsigned long w = windowsOf(pid)[0];
+    auto& workspace = x11_->x11Workspace();
+    auto hideAndSettle = [&](TWX11Desktop& backend) {
+        for (const auto& app : backend.workspace().runningApplications())
+            if (app.processIdentifier == pid)
+                backend.workspace().hide(app);
+        ASSERT_TRUE(backend.x11Workspace().settle(std::chrono::seconds(15)));
+        ASSERT_TRUE(desktop_->isIconic(w));
+        ASSERT_TRUE(desktop_->hasHiddenMark(w));
+    };
+    auto withdrawAndShowAgain = [&](const std::function<void()>& whileWithdrawn) {
+        kill(pid, SIGUSR1);
+        ASSERT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(pid).empty(); }));
+        whileWithdrawn();
+        kill(pid, SIGUSR2);
+        ASSERT_TRUE(TWTestDesktop::waitFor(
+            [&] { return windowsOf(pid).size() == 1 && !desktop_->isIconic(w); }));
+    };
+
+    // Followed by the running backend: the mark goes with the hidden state, while the window is
+    // still withdrawn.
+    hideAndSettle(*x11_);
+    withdrawAndShowAgain([&] {
+        EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+            x11_->dispatchPendingEvents();
+            return !desktop_->hasHiddenMark(w);
+        }));
+    });
+    x11_->dispatchPendingEvents();
+    EXPECT_FALSE(desktop_->hasHiddenMark(w));
+    hideAndSettle(*x11_);
+    workspace.unhide(*appWithPid(pid));
+    ASSERT_TRUE(workspace.settle(std::chrono::seconds(15)));
+
+    // Hidden by a process that has ended: the window comes back marked, and the next hide still
+    // hides it, the next show-all clears the mark.
+    {
+        auto other = TWX11Desktop::open();
+        hideAndSettle(*other);
+    }
+    withdrawAndShowAgain([] {});
+    hideAndSettle(*x11_);
+    workspace.unhide(*appWithPid(pid));
+    ASSERT_TRUE(workspace.settle(std::chrono::seconds(15)));
+    EXPECT_FALSE(desktop_->isIconic(w));
+    EXPECT_FALSE(desktop_->hasHiddenMark(w));
 }
 
 TEST_F(TWX11DesktopTest, ActivateBringsAHiddenApplicationBackAndGivesItTheFocus) {
