@@ -58,8 +58,9 @@ TEST(TidewellStressX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow
 
     const int n = rounds();
     for (int round = 0; round < n; ++round) {
-        ASSERT_FALSE(TWTestTidewell::request("hide-all").empty()) << "round " << round;
-        ASSERT_FALSE(TWTestTidewell::request("show-all").empty()) << "round " << round;
+        // Both on their way before the first is answered: show-all right behind hide-others.
+        const auto replies = TWTestTidewell::requestsAtOnce({"hide-all", "show-all"});
+        ASSERT_FALSE(replies[0].empty() || replies[1].empty()) << "round " << round;
     }
 
     int lost = 0, marked = 0;
