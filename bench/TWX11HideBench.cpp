@@ -4,7 +4,8 @@
 // window, as an observer on its own connection sees it through PropertyNotify events. Every
 // variant minimizes the windows in the same order: the most recently launched first, as
 // hide-others does. A last benchmark runs hide-others with "Minimize" on while the file manager
-// shows three windows, and counts the snapshots and round trips the action makes.
+// shows three windows, and counts the snapshots and round trips the action makes; the longest
+// time the main thread is blocked by one call, per action, closes the set.
 #include "TWCommon.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
@@ -348,10 +349,64 @@ void BM_HideOthersMinimizingFileManagerWindows(benchmark::State& state) {
     gDesktop->terminate(fm);
 }
 
+// The application's main thread runs an action, then handles the desktop's events as they come
+// until the window manager has answered everything; each of those calls blocks the thread (the
+// tray cannot answer meanwhile). The longest single call per action over all runs, as the
+// event loop would see it: hide-others, show-all, and show-all right behind hide-others.
+void BM_MainThreadLongestStall(benchmark::State& state) {
+    auto desktop = TWX11Desktop::open();
+    TWUserDefaults shared(std::make_shared<TWSimDefaultsStore>());
+    TWUserDefaults standard(std::make_shared<TWSimDefaultsStore>());
+    TWRegisterDefaults(standard, shared);
+    shared.setBool(false, TWMinimizeKey);
+    TWCommon common(*desktop, shared);
+    desktop->workspace().fileManagerBundleIdentifier();
+    desktop->workspace().runningApplications();
+    std::map<std::string, double> longest;
+    auto timed = [&](const std::string& name, const std::function<void()>& call) {
+        const auto start = std::chrono::steady_clock::now();
+        call();
+        const double s =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        longest[name] = std::max(longest[name], s);
+    };
+    auto pump = [&](const std::string& name) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (desktop->x11Workspace().busy() && std::chrono::steady_clock::now() < end) {
+            pollfd pfd{desktop->eventFileDescriptor(), POLLIN, 0};
+            poll(&pfd, 1, 100);
+            timed(name, [&] { desktop->dispatchPendingEvents(); });
+        }
+    };
+    gObserver->restore();
+    desktop->dispatchPendingEvents();
+    for (auto _ : state) {
+        timed("hide_others", [&] { common.showFinderHideOthers(); });
+        pump("hide_others");
+        if (!gObserver->waitAll(true))
+            std::fprintf(stderr, "bench: not every window was minimized\n");
+        timed("show_all", [&] { common.showAll(); });
+        pump("show_all");
+        if (!gObserver->waitAll(false))
+            std::fprintf(stderr, "bench: not every window came back\n");
+        timed("hide_then_show", [&] {
+            common.showFinderHideOthers();
+            common.showAll();
+        });
+        pump("hide_then_show");
+        if (!gObserver->waitAll(false))
+            std::fprintf(stderr, "bench: not every window came back after the race\n");
+    }
+    for (const auto& [name, seconds] : longest)
+        state.counters["longest_" + name + "_ms"] = 1000 * seconds;
+    state.counters["windows"] = static_cast<double>(gWindows.size());
+}
+
 BENCHMARK(BM_HideVariantsInterleaved)->Iterations(15)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TidewellRunningApplications)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TidewellWindowSnapshot)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_HideOthersMinimizingFileManagerWindows)->Iterations(15)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MainThreadLongestStall)->Iterations(10)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

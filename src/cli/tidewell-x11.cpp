@@ -15,6 +15,7 @@
 #include "TWUserDefaults.h"
 #include "TWX11Desktop.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -31,6 +32,9 @@ volatile std::sig_atomic_t stopRequested = 0;
 
 constexpr int kExitBadUsage = 2;
 constexpr int kExitNoDisplay = 1;
+constexpr int kExitCannotHide = 3;
+// How long a command waits for the window manager to carry out what it asked.
+constexpr std::chrono::milliseconds kSettleBound = 2 * TWX11Workspace::kAnswerBound;
 
 void usage(std::ostream& out) {
     out << "usage: tidewell-x11 [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND\n"
@@ -57,7 +61,8 @@ void usage(std::ostream& out) {
                "). With --set or --exclude the files are only read: the changes\n"
                "apply to this run alone.\n"
                "\n"
-               "exit status: 0 done, 1 no desktop to work on, 2 bad usage\n";
+               "exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not\n"
+               "minimize windows (nothing was hidden)\n";
 }
 
 TWPlistValue parseValue(const std::string& text) {
@@ -84,14 +89,23 @@ void printList(TWDesktop& desktop) {
     std::fflush(stdout);
 }
 
-// Waits until the server has handled the requests, so that their errors are reported now.
+// Waits until the window manager has carried out the requests (the windows hidden are iconic,
+// the ones shown are back), so that the command's effect is complete when it ends and errors
+// are reported now.
 void settle(TWDesktop& desktop) {
-    if (auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop))
+    if (auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop)) {
+        x11->x11Workspace().settle(kSettleBound);
         x11->sync();
-    else if (auto* kwin = dynamic_cast<TWKWinDesktop*>(&desktop))
+    } else if (auto* kwin = dynamic_cast<TWKWinDesktop*>(&desktop)) {
         kwin->connection().sync();
-    else
+    } else {
         desktop.dispatchPendingEvents();
+    }
+}
+
+bool cannotHide(TWDesktop& desktop) {
+    auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
+    return x11 && x11->x11Workspace().minimizeSupport() == TWX11MinimizeSupport::No;
 }
 
 bool connectionLost(TWDesktop& desktop) {
@@ -268,10 +282,16 @@ int main(int argc, char** argv) {
                                               TWActivationPolicyRegular);
     TWCommon common(*desktop, TWUserDefaults::sharedUserDefaults());
     int status = 0;
-    if (command == "watch")
+    if (command == "watch") {
         status = watch(common, *desktop);
-    else
+    } else {
         runCommand(words, common, *desktop);
+        if (cannotHide(*desktop)) {
+            std::fprintf(stderr, "tidewell-x11: the window manager does not minimize windows; "
+                                 "nothing was hidden\n");
+            status = kExitCannotHide;
+        }
+    }
     TWProcessRegistry::unregisterCurrentProcess();
     return status;
 }

@@ -1,4 +1,4 @@
-// Xvfb + openbox per test program, with teardown that leaves nothing running.
+// Xvfb + a window manager per test program, with teardown that leaves nothing running.
 #include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 
@@ -47,7 +47,7 @@ void endGroup(pid_t pid) {
 
 } // namespace
 
-TWTestDesktop::TWTestDesktop() {
+TWTestDesktop::TWTestDesktop(const std::string& windowManager) {
     char pattern[] = "/tmp/tidewell-x11-test-XXXXXX";
     if (!mkdtemp(pattern)) {
         error_ = "cannot create a temporary directory";
@@ -77,7 +77,7 @@ TWTestDesktop::TWTestDesktop() {
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
     // The session's desktop is this X display, even when the tests run inside a Wayland session.
     unsetenv("WAYLAND_DISPLAY");
-    if (!startServer() || !startWindowManager())
+    if (!startServer() || !startWindowManager(windowManager))
         return;
 }
 
@@ -166,17 +166,48 @@ bool TWTestDesktop::startServer() {
     return true;
 }
 
-bool TWTestDesktop::startWindowManager() {
-    spawn({"openbox", "--sm-disable"});
-    bool up = waitFor([] {
-        // The client list appears once openbox has finished starting; a window mapped before
-        // that may never be managed.
-        std::string out = run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK", "_NET_CLIENT_LIST"});
-        return out.find("_NET_SUPPORTING_WM_CHECK(WINDOW)") != std::string::npos &&
-               out.find("_NET_CLIENT_LIST(WINDOW)") != std::string::npos;
-    });
+bool TWTestDesktop::startWindowManager(const std::string& name) {
+    std::vector<std::string> argv;
+    if (name == "openbox") {
+        argv = {"openbox", "--sm-disable"};
+    } else if (name == "xfwm4") {
+        argv = {"xfwm4", "--compositor=off", "--sm-client-disable"};
+    } else if (name == "kwin_x11") {
+        argv = {"kwin_x11", "--replace"};
+    } else if (name == "mutter") {
+        argv = {"mutter", "--x11", "--replace", "--sm-disable"};
+    } else if (name == "metacity") {
+        argv = {"metacity", "--replace", "--sm-disable"};
+    } else if (name == "marco") {
+        argv = {"marco", "--replace", "--no-composite", "--sm-disable"};
+    } else if (name == "icewm") {
+        argv = {"icewm"};
+    } else if (name == "fluxbox") {
+        argv = {"fluxbox"};
+    } else if (name == "i3") {
+        // Without a configuration i3 starts its configuration wizard instead.
+        const std::string config = root_ + "/i3.config";
+        std::ofstream(config) << "font pango:monospace 8\nfocus_on_window_activation focus\n";
+        argv = {"i3", "-c", config};
+    } else {
+        error_ = "unknown window manager " + name;
+        return false;
+    }
+    spawn(argv);
+    bool up = waitFor(
+        [] {
+            // The client list (or, until the first client, the active window: xfwm4) appears
+            // once the window manager has finished starting; a window mapped before that may
+            // never be managed.
+            std::string out = run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK", "_NET_CLIENT_LIST",
+                                   "_NET_ACTIVE_WINDOW"});
+            return out.find("_NET_SUPPORTING_WM_CHECK(WINDOW)") != std::string::npos &&
+                   (out.find("_NET_CLIENT_LIST(WINDOW)") != std::string::npos ||
+                    out.find("_NET_ACTIVE_WINDOW(WINDOW)") != std::string::npos);
+        },
+        std::chrono::seconds(60));
     if (!up)
-        error_ = "openbox did not start";
+        error_ = name + " did not start";
     return up;
 }
 

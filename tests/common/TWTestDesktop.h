@@ -1,4 +1,5 @@
-// A private X11 desktop for one test program: Xvfb on its own display, openbox, a temporary home
+// A private X11 desktop for one test program: Xvfb on its own display, a window manager (openbox
+// unless told otherwise), a temporary home
 // with XDG directories (pcmanfm as the default file manager), spawned clients, and observers
 // (xprop, wmctrl) that report what the window manager did. Everything ends with the object.
 #pragma once
@@ -20,7 +21,8 @@ class TWTestDesktop {
   public:
     // Starts the server and the window manager and points DISPLAY, HOME and the XDG variables of
     // this process at them. ok() tells whether that worked; error() says why not.
-    TWTestDesktop();
+    // `windowManager`: openbox, xfwm4, kwin_x11, mutter, metacity, marco, icewm, fluxbox or i3.
+    explicit TWTestDesktop(const std::string& windowManager = "openbox");
     ~TWTestDesktop();
     TWTestDesktop(const TWTestDesktop&) = delete;
     TWTestDesktop& operator=(const TWTestDesktop&) = delete;
@@ -63,7 +65,7 @@ class TWTestDesktop {
 
   private:
     bool startServer();
-    bool startWindowManager();
+    bool startWindowManager(const std::string& name);
     void killStrays();
     std::string error_;
     std::string display_;

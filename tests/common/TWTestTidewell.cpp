@@ -148,32 +148,55 @@ std::vector<std::string> TWTestTidewell::status() const {
     return lines;
 }
 
-std::string TWTestTidewell::request(const std::string& message) {
-    const std::string path = runtimeDirectory() + "/instance.sock";
+namespace {
+// A connection to the running instance with `message` sent on it; -1 on failure.
+int sendRequest(const std::string& path, const std::string& message) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path)
-        return {};
+        return -1;
     std::memcpy(address.sun_path, path.c_str(), path.size());
     int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
-        return {};
+        return -1;
     timeval timeout{5, 0};
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-    std::string reply;
     // One frame each way: four bytes of length, big-endian, then the bytes.
     const uint32_t length = htonl(uint32_t(message.size()));
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        sendAll(fd, std::string(reinterpret_cast<const char*>(&length), 4) + message)) {
-        uint32_t replyLength = 0;
-        if (receiveAll(fd, reinterpret_cast<char*>(&replyLength), 4)) {
-            reply.resize(ntohl(replyLength));
-            if (!receiveAll(fd, reply.data(), reply.size()))
-                reply.clear();
-        }
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        !sendAll(fd, std::string(reinterpret_cast<const char*>(&length), 4) + message)) {
+        ::close(fd);
+        return -1;
     }
-    ::close(fd);
+    return fd;
+}
+
+std::string receiveReply(int fd) {
+    std::string reply;
+    uint32_t replyLength = 0;
+    if (fd >= 0 && receiveAll(fd, reinterpret_cast<char*>(&replyLength), 4)) {
+        reply.resize(ntohl(replyLength));
+        if (!receiveAll(fd, reply.data(), reply.size()))
+            reply.clear();
+    }
+    if (fd >= 0)
+        ::close(fd);
     return reply;
+}
+} // namespace
+
+std::string TWTestTidewell::request(const std::string& message) {
+    return receiveReply(sendRequest(runtimeDirectory() + "/instance.sock", message));
+}
+
+std::vector<std::string> TWTestTidewell::requestsAtOnce(const std::vector<std::string>& messages) {
+    std::vector<int> fds;
+    for (const auto& message : messages)
+        fds.push_back(sendRequest(runtimeDirectory() + "/instance.sock", message));
+    std::vector<std::string> replies;
+    for (int fd : fds)
+        replies.push_back(receiveReply(fd));
+    return replies;
 }
 
 std::string TWTestTidewell::log() const {

@@ -37,6 +37,9 @@ class TWTestTidewell {
     std::vector<std::string> status() const;
     // Sends one raw request to the running instance on its socket; its reply, empty on failure.
     static std::string request(const std::string& message);
+    // Sends each message on a connection of its own, all before any reply is read, then reads
+    // the replies (in order; empty for a failed one).
+    static std::vector<std::string> requestsAtOnce(const std::vector<std::string>& messages);
     // What the instance logged so far.
     std::string log() const;
 

@@ -104,6 +104,8 @@ class TWCommonX11Test : public TWTestDesktopSuite {
     }
     bool visible(unsigned long w) { return !desktop_->isIconic(w); }
     void set(const char* key, bool value) { shared_->setBool(value, key); }
+    // Follows the window manager's answers as the application's event loop would.
+    void settle() { EXPECT_TRUE(x11_->x11Workspace().settle(std::chrono::seconds(15))); }
     void pumpUntil(const std::function<bool()>& condition) {
         EXPECT_TRUE(TWTestDesktop::waitFor([&] {
             pollfd pfd{x11_->eventFileDescriptor(), POLLIN, 0};
@@ -139,6 +141,8 @@ TEST_F(TWCommonX11Test, HideOthersThenShowAllRestoresWhatItHidAndTheAppInFront) 
     pumpUntil([&] { return tw.currentActiveBundleID() == std::optional<std::string>("Beta"); });
 
     tw.showFinderHideOthers();
+
+    settle();
     EXPECT_TRUE(becomesIconic(a));
     EXPECT_TRUE(becomesIconic(b));
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == win(fm); }));
@@ -146,8 +150,16 @@ TEST_F(TWCommonX11Test, HideOthersThenShowAllRestoresWhatItHidAndTheAppInFront) 
     EXPECT_TRUE(visible(win(kept)));
     EXPECT_TRUE(visible(win(tray)));
 
+    // The file manager brought forward is a front switch like any other: it is what show-all
+    // brings back (the event may come in during the settling above or only now).
+    pumpUntil([&] { return tw.currentActiveBundleID() == std::optional<std::string>("pcmanfm"); });
+    TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(win(kept))});
+    pumpUntil([&] { return tw.currentActiveBundleID() == std::optional<std::string>("Kept"); });
+
     tw.showAll();
-    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == win(b); }));
+
+    settle();
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == win(kept); }));
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(a, 0)); }));
     x11_->sync();
     EXPECT_TRUE(desktop_->isIconic(win(a, 1))) << "the user's minimized window stays minimized";
@@ -162,24 +174,47 @@ TEST_F(TWCommonX11Test, FileManagerHiddenCollapsedOrClosedAsTheSettingsSay) {
     set(TWShowFinderKey, false);
     set(TWMinimizeKey, false);
     common().showFinderHideOthers();
+    settle();
     EXPECT_TRUE(becomesIconic(fm));
     EXPECT_TRUE(becomesIconic(a));
     EXPECT_TRUE(desktop_->hasHiddenMark(win(fm, 0)));
     common().showAll();
+    settle();
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(fm, 0)) && visible(win(fm, 1)); }));
 
     // "Minimize": collapsed, without a mark, so show-all leaves them minimized.
     set(TWShowFinderKey, true);
     set(TWMinimizeKey, true);
     common().showFinderHideOthers();
+    settle();
     EXPECT_TRUE(becomesIconic(fm));
     EXPECT_FALSE(desktop_->hasHiddenMark(win(fm, 0)));
     EXPECT_FALSE(desktop_->hasHiddenMark(win(fm, 1)));
     common().showAll();
+    settle();
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(a)); }));
     x11_->sync();
     EXPECT_TRUE(desktop_->isIconic(win(fm, 0)));
     EXPECT_TRUE(desktop_->isIconic(win(fm, 1)));
+
+    // "ShowFinder" NO with "Minimize": hidden first, then collapsed; collapsing wins, so the
+    // windows stay minimized after show-all.
+    for (size_t i = 0; i < 2; ++i)
+        TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(win(fm, i))});
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(fm, 0)) && visible(win(fm, 1)); }));
+    set(TWShowFinderKey, false);
+    common().showFinderHideOthers();
+    settle();
+    EXPECT_TRUE(becomesIconic(fm));
+    EXPECT_FALSE(desktop_->hasHiddenMark(win(fm, 0)));
+    EXPECT_FALSE(desktop_->hasHiddenMark(win(fm, 1)));
+    common().showAll();
+    settle();
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return visible(win(a)); }));
+    x11_->sync();
+    EXPECT_TRUE(desktop_->isIconic(win(fm, 0)));
+    EXPECT_TRUE(desktop_->isIconic(win(fm, 1)));
+    set(TWShowFinderKey, true);
 
     // "CloseAllFinder" with "ShowWindow": every window closed, then one new window (from a new
     // file-manager process when the old one ended with its last window).
@@ -187,6 +222,7 @@ TEST_F(TWCommonX11Test, FileManagerHiddenCollapsedOrClosedAsTheSettingsSay) {
     set(TWCloseAllFinderKey, true);
     set(TWShowWindowKey, true);
     common().showFinderHideOthers();
+    settle();
     EXPECT_TRUE(TWTestDesktop::waitFor([&] {
         auto now = desktop_->windowsOfProgram("pcmanfm");
         // The closed windows were collapsed; the new one shows (its ID may be reused).
@@ -217,6 +253,8 @@ TEST_F(TWCommonX11Test, MenuToggleHidesAndShowsAndTwoInstancesAreBothHidden) {
     EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == win(first); }));
 
     common().showFinderHideOthers();
+
+    settle();
     EXPECT_TRUE(becomesIconic(first));
     EXPECT_TRUE(becomesIconic(second));
     EXPECT_TRUE(becomesIconic(other));

@@ -1,13 +1,18 @@
 // A tiny X client for the desktop tests and the benchmark: shows windows with exactly the
 // properties a case needs (class, pid, taskbar hints, window type, transients) and closes them
-// when the window manager asks.
+// when the window manager asks. SIGUSR1 withdraws every window (ICCCM: unmap plus a synthetic
+// UnmapNotify, which reaches the window manager even for a minimized window), SIGUSR2 maps them
+// again.
 #include "TWXcbAtom.h"
 #include <xcb/xcb.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <poll.h>
 #include <set>
 #include <string>
+#include <sys/signalfd.h>
 #include <unistd.h>
 #include <vector>
 
@@ -124,19 +129,49 @@ int main(int argc, char** argv) {
         open.insert(w);
     }
     xcb_flush(c);
-    while (xcb_generic_event_t* e = xcb_wait_for_event(c)) {
-        uint8_t t = e->response_type & 0x7f;
-        if (t == XCB_CLIENT_MESSAGE) {
-            auto* m = reinterpret_cast<xcb_client_message_event_t*>(e);
-            if (m->type == protocols && m->data.data32[0] == deleteWindow) {
-                xcb_destroy_window(c, m->window);
-                open.erase(m->window);
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    sigaddset(&signals, SIGUSR2);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const int signalFd = signalfd(-1, &signals, SFD_CLOEXEC);
+    while (!open.empty() && !xcb_connection_has_error(c)) {
+        pollfd fds[2] = {{xcb_get_file_descriptor(c), POLLIN, 0}, {signalFd, POLLIN, 0}};
+        if (poll(fds, 2, -1) < 0)
+            continue;
+        if (fds[1].revents & POLLIN) {
+            signalfd_siginfo info{};
+            if (read(signalFd, &info, sizeof info) == sizeof info) {
+                for (xcb_window_t w : open) {
+                    if (info.ssi_signo == SIGUSR2) {
+                        xcb_map_window(c, w);
+                        continue;
+                    }
+                    xcb_unmap_window(c, w);
+                    xcb_unmap_notify_event_t unmap{};
+                    unmap.response_type = XCB_UNMAP_NOTIFY;
+                    unmap.event = screen->root;
+                    unmap.window = w;
+                    xcb_send_event(c, 0, screen->root,
+                                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT |
+                                       XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                                   reinterpret_cast<const char*>(&unmap));
+                }
                 xcb_flush(c);
             }
         }
-        std::free(e);
-        if (open.empty())
-            break;
+        while (xcb_generic_event_t* e = xcb_poll_for_event(c)) {
+            uint8_t t = e->response_type & 0x7f;
+            if (t == XCB_CLIENT_MESSAGE) {
+                auto* m = reinterpret_cast<xcb_client_message_event_t*>(e);
+                if (m->type == protocols && m->data.data32[0] == deleteWindow) {
+                    xcb_destroy_window(c, m->window);
+                    open.erase(m->window);
+                    xcb_flush(c);
+                }
+            }
+            std::free(e);
+        }
     }
     xcb_disconnect(c);
     return 0;

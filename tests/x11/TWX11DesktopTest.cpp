@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -64,7 +66,9 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
     pid_t beta = client({"--class", "beta,Beta"}, 2);
     pid_t delta = client({"--class", "delta,DeltaApp"});
     pid_t epsilon = client({"--class", "eps,Epsilon"});
+    // A toolkit's application ID counts only when an entry has that ID.
     pid_t gtk = client({"--class", "gtk,Gtk", "--gtk-id", "org.example.GtkApp"});
+    pid_t gtkNamed = client({"--class", "gtk2,Gtk2", "--gtk-id", "epsilon"});
     pid_t skipper = client({"--class", "skip,Skip", "--skip-taskbar"});
     pid_t utility = client({"--class", "util,Util", "--type", "utility"});
     pid_t nameless = client({"--no-class", "--no-pid", "--title", "no class at all"});
@@ -78,8 +82,8 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
                                [&](const auto& a) { return a.processIdentifier == pid; });
         return it == apps.end() ? -1 : static_cast<int>(it - apps.begin());
     };
-    std::vector<pid_t> launched{alpha,   beta,    delta,    epsilon, gtk,
-                                skipper, utility, nameless, xterm};
+    std::vector<pid_t> launched{alpha,    beta,    delta,   epsilon,  gtk,
+                                gtkNamed, skipper, utility, nameless, xterm};
     for (size_t i = 0; i < launched.size(); ++i) {
         ASSERT_GE(indexOf(launched[i]), 0) << "client " << i << " not listed";
         if (i > 0) {
@@ -96,7 +100,8 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
     EXPECT_EQ(app(delta).bundleIdentifier, "org.example.Delta");
     EXPECT_EQ(app(delta).localizedName, "Delta Viewer");
     EXPECT_EQ(app(epsilon).bundleIdentifier, "epsilon");
-    EXPECT_EQ(app(gtk).bundleIdentifier, "org.example.GtkApp");
+    EXPECT_EQ(app(gtk).bundleIdentifier, "Gtk");
+    EXPECT_EQ(app(gtkNamed).bundleIdentifier, "epsilon");
     EXPECT_EQ(app(xterm).bundleIdentifier, "debian-xterm");
     EXPECT_EQ(app(xterm).localizedName, "XTerm");
     EXPECT_FALSE(app(nameless).bundleIdentifier.has_value());
@@ -109,6 +114,18 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
     for (const auto& a : apps)
         EXPECT_FALSE(a.hidden) << a.localizedName;
     EXPECT_EQ(std::count_if(apps.begin(), apps.end(), [](const auto& a) { return a.active; }), 1);
+}
+
+TEST_F(TWX11DesktopTest, AnApplicationInstalledOrRemovedWhileRunningChangesItsIdentity) {
+    pid_t zeta = client({"--class", "zeta,Zeta"});
+    EXPECT_EQ(appWithPid(zeta)->bundleIdentifier, "Zeta");
+    desktop_->writeDesktopEntry("org.example.Zeta", "[Desktop Entry]\nType=Application\n"
+                                                    "Name=Zeta Editor\nExec=zeta\n"
+                                                    "StartupWMClass=Zeta\n");
+    EXPECT_EQ(appWithPid(zeta)->bundleIdentifier, "org.example.Zeta");
+    EXPECT_EQ(appWithPid(zeta)->localizedName, "Zeta Editor");
+    std::remove((desktop_->dataHome() + "/applications/org.example.Zeta.desktop").c_str());
+    EXPECT_EQ(appWithPid(zeta)->bundleIdentifier, "Zeta");
 }
 
 TEST_F(TWX11DesktopTest, DesktopAndDockWindowsNeverMakeAnApplicationRegular) {
@@ -156,11 +173,64 @@ TEST_F(TWX11DesktopTest, HideMarksOnlyWhatItMinimizesAndUnhideRestoresOnlyThat) 
     EXPECT_TRUE(seen->hidden);
     other->workspace().unhide(*seen);
     other->workspace().flush();
-    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return !desktop_->isIconic(wins[0]); }));
+    EXPECT_TRUE(desktop_->hasHiddenMark(wins[0])) << "the mark stays until the window is back";
+    ASSERT_TRUE(other->x11Workspace().settle(std::chrono::seconds(10)));
+    EXPECT_FALSE(desktop_->isIconic(wins[0]));
     EXPECT_FALSE(desktop_->hasHiddenMark(wins[0]));
     other->sync();
     EXPECT_TRUE(desktop_->isIconic(wins[1])) << "the user's minimized window stays minimized";
     EXPECT_FALSE(appWithPid(pid)->hidden);
+}
+
+TEST_F(TWX11DesktopTest, AWindowWithdrawnWhileHiddenLeavesNoMarkAndIsHiddenAgainLater) {
+    pid_t pid = client({"--class", "away,Away"});
+    ASSERT_EQ(windowsOf(pid).size(), 1u);
+    const unsigned long w = windowsOf(pid)[0];
+    auto& workspace = x11_->x11Workspace();
+    auto hideAndSettle = [&](TWX11Desktop& backend) {
+        for (const auto& app : backend.workspace().runningApplications())
+            if (app.processIdentifier == pid)
+                backend.workspace().hide(app);
+        ASSERT_TRUE(backend.x11Workspace().settle(std::chrono::seconds(15)));
+        ASSERT_TRUE(desktop_->isIconic(w));
+        ASSERT_TRUE(desktop_->hasHiddenMark(w));
+    };
+    auto withdrawAndShowAgain = [&](const std::function<void()>& whileWithdrawn) {
+        kill(pid, SIGUSR1);
+        ASSERT_TRUE(TWTestDesktop::waitFor([&] { return windowsOf(pid).empty(); }));
+        whileWithdrawn();
+        kill(pid, SIGUSR2);
+        ASSERT_TRUE(TWTestDesktop::waitFor(
+            [&] { return windowsOf(pid).size() == 1 && !desktop_->isIconic(w); }));
+    };
+
+    // Followed by the running backend: the mark goes with the hidden state, while the window is
+    // still withdrawn.
+    hideAndSettle(*x11_);
+    withdrawAndShowAgain([&] {
+        EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+            x11_->dispatchPendingEvents();
+            return !desktop_->hasHiddenMark(w);
+        }));
+    });
+    x11_->dispatchPendingEvents();
+    EXPECT_FALSE(desktop_->hasHiddenMark(w));
+    hideAndSettle(*x11_);
+    workspace.unhide(*appWithPid(pid));
+    ASSERT_TRUE(workspace.settle(std::chrono::seconds(15)));
+
+    // Hidden by a process that has ended: the window comes back marked, and the next hide still
+    // hides it, the next show-all clears the mark.
+    {
+        auto other = TWX11Desktop::open();
+        hideAndSettle(*other);
+    }
+    withdrawAndShowAgain([] {});
+    hideAndSettle(*x11_);
+    workspace.unhide(*appWithPid(pid));
+    ASSERT_TRUE(workspace.settle(std::chrono::seconds(15)));
+    EXPECT_FALSE(desktop_->isIconic(w));
+    EXPECT_FALSE(desktop_->hasHiddenMark(w));
 }
 
 TEST_F(TWX11DesktopTest, ActivateBringsAHiddenApplicationBackAndGivesItTheFocus) {
@@ -177,6 +247,7 @@ TEST_F(TWX11DesktopTest, ActivateBringsAHiddenApplicationBackAndGivesItTheFocus)
     x11_->workspace().activateWithOptions(*appWithPid(first),
                                           TWApplicationActivateIgnoringOtherApps);
     x11_->workspace().flush();
+    ASSERT_TRUE(x11_->x11Workspace().settle(std::chrono::seconds(10)));
     ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == firstWin; }));
     EXPECT_FALSE(desktop_->isIconic(firstWin));
     EXPECT_FALSE(desktop_->hasHiddenMark(firstWin));
@@ -354,6 +425,8 @@ TEST_F(TWX11DesktopTest, FileManagerWindowsAreListedCollapsedClosedAndOpened) {
 TEST_F(TWX11DesktopTest, FileManagerWindowListingsFollowStatesAndIdentityWithoutFullSnapshots) {
     desktop_->writeDesktopEntry("fmtest", "[Desktop Entry]\nType=Application\nName=FM Test\n"
                                           "Exec=fmtest\n");
+    desktop_->writeDesktopEntry("bystander", "[Desktop Entry]\nType=Application\nName=By\n"
+                                             "Exec=bystander\nStartupWMClass=bystander\n");
     x11_ = TWX11Desktop::open();
     pid_t fm = client({"--class", "fmtest,Fmtest"}, 2);
     client({"--class", "bystander,Bystander"});

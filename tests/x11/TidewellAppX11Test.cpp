@@ -159,8 +159,9 @@ TEST_F(TidewellAppX11Test, ASecondStartHidesTheOthersAndShowAllBringsThemBack) {
 
 TEST_F(TidewellAppX11Test, ShowAllBringsBackTheApplicationThatWasInFront) {
     // With "ShowFinder" off the hide brings nothing forward, so the last switch the user made
-    // is the one recorded.
-    tidewell_->writeSharedSettings({{"ShowFinder", false}});
+    // is the one recorded. "Minimize" off: the file manager is hidden like the others (with it
+    // on, its windows would be collapsed and stay minimized).
+    tidewell_->writeSharedSettings({{"ShowFinder", false}, {"Minimize", false}});
     // The user switches from the file manager to xterm.
     ASSERT_TRUE(bringToFront(windowOf("pcmanfm"), "pcmanfm")) << "recorded: " << recordedFront();
     const unsigned long xterm = windowOf("xterm");

@@ -12,7 +12,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
-#include <thread>
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
 
 namespace {
 
@@ -112,6 +114,18 @@ std::unique_ptr<TWX11Connection> TWX11Connection::open(const std::string& displa
     const xcb_query_extension_reply_t* res = xcb_get_extension_data(c, &xcb_res_id);
     self->haveRes_ = res && res->present;
     xcb_flush(c);
+    // One descriptor for the event loop: the X connection and our wake-up timer.
+    self->timer_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+    self->epoll_ = epoll_create1(EPOLL_CLOEXEC);
+    if (self->epoll_ >= 0) {
+        for (int fd : {xcb_get_file_descriptor(c), self->timer_}) {
+            epoll_event ev{};
+            ev.events = EPOLLIN;
+            ev.data.fd = fd;
+            if (fd >= 0)
+                epoll_ctl(self->epoll_, EPOLL_CTL_ADD, fd, &ev);
+        }
+    }
     return self;
 }
 
@@ -124,6 +138,10 @@ TWX11Connection::~TWX11Connection() {
             xcb_ewmh_connection_wipe(&ewmh_);
         xcb_disconnect(conn_);
     }
+    if (epoll_ >= 0)
+        ::close(epoll_);
+    if (timer_ >= 0)
+        ::close(timer_);
 }
 
 bool TWX11Connection::hasError() const {
@@ -141,7 +159,42 @@ bool TWX11Connection::broken() {
 }
 
 int TWX11Connection::fileDescriptor() const {
-    return conn_ ? xcb_get_file_descriptor(conn_) : -1;
+    if (!conn_)
+        return -1;
+    return epoll_ >= 0 ? epoll_ : xcb_get_file_descriptor(conn_);
+}
+
+void TWX11Connection::wakeUpAt(std::optional<std::chrono::steady_clock::time_point> when) {
+    if (timer_ < 0)
+        return;
+    itimerspec spec{};
+    if (when) {
+        auto ns =
+            std::chrono::duration_cast<std::chrono::nanoseconds>(when->time_since_epoch()).count();
+        if (ns <= 0)
+            ns = 1;
+        spec.it_value.tv_sec = static_cast<time_t>(ns / 1000000000);
+        spec.it_value.tv_nsec = static_cast<long>(ns % 1000000000);
+    }
+    timerfd_settime(timer_, TFD_TIMER_ABSTIME, &spec, nullptr);
+}
+
+void TWX11Connection::waitForEvents(std::chrono::steady_clock::time_point until) {
+    if (!conn_ || broken())
+        return;
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        until - std::chrono::steady_clock::now());
+    if (left.count() <= 0)
+        return;
+    // Events read along with replies wait in xcb's queue, where no descriptor announces them.
+    if (!deferred_.empty())
+        return;
+    if (xcb_generic_event_t* e = xcb_poll_for_queued_event(conn_)) {
+        deferred_.push_back(e);
+        return;
+    }
+    pollfd pfd{fileDescriptor(), POLLIN, 0};
+    poll(&pfd, 1, static_cast<int>(std::min<long long>(left.count() + 1, 1000)));
 }
 
 TWX11Snapshot TWX11Connection::snapshot() {
@@ -149,6 +202,7 @@ TWX11Snapshot TWX11Connection::snapshot() {
     if (broken())
         return snap;
     xcb_connection_t* c = conn_;
+    requestTimestamp();
     auto clientsCookie =
         xcb_get_property(c, 0, root_, ewmh_._NET_CLIENT_LIST, XCB_ATOM_WINDOW, 0, 1 << 16);
     auto stackingCookie =
@@ -175,6 +229,8 @@ TWX11Snapshot TWX11Connection::snapshot() {
     if (broken())
         return TWX11Snapshot{};
     snap.windows = std::move(found);
+    // Its event came before the replies that were just read.
+    snap.time = takeTimestamp(std::chrono::milliseconds(200));
     return snap;
 }
 
@@ -185,8 +241,9 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
     // Every request for every window goes out before the first reply is read. The process ID
     // from the X-Resource extension and the legacy WM_NAME are needed only for the few windows
     // without _NET_WM_PID or _NET_WM_NAME: they follow in a second batch, for those alone.
-    enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Count };
+    enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Hints, Count };
     std::vector<std::array<xcb_get_property_cookie_t, Count>> pending(ids.size());
+    std::vector<xcb_get_window_attributes_cookie_t> attributes(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
         const xcb_window_t w = ids[i];
         auto& p = pending[i];
@@ -196,10 +253,12 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
         p[State] = xcb_get_property(c, 0, w, ewmh_._NET_WM_STATE, XCB_ATOM_ATOM, 0, 32);
         p[Transient] = xcb_get_property(c, 0, w, XCB_ATOM_WM_TRANSIENT_FOR, XCB_ATOM_WINDOW, 0, 1);
         p[WMState] = xcb_get_property(c, 0, w, atomWMState_, atomWMState_, 0, 2);
-        p[Mark] = xcb_get_property(c, 0, w, atomHiddenMark_, XCB_ATOM_CARDINAL, 0, 1);
+        p[Mark] = xcb_get_property(c, 0, w, atomHiddenMark_, XCB_ATOM_CARDINAL, 0, 2);
         p[Kde] = xcb_get_property(c, 0, w, atomKdeDesktopFile_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         p[Gtk] = xcb_get_property(c, 0, w, atomGtkAppID_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         p[NetName] = xcb_get_property(c, 0, w, ewmh_._NET_WM_NAME, ewmh_.UTF8_STRING, 0, 256);
+        p[Hints] = xcb_get_property(c, 0, w, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 0, 9);
+        attributes[i] = xcb_get_window_attributes(c, w);
     }
     // Read only once every window request is out, so that the whole batch is one round trip.
     const std::vector<uint32_t> order = stackingOrder();
@@ -209,6 +268,11 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
         Reply r[Count];
         for (int k = 0; k < Count; ++k)
             collect(c, pending[i][k], r[k]);
+        xcb_generic_error_t* attributesError = nullptr;
+        auto* attrs = xcb_get_window_attributes_reply(c, attributes[i], &attributesError);
+        const bool mapped = attrs && attrs->map_state != XCB_MAP_STATE_UNMAPPED;
+        std::free(attrs);
+        std::free(attributesError);
         bool gone = false;
         for (auto& one : r)
             gone = gone || one.windowGone;
@@ -236,8 +300,16 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
         }
         if (auto s = propertyWords(r[WMState].reply); !s.empty())
             w.iconic = s[0] == XCB_ICCCM_WM_STATE_ICONIC;
-        if (auto m = propertyWords(r[Mark].reply); !m.empty())
+        if (auto m = propertyWords(r[Mark].reply); !m.empty()) {
             w.mark = m[0];
+            if (m.size() > 1)
+                w.markTime = m[1];
+        }
+        w.mapped = mapped;
+        // WM_HINTS: flags, input, initial_state, icon_pixmap, icon_window, icon_x, icon_y,
+        // icon_mask, window_group; the group is set when flags has WindowGroupHint (1 << 6).
+        if (auto h = propertyWords(r[Hints].reply); h.size() >= 9 && (h[0] & (1u << 6)))
+            w.groupLeader = h[8];
         w.kdeDesktopFile = propertyString(r[Kde].reply);
         w.gtkApplicationID = propertyString(r[Gtk].reply);
         w.title = propertyString(r[NetName].reply);
@@ -333,6 +405,15 @@ void TWX11Connection::iconify(xcb_window_t window) {
                    reinterpret_cast<const char*>(&ev));
 }
 
+void TWX11Connection::restore(xcb_window_t window, bool mapped) {
+    if (!mapped) {
+        deiconify(window);
+        return;
+    }
+    xcb_ewmh_request_change_active_window(&ewmh_, 0, window, XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER,
+                                          serverTime(), XCB_NONE);
+}
+
 void TWX11Connection::deiconify(xcb_window_t window) {
     // Mapping an iconic window asks the window manager (through MapRequest) to restore it.
     xcb_map_window(conn_, window);
@@ -342,35 +423,6 @@ void TWX11Connection::activate(xcb_window_t window, xcb_window_t currentlyActive
     xcb_ewmh_request_change_active_window(const_cast<xcb_ewmh_connection_t*>(&ewmh_), 0, window,
                                           XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, serverTime(),
                                           currentlyActive);
-}
-
-bool TWX11Connection::waitUntilRestored(const std::vector<xcb_window_t>& windows,
-                                        std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    std::vector<xcb_window_t> pending = windows;
-    while (!pending.empty() && !broken()) {
-        // One batch per pass: every window's WM_STATE asked for at once.
-        std::vector<xcb_get_property_cookie_t> cookies;
-        cookies.reserve(pending.size());
-        for (xcb_window_t w : pending)
-            cookies.push_back(xcb_get_property(conn_, 0, w, atomWMState_, atomWMState_, 0, 2));
-        ++counts_.roundTrips;
-        std::vector<xcb_window_t> stillIconic;
-        for (std::size_t i = 0; i < pending.size(); ++i) {
-            Reply r;
-            collect(conn_, cookies[i], r);
-            const std::vector<uint32_t> state = propertyWords(r.reply);
-            if (!r.windowGone && !state.empty() && state[0] != XCB_ICCCM_WM_STATE_NORMAL)
-                stillIconic.push_back(pending[i]);
-        }
-        pending = std::move(stillIconic);
-        if (pending.empty())
-            break;
-        if (std::chrono::steady_clock::now() >= deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return pending.empty();
 }
 
 xcb_window_t TWX11Connection::activeWindowNow() {
@@ -384,26 +436,57 @@ xcb_window_t TWX11Connection::activeWindowNow() {
     return words.empty() ? XCB_NONE : words[0];
 }
 
-bool TWX11Connection::waitUntilActive(xcb_window_t window, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!broken()) {
-        if (activeWindowNow() == window)
-            return true;
-        if (std::chrono::steady_clock::now() >= deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return false;
-}
-
 void TWX11Connection::close(xcb_window_t window) {
     xcb_ewmh_request_close_window(&ewmh_, 0, window, serverTime(),
                                   XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
 }
 
-void TWX11Connection::setMark(xcb_window_t window, uint32_t stackingIndex) {
+void TWX11Connection::setMark(xcb_window_t window, uint32_t stackingIndex, xcb_timestamp_t time) {
+    const uint32_t words[2] = {stackingIndex, time};
     xcb_change_property(conn_, XCB_PROP_MODE_REPLACE, window, atomHiddenMark_, XCB_ATOM_CARDINAL,
-                        32, 1, &stackingIndex);
+                        32, 2, words);
+}
+
+void TWX11Connection::watch(xcb_window_t window) {
+    if (broken() || !watched_.insert(window).second)
+        return;
+    const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(conn_, window, XCB_CW_EVENT_MASK, &mask);
+}
+
+std::vector<TWX11WindowState> TWX11Connection::states(const std::vector<xcb_window_t>& windows) {
+    std::vector<TWX11WindowState> out(windows.size());
+    if (windows.empty() || broken())
+        return out;
+    struct Cookies {
+        xcb_get_property_cookie_t state, mark;
+        xcb_get_window_attributes_cookie_t attributes;
+    };
+    std::vector<Cookies> cookies;
+    cookies.reserve(windows.size());
+    for (xcb_window_t w : windows)
+        cookies.push_back({xcb_get_property(conn_, 0, w, atomWMState_, atomWMState_, 0, 2),
+                           xcb_get_property(conn_, 0, w, atomHiddenMark_, XCB_ATOM_CARDINAL, 0, 2),
+                           xcb_get_window_attributes(conn_, w)});
+    ++counts_.roundTrips;
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+        Reply state, mark;
+        collect(conn_, cookies[i].state, state);
+        collect(conn_, cookies[i].mark, mark);
+        xcb_generic_error_t* error = nullptr;
+        auto* attrs = xcb_get_window_attributes_reply(conn_, cookies[i].attributes, &error);
+        auto& s = out[i];
+        s.exists = attrs && !state.windowGone;
+        s.mapped = attrs && attrs->map_state != XCB_MAP_STATE_UNMAPPED;
+        const std::vector<uint32_t> words = propertyWords(state.reply);
+        s.managed = !words.empty() && (words[0] == XCB_ICCCM_WM_STATE_NORMAL ||
+                                       words[0] == XCB_ICCCM_WM_STATE_ICONIC);
+        s.iconic = !words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC;
+        s.marked = !propertyWords(mark.reply).empty();
+        std::free(attrs);
+        std::free(error);
+    }
+    return out;
 }
 
 void TWX11Connection::removeMark(xcb_window_t window) {
@@ -420,13 +503,21 @@ void TWX11Connection::flush() {
 xcb_timestamp_t TWX11Connection::serverTime() {
     if (lastTime_ != XCB_CURRENT_TIME || broken())
         return lastTime_;
+    requestTimestamp();
+    xcb_flush(conn_);
+    ++counts_.roundTrips;
+    return takeTimestamp(std::chrono::milliseconds(200));
+}
+
+void TWX11Connection::requestTimestamp() {
     // A zero-length append changes nothing but makes the server report the time.
     xcb_change_property(conn_, XCB_PROP_MODE_APPEND, ownWindow_, atomTimestamp_, XCB_ATOM_STRING, 8,
                         0, nullptr);
-    xcb_flush(conn_);
-    ++counts_.roundTrips;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (std::chrono::steady_clock::now() < deadline) {
+}
+
+xcb_timestamp_t TWX11Connection::takeTimestamp(std::chrono::milliseconds wait) {
+    const auto deadline = std::chrono::steady_clock::now() + wait;
+    while (!broken()) {
         while (xcb_generic_event_t* e = xcb_poll_for_event(conn_)) {
             if ((e->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
                 auto* p = reinterpret_cast<xcb_property_notify_event_t*>(e);
@@ -438,17 +529,26 @@ xcb_timestamp_t TWX11Connection::serverTime() {
             }
             deferred_.push_back(e); // handled at the next dispatch, in order
         }
-        if (broken())
-            return XCB_CURRENT_TIME;
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0)
+            break;
         pollfd pfd{xcb_get_file_descriptor(conn_), POLLIN, 0};
-        poll(&pfd, 1, 50);
+        poll(&pfd, 1, static_cast<int>(left.count()));
     }
-    TWLog("TWX11Desktop: the X server did not report a timestamp; using the current time");
+    if (!broken())
+        TWLog("TWX11Desktop: the X server did not report a timestamp in time; using the current "
+              "time");
     return XCB_CURRENT_TIME;
 }
 
 void TWX11Connection::setActiveWindowChangeHandler(std::function<void()> handler) {
     activeWindowChanged_ = std::move(handler);
+}
+
+void TWX11Connection::setWindowChangeHandler(
+    std::function<void(const std::vector<xcb_window_t>&, bool)> handler) {
+    windowsChanged_ = std::move(handler);
 }
 
 void TWX11Connection::handleEvent(xcb_generic_event_t* event) {
@@ -474,13 +574,32 @@ void TWX11Connection::dispatchEvents() {
         deferred_.clear();
         return;
     }
-    bool activeChanged = false;
+    bool activeChanged = false, clientList = false;
+    std::set<xcb_window_t> changed;
     auto take = [&](xcb_generic_event_t* e) {
-        if ((e->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
+        switch (e->response_type & 0x7f) {
+        case XCB_PROPERTY_NOTIFY: {
             auto* p = reinterpret_cast<xcb_property_notify_event_t*>(e);
-            if (p->window == root_ && p->atom == ewmh_._NET_ACTIVE_WINDOW)
-                activeChanged = true;
-        } else {
+            if (p->window == root_) {
+                activeChanged = activeChanged || p->atom == ewmh_._NET_ACTIVE_WINDOW;
+                clientList = clientList || p->atom == ewmh_._NET_CLIENT_LIST;
+            } else if ((p->atom == atomWMState_ || p->atom == atomHiddenMark_) &&
+                       watched_.count(p->window)) {
+                changed.insert(p->window);
+            }
+            break;
+        }
+        case XCB_UNMAP_NOTIFY:
+            if (auto* u = reinterpret_cast<xcb_unmap_notify_event_t*>(e); watched_.count(u->window))
+                changed.insert(u->window);
+            break;
+        case XCB_DESTROY_NOTIFY: {
+            auto* d = reinterpret_cast<xcb_destroy_notify_event_t*>(e);
+            if (watched_.erase(d->window))
+                changed.insert(d->window);
+            break;
+        }
+        default:
             handleEvent(e);
         }
         std::free(e);
@@ -492,9 +611,24 @@ void TWX11Connection::dispatchEvents() {
     while (xcb_generic_event_t* e = xcb_poll_for_event(conn_))
         take(e);
     reportVanishedWindows();
+    // A due wake-up counts as a change with nothing in particular changed.
+    uint64_t expirations = 0;
+    const bool woken = timer_ >= 0 && read(timer_, &expirations, sizeof expirations) > 0;
+    if ((woken || clientList || activeChanged || !changed.empty()) && windowsChanged_)
+        windowsChanged_(std::vector<xcb_window_t>(changed.begin(), changed.end()), clientList);
     // Several changes in one batch are one switch: the handler looks at the state as it is now.
     if (activeChanged && activeWindowChanged_)
         activeWindowChanged_();
+    // The handlers' round trips can read further events into xcb's queue, where no readable
+    // descriptor would announce them: they are handled now, a few rounds at most.
+    if (dispatchDepth_ < 4) {
+        if (xcb_generic_event_t* e = xcb_poll_for_queued_event(conn_)) {
+            deferred_.push_back(e);
+            ++dispatchDepth_;
+            dispatchEvents();
+            --dispatchDepth_;
+        }
+    }
 }
 
 void TWX11Connection::sync() {

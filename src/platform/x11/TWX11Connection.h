@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,14 +27,28 @@ struct TWX11Window {
     std::vector<xcb_atom_t> states;
     xcb_window_t transientFor = XCB_NONE;
     bool hasTransientFor = false;
-    bool iconic = false;          // WM_STATE Iconic
-    std::optional<uint32_t> mark; // _TIDEWELL_HIDDEN: the stacking position saved at hiding
+    xcb_window_t groupLeader = XCB_NONE; // WM_HINTS window_group
+    bool iconic = false;                 // WM_STATE Iconic
+    bool mapped = true;                  // the client window itself is mapped
+    std::optional<uint32_t> mark;        // _TIDEWELL_HIDDEN: the stacking position saved at hiding
+    // The server time at which the window was marked (absent in a mark without one).
+    std::optional<xcb_timestamp_t> markTime;
+};
+
+// What a watched window's state is now (one batch for many windows).
+struct TWX11WindowState {
+    bool exists = false;
+    bool managed = false; // WM_STATE Normal or Iconic
+    bool iconic = false;
+    bool mapped = false;
+    bool marked = false;
 };
 
 // Everything one action needs to know about the managed windows, from one batch of requests.
 struct TWX11Snapshot {
     std::vector<TWX11Window> windows; // in _NET_CLIENT_LIST order (mapping order)
     xcb_window_t activeWindow = XCB_NONE;
+    xcb_timestamp_t time = XCB_CURRENT_TIME; // the server time when it was taken
     const TWX11Window* find(xcb_window_t id) const;
 };
 
@@ -70,33 +85,44 @@ class TWX11Connection {
 
     // Requests, sent without waiting (they reach the server at the next flush).
     void iconify(xcb_window_t window);
+    // Asks the window manager to restore an iconic window: by mapping it when it is unmapped
+    // (ICCCM), else, for window managers that keep minimized windows mapped, by activating it
+    // as a pager does.
+    void restore(xcb_window_t window, bool mapped);
     void deiconify(xcb_window_t window);
     void activate(xcb_window_t window, xcb_window_t currentlyActive);
     void close(xcb_window_t window);
-    void setMark(xcb_window_t window, uint32_t stackingIndex);
+    void setMark(xcb_window_t window, uint32_t stackingIndex, xcb_timestamp_t time);
     void removeMark(xcb_window_t window);
     void flush();
+    // Reports changes of `window` (its state, its mark, its withdrawal) to the window handler.
+    void watch(xcb_window_t window);
+    // The state of each of `windows` now, in one batch.
+    std::vector<TWX11WindowState> states(const std::vector<xcb_window_t>& windows);
 
-    // Waits (at most `timeout`) until the window manager reports every one of `windows`
-    // restored (WM_STATE Normal) or the window is gone. Returns whether all were.
-    bool waitUntilRestored(const std::vector<xcb_window_t>& windows,
-                           std::chrono::milliseconds timeout);
     // The active window as the window manager reports it now (one round trip).
     xcb_window_t activeWindowNow();
-    // Waits (at most `timeout`) until `window` is the active window. Returns whether it became so.
-    bool waitUntilActive(xcb_window_t window, std::chrono::milliseconds timeout);
 
     // A server timestamp: the last one seen in an event when recent, else a fresh one from a
-    // property change on our own window (one round trip).
+    // property change on our own window (one round trip, waited for at most 200 ms).
     xcb_timestamp_t serverTime();
 
-    // Handles every event that has arrived; PropertyNotify events on the root window for
-    // _NET_ACTIVE_WINDOW are passed to `onActiveWindowChange`.
+    // Handles every event that has arrived: a change of _NET_ACTIVE_WINDOW goes to the active
+    // window handler, changes of watched windows and of the client list to the window handler,
+    // and an expired wake-up to it as well.
     void dispatchEvents();
     void setActiveWindowChangeHandler(std::function<void()> handler);
+    // `changed`: watched windows that changed; `clientList`: whether the client list changed.
+    void setWindowChangeHandler(
+        std::function<void(const std::vector<xcb_window_t>& changed, bool clientList)> handler);
+    // Makes the event descriptor readable at `when` (replacing any earlier wake-up); none stops.
+    void wakeUpAt(std::optional<std::chrono::steady_clock::time_point> when);
+    // Waits until the event descriptor is readable or `until` passes.
+    void waitForEvents(std::chrono::steady_clock::time_point until);
     // Waits (at most `timeoutMs`) for every request sent so far to be answered, and handles the
     // errors that came back.
     void sync();
+    // Readable when X events arrived or a wake-up is due.
     int fileDescriptor() const;
     bool hasError() const;
     // Whether the connection is unusable (the server went away, or a protocol error); logged once
@@ -130,6 +156,13 @@ class TWX11Connection {
     xcb_timestamp_t lastTime_ = XCB_CURRENT_TIME;
     std::deque<xcb_generic_event_t*> deferred_;
     std::function<void()> activeWindowChanged_;
+    std::function<void(const std::vector<xcb_window_t>&, bool)> windowsChanged_;
+    std::set<xcb_window_t> watched_;
+    int epoll_ = -1, timer_ = -1;
+    int dispatchDepth_ = 0;
+    // Sends the timestamp request on our own window; its event is read by takeTimestamp().
+    void requestTimestamp();
+    xcb_timestamp_t takeTimestamp(std::chrono::milliseconds wait);
     int vanished_ = 0;
     TWX11RequestCounts counts_;
     bool loggedConnectionError_ = false;

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <thread>
 
 namespace {
 constexpr auto kCloseRemembered = std::chrono::seconds(2);
@@ -50,37 +49,45 @@ void TWX11ScriptedFileManager::requestClose(xcb_window_t window, int pid) {
     closing_->closing[window] = {pid, std::chrono::steady_clock::now()};
 }
 
-void TWX11ScriptedFileManager::waitForClosedWindows() {
+void TWX11ScriptedFileManager::startWhenClosedAreGone(std::vector<std::string> argv) {
+    const char* home = std::getenv("HOME");
+    auto start = [argv, dir = std::string(home ? home : "")] {
+        TWProcessLauncher::spawnDetached(argv, dir);
+    };
     // A single-instance file manager hands a new window to its running process; if that process
-    // is about to quit with its last window, the request would be lost with it.
-    if (closing_->closing.empty())
+    // is about to quit with its last window, the request would be lost with it. The start waits
+    // (without holding up the caller) until the closed windows are gone and a process left
+    // without windows has had a moment to quit.
+    if (closing_->closing.empty()) {
+        start();
         return;
-    workspace_.connection().flush();
-    auto deadline = std::chrono::steady_clock::now() + kCloseRemembered;
-    std::set<int> pids;
-    while (std::chrono::steady_clock::now() < deadline) {
-        auto snapshot = workspace_.connection().snapshot();
-        bool open = false;
-        pids.clear();
-        for (const auto& [window, entry] : closing_->closing) {
-            pids.insert(entry.first);
-            open = open || snapshot.find(window) != nullptr;
-        }
-        if (!open) {
-            bool processWithoutWindows = false;
-            for (int pid : pids) {
-                bool hasWindows = std::any_of(snapshot.windows.begin(), snapshot.windows.end(),
-                                              [&](const TWX11Window& w) { return w.pid == pid; });
-                processWithoutWindows = processWithoutWindows || (!hasWindows && processAlive(pid));
-            }
-            // A process that keeps running without windows gets a short grace to quit.
-            if (!processWithoutWindows ||
-                deadline - std::chrono::steady_clock::now() < kCloseRemembered - kQuitGrace)
-                break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
+    auto closing = closing_->closing;
     closing_->closing.clear();
+    auto& connection = workspace_.connection();
+    std::optional<std::chrono::steady_clock::time_point> goneAt;
+    auto ready = [&connection, closing, goneAt]() mutable {
+        std::vector<xcb_window_t> stacking;
+        connection.snapshotOf({}, stacking);
+        for (const auto& [window, entry] : closing)
+            if (std::find(stacking.begin(), stacking.end(), window) != stacking.end())
+                return false;
+        const auto now = std::chrono::steady_clock::now();
+        if (!goneAt)
+            goneAt = now;
+        if (now - *goneAt >= kQuitGrace)
+            return true;
+        const auto snapshot = connection.snapshot();
+        for (const auto& [window, entry] : closing) {
+            const int pid = entry.first;
+            bool hasWindows = std::any_of(snapshot.windows.begin(), snapshot.windows.end(),
+                                          [&](const TWX11Window& w) { return w.pid == pid; });
+            if (!hasWindows && processAlive(pid))
+                return false;
+        }
+        return true;
+    };
+    workspace_.whenReady(ready, std::chrono::steady_clock::now() + kCloseRemembered, start);
 }
 
 namespace {
@@ -188,8 +195,9 @@ TWX11ScriptedFileManager::listed(const std::vector<const TWX11Window*>& candidat
         // close-until-none loop wait for the file manager.
         if (closing_->isClosing(w.id))
             continue;
-        bool minimized = w.iconic || state_->collapsing.count(w.id) ||
-                         hasAtom(w.states, ewmh._NET_WM_STATE_HIDDEN);
+        // A window Tidewell hid (marked) is hidden, not collapsed: it can still be collapsed.
+        bool minimized = state_->collapsing.count(w.id) ||
+                         (!w.mark && (w.iconic || hasAtom(w.states, ewmh._NET_WM_STATE_HIDDEN)));
         entries.push_back({w.id, w.pid, minimized, w.stackingIndex});
     }
     std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
@@ -232,9 +240,8 @@ bool TWX11ScriptedFileManager::startNewWindow(const std::string& location) {
     }
     if (!location.empty())
         argv.push_back(location);
-    waitForClosedWindows();
-    const char* home = std::getenv("HOME");
-    return TWProcessLauncher::spawnDetached(argv, home ? home : "");
+    startWhenClosedAreGone(std::move(argv));
+    return true;
 }
 
 TWX11ScriptingWindow::TWX11ScriptingWindow(TWX11ScriptedFileManager& owner, xcb_window_t window,
@@ -247,13 +254,13 @@ TWX11ScriptingWindow::TWX11ScriptingWindow(TWX11ScriptedFileManager& owner)
 void TWX11ScriptingWindow::setCollapsed(bool collapsed) {
     if (pending_)
         return;
-    auto& connection = owner_.workspace().connection();
-    // Collapsing carries no hidden mark: showing all applications leaves the window minimized.
+    // Collapsing carries no hidden mark (it loses one the window had): showing all applications
+    // leaves the window minimized.
     if (collapsed) {
-        connection.iconify(window_);
+        owner_.workspace().collapse(window_);
         owner_.state().collapsing.insert(window_);
     } else {
-        connection.deiconify(window_);
+        owner_.workspace().connection().deiconify(window_);
         owner_.state().collapsing.erase(window_);
     }
 }

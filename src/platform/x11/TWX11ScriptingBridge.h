@@ -78,7 +78,7 @@ class TWX11ScriptedFileManager : public TWScriptedFileManager {
     std::shared_ptr<TWX11ScriptingState> state_;
     std::shared_ptr<TWX11ScriptingState> closing_;
     std::optional<Known> known_;
-    void waitForClosedWindows();
+    void startWhenClosedAreGone(std::vector<std::string> argv);
     std::vector<std::pair<xcb_window_t, int>> windowsFromSnapshot();
     std::optional<std::vector<std::pair<xcb_window_t, int>>> windowsFromKnown();
     std::vector<std::pair<xcb_window_t, int>>

@@ -11,10 +11,12 @@
 #include <set>
 
 namespace {
-// How long an activation waits for the window manager to finish restoring the windows shown
-// just before it, and then for the activation itself to take.
-constexpr std::chrono::milliseconds kRestoreTimeout{500};
-constexpr std::chrono::milliseconds kActivationTimeout{300};
+// How long an activation that follows restores waits for the window manager to finish them, and
+// how long after it something else taking the focus is answered with one more activation.
+constexpr std::chrono::milliseconds kActivationBound{2000};
+constexpr std::chrono::milliseconds kActivationSettle{300};
+// How often a deferred action looks again at what no event announces (a process quitting).
+constexpr std::chrono::milliseconds kDeferredPoll{50};
 
 // The program name of a process: basename of argv[0] from /proc/<pid>/cmdline.
 std::string commandName(int pid) {
@@ -35,11 +37,22 @@ std::string clientKey(xcb_window_t window, const xcb_setup_t* setup) {
 
 } // namespace
 
-TWX11Workspace::TWX11Workspace(TWX11Connection& connection) : connection_(connection) {}
+TWX11Workspace::TWX11Workspace(TWX11Connection& connection) : connection_(connection) {
+    connection_.setWindowChangeHandler(
+        [this](const std::vector<xcb_window_t>& changed, bool) { advance(changed, false); });
+}
+
+TWX11Workspace::~TWX11Workspace() {
+    connection_.setWindowChangeHandler(nullptr);
+    connection_.wakeUpAt(std::nullopt);
+}
 
 const TWDesktopEntryIndex& TWX11Workspace::desktopEntries() {
-    if (!entries_)
+    // An application installed (or removed) while Tidewell runs gets its identity at once.
+    if (!entries_ || !entries_->isCurrent()) {
         entries_ = std::make_unique<TWDesktopEntryIndex>();
+        mimeApps_ = TWMimeApps{};
+    }
     return *entries_;
 }
 
@@ -81,36 +94,85 @@ bool TWX11Workspace::isTaskbarWindow(const TWX11Window& w,
     return true;
 }
 
+bool TWX11Workspace::markIsRecent(const TWX11Window& w) const {
+    if (!w.mark)
+        return false;
+    if (auto f = followed_.find(w.id); f != followed_.end() && f->second.step == Step::AwaitIconic)
+        return true;
+    if (!w.markTime || snapshot_.time == XCB_CURRENT_TIME)
+        return false;
+    // Server time is in milliseconds and wraps: the difference is taken modulo 2^32.
+    const uint32_t age = snapshot_.time - *w.markTime;
+    return age < static_cast<uint32_t>(kAnswerBound.count());
+}
+
 const std::vector<TWX11Application>& TWX11Workspace::refresh() {
     snapshot_ = connection_.snapshot();
     const auto& e = connection_.ewmh();
     const xcb_setup_t* setup = xcb_get_setup(connection_.connection());
     const auto& index = desktopEntries();
 
-    std::vector<TWX11Application> apps;
-    std::map<std::string, size_t> byKey;
+    // Each window's own identity first; a window that names no entry itself (a dialog, a file
+    // chooser, a toolkit's secondary window) then takes that of its transient-for parent, of its
+    // window group or of its process, and only after those a guess from its program or class.
     std::map<int, std::string> commandNames;
-    for (const auto& w : snapshot_.windows) {
-        bool isDesktopSide = hasType(w, e._NET_WM_WINDOW_TYPE_DESKTOP) ||
-                             hasType(w, e._NET_WM_WINDOW_TYPE_DOCK) ||
-                             hasType(w, e._NET_WM_WINDOW_TYPE_SPLASH);
-        TWIdentityHints hints;
-        hints.kdeDesktopFile = w.kdeDesktopFile;
-        hints.gtkApplicationID = w.gtkApplicationID;
-        hints.wmInstance = w.wmInstance;
-        hints.wmClass = w.wmClass;
+    std::vector<TWIdentityHints> hints(snapshot_.windows.size());
+    std::map<xcb_window_t, std::string> own;
+    for (size_t i = 0; i < snapshot_.windows.size(); ++i) {
+        const auto& w = snapshot_.windows[i];
+        auto& h = hints[i];
+        h.kdeDesktopFile = w.kdeDesktopFile;
+        h.gtkApplicationID = w.gtkApplicationID;
+        h.wmInstance = w.wmInstance;
+        h.wmClass = w.wmClass;
         if (w.pid > 0) {
             auto it = commandNames.find(w.pid);
             if (it == commandNames.end())
                 it = commandNames.emplace(w.pid, commandName(w.pid)).first;
-            hints.commandName = it->second;
+            h.commandName = it->second;
         }
+        if (auto id = index.ownIdentity(h))
+            own.emplace(w.id, *id);
+    }
+    auto inherited = [&](const TWX11Window& w) -> std::optional<std::string> {
+        xcb_window_t parent = w.hasTransientFor ? w.transientFor : XCB_NONE;
+        for (int depth = 0; depth < 8 && parent != XCB_NONE && parent != w.id; ++depth) {
+            if (auto it = own.find(parent); it != own.end())
+                return it->second;
+            const TWX11Window* p = snapshot_.find(parent);
+            parent = p && p->hasTransientFor ? p->transientFor : XCB_NONE;
+        }
+        if (w.groupLeader != XCB_NONE) {
+            if (auto it = own.find(w.groupLeader); it != own.end())
+                return it->second;
+            for (const auto& other : snapshot_.windows)
+                if (other.groupLeader == w.groupLeader && own.count(other.id))
+                    return own.at(other.id);
+        }
+        if (w.pid > 0)
+            for (const auto& other : snapshot_.windows)
+                if (other.pid == w.pid && own.count(other.id))
+                    return own.at(other.id);
+        return std::nullopt;
+    };
+
+    std::vector<TWX11Application> apps;
+    std::map<std::string, size_t> byKey;
+    for (size_t i = 0; i < snapshot_.windows.size(); ++i) {
+        const auto& w = snapshot_.windows[i];
+        bool isDesktopSide = hasType(w, e._NET_WM_WINDOW_TYPE_DESKTOP) ||
+                             hasType(w, e._NET_WM_WINDOW_TYPE_DOCK) ||
+                             hasType(w, e._NET_WM_WINDOW_TYPE_SPLASH);
+        std::optional<std::string> identity;
+        if (auto it = own.find(w.id); it != own.end())
+            identity = it->second;
+        if (!identity)
+            identity = inherited(w);
         // Only a window that names nothing at all stays without identity; the process name
         // alone identifies an application only through a desktop entry.
-        std::optional<std::string> identity;
-        if (!w.kdeDesktopFile.empty() || !w.gtkApplicationID.empty() || !w.wmInstance.empty() ||
-            !w.wmClass.empty())
-            identity = index.resolveIdentity(hints);
+        if (!identity && (!w.kdeDesktopFile.empty() || !w.gtkApplicationID.empty() ||
+                          !w.wmInstance.empty() || !w.wmClass.empty()))
+            identity = index.guessedIdentity(hints[i]);
         std::string key = (w.pid > 0 ? "p" + std::to_string(w.pid) : clientKey(w.id, setup)) + "/" +
                           identity.value_or("");
         auto found = byKey.find(key);
@@ -152,7 +214,9 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
         }
         bool marked = false, visible = false;
         for (const auto& w : app.appWindows) {
-            marked = marked || w.mark.has_value();
+            // A mark on a window that is back (restored by hand, or withdrawn and shown again)
+            // records nothing any more.
+            marked = marked || (w.mark && (w.iconic || markIsRecent(w)));
             visible = visible || (!w.iconic && isTaskbarWindow(w, snapshot_));
         }
         app.info.hidden = marked && !visible;
@@ -214,20 +278,38 @@ TWX11Application* TWX11Workspace::findCached(std::uint64_t handle) {
     return find();
 }
 
+void TWX11Workspace::follow(xcb_window_t window, Step step,
+                            std::chrono::steady_clock::time_point deadline, bool ours) {
+    connection_.watch(window);
+    followed_[window] = Followed{step, deadline, ours};
+}
+
 void TWX11Workspace::hide(const TWRunningApplication& info) {
     auto* app = findCached(info.handle);
     if (!app)
         return;
+    const auto deadline = std::chrono::steady_clock::now() + kAnswerBound;
     for (auto& w : app->appWindows) {
-        // A window the user minimized is not ours to restore later: it gets no mark.
-        if (w.iconic || w.mark)
+        // An activation still waiting for restores would bring back what is hidden now.
+        if (activation_ && activation_->target == w.id)
+            activation_.reset();
+        auto f = followed_.find(w.id);
+        const bool restoring = f != followed_.end() && (f->second.step == Step::AwaitNormal ||
+                                                        f->second.step == Step::RestoreWhenIconic);
+        // A window the user minimized is not ours to restore later: it gets no mark. One we
+        // hid stays as it is, unless a restore of it is under way: then it is minimized again,
+        // after the restore.
+        if (w.iconic && (!w.mark || !restoring))
             continue;
-        uint32_t position = static_cast<uint32_t>(std::max(w.stackingIndex, 0));
+        const uint32_t position =
+            w.mark ? *w.mark : static_cast<uint32_t>(std::max(w.stackingIndex, 0));
         // The mark goes first, in the same batch: the server handles requests in order, so no
         // one (another Tidewell process included) ever sees this window minimized and unmarked.
-        connection_.setMark(w.id, position);
+        connection_.setMark(w.id, position, snapshot_.time);
         connection_.iconify(w.id);
+        follow(w.id, Step::AwaitIconic, deadline, true);
         w.mark = position;
+        w.markTime = snapshot_.time;
         w.iconic = true;
     }
     app->info.hidden = !app->appWindows.empty();
@@ -242,12 +324,24 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
     std::stable_sort(marked.begin(), marked.end(), [](const TWX11Window* a, const TWX11Window* b) {
         return *a->mark < *b->mark;
     });
+    const auto now = std::chrono::steady_clock::now();
     for (auto* w : marked) {
+        auto f = followed_.find(w->id);
         if (w->iconic) {
-            connection_.deiconify(w->id);
-            restoring_.push_back(w->id);
+            // The mark stays until the window is seen restored.
+            connection_.restore(w->id, w->mapped);
+            follow(w->id, Step::AwaitNormal, now + kAnswerBound);
+        } else if (markIsRecent(*w)) {
+            // Hidden a moment ago and not minimized yet: restoring it now would come before the
+            // minimize and be undone by it.
+            auto deadline = f != followed_.end() ? f->second.deadline : now + kAnswerBound;
+            follow(w->id, Step::RestoreWhenIconic, deadline);
+        } else if (f == followed_.end() || f->second.step != Step::AwaitNormal) {
+            // Back already (restored by hand, or withdrawn and shown again): the hidden state
+            // the mark recorded is over.
+            connection_.removeMark(w->id);
+            followed_.erase(w->id);
         }
-        connection_.removeMark(w->id);
         w->mark.reset();
         w->iconic = false;
     }
@@ -283,25 +377,189 @@ void TWX11Workspace::activateWithOptions(const TWRunningApplication& info, unsig
     }
     if (!target)
         return;
-    if (restoring_.empty()) {
+    const bool restoring = std::any_of(followed_.begin(), followed_.end(), [](const auto& f) {
+        return f.second.step == Step::AwaitNormal || f.second.step == Step::RestoreWhenIconic;
+    });
+    if (!restoring) {
+        activation_.reset();
         connection_.activate(target->id, snapshot_.activeWindow);
         return;
     }
     // The window manager focuses each window it restores; an activation that reaches it while
-    // it is still restoring can be overtaken by that focusing. Let the restores finish, then
-    // activate, and ask once more if something else still took the focus after us.
+    // it is still restoring can be overtaken by that focusing. It is sent once the restores are
+    // done, and sent once more if something else still takes the focus right after.
+    activation_ =
+        PendingActivation{target->id, std::chrono::steady_clock::now() + kActivationBound};
+}
+
+void TWX11Workspace::sendActivation() {
+    activation_->sent = true;
+    activation_->deadline = std::chrono::steady_clock::now() + kActivationSettle;
+    connection_.activate(activation_->target, connection_.activeWindowNow());
     connection_.flush();
-    connection_.waitUntilRestored(restoring_, kRestoreTimeout);
-    restoring_.clear();
-    connection_.activate(target->id, connection_.activeWindowNow());
+}
+
+void TWX11Workspace::collapse(xcb_window_t window) {
+    if (activation_ && activation_->target == window)
+        activation_.reset();
+    connection_.iconify(window);
+    connection_.removeMark(window);
+    followed_.erase(window);
+}
+
+void TWX11Workspace::whenReady(std::function<bool()> ready,
+                               std::chrono::steady_clock::time_point deadline,
+                               std::function<void()> action) {
+    deferred_.push_back(Deferred{std::move(ready), deadline, std::move(action)});
+    scheduleWakeUp();
+}
+
+bool TWX11Workspace::busy() const {
+    return activation_ || !deferred_.empty() ||
+           std::any_of(followed_.begin(), followed_.end(),
+                       [](const auto& f) { return f.second.step != Step::Hidden; });
+}
+
+void TWX11Workspace::scheduleWakeUp() {
+    std::optional<std::chrono::steady_clock::time_point> next;
+    auto consider = [&](std::chrono::steady_clock::time_point t) {
+        if (!next || t < *next)
+            next = t;
+    };
+    for (const auto& [window, f] : followed_)
+        if (f.step != Step::Hidden)
+            consider(f.deadline);
+    for (const auto& d : deferred_)
+        consider(std::min(d.deadline, std::chrono::steady_clock::now() + kDeferredPoll));
+    if (activation_)
+        consider(activation_->deadline);
+    connection_.wakeUpAt(next);
+}
+
+void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool everything) {
+    if (advancing_ || connection_.broken())
+        return;
+    advancing_ = true;
+    const auto now = std::chrono::steady_clock::now();
+    std::vector<xcb_window_t> look;
+    for (const auto& [window, f] : followed_) {
+        const bool due = f.step != Step::Hidden && now >= f.deadline;
+        if (everything || due || std::binary_search(changed.begin(), changed.end(), window))
+            look.push_back(window);
+    }
+    const std::vector<TWX11WindowState> states = connection_.states(look);
+    int ignored = 0;
+    bool anyIconic = false;
+    for (size_t i = 0; i < look.size(); ++i) {
+        const xcb_window_t window = look[i];
+        const TWX11WindowState& st = states[i];
+        Followed& f = followed_.at(window);
+        const bool expired = now >= f.deadline;
+        bool done = false;
+        if (!st.exists) {
+            done = true;
+        } else if (!st.managed) {
+            // Withdrawn by its client: the hidden state is over, and so is the mark.
+            done = true;
+        } else {
+            switch (f.step) {
+            case Step::AwaitIconic:
+                if (st.iconic) {
+                    anyIconic = anyIconic || f.ours;
+                    f.step = Step::Hidden;
+                    done = !st.marked; // collapsed or restored by another process meanwhile
+                } else if (expired) {
+                    ignored += f.ours ? 1 : 0;
+                    done = true;
+                }
+                break;
+            case Step::Hidden:
+                // Restored by anyone (a show-all elsewhere, the user's task bar): the mark goes.
+                done = !st.iconic || !st.marked;
+                break;
+            case Step::RestoreWhenIconic:
+                if (st.iconic) {
+                    connection_.restore(window, st.mapped);
+                    f.step = Step::AwaitNormal;
+                    f.deadline = now + kAnswerBound;
+                } else if (expired) {
+                    done = true; // it was never minimized
+                }
+                break;
+            case Step::AwaitNormal:
+                if (!st.iconic) {
+                    done = true;
+                } else if (expired) {
+                    // Kept marked: the next show-all asks again.
+                    TWLog("TWX11Workspace: the window manager did not restore a window in time; "
+                          "it stays marked as hidden");
+                    f.step = Step::Hidden;
+                }
+                break;
+            }
+        }
+        if (done) {
+            if (st.exists && st.marked && !(f.step == Step::Hidden && st.iconic))
+                connection_.removeMark(window);
+            followed_.erase(window);
+        }
+    }
+    if (anyIconic)
+        minimizeSupport_ = TWX11MinimizeSupport::Yes;
+    if (ignored > 0 && minimizeSupport_ != TWX11MinimizeSupport::Yes) {
+        if (minimizeSupport_ != TWX11MinimizeSupport::No)
+            TWLog("TWX11Workspace: the window manager does not minimize windows (none reached the "
+                  "iconic state in time); nothing is hidden and no window is marked");
+        minimizeSupport_ = TWX11MinimizeSupport::No;
+    }
+
+    for (size_t i = 0; i < deferred_.size();) {
+        if (deferred_[i].ready() || now >= deferred_[i].deadline) {
+            auto action = std::move(deferred_[i].action);
+            deferred_.erase(deferred_.begin() + static_cast<long>(i));
+            action();
+            continue;
+        }
+        ++i;
+    }
+
+    if (activation_) {
+        const bool restoring = std::any_of(followed_.begin(), followed_.end(), [](const auto& f) {
+            return f.second.step == Step::AwaitNormal || f.second.step == Step::RestoreWhenIconic;
+        });
+        if (!activation_->sent && (!restoring || now >= activation_->deadline)) {
+            sendActivation();
+        } else if (activation_->sent && now >= activation_->deadline) {
+            activation_.reset();
+        } else if (activation_->sent && !activation_->retried &&
+                   connection_.activeWindowNow() != activation_->target) {
+            activation_->retried = true;
+            connection_.activate(activation_->target, connection_.activeWindowNow());
+        }
+    }
     connection_.flush();
-    if (!connection_.waitUntilActive(target->id, kActivationTimeout))
-        connection_.activate(target->id, connection_.activeWindowNow());
+    scheduleWakeUp();
+    advancing_ = false;
+}
+
+bool TWX11Workspace::settle(std::chrono::milliseconds timeout) {
+    const auto end = std::chrono::steady_clock::now() + timeout;
+    connection_.flush();
+    while (true) {
+        connection_.dispatchEvents();
+        advance({}, false);
+        if (!busy())
+            return true;
+        if (std::chrono::steady_clock::now() >= end || connection_.broken())
+            return false;
+        // Woken by the window manager's answers, or by the earliest deadline.
+        connection_.waitForEvents(end);
+    }
 }
 
 void TWX11Workspace::flush() {
-    restoring_.clear();
     connection_.flush();
+    scheduleWakeUp();
 }
 
 bool TWX11Workspace::openURL(const std::string& url) {
@@ -313,23 +571,21 @@ bool TWX11Workspace::openURL(const std::string& url) {
 }
 
 std::string TWX11Workspace::fileManagerBundleIdentifier() {
-    if (fileManagerID_)
-        return *fileManagerID_;
-    std::string out;
-    if (!TWProcessLauncher::captureOutput({"xdg-mime", "query", "default", "inode/directory"}, out))
-        TWLog("TWX11Workspace: xdg-mime could not name the default file manager");
-    // The first line, trimmed, without ".desktop".
-    out = out.substr(0, out.find('\n'));
-    while (!out.empty() && (out.back() == ' ' || out.back() == '\r' || out.back() == '\t'))
-        out.pop_back();
-    const std::string suffix = ".desktop";
-    if (out.size() > suffix.size() &&
-        out.compare(out.size() - suffix.size(), suffix.size(), suffix) == 0)
-        out.resize(out.size() - suffix.size());
-    if (out.empty())
-        TWLog("TWX11Workspace: no default file manager is set for inode/directory");
-    fileManagerID_ = out;
-    return out;
+    const auto& index = desktopEntries();
+    const auto handler = mimeApps_.defaultApplication("inode/directory", index);
+    if (!handler) {
+        static bool logged = false;
+        if (!logged)
+            TWLog("TWX11Workspace: no default file manager is set for inode/directory");
+        logged = true;
+        return {};
+    }
+    // The handler can be an entry of its own that starts the file manager's program (a folder
+    // handler): the file manager is then the application that program stands for.
+    const TWDesktopEntry* entry = index.entryForID(*handler);
+    const TWDesktopEntry* main =
+        entry ? index.mainEntryForProgram(TWDesktopEntryIndex::programOf(entry->exec)) : nullptr;
+    return main ? main->id : *handler;
 }
 
 std::string TWX11Workspace::activeApplicationKey() {

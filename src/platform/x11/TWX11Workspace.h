@@ -3,9 +3,11 @@
 #pragma once
 
 #include "TWDesktopEntryIndex.h"
+#include "TWMimeApps.h"
 #include "TWWorkspace.h"
 #include "TWX11Connection.h"
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -21,24 +23,36 @@ struct TWX11Application {
     std::vector<TWX11Window> appWindows; // the ones a taskbar would count (hidden and restored)
 };
 
+// Whether the window manager carries out minimize requests: unknown until a hiding was seen
+// through, no when none of the windows of a hiding reached Iconic in time (i3 and other tiling
+// window managers ignore the request).
+enum class TWX11MinimizeSupport { Unknown, Yes, No };
+
 class TWX11Workspace : public TWWorkspace {
   public:
     explicit TWX11Workspace(TWX11Connection& connection);
+    ~TWX11Workspace() override;
 
     std::vector<TWRunningApplication> runningApplications() override;
+    // Marks and iconifies; the window manager's answer is followed through events.
     void hide(const TWRunningApplication& app) override;
+    // Asks for every window this workspace (or another Tidewell process) hid to be restored; a
+    // mark is removed once its window is seen restored. A window whose hiding the window manager
+    // has not carried out yet is restored as soon as it has.
     void unhide(const TWRunningApplication& app) override;
+    // Activates at once, or, after restores, once the window manager has finished them.
     void activateWithOptions(const TWRunningApplication& app, unsigned options) override;
     // Sends every request of the action to the server.
     void flush() override;
     bool openURL(const std::string& url) override;
+    // The default handler of folders, or the application its entry starts.
     std::string fileManagerBundleIdentifier() override;
 
     // A fresh snapshot, grouped into applications in launch order.
     const std::vector<TWX11Application>& refresh();
     // The grouping key of the application that owns the active window now (empty: none).
     std::string activeApplicationKey();
-    // The desktop entries, parsed once.
+    // The desktop entries, parsed again when an applications folder changed.
     const TWDesktopEntryIndex& desktopEntries();
     // Whether a window is one a taskbar shows as an application window (never a desktop, dock
     // or splash; not skipping the taskbar; not transient for another managed window).
@@ -49,18 +63,72 @@ class TWX11Workspace : public TWWorkspace {
     const TWX11Snapshot& lastSnapshot() const { return snapshot_; }
     TWX11Connection& connection() { return connection_; }
 
+    // Minimizes `window` without a mark and stops following it (a collapsed file-manager window
+    // stays minimized when everything is shown again).
+    void collapse(xcb_window_t window);
+    // Runs `action` once `ready` holds (checked as the desktop changes), or at `deadline`.
+    void whenReady(std::function<bool()> ready, std::chrono::steady_clock::time_point deadline,
+                   std::function<void()> action);
+    // Whether requests sent earlier still wait for the window manager's answer.
+    bool busy() const;
+    // Follows the window manager's answers until nothing waits for one or `timeout` passes;
+    // returns whether everything was answered.
+    bool settle(std::chrono::milliseconds timeout);
+    TWX11MinimizeSupport minimizeSupport() const { return minimizeSupport_; }
+
+    // How long a window manager may take to carry out a minimize or restore request before the
+    // request counts as ignored.
+    static constexpr std::chrono::milliseconds kAnswerBound{5000};
+
   private:
+    // A window whose hiding or restoring is under way.
+    enum class Step {
+        AwaitIconic,       // hidden by us: minimize requested, not yet seen Iconic
+        Hidden,            // seen Iconic with our mark: the mark goes when the window comes back
+        RestoreWhenIconic, // to be restored once the minimize requested before has been done
+        AwaitNormal,       // restore requested, not yet seen Normal
+    };
+    struct Followed {
+        Step step;
+        std::chrono::steady_clock::time_point deadline;
+        bool ours = false; // minimized by this workspace's hide (for the capability check)
+    };
+    struct Deferred {
+        std::function<bool()> ready;
+        std::chrono::steady_clock::time_point deadline;
+        std::function<void()> action;
+    };
+    struct PendingActivation {
+        xcb_window_t target = XCB_NONE;
+        std::chrono::steady_clock::time_point deadline;
+        bool sent = false;
+        bool retried = false;
+    };
+
     TWX11Application* findCached(std::uint64_t handle);
     bool hasType(const TWX11Window& w, xcb_atom_t type) const;
     bool hasState(const TWX11Window& w, xcb_atom_t state) const;
     void unhideApplication(TWX11Application& app);
+    void follow(xcb_window_t window, Step step, std::chrono::steady_clock::time_point deadline,
+                bool ours = false);
+    // Whether a mark records a hiding still under way (the window manager may not have done it).
+    bool markIsRecent(const TWX11Window& w) const;
+    // Reads the followed windows that changed (all when `everything`) and moves each on.
+    void advance(const std::vector<xcb_window_t>& changed, bool everything);
+    void activeWindowChanged();
+    void scheduleWakeUp();
+    void sendActivation();
 
     TWX11Connection& connection_;
     std::unique_ptr<TWDesktopEntryIndex> entries_;
-    std::optional<std::string> fileManagerID_;
+    TWMimeApps mimeApps_;
     TWX11Snapshot snapshot_;
     std::vector<TWX11Application> apps_;
     std::map<std::string, std::uint64_t> launchSequence_; // grouping key -> handle
     std::uint64_t nextHandle_ = 1;
-    std::vector<xcb_window_t> restoring_; // restored in this action, not yet confirmed
+    std::map<xcb_window_t, Followed> followed_;
+    std::vector<Deferred> deferred_;
+    std::optional<PendingActivation> activation_;
+    TWX11MinimizeSupport minimizeSupport_ = TWX11MinimizeSupport::Unknown;
+    bool advancing_ = false;
 };

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <ctime>
 #include <dirent.h>
 #include <fstream>
 #include <sys/stat.h>
@@ -78,31 +79,78 @@ std::vector<std::string> TWDesktopEntryIndex::dataDirectories() {
 TWDesktopEntryIndex::TWDesktopEntryIndex() : TWDesktopEntryIndex(dataDirectories()) {}
 
 TWDesktopEntryIndex::TWDesktopEntryIndex(const std::vector<std::string>& dataDirectories) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    scannedAt_ = static_cast<long long>(now.tv_sec) * 1000000000LL + now.tv_nsec;
     for (const auto& dir : dataDirectories)
         scan(dir + "/applications", "");
     buildLookups();
 }
 
+std::string TWDesktopEntryIndex::programOf(const std::string& exec) {
+    auto argv = commandLineFromExec(exec);
+    // Skip an "env VAR=value" prefix: the program is the first word after it.
+    size_t i = 0;
+    if (i < argv.size() && basename(argv[i]) == "env")
+        ++i;
+    while (i < argv.size() && argv[i].find('=') != std::string::npos)
+        ++i;
+    return i < argv.size() ? basename(argv[i]) : std::string();
+}
+
 void TWDesktopEntryIndex::buildLookups() {
+    // How well an entry stands for its program: named after it first, then fewest arguments.
+    auto rank = [](const TWDesktopEntry& entry, const std::string& program) {
+        const std::string id = lower(entry.id);
+        const auto dot = id.rfind('.');
+        const bool named = id == lower(program) ||
+                           (dot != std::string::npos && id.substr(dot + 1) == lower(program));
+        return std::make_pair(named ? 0 : 1, commandLineFromExec(entry.exec).size());
+    };
     for (const auto& id : order_) {
         auto it = entries_.find(id);
         if (it == entries_.end())
             continue;
         if (!it->second.startupWMClass.empty())
             byStartupWMClass_.emplace(it->second.startupWMClass, id);
-        auto argv = commandLineFromExec(it->second.exec);
-        // Skip an "env VAR=value" prefix: the program is the first word after it.
-        size_t i = 0;
-        if (i < argv.size() && basename(argv[i]) == "env")
-            ++i;
-        while (i < argv.size() && argv[i].find('=') != std::string::npos)
-            ++i;
-        if (i < argv.size())
-            byProgram_.emplace(basename(argv[i]), id);
+        const std::string program = programOf(it->second.exec);
+        if (program.empty())
+            continue;
+        auto [slot, added] = byProgram_.emplace(program, id);
+        // Discovery order breaks ties: the earlier entry stays.
+        if (!added && rank(it->second, program) < rank(entries_.at(slot->second), program))
+            slot->second = id;
     }
 }
 
+const TWDesktopEntry* TWDesktopEntryIndex::mainEntryForProgram(const std::string& program) const {
+    auto it = byProgram_.find(program);
+    return it == byProgram_.end() ? nullptr : entryForID(it->second);
+}
+
+namespace {
+constexpr long long kCoarseStepNs = 50'000'000;
+long long folderStamp(const std::string& path) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0)
+        return -1;
+    return static_cast<long long>(st.st_mtim.tv_sec) * 1000000000LL + st.st_mtim.tv_nsec;
+}
+} // namespace
+
+bool TWDesktopEntryIndex::isCurrent() const {
+    for (const auto& [path, stamp] : folderStamps_) {
+        // Modification times advance in coarse steps: a folder changed in the step of the scan
+        // may have changed after it with the same time, so it is read once more.
+        if (folderStamp(path) != stamp || stamp >= scannedAt_ - kCoarseStepNs)
+            return false;
+    }
+    return true;
+}
+
 void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::string& prefix) {
+    // Taken before reading, so that a change made while the folder is read is seen next time.
+    folderStamps_.emplace_back(applicationsDir, folderStamp(applicationsDir));
     DIR* d = opendir(applicationsDir.c_str());
     if (!d)
         return;
@@ -208,9 +256,20 @@ const TWDesktopEntry* TWDesktopEntryIndex::entryForID(const std::string& id) con
 }
 
 std::optional<std::string> TWDesktopEntryIndex::resolveIdentity(const TWIdentityHints& h) const {
-    if (!h.kdeDesktopFile.empty())
-        return stripDesktopSuffix(basename(h.kdeDesktopFile));
-    if (!h.gtkApplicationID.empty())
+    if (auto own = ownIdentity(h))
+        return own;
+    return guessedIdentity(h);
+}
+
+std::optional<std::string> TWDesktopEntryIndex::ownIdentity(const TWIdentityHints& h) const {
+    // A hint counts only when it names an installed entry: toolkits derive it from the
+    // application's own ID, which need not be the name its entry is installed under.
+    if (!h.kdeDesktopFile.empty()) {
+        std::string id = stripDesktopSuffix(basename(h.kdeDesktopFile));
+        if (entries_.count(id))
+            return id;
+    }
+    if (!h.gtkApplicationID.empty() && entries_.count(h.gtkApplicationID))
         return h.gtkApplicationID;
     for (const std::string* wm : {&h.wmInstance, &h.wmClass}) {
         if (wm->empty())
@@ -218,12 +277,16 @@ std::optional<std::string> TWDesktopEntryIndex::resolveIdentity(const TWIdentity
         if (auto it = byStartupWMClass_.find(*wm); it != byStartupWMClass_.end())
             return it->second;
     }
-    if (!h.wmClass.empty() && entries_.count(lower(h.wmClass)))
-        return lower(h.wmClass);
-    if (!h.commandName.empty()) {
-        if (auto it = byProgram_.find(h.commandName); it != byProgram_.end())
-            return it->second;
-    }
+    for (const std::string& id : {h.wmClass, lower(h.wmClass)})
+        if (!id.empty() && entries_.count(id))
+            return id;
+    return std::nullopt;
+}
+
+std::optional<std::string> TWDesktopEntryIndex::guessedIdentity(const TWIdentityHints& h) const {
+    if (!h.commandName.empty())
+        if (const auto* entry = mainEntryForProgram(h.commandName))
+            return entry->id;
     if (!h.wmClass.empty())
         return h.wmClass;
     return std::nullopt;

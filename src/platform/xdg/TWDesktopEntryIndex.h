@@ -34,10 +34,20 @@ class TWDesktopEntryIndex {
     // An index over exactly these data directories (each holding an applications/ folder).
     explicit TWDesktopEntryIndex(const std::vector<std::string>& dataDirectories);
 
-    // The identity for a window: desktop-file hints, StartupWMClass against the instance then the
-    // class, an entry named by the lower-cased class, the program's name against entries' Exec,
-    // and last the class itself; none when the hints carry nothing.
+    // The identity for a window: ownIdentity, else guessedIdentity.
     std::optional<std::string> resolveIdentity(const TWIdentityHints& hints) const;
+    // The identity the hints name themselves, as docks match them: the desktop-file hints when
+    // an entry with that ID exists, StartupWMClass against the instance then the class, an entry
+    // named by the class (as it is, then lower-cased); none when nothing names an entry.
+    std::optional<std::string> ownIdentity(const TWIdentityHints& hints) const;
+    // The last resort: the main entry of the window's program, else the class itself.
+    std::optional<std::string> guessedIdentity(const TWIdentityHints& hints) const;
+    // The entry that stands for a program among those whose Exec starts it: the one named after
+    // it, else the one that passes it the fewest arguments (its settings or a helper mode are
+    // entries of their own); null when none starts it.
+    const TWDesktopEntry* mainEntryForProgram(const std::string& program) const;
+    // The program an Exec value starts (the file name of its first word after "env VAR=...").
+    static std::string programOf(const std::string& exec);
     // The entry with this ID, or null.
     const TWDesktopEntry* entryForID(const std::string& id) const;
     // The entry's Name for the user's locale (LC_ALL, LC_MESSAGES, LANG), falling back to Name.
@@ -55,14 +65,21 @@ class TWDesktopEntryIndex {
                                  const std::vector<std::string>& dataDirectories);
     // The data directories of the XDG base-directory rules, most important first.
     static std::vector<std::string> dataDirectories();
+    // Whether the applications folders read (and those that were missing) are as they were: an
+    // entry installed, removed or renamed since changes its folder's modification time. A few
+    // stat calls, cheap enough for every action.
+    bool isCurrent() const;
 
   private:
     void scan(const std::string& applicationsDir, const std::string& prefix);
+    // Each folder scanned (or looked for) with its modification time in nanoseconds, -1 missing.
+    std::vector<std::pair<std::string, long long>> folderStamps_;
+    long long scannedAt_ = 0; // wall-clock time of the scan, in nanoseconds
     void buildLookups();
     std::map<std::string, TWDesktopEntry> entries_;
     std::vector<std::string> order_; // IDs in discovery order, for deterministic matching
     // Built once: a listing resolves every window, and parsing each entry's Exec per window
     // would cost windows x entries.
     std::map<std::string, std::string> byStartupWMClass_; // first entry in discovery order
-    std::map<std::string, std::string> byProgram_;        // program name of Exec -> first entry
+    std::map<std::string, std::string> byProgram_;        // program name of Exec -> main entry
 };
