@@ -61,8 +61,8 @@ void usage(std::ostream& out) {
                "). With --set or --exclude the files are only read: the changes\n"
                "apply to this run alone.\n"
                "\n"
-               "exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not\n"
-               "minimize windows (nothing was hidden)\n";
+               "exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager\n"
+               "does not minimize windows (nothing was hidden)\n";
 }
 
 TWPlistValue parseValue(const std::string& text) {
