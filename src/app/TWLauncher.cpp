@@ -14,6 +14,7 @@
 #include "TWQtAlertPresenter.h"
 #include "TWQtHTTPTransport.h"
 #include "TWQtMainQueue.h"
+#include "TWRequestJournal.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -125,16 +126,22 @@ int TWLauncher::run(int argc, char** argv) {
     // costly start-up (display connection, icons) is paid.
     const QString channelDirectory = TWInstanceChannel::defaultDirectory();
     auto* channel = new TWInstanceChannel(channelDirectory);
-    if (!channel->acquireInstanceLock()) {
-        std::optional<QByteArray> reply =
-            TWInstanceChannel::sendMessage(channelDirectory, request->message, handOverTimeoutMs);
+    QByteArray reply;
+    const TWInstanceChannel::Start start =
+        channel->acquireOrHandOver(request->message, handOverTimeoutMs, reply);
+    if (start != TWInstanceChannel::Start::Acquired) {
+        const QString error = channel->error();
         delete channel;
-        if (!reply) {
+        if (!error.isEmpty()) {
+            printError(error.toStdString());
+            return 1;
+        }
+        if (start == TWInstanceChannel::Start::NoAnswer) {
             printError("Tidewell is running but did not answer");
             return 1;
         }
         if (request->message == "status")
-            std::fwrite(reply->constData(), 1, size_t(reply->size()), stdout);
+            std::fwrite(reply.constData(), 1, size_t(reply.size()), stdout);
         return 0;
     }
     if (request->message == "status") {
@@ -146,6 +153,23 @@ int TWLauncher::run(int argc, char** argv) {
     // Diagnostics go to the terminal too when there is one to read them.
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
 
+    // Qt ends the process when its platform cannot open the display: say so plainly first.
+    const bool simulated = request->desktop == "sim";
+    std::unique_ptr<TWDesktop> desktop;
+    if (!simulated)
+        desktop = TWMakeDesktop(TWDesktopKind::X11);
+    const QByteArray qtPlatform = qgetenv("QT_QPA_PLATFORM");
+    const bool qtNeedsX = qtPlatform.startsWith("xcb") ||
+                          (qtPlatform.isEmpty() && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
+    if (simulated ? qtNeedsX && !TWMakeDesktop(TWDesktopKind::X11) : !desktop) {
+        delete channel;
+        printError(qEnvironmentVariableIsEmpty("DISPLAY")
+                       ? "no display to work on: DISPLAY is not set"
+                       : "cannot open the display " +
+                             qEnvironmentVariable("DISPLAY").toStdString());
+        return 1;
+    }
+
     TidewellApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("Tidewell"));
     app.setApplicationVersion(QString::fromLatin1(TWShortVersion));
@@ -156,9 +180,7 @@ int TWLauncher::run(int argc, char** argv) {
 
     // The desktop and the settings stores. The simulated desktop keeps its settings in memory
     // too, so a test run never touches the user's files.
-    const bool simulated = request->desktop == "sim";
     TWSimDesktop* simDesktop = nullptr;
-    std::unique_ptr<TWDesktop> desktop;
     std::unique_ptr<TWServiceManagement> serviceManagement;
     const std::string bundlePath = QCoreApplication::applicationDirPath().toStdString();
     if (simulated) {
@@ -172,7 +194,6 @@ int TWLauncher::run(int argc, char** argv) {
             std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
         serviceManagement = std::make_unique<TWSimServiceManagement>();
     } else {
-        desktop = TWMakeDesktop(TWDesktopKind::X11);
         TWPlistFileStore::installStandardStores();
         serviceManagement =
             std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
@@ -208,7 +229,7 @@ int TWLauncher::run(int argc, char** argv) {
     TWQtAlertPresenter alertPresenter;
 
     // What the running instance has handled, in order: the answer to a status query.
-    QStringList journal;
+    TWRequestJournal journal;
 
     // The preferences window has no panes yet: an empty window under the General pane's title.
     QWidget preferencesWindow;
@@ -287,14 +308,14 @@ int TWLauncher::run(int argc, char** argv) {
             journal.removeLast();
             return QByteArrayLiteral("unknown");
         } else if (message == "status") {
-            QStringList status = journal;
+            QStringList status;
             // The application show-all brings to the front, as recorded so far.
             if (auto front = TWCommon::sharedInstance().currentActiveBundleID())
                 status << "front: " + QString::fromStdString(*front);
             if (simDesktop)
                 for (const std::string& line : simDesktop->log())
                     status << "desktop: " + QString::fromStdString(line);
-            return status.join('\n').toUtf8() + '\n';
+            return journal.answer(status, TWInstanceChannel::maximumMessageSize);
         } else {
             TWLog("TidewellAppDelegate: unknown request dropped");
             if (message != "status")
