@@ -1,6 +1,7 @@
 // One Tidewell per user session: the private local socket between instances.
 #include "TWInstanceChannel.h"
 
+#include "TWInstanceFrame.h"
 #include "TWLog.h"
 
 #include <QDir>
@@ -50,11 +51,6 @@ QString unusableDirectory(const QString& directory) {
     if ((info.st_mode & 077) != 0 && chmod(path.constData(), 0700) != 0)
         return "cannot make " + directory + " private";
     return {};
-}
-
-quint32 readLength(const QByteArray& bytes) {
-    const auto* p = reinterpret_cast<const unsigned char*>(bytes.constData());
-    return (quint32(p[0]) << 24) | (quint32(p[1]) << 16) | (quint32(p[2]) << 8) | quint32(p[3]);
 }
 
 using Clock = std::chrono::steady_clock;
@@ -147,13 +143,7 @@ QString TWInstanceChannel::socketPath() const {
 }
 
 QByteArray TWInstanceChannel::frame(const QByteArray& payload) {
-    const auto size = quint32(payload.size());
-    QByteArray bytes(4, '\0');
-    bytes[0] = char(size >> 24);
-    bytes[1] = char(size >> 16);
-    bytes[2] = char(size >> 8);
-    bytes[3] = char(size);
-    return bytes + payload;
+    return TWInstanceFrame::frame(payload);
 }
 
 bool TWInstanceChannel::acquireInstanceLock() {
@@ -294,23 +284,25 @@ void TWInstanceChannel::readFrom(QLocalSocket* socket) {
     QByteArray buffer = socket->property(bufferProperty).toByteArray();
     // Never read more than one frame's worth: an endless sender cannot grow our memory.
     buffer += socket->read(4 + maximumMessageSize - buffer.size());
-    if (buffer.size() >= 4) {
-        const quint32 length = readLength(buffer);
-        if (length == 0 || length > quint32(maximumMessageSize)) {
-            drop(socket, QStringLiteral("message of %1 bytes dropped").arg(length));
-            return;
-        }
-        if (quint32(buffer.size()) >= 4 + length) {
-            socket->setProperty(bufferProperty, QVariant());
-            for (QTimer* timer : socket->findChildren<QTimer*>())
-                timer->stop();
-            QByteArray reply = handler_ ? handler_(buffer.mid(4, int(length))) : QByteArray();
-            if (reply.size() > maximumMessageSize)
-                reply.truncate(maximumMessageSize);
-            socket->write(frame(reply));
-            socket->disconnectFromServer();
-            return;
-        }
+    QByteArray message;
+    switch (TWInstanceFrame::read(buffer, message)) {
+    case TWInstanceFrame::Status::Invalid:
+        drop(socket, QStringLiteral("message of %1 bytes dropped")
+                         .arg(TWInstanceFrame::announcedLength(buffer.constData())));
+        return;
+    case TWInstanceFrame::Status::Complete: {
+        socket->setProperty(bufferProperty, QVariant());
+        for (QTimer* timer : socket->findChildren<QTimer*>())
+            timer->stop();
+        QByteArray reply = handler_ ? handler_(message) : QByteArray();
+        if (reply.size() > maximumMessageSize)
+            reply.truncate(maximumMessageSize);
+        socket->write(frame(reply));
+        socket->disconnectFromServer();
+        return;
+    }
+    case TWInstanceFrame::Status::Incomplete:
+        break;
     }
     socket->setProperty(bufferProperty, buffer);
 }
@@ -347,7 +339,7 @@ std::optional<QByteArray> exchange(int fd, const QByteArray& message, Clock::tim
     char header[4];
     if (writeAll(fd, TWInstanceChannel::frame(message), deadline) &&
         readExactly(fd, header, 4, deadline)) {
-        const quint32 length = readLength(QByteArray(header, 4));
+        const quint32 length = TWInstanceFrame::announcedLength(header);
         if (length <= quint32(TWInstanceChannel::maximumMessageSize)) {
             QByteArray body(int(length), '\0');
             if (length == 0 || readExactly(fd, body.data(), length, deadline))

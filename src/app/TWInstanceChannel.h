@@ -2,6 +2,8 @@
 // later starts hand it their request (a reopen, a URL) instead of running a second copy.
 #pragma once
 
+#include "TWInstanceFrame.h"
+
 #include <QByteArray>
 #include <QObject>
 #include <QString>
@@ -18,7 +20,7 @@ class TWInstanceChannel : public QObject {
 
   public:
     // Largest message (and reply) accepted, in bytes; longer frames are dropped.
-    static constexpr int maximumMessageSize = 4096;
+    static constexpr int maximumMessageSize = TWInstanceFrame::maximumPayloadSize;
     // A connection that has not delivered its message within this time is dropped.
     static constexpr int messageTimeoutMs = 2000;
 
