@@ -11,6 +11,11 @@ function(tidewell_add_test)
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 300)
   endif()
+  set(sanitizer_env "")
+  if(TIDEWELL_SANITIZE)
+    # Caches that system libraries keep for the life of the process are not our leaks.
+    set(sanitizer_env "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
+  endif()
   set_tests_properties(${T_NAME} PROPERTIES LABELS "${T_LABEL}" TIMEOUT ${T_TIMEOUT}
-    ENVIRONMENT "TIDEWELL_SOURCE_DIR=${PROJECT_SOURCE_DIR};TIDEWELL_BINARY_DIR=${PROJECT_BINARY_DIR};${T_ENV}")
+    ENVIRONMENT "TIDEWELL_SOURCE_DIR=${PROJECT_SOURCE_DIR};TIDEWELL_BINARY_DIR=${PROJECT_BINARY_DIR};${sanitizer_env};${T_ENV}")
 endfunction()

@@ -1,7 +1,9 @@
 // Start-up of the tidewell program: one instance per session, the rest hand over and exit.
 #include "TWLauncher.h"
 
+#include "ExcludeController.h"
 #include "OVSystemVersion.h"
+#include "PreferencesController.h"
 #include "QFSimpleUpdater.h"
 #include "TWCommon.h"
 #include "TWDesktopEventPump.h"
@@ -18,18 +20,20 @@
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
+#include "TWSimLoginItemList.h"
 #include "TWSimServiceManagement.h"
 #include "TWTerminationSignals.h"
 #include "TWTrayIcon.h"
 #include "TWUserDefaults.h"
+#include "TWXDGAutostart.h"
 #include "TWXDGServiceManagement.h"
 #include "TidewellAppDelegate.h"
 #include "TidewellApplication.h"
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QIcon>
 #include <QTimer>
-#include <QWidget>
 
 #include <cstdio>
 #include <thread>
@@ -175,6 +179,9 @@ int TWLauncher::run(int argc, char** argv) {
     app.setApplicationVersion(QString::fromLatin1(TWShortVersion));
     app.setDesktopFileName(QStringLiteral("net.quillfen.Tidewell"));
     app.setQuitOnLastWindowClosed(false);
+    // Without a desktop's icon theme (a bare window manager), the common one still names the
+    // preferences' toolbar and application icons.
+    QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
     channel->setParent(&app);
     TWQuitEventLoopOnTerminationSignals(&app);
 
@@ -231,10 +238,13 @@ int TWLauncher::run(int argc, char** argv) {
     // What the running instance has handled, in order: the answer to a status query.
     TWRequestJournal journal;
 
-    // The preferences window has no panes yet: an empty window under the General pane's title.
-    QWidget preferencesWindow;
-    preferencesWindow.setWindowTitle(QStringLiteral("General"));
-    preferencesWindow.resize(480, 320);
+    // The session's login items: the user's autostart folder, or a list in memory on the
+    // simulated desktop (a test run never touches the user's files).
+    std::unique_ptr<TWLoginItemList> loginItems;
+    if (simulated)
+        loginItems = std::make_unique<TWSimLoginItemList>();
+    else
+        loginItems = std::make_unique<TWXDGAutostart>();
 
     std::function<void(const std::string&)> urlHandler;
     TidewellAppDelegate* delegatePointer = nullptr;
@@ -264,17 +274,41 @@ int TWLauncher::run(int argc, char** argv) {
     services.checkForUpdate = [](std::function<void(const TWError&)> handler) {
         QFSimpleUpdater::checkForUpdateWithCompletionHandler(std::move(handler));
     };
-    services.displayPreferences = [&preferencesWindow, &journal] {
-        journal << QStringLiteral("preferences shown");
-        preferencesWindow.show();
-        preferencesWindow.raise();
-        preferencesWindow.activateWindow();
-    };
-    services.setApplicationIconImage = [&tray, &journal](const std::string& imageName) {
+    auto setApplicationIconImage = [&tray, &journal](const std::string& imageName) {
         journal << "icon " + QString::fromStdString(imageName);
         tray.setIconImage(QString::fromStdString(imageName));
     };
-    services.terminate = [] { QCoreApplication::exit(0); };
+    auto terminate = [] { QCoreApplication::exit(0); };
+
+    // The preferences: the exclusion list is made in the launch sequence (its rebuild starts
+    // then); the window on first display.
+    ExcludeController::configureShared({&sharedDefaults, &desktop->systemSound(), {}});
+    TWPreferencesServices preferencesServices;
+    preferencesServices.standardDefaults = &standardDefaults;
+    preferencesServices.sharedDefaults = &sharedDefaults;
+    preferencesServices.alertPresenter = &alertPresenter;
+    preferencesServices.serviceManagement = serviceManagement.get();
+    preferencesServices.loginItems = loginItems.get();
+    preferencesServices.applicationPath = QCoreApplication::applicationFilePath().toStdString();
+    preferencesServices.excludeController = [] { return ExcludeController::sharedInstance(); };
+    preferencesServices.iconNamed = [](const QString& name) { return TWTrayIcon::iconNamed(name); };
+    preferencesServices.setApplicationIconImage = setApplicationIconImage;
+    preferencesServices.terminate = terminate;
+    PreferencesController::configureShared(preferencesServices);
+    bool preferencesMade = false;
+
+    services.createExcludeController = [] { ExcludeController::sharedInstance(); };
+    services.displayPreferences = [&journal, &preferencesMade] {
+        journal << QStringLiteral("preferences shown");
+        preferencesMade = true;
+        PreferencesController::sharedInstance()->display();
+    };
+    services.detachPreferencesWindow = [&preferencesMade] {
+        if (preferencesMade)
+            PreferencesController::sharedInstance()->detachWindow();
+    };
+    services.setApplicationIconImage = setApplicationIconImage;
+    services.terminate = terminate;
     services.runAfter = [&app](std::chrono::milliseconds delay, std::function<void()> work) {
         QTimer::singleShot(delay, &app, std::move(work));
     };

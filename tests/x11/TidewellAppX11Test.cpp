@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace {
@@ -22,6 +24,9 @@ class TidewellAppX11Test : public ::testing::Test {
         if (!desktop_->ok())
             return;
         tidewell_ = new TWTestTidewell(*desktop_);
+        // xlogo's application entry, for the exclusion list.
+        desktop_->writeDesktopEntry("xlogo", "[Desktop Entry]\nType=Application\nName=X Logo\n"
+                                             "Exec=xlogo\n");
         // One after the other: hide-others and show-all walk the applications in launch order.
         // xterm, the one brought to the front below, comes first, so it is not simply the last
         // window the window manager restores (and focuses) during show-all.
@@ -212,6 +217,55 @@ TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeFromOutsideAndFromT
     EXPECT_EQ(count(journal, "preferences shown"), 2u);
     EXPECT_FALSE(hasWindowTitled("General"));
     EXPECT_NE(tidewell_->log().find("no menu item \"No Such Item\""), std::string::npos);
+}
+
+TEST_F(TidewellAppX11Test, SettingsChangedInThePreferencesWindowRuleTheNextHide) {
+    TWTestDesktop::run({"xdg-open", "x-tidewell-action://preferences"});
+    ASSERT_TRUE(TWTestDesktop::waitFor([] { return hasWindowTitled("General"); }));
+    const auto window = [](const std::string& title) {
+        for (const TWObservedWindow& w : desktop_->windows())
+            if (w.title == title)
+                return std::to_string(w.id);
+        return std::string();
+    };
+    // As a keyboard user would: focus starts on the icon style; five steps on is "Minimize".
+    TWTestDesktop::run({"xdotool", "windowactivate", "--sync", window("General")});
+    TWTestDesktop::run(
+        {"xdotool", "key", "--delay", "20", "Tab", "Tab", "Tab", "Tab", "Tab", "space"});
+    const auto sharedFile = [] {
+        std::ifstream in(desktop_->home() + "/.config/tidewell/shared.plist");
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+        const std::string file = sharedFile();
+        const size_t key = file.find("<key>Minimize</key>");
+        return key != std::string::npos &&
+               file.find_first_not_of(" \t\n", key + 19) == file.find("<false/>", key);
+    })) << sharedFile();
+
+    // The Exclude pane, its add button, and the chooser given the entry's path.
+    TWTestDesktop::run({"xdotool", "key", "ctrl+2"});
+    ASSERT_TRUE(TWTestDesktop::waitFor([] { return hasWindowTitled("Exclude"); }));
+    const size_t before = desktop_->windows().size();
+    TWTestDesktop::run({"xdotool", "key", "--delay", "20", "Tab", "space"});
+    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->windows().size() > before; }));
+    TWTestDesktop::run(
+        {"xdotool", "type", "--delay", "10", desktop_->dataHome() + "/applications/xlogo.desktop"});
+    TWTestDesktop::run({"xdotool", "key", "Return"});
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+        return sharedFile().find("<string>xlogo</string>") != std::string::npos;
+    })) << sharedFile();
+    TWTestDesktop::run({"wmctrl", "-c", "Exclude"});
+    TWTestDesktop::waitFor([] { return !hasWindowTitled("Exclude"); });
+
+    // The next click: xterm hidden, xlogo excluded, the file manager's window left as it is.
+    EXPECT_EQ(tidewell_->runAgain({}), 0);
+    EXPECT_TRUE(TWTestDesktop::waitFor([] { return minimized("xterm"); }));
+    EXPECT_TRUE(shown("xlogo"));
+    EXPECT_TRUE(shown("pcmanfm"));
+
+    tidewell_->writeSharedSettings({});
+    showEverything();
 }
 
 } // namespace

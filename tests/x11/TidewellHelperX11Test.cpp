@@ -1,6 +1,6 @@
 // The menu-bar helper started by Tidewell on a real desktop: with "Menubar" set, the launch
 // starts tidewell-helper once per session, registers it as a login item, and the workspace lists
-// it as a running application.
+// it as a running application; turning the mode off removes the login item and quits the helper.
 #include "TWCommon.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
@@ -9,10 +9,10 @@
 #include "TWTestTidewell.h"
 #include "TWUserDefaults.h"
 #include "TWX11Desktop.h"
+#include "TWXDGServiceManagement.h"
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <dirent.h>
 #include <fstream>
 #include <sstream>
@@ -103,8 +103,20 @@ TEST(TidewellHelperX11Test, MenubarModeStartsOneHelperPerSession) {
     EXPECT_EQ(helpers.front().pid, helper.pid);
     EXPECT_EQ(processesOf("tidewell-helper", desktop.display()), std::vector<pid_t>{helper.pid});
 
-    // The helper ends normally on SIGTERM and takes its registration with it.
-    ::kill(helper.pid, SIGTERM);
+    // Menu-bar mode turned off, as the preferences do it: the login item goes and the helper
+    // quits, taking its registration with it; turned on again, one helper starts.
+    TWXDGServiceManagement services({{TWHelperBundleIdentifier, TWTestTidewell::helperPath()}},
+                                    tidewell.autostartDirectory());
+    EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, false));
+    EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+        return registeredHelpers().empty() &&
+               processesOf("tidewell-helper", desktop.display()).empty();
+    }));
+    EXPECT_FALSE(std::ifstream(services.autostartEntryPath(TWHelperBundleIdentifier)).good());
+    EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, true));
+    EXPECT_TRUE(std::ifstream(services.autostartEntryPath(TWHelperBundleIdentifier)).good());
+    EXPECT_TRUE(TWTestDesktop::waitFor([] { return registeredHelpers().size() == 1; }));
+    EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, false));
     EXPECT_TRUE(TWTestDesktop::waitFor([] { return registeredHelpers().empty(); }));
 }
 

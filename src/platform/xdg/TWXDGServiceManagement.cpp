@@ -2,94 +2,67 @@
 #include "TWXDGServiceManagement.h"
 
 #include "TWLog.h"
+#include "TWProcessRegistry.h"
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
-
 namespace {
-std::string defaultAutostartDirectory() {
-    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && *config == '/')
-        return std::string(config) + "/autostart";
-    if (const char* home = std::getenv("HOME"); home && *home)
-        return std::string(home) + "/.config/autostart";
-    return {};
-}
-
-// Exec= quoting of the desktop entry format: reserved characters inside double quotes.
-std::string quoteExec(const std::string& path) {
-    std::string quoted = "\"";
-    for (char c : path) {
-        if (c == '"' || c == '`' || c == '$' || c == '\\')
-            quoted += '\\';
-        quoted += c;
-    }
-    return quoted + "\"";
+bool isRegistered(const std::string& identifier) {
+    for (const TWRegisteredProcess& process : TWProcessRegistry::registeredProcesses())
+        if (process.bundleIdentifier == identifier)
+            return true;
+    return false;
 }
 } // namespace
 
 TWXDGServiceManagement::TWXDGServiceManagement(std::map<std::string, std::string> programs,
                                                std::string autostartDirectory)
-    : programs_(std::move(programs)),
-      autostartDirectory_(autostartDirectory.empty() ? defaultAutostartDirectory()
-                                                     : std::move(autostartDirectory)) {}
+    : programs_(std::move(programs)), autostart_(std::move(autostartDirectory)) {}
 
 std::string TWXDGServiceManagement::autostartEntryPath(const std::string& identifier) const {
-    return autostartDirectory_ + "/" + identifier + ".desktop";
+    return autostart_.directory() + "/" + identifier + ".desktop";
 }
 
 bool TWXDGServiceManagement::setLoginItemEnabled(const std::string& identifier, bool enabled) {
-    if (autostartDirectory_.empty() || identifier.empty() ||
-        identifier.find('/') != std::string::npos) {
-        TWLog("TWXDGServiceManagement: no autostart location for \"" + identifier + "\"");
+    if (identifier.empty() || identifier.find('/') != std::string::npos)
         return false;
-    }
-    const std::string entry = autostartEntryPath(identifier);
-    std::error_code ec;
     if (!enabled) {
-        fs::remove(entry, ec);
-        return !ec;
+        const bool removed = autostart_.removeEntry(identifier + ".desktop");
+        // The program stops with its login item, as it started with it.
+        for (const TWRegisteredProcess& process : TWProcessRegistry::registeredProcesses())
+            if (process.bundleIdentifier == identifier && process.pid != getpid())
+                kill(process.pid, SIGTERM);
+        return removed;
     }
     auto program = programs_.find(identifier);
     if (program == programs_.end()) {
         TWLog("TWXDGServiceManagement: unknown login item \"" + identifier + "\"");
         return false;
     }
-    fs::create_directories(autostartDirectory_, ec);
-    // Written aside and renamed so a session starting now never reads half an entry.
-    const std::string temporary = entry + ".tmp";
-    {
-        std::ofstream out(temporary, std::ios::trunc);
-        out << "[Desktop Entry]\n"
-            << "Type=Application\n"
-            << "Name=Tidewell Menu\n"
-            << "Comment=Tidewell in the menu bar\n"
-            << "Exec=" << quoteExec(program->second) << "\n"
-            << "Icon=net.quillfen.Tidewell\n"
-            << "NoDisplay=true\n"
-            << "X-GNOME-Autostart-enabled=true\n";
-        if (!out) {
-            TWLog("TWXDGServiceManagement: cannot write " + temporary);
-            return false;
-        }
-    }
-    fs::rename(temporary, entry, ec);
-    if (ec) {
-        TWLog("TWXDGServiceManagement: cannot install " + entry + ": " + ec.message());
-        fs::remove(temporary, ec);
+    if (!autostart_.writeEntry(
+            identifier + ".desktop", "Tidewell Menu", program->second,
+            {"Comment=Tidewell in the menu bar", "Icon=net.quillfen.Tidewell", "NoDisplay=true"}))
         return false;
-    }
+    if (!isRegistered(identifier))
+        launchApplication(program->second, TWLaunchWithoutActivation);
     return true;
 }
 
 bool TWXDGServiceManagement::launchApplication(const std::string& path, unsigned options) {
     (void)options; // X11 gives focus by the window manager's policy; nothing to ask here
+    // A program started moments ago (by enabling its login item) is still starting: a second
+    // start would only find it running and leave.
+    const auto now = std::chrono::steady_clock::now();
+    if (auto last = recentLaunches_.find(path);
+        last != recentLaunches_.end() && now - last->second < std::chrono::seconds(5))
+        return true;
+    recentLaunches_[path] = now;
     if (access(path.c_str(), X_OK) != 0) {
         TWLog("TWXDGServiceManagement: cannot launch " + path + ": " + std::strerror(errno));
         return false;

@@ -2,7 +2,9 @@
 #pragma once
 
 #include "TWServiceManagement.h"
+#include "TWXDGAutostart.h"
 
+#include <chrono>
 #include <map>
 #include <string>
 
@@ -13,7 +15,9 @@ class TWXDGServiceManagement : public TWServiceManagement {
     explicit TWXDGServiceManagement(std::map<std::string, std::string> programs,
                                     std::string autostartDirectory = {});
 
-    // Writes or removes <autostart>/<identifier>.desktop.
+    // Enabled: writes <autostart>/<identifier>.desktop and starts the program unless it runs.
+    // Disabled: removes that entry and asks the running program (as registered under
+    // `identifier`) to quit.
     bool setLoginItemEnabled(const std::string& identifier, bool enabled) override;
     // Spawns `path` in its own session; the child is reparented to init, never a zombie of ours.
     bool launchApplication(const std::string& path, unsigned options) override;
@@ -21,9 +25,10 @@ class TWXDGServiceManagement : public TWServiceManagement {
     // The autostart entry file for `identifier`.
     std::string autostartEntryPath(const std::string& identifier) const;
     // The directory entries are written to.
-    const std::string& autostartDirectory() const { return autostartDirectory_; }
+    const std::string& autostartDirectory() const { return autostart_.directory(); }
 
   private:
     std::map<std::string, std::string> programs_;
-    std::string autostartDirectory_;
+    TWXDGAutostart autostart_;
+    std::map<std::string, std::chrono::steady_clock::time_point> recentLaunches_;
 };

@@ -1,0 +1,197 @@
+// XDG autostart entries: listing in a stable order, resolving their programs, writing them.
+#include "TWXDGAutostart.h"
+
+#include "TWDesktopEntryIndex.h"
+#include "TWLog.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sys/stat.h>
+#include <tuple>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Exec= quoting of the desktop entry format: reserved characters inside double quotes.
+std::string quoteExec(const std::string& path) {
+    std::string quoted = "\"";
+    for (char c : path) {
+        if (c == '"' || c == '`' || c == '$' || c == '\\')
+            quoted += '\\';
+        quoted += c;
+    }
+    return quoted + "\"";
+}
+
+// A file name for an entry, from a display name: letters, digits, '.', '-' and '_' only.
+std::string fileStem(const std::string& displayName) {
+    std::string stem;
+    for (char c : displayName)
+        stem += (std::isalnum(static_cast<unsigned char>(c)) || c == '.' || c == '-' || c == '_')
+                    ? c
+                    : '-';
+    return stem.empty() ? std::string("login-item") : stem;
+}
+
+bool isExecutableFile(const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && access(path.c_str(), X_OK) == 0;
+}
+
+} // namespace
+
+TWXDGAutostart::TWXDGAutostart(std::string directory)
+    : directory_(directory.empty() ? defaultDirectory() : std::move(directory)) {}
+
+std::string TWXDGAutostart::defaultDirectory() {
+    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && *config == '/')
+        return std::string(config) + "/autostart";
+    if (const char* home = std::getenv("HOME"); home && *home)
+        return std::string(home) + "/.config/autostart";
+    return {};
+}
+
+std::optional<std::string> TWXDGAutostart::resolveProgram(const std::string& program) {
+    if (program.empty())
+        return std::nullopt;
+    if (program.find('/') != std::string::npos)
+        return isExecutableFile(program) ? std::optional<std::string>(program) : std::nullopt;
+    const char* path = std::getenv("PATH");
+    std::string list = path && *path ? path : "/usr/local/bin:/usr/bin:/bin";
+    size_t start = 0;
+    while (start <= list.size()) {
+        const size_t colon = list.find(':', start);
+        std::string dir = list.substr(start, colon == std::string::npos ? colon : colon - start);
+        if (!dir.empty() && isExecutableFile(dir + "/" + program))
+            return dir + "/" + program;
+        if (colon == std::string::npos)
+            break;
+        start = colon + 1;
+    }
+    return std::nullopt;
+}
+
+std::vector<TWLoginItemEntry> TWXDGAutostart::snapshot() {
+    struct Found {
+        std::tuple<long long, long long, std::string> order;
+        TWLoginItemEntry entry;
+    };
+    std::vector<Found> found;
+    DIR* dir = directory_.empty() ? nullptr : opendir(directory_.c_str());
+    if (!dir)
+        return {};
+    while (dirent* e = readdir(dir)) {
+        const std::string name = e->d_name;
+        if (name.size() <= 8 || name.compare(name.size() - 8, 8, ".desktop") != 0)
+            continue;
+        const std::string file = directory_ + "/" + name;
+        struct stat st {};
+        if (stat(file.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+            continue;
+        const std::optional<TWDesktopEntry> parsed = TWDesktopEntryIndex::parseFile(file, name);
+        if (!parsed)
+            continue; // hidden, not an application, or unreadable: not a login item
+        TWLoginItemEntry entry{file, std::nullopt};
+        const std::vector<std::string> argv =
+            TWDesktopEntryIndex::commandLineFromExec(parsed->exec);
+        if (!argv.empty())
+            entry.resolvedPath = resolveProgram(argv.front());
+        found.push_back({{st.st_mtim.tv_sec, st.st_mtim.tv_nsec, name}, std::move(entry)});
+    }
+    closedir(dir);
+    std::sort(found.begin(), found.end(),
+              [](const Found& a, const Found& b) { return a.order < b.order; });
+    std::vector<TWLoginItemEntry> entries;
+    entries.reserve(found.size());
+    for (Found& f : found)
+        entries.push_back(std::move(f.entry));
+    return entries;
+}
+
+bool TWXDGAutostart::remove(const TWLoginItemEntry& entry) {
+    if (entry.reference.rfind(directory_ + "/", 0) != 0)
+        return false; // only entries of this folder are ours to delete
+    return unlink(entry.reference.c_str()) == 0;
+}
+
+bool TWXDGAutostart::append(const std::string& displayName, const std::string& path) {
+    if (directory_.empty())
+        return false;
+    const std::string stem = fileStem(displayName);
+    std::string fileName = stem + ".desktop";
+    for (int n = 2; fs::exists(directory_ + "/" + fileName) && n < 1000; ++n)
+        fileName = stem + "-" + std::to_string(n) + ".desktop";
+    // The list is ordered by modification time, which the file system keeps only to a clock
+    // tick: the new entry is dated after every other so that it comes last.
+    timespec latest{0, 0};
+    for (const TWLoginItemEntry& entry : snapshot()) {
+        struct stat st {};
+        if (stat(entry.reference.c_str(), &st) == 0 &&
+            std::tie(st.st_mtim.tv_sec, st.st_mtim.tv_nsec) >
+                std::tie(latest.tv_sec, latest.tv_nsec))
+            latest = st.st_mtim;
+    }
+    if (!writeEntry(fileName, displayName, path))
+        return false;
+    const std::string file = directory_ + "/" + fileName;
+    struct stat st {};
+    if (stat(file.c_str(), &st) == 0 && std::tie(st.st_mtim.tv_sec, st.st_mtim.tv_nsec) <=
+                                            std::tie(latest.tv_sec, latest.tv_nsec)) {
+        timespec later = latest;
+        if (++later.tv_nsec == 1000000000) {
+            later.tv_nsec = 0;
+            ++later.tv_sec;
+        }
+        const timespec times[2] = {{0, UTIME_OMIT}, later};
+        utimensat(AT_FDCWD, file.c_str(), times, 0);
+    }
+    return true;
+}
+
+bool TWXDGAutostart::writeEntry(const std::string& fileName, const std::string& name,
+                                const std::string& program, const std::vector<std::string>& extra) {
+    if (directory_.empty() || fileName.empty() || fileName.find('/') != std::string::npos) {
+        TWLog("TWXDGAutostart: no autostart location for \"" + fileName + "\"");
+        return false;
+    }
+    std::error_code ec;
+    fs::create_directories(directory_, ec);
+    const std::string entry = directory_ + "/" + fileName;
+    // Written aside and renamed so a session starting now never reads half an entry.
+    const std::string temporary = entry + ".tmp";
+    {
+        std::ofstream out(temporary, std::ios::trunc);
+        out << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=" << quoteExec(program)
+            << "\n";
+        for (const std::string& line : extra)
+            out << line << "\n";
+        out << "X-GNOME-Autostart-enabled=true\n";
+        if (!out.flush()) {
+            TWLog("TWXDGAutostart: cannot write " + temporary);
+            fs::remove(temporary, ec);
+            return false;
+        }
+    }
+    fs::rename(temporary, entry, ec);
+    if (ec) {
+        TWLog("TWXDGAutostart: cannot install " + entry + ": " + ec.message());
+        fs::remove(temporary, ec);
+        return false;
+    }
+    return true;
+}
+
+bool TWXDGAutostart::removeEntry(const std::string& fileName) {
+    if (directory_.empty() || fileName.find('/') != std::string::npos)
+        return false;
+    std::error_code ec;
+    fs::remove(directory_ + "/" + fileName, ec);
+    return !ec;
+}

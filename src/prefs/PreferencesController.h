@@ -1,0 +1,127 @@
+// The preferences window: a toolbar that switches between the General pane (the settings of the
+// hide-others action, the icon style, menu-bar mode, start at login) and the Exclude pane.
+#pragma once
+
+#include <QIcon>
+#include <QMainWindow>
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+#include <string>
+
+class ExcludeController;
+class QAction;
+class QCheckBox;
+class QComboBox;
+class QMainWindow;
+class QPropertyAnimation;
+class QToolBar;
+class QWidget;
+class TWAlertPresenter;
+class TWLoginItemList;
+class TWServiceManagement;
+class TWUserDefaults;
+
+struct TWPreferencesServices {
+    TWUserDefaults* standardDefaults = nullptr;
+    TWUserDefaults* sharedDefaults = nullptr;
+    TWAlertPresenter* alertPresenter = nullptr;
+    TWServiceManagement* serviceManagement = nullptr;
+    TWLoginItemList* loginItems = nullptr;
+    // The program started at login: the tidewell the user runs.
+    std::string applicationPath;
+    // The Exclude pane's controller.
+    std::function<ExcludeController*()> excludeController;
+    // The picture of an icon style by image name ("AppIcon", "Purple", "Graphite", "Dark").
+    std::function<QIcon(const QString& imageName)> iconNamed;
+    // Sets the application's icon (the tray icon) by image name.
+    std::function<void(const std::string& imageName)> setApplicationIconImage;
+    // Ends the application.
+    std::function<void()> terminate;
+};
+
+class PreferencesController : public QObject {
+    Q_OBJECT
+
+  public:
+    // An independent controller with its window built (toolbar, General pane shown).
+    explicit PreferencesController(TWPreferencesServices services, QObject* parent = nullptr);
+    ~PreferencesController() override;
+
+    // The services the shared instance is made with.
+    static void configureShared(TWPreferencesServices services);
+    // The shared instance: the first call ever makes it; any later call makes none (null).
+    static PreferencesController* init();
+    // The shared instance, made by init() when there is none.
+    static PreferencesController* sharedInstance();
+
+    // Loads every control from the stores and the login items, centres the window and brings
+    // it to the front.
+    void display();
+
+    // The General pane's actions (each runs on a click of its control).
+    void dropDownIconAction();
+    void menuExtraCheckAction();
+    void minimizeFinderWindowAction();
+    void closeAllFinderWindowAction();
+    void newWindowAction();
+    void showFinderAction();
+    void setAsLoginItemAction();
+
+    // Pane switches (the toolbar items).
+    void displayGeneralPrefs();
+    void displayExcludePrefs();
+    // Shows `view` in the window, resizing the window to it (animated) with its top-left
+    // corner kept in place; nothing when it is the pane already shown.
+    void displayPrefView(QWidget* view);
+
+    // The window is closing: in menu-bar mode, offers to quit now that the menu-bar helper
+    // carries on.
+    void windowWillClose();
+    // Stops handling the window's close (the application is quitting).
+    void detachWindow();
+
+    QMainWindow* prefsWindow() const { return prefsWindow_; }
+    QWidget* generalView() const { return generalView_; }
+    QWidget* excludeView() const { return excludeView_; }
+    QWidget* currentView() const { return currentView_; }
+    QToolBar* toolbar() const { return toolbar_; }
+    QAction* toolbarItem(const QString& identifier) const;
+    QComboBox* dropDownIcon() const { return dropDownIcon_; }
+    QCheckBox* menuExtraCheckbox() const { return menuExtraCheckbox_; }
+    QCheckBox* minimizeCheckbox() const { return minimizeCheckbox_; }
+    QCheckBox* loginCheckbox() const { return loginCheckbox_; }
+    QCheckBox* newWindowCheckbox() const { return newWindowCheckbox_; }
+    QCheckBox* showFinderCheckbox() const { return showFinderCheckbox_; }
+    QCheckBox* closeAllCheckbox() const { return closeAllCheckbox_; }
+    // The window-resize animation of the last pane switch (for waiting on it).
+    QPropertyAnimation* resizeAnimation() const { return animation_; }
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    void createWindowToolbar();
+    QWidget* createGeneralView();
+    QCheckBox* addCheckbox(QWidget* parent, const char* title,
+                           void (PreferencesController::*action)());
+
+    TWPreferencesServices services_;
+    QPointer<QMainWindow> prefsWindow_;
+    QToolBar* toolbar_ = nullptr;
+    QAction* generalItem_ = nullptr;
+    QAction* excludeItem_ = nullptr;
+    QWidget* generalView_ = nullptr;
+    QWidget* excludeView_ = nullptr;
+    QWidget* currentView_ = nullptr;
+    QComboBox* dropDownIcon_ = nullptr;
+    QCheckBox* menuExtraCheckbox_ = nullptr;
+    QCheckBox* minimizeCheckbox_ = nullptr;
+    QCheckBox* loginCheckbox_ = nullptr;
+    QCheckBox* newWindowCheckbox_ = nullptr;
+    QCheckBox* showFinderCheckbox_ = nullptr;
+    QCheckBox* closeAllCheckbox_ = nullptr;
+    QPropertyAnimation* animation_ = nullptr;
+    bool closeHandlingAttached_ = true;
+};
