@@ -1,12 +1,15 @@
 // One Tidewell per user session: the private local socket between instances.
 #include "TWInstanceChannel.h"
 
+#include "TWInstanceFrame.h"
 #include "TWLog.h"
 
 #include <QDir>
-#include <QLocalServer>
 #include <QLocalSocket>
+#include <QSocketNotifier>
 #include <QTimer>
+
+#include <algorithm>
 
 #include <cerrno>
 #include <chrono>
@@ -30,28 +33,24 @@ void logLine(const QString& text) {
 }
 
 // The directory must be ours alone: created 0700, not a symlink, owned by us. Another user
-// could otherwise pre-create it and listen in our place.
-bool prepareDirectory(const QString& directory) {
+// could otherwise pre-create it and listen in our place. Returns why it cannot be used.
+QString unusableDirectory(const QString& directory) {
     const QByteArray path = QFile::encodeName(directory);
     if (mkdir(path.constData(), 0700) != 0 && errno != EEXIST) {
-        logLine("cannot create " + directory + ": " + QString::fromLocal8Bit(strerror(errno)));
-        return false;
+        const int err = errno;
+        QString why = "cannot create " + directory + ": " + QString::fromLocal8Bit(strerror(err));
+        if (err == ENOENT)
+            why += " (XDG_RUNTIME_DIR names a directory that does not exist)";
+        return why;
     }
     struct stat info {};
-    if (lstat(path.constData(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != geteuid()) {
-        logLine("refusing " + directory + ": not a directory owned by this user");
-        return false;
-    }
-    if ((info.st_mode & 077) != 0 && chmod(path.constData(), 0700) != 0) {
-        logLine("refusing " + directory + ": cannot make it private");
-        return false;
-    }
-    return true;
-}
-
-quint32 readLength(const QByteArray& bytes) {
-    const auto* p = reinterpret_cast<const unsigned char*>(bytes.constData());
-    return (quint32(p[0]) << 24) | (quint32(p[1]) << 16) | (quint32(p[2]) << 8) | quint32(p[3]);
+    if (lstat(path.constData(), &info) != 0 || !S_ISDIR(info.st_mode))
+        return directory + " is not a directory";
+    if (info.st_uid != geteuid())
+        return directory + " belongs to another user";
+    if ((info.st_mode & 077) != 0 && chmod(path.constData(), 0700) != 0)
+        return "cannot make " + directory + " private";
+    return {};
 }
 
 using Clock = std::chrono::steady_clock;
@@ -92,14 +91,42 @@ bool readExactly(int fd, char* buffer, size_t size, Clock::time_point deadline) 
     }
     return true;
 }
+bool addressFor(const QString& directory, sockaddr_un& address) {
+    const QByteArray path = QFile::encodeName(directory + "/" + socketName);
+    address = sockaddr_un{};
+    address.sun_family = AF_UNIX;
+    if (size_t(path.size()) >= sizeof address.sun_path)
+        return false;
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+    return true;
+}
+
+// A connection to the instance's socket, or -1 when nobody listens there.
+int connectOnce(const sockaddr_un& address) {
+    int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return -1;
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// Sends one framed message on `fd` and reads the framed reply; closes `fd`.
+std::optional<QByteArray> exchange(int fd, const QByteArray& message, Clock::time_point deadline);
+
 } // namespace
 
 TWInstanceChannel::TWInstanceChannel(QString directory, QObject* parent)
     : QObject(parent), directory_(std::move(directory)) {}
 
 TWInstanceChannel::~TWInstanceChannel() {
-    if (server_)
-        server_->close();
+    if (listenFd_ >= 0) {
+        delete notifier_;
+        ::close(listenFd_);
+        ::unlink(QFile::encodeName(socketPath()).constData());
+    }
     if (lockFd_ >= 0)
         ::close(lockFd_);
 }
@@ -116,29 +143,26 @@ QString TWInstanceChannel::socketPath() const {
 }
 
 QByteArray TWInstanceChannel::frame(const QByteArray& payload) {
-    const auto size = quint32(payload.size());
-    QByteArray bytes(4, '\0');
-    bytes[0] = char(size >> 24);
-    bytes[1] = char(size >> 16);
-    bytes[2] = char(size >> 8);
-    bytes[3] = char(size);
-    return bytes + payload;
+    return TWInstanceFrame::frame(payload);
 }
 
 bool TWInstanceChannel::acquireInstanceLock() {
     if (lockFd_ >= 0)
         return true;
-    if (!prepareDirectory(directory_))
+    error_ = unusableDirectory(directory_);
+    if (!error_.isEmpty())
         return false;
     const QByteArray path = QFile::encodeName(directory_ + "/" + lockName);
-    int fd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    int fd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
     if (fd < 0) {
-        logLine("cannot open the instance lock: " + QString::fromLocal8Bit(strerror(errno)));
+        error_ = "cannot open the instance lock: " + QString::fromLocal8Bit(strerror(errno));
         return false;
     }
     // The kernel drops the lock when its holder dies, so a crashed instance never blocks the
     // next start; only the holder touches the socket file.
     if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK)
+            error_ = "cannot lock the instance lock: " + QString::fromLocal8Bit(strerror(errno));
         ::close(fd);
         return false;
     }
@@ -146,65 +170,139 @@ bool TWInstanceChannel::acquireInstanceLock() {
     return true;
 }
 
+TWInstanceChannel::Start TWInstanceChannel::acquireOrHandOver(const QByteArray& message,
+                                                              int timeoutMs, QByteArray& reply) {
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    sockaddr_un address{};
+    if (message.isEmpty() || message.size() > maximumMessageSize ||
+        !addressFor(directory_, address)) {
+        error_ = QStringLiteral("cannot reach the instance channel in ") + directory_;
+        return Start::NoAnswer;
+    }
+    for (;;) {
+        if (acquireInstanceLock())
+            return Start::Acquired;
+        if (!error_.isEmpty())
+            return Start::NoAnswer;
+        // Someone holds the lock: the instance (which answers once it listens), or a process
+        // about to let go of it (which never will).
+        const int fd = connectOnce(address);
+        if (fd >= 0) {
+            std::optional<QByteArray> answer = exchange(fd, message, deadline);
+            if (!answer)
+                return Start::NoAnswer;
+            reply = *answer;
+            return Start::HandedOver;
+        }
+        if (remainingMs(deadline) == 0)
+            return Start::NoAnswer;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
 bool TWInstanceChannel::listen(Handler handler) {
     if (lockFd_ < 0 && !acquireInstanceLock())
         return false;
     handler_ = std::move(handler);
-    // Holding the lock means any socket file here is a leftover of a crashed instance.
-    QLocalServer::removeServer(socketPath());
-    server_ = new QLocalServer(this);
-    server_->setSocketOptions(QLocalServer::UserAccessOption);
-    if (!server_->listen(socketPath())) {
-        logLine("cannot listen on " + socketPath() + ": " + server_->errorString());
+    sockaddr_un address{};
+    if (!addressFor(directory_, address)) {
+        logLine("cannot listen on " + socketPath() + ": the path is too long");
         return false;
     }
-    connect(server_, &QLocalServer::newConnection, this, &TWInstanceChannel::acceptConnection);
+    // Holding the lock means any socket file here is a leftover of a crashed instance.
+    ::unlink(address.sun_path);
+    int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        ::chmod(address.sun_path, 0600) != 0 || ::listen(fd, SOMAXCONN) != 0) {
+        logLine("cannot listen on " + socketPath() + ": " +
+                QString::fromLocal8Bit(strerror(errno)));
+        if (fd >= 0)
+            ::close(fd);
+        return false;
+    }
+    listenFd_ = fd;
+    notifier_ = new QSocketNotifier(qintptr(fd), QSocketNotifier::Read, this);
+    connect(notifier_, &QSocketNotifier::activated, this, &TWInstanceChannel::acceptConnection);
     return true;
 }
 
 void TWInstanceChannel::acceptConnection() {
-    while (QLocalSocket* socket = server_->nextPendingConnection()) {
-        ucred peer{};
-        socklen_t size = sizeof peer;
-        if (getsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_PEERCRED, &peer, &size) !=
-                0 ||
-            peer.uid != geteuid()) {
-            drop(socket, QStringLiteral("connection from another user refused"));
+    for (;;) {
+        const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (fd >= 0) {
+            acceptRetryMs_ = 0;
+            serve(fd);
             continue;
         }
-        auto* timer = new QTimer(socket);
-        timer->setSingleShot(true);
-        connect(timer, &QTimer::timeout, socket,
-                [this, socket] { drop(socket, QStringLiteral("message not received in time")); });
-        timer->start(messageTimeoutMs);
-        connect(socket, &QLocalSocket::readyRead, this, [this, socket] { readFrom(socket); });
-        connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-        if (socket->bytesAvailable() > 0)
-            readFrom(socket);
+        if (errno == EINTR || errno == ECONNABORTED)
+            continue;
+        if (errno == EAGAIN || errno == EWOULDBLOCK)
+            return;
+        // Out of descriptors or memory: the socket keeps listening and the connection waits
+        // in its queue. Said once (a flood would repeat it endlessly), then retried later
+        // rather than in a busy loop.
+        if (!saidCannotAccept_)
+            logLine("cannot accept connections for now (" +
+                    QString::fromLocal8Bit(strerror(errno)) + "); retrying");
+        saidCannotAccept_ = true;
+        acceptRetryMs_ = std::min(acceptRetryMs_ == 0 ? 50 : acceptRetryMs_ * 2, 1000);
+        notifier_->setEnabled(false);
+        QTimer::singleShot(acceptRetryMs_, this, [this] {
+            notifier_->setEnabled(true);
+            acceptConnection();
+        });
+        return;
     }
+}
+
+void TWInstanceChannel::serve(int fd) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.uid != geteuid()) {
+        logLine(QStringLiteral("connection from another user refused"));
+        ::close(fd);
+        return;
+    }
+    auto* socket = new QLocalSocket(this);
+    if (!socket->setSocketDescriptor(qintptr(fd))) {
+        ::close(fd);
+        delete socket;
+        return;
+    }
+    auto* timer = new QTimer(socket);
+    timer->setSingleShot(true);
+    connect(timer, &QTimer::timeout, socket,
+            [this, socket] { drop(socket, QStringLiteral("message not received in time")); });
+    timer->start(messageTimeoutMs);
+    connect(socket, &QLocalSocket::readyRead, this, [this, socket] { readFrom(socket); });
+    connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+    if (socket->bytesAvailable() > 0)
+        readFrom(socket);
 }
 
 void TWInstanceChannel::readFrom(QLocalSocket* socket) {
     QByteArray buffer = socket->property(bufferProperty).toByteArray();
     // Never read more than one frame's worth: an endless sender cannot grow our memory.
     buffer += socket->read(4 + maximumMessageSize - buffer.size());
-    if (buffer.size() >= 4) {
-        const quint32 length = readLength(buffer);
-        if (length == 0 || length > quint32(maximumMessageSize)) {
-            drop(socket, QStringLiteral("message of %1 bytes dropped").arg(length));
-            return;
-        }
-        if (quint32(buffer.size()) >= 4 + length) {
-            socket->setProperty(bufferProperty, QVariant());
-            for (QTimer* timer : socket->findChildren<QTimer*>())
-                timer->stop();
-            QByteArray reply = handler_ ? handler_(buffer.mid(4, int(length))) : QByteArray();
-            if (reply.size() > maximumMessageSize)
-                reply.truncate(maximumMessageSize);
-            socket->write(frame(reply));
-            socket->disconnectFromServer();
-            return;
-        }
+    QByteArray message;
+    switch (TWInstanceFrame::read(buffer, message)) {
+    case TWInstanceFrame::Status::Invalid:
+        drop(socket, QStringLiteral("message of %1 bytes dropped")
+                         .arg(TWInstanceFrame::announcedLength(buffer.constData())));
+        return;
+    case TWInstanceFrame::Status::Complete: {
+        socket->setProperty(bufferProperty, QVariant());
+        for (QTimer* timer : socket->findChildren<QTimer*>())
+            timer->stop();
+        QByteArray reply = handler_ ? handler_(message) : QByteArray();
+        if (reply.size() > maximumMessageSize)
+            reply.truncate(maximumMessageSize);
+        socket->write(frame(reply));
+        socket->disconnectFromServer();
+        return;
+    }
+    case TWInstanceFrame::Status::Incomplete:
+        break;
     }
     socket->setProperty(bufferProperty, buffer);
 }
@@ -221,32 +319,28 @@ std::optional<QByteArray> TWInstanceChannel::sendMessage(const QString& director
     if (message.isEmpty() || message.size() > maximumMessageSize)
         return std::nullopt;
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    const QByteArray path = QFile::encodeName(directory + "/" + socketName);
     sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (size_t(path.size()) >= sizeof address.sun_path)
+    if (!addressFor(directory, address))
         return std::nullopt;
-    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
-
-    int fd = -1;
     // The lock holder may not be listening yet (it is still starting): retry until the deadline.
     for (;;) {
-        fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (fd < 0)
-            return std::nullopt;
-        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
-            break;
-        ::close(fd);
-        fd = -1;
+        const int fd = connectOnce(address);
+        if (fd >= 0)
+            return exchange(fd, message, deadline);
         if (remainingMs(deadline) == 0)
             return std::nullopt;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
+}
+
+namespace {
+std::optional<QByteArray> exchange(int fd, const QByteArray& message, Clock::time_point deadline) {
     std::optional<QByteArray> reply;
     char header[4];
-    if (writeAll(fd, frame(message), deadline) && readExactly(fd, header, 4, deadline)) {
-        const quint32 length = readLength(QByteArray(header, 4));
-        if (length <= quint32(maximumMessageSize)) {
+    if (writeAll(fd, TWInstanceChannel::frame(message), deadline) &&
+        readExactly(fd, header, 4, deadline)) {
+        const quint32 length = TWInstanceFrame::announcedLength(header);
+        if (length <= quint32(TWInstanceChannel::maximumMessageSize)) {
             QByteArray body(int(length), '\0');
             if (length == 0 || readExactly(fd, body.data(), length, deadline))
                 reply = body;
@@ -255,3 +349,4 @@ std::optional<QByteArray> TWInstanceChannel::sendMessage(const QString& director
     ::close(fd);
     return reply;
 }
+} // namespace

@@ -17,6 +17,7 @@
 #include "TWQtAlertPresenter.h"
 #include "TWQtHTTPTransport.h"
 #include "TWQtMainQueue.h"
+#include "TWRequestJournal.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -74,7 +75,7 @@ class TWOfflineTransport : public TWHTTPTransport {
 // Notes each alert's message in the journal (the answer to a status query), then shows it.
 class TWJournalingAlertPresenter : public TWAlertPresenter {
   public:
-    TWJournalingAlertPresenter(TWAlertPresenter& shown, QStringList& journal)
+    TWJournalingAlertPresenter(TWAlertPresenter& shown, TWRequestJournal& journal)
         : shown_(shown), journal_(journal) {}
     long runModal(const TWAlert& alert) override {
         journal_ << "alert " + QString::fromStdString(alert.messageText().value_or(std::string()));
@@ -83,7 +84,7 @@ class TWJournalingAlertPresenter : public TWAlertPresenter {
 
   private:
     TWAlertPresenter& shown_;
-    QStringList& journal_;
+    TWRequestJournal& journal_;
 };
 
 // The command line's options, in the order --help lists them.
@@ -207,16 +208,22 @@ int TWLauncher::run(int argc, char** argv) {
     // costly start-up (display connection, icons) is paid.
     const QString channelDirectory = TWInstanceChannel::defaultDirectory();
     auto* channel = new TWInstanceChannel(channelDirectory);
-    if (!channel->acquireInstanceLock()) {
-        std::optional<QByteArray> reply =
-            TWInstanceChannel::sendMessage(channelDirectory, request->message, handOverTimeoutMs);
+    QByteArray reply;
+    const TWInstanceChannel::Start start =
+        channel->acquireOrHandOver(request->message, handOverTimeoutMs, reply);
+    if (start != TWInstanceChannel::Start::Acquired) {
+        const QString channelError = channel->error();
         delete channel;
-        if (!reply) {
+        if (!channelError.isEmpty()) {
+            printError(channelError.toStdString());
+            return exitFailure;
+        }
+        if (start == TWInstanceChannel::Start::NoAnswer) {
             printError("Tidewell is running but did not answer");
             return exitFailure;
         }
         if (request->message == "status")
-            std::fwrite(reply->constData(), 1, size_t(reply->size()), stdout);
+            std::fwrite(reply.constData(), 1, size_t(reply.size()), stdout);
         return exitSuccess;
     }
     if (request->message == "status") {
@@ -227,6 +234,30 @@ int TWLauncher::run(int argc, char** argv) {
 
     // Diagnostics go to the terminal too when there is one to read them.
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
+
+    // The session's desktop, before Qt: Qt ends the process when its platform cannot open the
+    // display, so what is missing is said plainly first.
+    const bool simulated = request->desktop == "sim";
+    std::unique_ptr<TWDesktop> desktop;
+    std::string noDesktopReason;
+    if (!simulated) {
+        desktop = TWMakeDesktop(TWDesktopKind::Session, &noDesktopReason);
+    } else {
+        const QByteArray qtPlatform = qgetenv("QT_QPA_PLATFORM");
+        const bool qtNeedsX =
+            qtPlatform.startsWith("xcb") ||
+            (qtPlatform.isEmpty() && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
+        if (qtNeedsX && !TWMakeDesktop(TWDesktopKind::X11))
+            noDesktopReason =
+                qEnvironmentVariableIsEmpty("DISPLAY")
+                    ? "DISPLAY is not set"
+                    : "cannot open the display " + qEnvironmentVariable("DISPLAY").toStdString();
+    }
+    if (simulated ? !noDesktopReason.empty() : !desktop) {
+        delete channel;
+        printError("no desktop to work on: " + noDesktopReason);
+        return exitFailure;
+    }
 
     TidewellApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("Tidewell"));
@@ -242,10 +273,7 @@ int TWLauncher::run(int argc, char** argv) {
 
     // The desktop and the settings stores. The simulated desktop keeps its settings in memory
     // too, so a test run never touches the user's files.
-    const bool simulated = request->desktop == "sim";
     TWSimDesktop* simDesktop = nullptr;
-    std::unique_ptr<TWDesktop> desktop;
-    std::string noDesktopReason = "no desktop session";
     std::unique_ptr<TWServiceManagement> serviceManagement;
     const std::string bundlePath = QCoreApplication::applicationDirPath().toStdString();
     if (simulated) {
@@ -259,15 +287,10 @@ int TWLauncher::run(int argc, char** argv) {
             std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
         serviceManagement = std::make_unique<TWSimServiceManagement>();
     } else {
-        desktop = TWMakeDesktop(TWDesktopKind::Session, &noDesktopReason);
         TWPlistFileStore::installStandardStores();
         serviceManagement =
             std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
                 {TWHelperBundleIdentifier, bundlePath + "/" + TWHelperExecutableName}});
-    }
-    if (!desktop) {
-        printError("no desktop to work on: " + noDesktopReason);
-        return exitFailure;
     }
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
                                               TWActivationPolicyRegular);
@@ -293,7 +316,7 @@ int TWLauncher::run(int argc, char** argv) {
     };
     QFSimpleUpdater::configure(updaterServices);
     // What the running instance has handled and shown, in order: the answer to a status query.
-    QStringList journal;
+    TWRequestJournal journal;
     TWQtAlertPresenter shownAlerts;
     TWJournalingAlertPresenter alertPresenter(shownAlerts, journal);
 
@@ -404,7 +427,7 @@ int TWLauncher::run(int argc, char** argv) {
             journal.removeLast();
             return QByteArrayLiteral("unknown");
         } else if (message == "status") {
-            QStringList status = journal;
+            QStringList status;
             // The application show-all brings to the front, as recorded so far.
             if (auto front = TWCommon::sharedInstance().currentActiveBundleID())
                 status << "front: " + QString::fromStdString(*front);
@@ -414,7 +437,7 @@ int TWLauncher::run(int argc, char** argv) {
             if (simDesktop)
                 for (const std::string& line : simDesktop->log())
                     status << "desktop: " + QString::fromStdString(line);
-            return status.join('\n').toUtf8() + '\n';
+            return journal.answer(status, TWInstanceChannel::maximumMessageSize);
         } else {
             TWLog("TidewellAppDelegate: unknown request dropped");
             if (message != "status")

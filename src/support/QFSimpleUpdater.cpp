@@ -8,6 +8,7 @@
 #include "TWURL.h"
 
 #include <algorithm>
+#include <cctype>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -69,6 +70,12 @@ bool isValidUTF8(const std::string& data) {
         p += extra + 1;
     }
     return true;
+}
+
+bool equalsIgnoringCase(const std::string& a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(static_cast<unsigned char>(x)) == y;
+           });
 }
 
 } // namespace
@@ -140,7 +147,11 @@ TWError QFSimpleUpdater::resultForResponse(const std::optional<std::string>& dat
 
     TWError error{QFSimpleUpdaterErrorDomain, QFSimpleUpdaterErrorCode, {}};
     TWPlistDictionary& info = error.userInfo;
-    if (url && url->host() && endpointHost && *url->host() == *endpointHost) {
+    // The link is handed to the desktop's opener: only a secure download on the update host
+    // is offered, never another scheme (file:, smb:, a plain http: that anyone on the way can
+    // change).
+    const bool secure = url && url->scheme() && equalsIgnoringCase(*url->scheme(), "https");
+    if (secure && url->host() && endpointHost && *url->host() == *endpointHost) {
         info[TWLocalizedDescriptionKey] =
             TWFormat(TWLocalizedString("There is an update to %@ available online."), name);
         // The empty suggestion is not a text, so it is not looked up.

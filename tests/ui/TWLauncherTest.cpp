@@ -14,10 +14,13 @@
 
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -254,6 +257,127 @@ TEST_F(LauncherTest, ACrashedInstanceIsReplacedByTheNextStart) {
     startInstance();
     EXPECT_EQ(runAgain({"--hide-all"}).first, 0);
     EXPECT_TRUE(status().contains("hide-all"));
+}
+
+TEST_F(LauncherTest, AStartOutlastsAProcessBrieflyHoldingTheInstanceLock) {
+    // As a status query or another start handing over does: it holds the lock for a moment
+    // and never listens.
+    ASSERT_TRUE(QDir().mkpath(channelDirectory()));
+    const QByteArray lockPath = QFile::encodeName(channelDirectory() + "/instance.lock");
+    int lock = ::open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(lock, 0);
+    ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+    instance.setProcessEnvironment(environment);
+    instance.start(programPath(), {"--desktop=sim"});
+    ASSERT_TRUE(instance.waitForStarted(5000));
+    QThread::msleep(300);
+    ::close(lock);
+
+    // The start became the instance: it answers, and runs on.
+    std::optional<QByteArray> answer;
+    for (int i = 0; i < 500 && !answer && instance.state() == QProcess::Running; ++i)
+        answer = TWInstanceChannel::sendMessage(channelDirectory(), "status", 20);
+    EXPECT_TRUE(answer) << instance.readAllStandardError().toStdString();
+    EXPECT_EQ(instance.state(), QProcess::Running);
+}
+
+TEST_F(LauncherTest, RunningOutOfDescriptorsLeavesTheChannelListening) {
+    // An instance allowed 64 descriptors, sent 200 idle connections: it runs out, says so once,
+    // drops the idle connections after their time-out and answers again.
+    instance.setProcessEnvironment(environment);
+    instance.start("sh", {"-c", "ulimit -n 64 && exec \"$0\" --desktop=sim", programPath()});
+    ASSERT_TRUE(instance.waitForStarted(5000));
+    QElapsedTimer waited;
+    waited.start();
+    while (!TWInstanceChannel::sendMessage(channelDirectory(), "status", 200))
+        ASSERT_LT(waited.elapsed(), 10000) << "the instance never answered";
+
+    std::vector<int> idle;
+    for (int i = 0; i < 200; ++i) {
+        int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const QByteArray path = QFile::encodeName(channelDirectory() + "/instance.sock");
+        std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
+            idle.push_back(fd);
+        else
+            ::close(fd);
+    }
+    EXPECT_GT(idle.size(), 64u);
+    // The instance drops every idle connection it accepted after two seconds; these are done
+    // once each has been closed by the instance.
+    for (int fd : idle) {
+        closedByPeer(fd, 20000);
+        ::close(fd);
+    }
+    auto [code, output] = runAgain({"--status"});
+    EXPECT_EQ(code, 0) << output.toStdString();
+    EXPECT_TRUE(QFile::exists(channelDirectory() + "/instance.sock"));
+    instance.terminate();
+    instance.waitForFinished(5000);
+    const QString log = QString::fromLocal8Bit(instance.readAllStandardError());
+    EXPECT_EQ(log.count("cannot accept connections for now"), 1) << log.toStdString();
+}
+
+TEST_F(LauncherTest, StatusHoldsTheNewestWholeLinesWithinOneMessage) {
+    startInstance();
+    // 300 requests of 700 bytes each: far more than one answer holds.
+    for (int i = 0; i < 300; ++i) {
+        const QByteArray url = "x-tidewell-action://nothing/" +
+                               QByteArray::number(i).rightJustified(4, '0') + "/" +
+                               QByteArray(660, 'x');
+        ASSERT_TRUE(TWInstanceChannel::sendMessage(channelDirectory(), "url " + url, 5000));
+    }
+    std::optional<QByteArray> answer =
+        TWInstanceChannel::sendMessage(channelDirectory(), "status", 5000);
+    ASSERT_TRUE(answer);
+    EXPECT_LE(answer->size(), TWInstanceChannel::maximumMessageSize);
+    ASSERT_TRUE(answer->endsWith('\n'));
+    const QList<QByteArray> lines = answer->chopped(1).split('\n');
+    ASSERT_GE(lines.size(), 2);
+    for (const QByteArray& line : lines)
+        EXPECT_TRUE((line.startsWith("url x-tidewell-action://nothing/") && line.endsWith('x')) ||
+                    line.startsWith("front: ") || line.startsWith("exclusion list: "))
+            << line.left(60).toStdString();
+    EXPECT_TRUE(answer->contains("/0299/")) << "the newest request is kept";
+}
+
+TEST_F(LauncherTest, AnUnusableRuntimeDirectoryOrNoDisplayIsSaidPlainly) {
+    auto run = [this](const QProcessEnvironment& env, const QStringList& arguments) {
+        QProcess p;
+        p.setProcessEnvironment(env);
+        p.start(programPath(), arguments);
+        EXPECT_TRUE(p.waitForFinished(10000));
+        EXPECT_EQ(p.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(p.exitCode(), 1);
+        return QString::fromLocal8Bit(p.readAllStandardError());
+    };
+    QProcessEnvironment env = environment;
+    env.insert("XDG_RUNTIME_DIR", runtime.path() + "/missing");
+    EXPECT_TRUE(run(env, {"--desktop=sim"})
+                    .contains("XDG_RUNTIME_DIR names a directory that does not exist"));
+
+    // Another user's directory (as root, it can be made so), or something not a directory.
+    ASSERT_TRUE(QDir().mkpath(channelDirectory()));
+    if (geteuid() == 0 &&
+        ::chown(QFile::encodeName(channelDirectory()).constData(), 65534, 65534) == 0) {
+        EXPECT_TRUE(run(environment, {"--desktop=sim"}).contains("belongs to another user"));
+    }
+    ASSERT_TRUE(QDir().rmdir(channelDirectory()));
+    QFile plain(channelDirectory());
+    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
+    plain.close();
+    EXPECT_TRUE(run(environment, {"--show-all"}).contains("is not a directory"));
+    ASSERT_TRUE(plain.remove());
+
+    // No display at all, and no platform chosen.
+    env = environment;
+    env.remove("QT_QPA_PLATFORM");
+    env.remove("WAYLAND_DISPLAY");
+    EXPECT_TRUE(run(env, {}).contains("neither WAYLAND_DISPLAY nor DISPLAY is set"));
+    env.insert("DISPLAY", ":97");
+    EXPECT_TRUE(run(env, {"--desktop=sim"}).contains("cannot open the display :97"));
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QMessageBox>
@@ -65,10 +66,11 @@ class UpdateServer {
     }
 
     // The next answers: HTTP `status` with `body` (status 0: hang up without answering).
-    void respond(int status, const QByteArray& body) {
+    // `mode` as tw_update_server.py takes it ("trickle", "flood N").
+    void respond(int status, const QByteArray& body, const QByteArray& mode = {}) {
         QFile file(path("response"));
         file.open(QIODevice::WriteOnly | QIODevice::Truncate);
-        file.write(QByteArray::number(status) + "\n" + body);
+        file.write(QByteArray::number(status) + " " + mode + "\n" + body);
         QFile::remove(path("record"));
     }
     // The path and body of the last request, or nothing when none came.
@@ -266,6 +268,27 @@ TEST_F(TWQtUpdateCheck, NoAnswerFails) {
                                                    "/updates/simpleupdate.php"));
     ASSERT_EQ(refused.calls, 1);
     EXPECT_EQ(description(refused), "An error occurred while checking for an update.");
+}
+
+TEST_F(TWQtUpdateCheck, AnOversizedOrTricklingAnswerFailsWithinTheTimeLimit) {
+    // 100 MB with no length announced: given up after the first 64 KiB.
+    server_->respond(200, "", "flood 100000000");
+    CheckResult flood = runCheck(services(trustingTransport()));
+    ASSERT_EQ(flood.calls, 1);
+    EXPECT_EQ(description(flood), "An error occurred while checking for an update.");
+
+    // A link sent one byte every 0.2 s (over 12 s in all): each byte restarts a transfer
+    // time-out, but the check as a whole is bounded.
+    const std::string link = server_->url("/download/Tidewell-2.0-x86_64.tar.gz");
+    server_->respond(200, QByteArray::fromStdString(link), "trickle");
+    auto transport = std::make_shared<TWQtHTTPTransport>(2000ms);
+    ASSERT_TRUE(transport->addTrustedCertificates(server_->path("cert.pem")));
+    QElapsedTimer clock;
+    clock.start();
+    CheckResult trickle = runCheck(services(transport));
+    ASSERT_EQ(trickle.calls, 1);
+    EXPECT_EQ(description(trickle), "An error occurred while checking for an update.");
+    EXPECT_LT(clock.elapsed(), 8000);
 }
 
 TEST_F(TWQtUpdateCheck, UntrustedCertificateFails) {

@@ -4,11 +4,14 @@
 #
 # Usage: tw_update_server.py CERT KEY RESPONSE_FILE RECORD_FILE
 # RESPONSE_FILE: first line the HTTP status (0 = hang up without answering), then the body.
+# The status may be followed by a mode: "trickle" sends the body one byte every 0.2 s;
+# "flood N" sends N bytes of "x" with no length announced, until the client hangs up.
 # RECORD_FILE: rewritten per request with the path, a newline, then the raw request body.
 # Prints "PORT <n>" once listening on 127.0.0.1.
 import http.server
 import ssl
 import sys
+import time
 
 cert, key, response_file, record_file = sys.argv[1:5]
 
@@ -23,15 +26,35 @@ class Handler(http.server.BaseHTTPRequestHandler):
             f.write(self.path.encode() + b"\n" + body)
         with open(response_file, "rb") as f:
             status_line, _, answer = f.read().partition(b"\n")
-        status = int(status_line)
+        status, *mode = status_line.split()
+        status = int(status)
         if status == 0:
             self.close_connection = True
             return
         self.send_response(status)
         self.send_header("Content-Type", "text/plain; charset=utf-8")
-        self.send_header("Content-Length", str(len(answer)))
-        self.end_headers()
-        self.wfile.write(answer)
+        try:
+            if mode and mode[0] == b"flood":
+                self.send_header("Connection", "close")
+                self.end_headers()
+                self.close_connection = True
+                left = int(mode[1])
+                while left > 0:
+                    chunk = min(left, 65536)
+                    self.wfile.write(b"x" * chunk)
+                    left -= chunk
+                return
+            self.send_header("Content-Length", str(len(answer)))
+            self.end_headers()
+            if mode and mode[0] == b"trickle":
+                for i in range(len(answer)):
+                    self.wfile.write(answer[i:i + 1])
+                    self.wfile.flush()
+                    time.sleep(0.2)
+            else:
+                self.wfile.write(answer)
+        except (BrokenPipeError, ConnectionResetError, ssl.SSLError):
+            self.close_connection = True
 
     def log_message(self, *args):
         pass

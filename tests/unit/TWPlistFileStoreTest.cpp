@@ -351,6 +351,75 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
     EXPECT_EQ(store.load().at("kept"), TWPlistValue("yes"));
 }
 
+// A binary property list of `count` arrays, object i holding `fanOut` references to object i+1
+// (the last one empty): nesting `count` deep, expanding to fanOut^count values.
+std::string nestedBinaryArrays(std::uint32_t count, unsigned fanOut) {
+    auto be = [](std::string& out, std::uint64_t v, unsigned size) {
+        for (unsigned k = size; k-- > 0;)
+            out += static_cast<char>((v >> (8 * k)) & 0xff);
+    };
+    std::string out = "bplist00";
+    std::vector<std::uint64_t> offsets;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        offsets.push_back(out.size());
+        const bool last = i + 1 == count;
+        out += static_cast<char>(0xA0 | (last ? 0 : fanOut));
+        for (unsigned k = 0; !last && k < fanOut; ++k)
+            be(out, i + 1, 4);
+    }
+    const std::uint64_t table = out.size();
+    for (std::uint64_t o : offsets)
+        be(out, o, 4);
+    out += std::string(6, '\0') + char(4) + char(4);
+    be(out, count, 8);
+    be(out, 0, 8);
+    be(out, table, 8);
+    return out;
+}
+
+TEST_F(TWPlistFileStoreTest, HostileFilesAreKeptAsideWithoutCrashingOrHanging) {
+    std::string deepXML = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
+    for (int i = 0; i < 200000; ++i)
+        deepXML += "<array>";
+    const std::pair<const char*, std::string> files[] = {
+        {"a NUL inside a string",
+         std::string("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>k</key><string>a") +
+             '\0' + "b</string></dict></plist>"},
+        {"200,000 nested XML arrays", deepXML},
+        {"100,000 nested binary arrays", nestedBinaryArrays(100000, 1)},
+        {"a binary file expanding to 2^64 values", nestedBinaryArrays(64, 2)},
+    };
+    fs::create_directories(dir);
+    for (const auto& [what, bytes] : files) {
+        SCOPED_TRACE(what);
+        writeAll(file, bytes);
+        // In a child process: a crash or a hang fails this case rather than the whole program.
+        pid_t child = spawn([&] {
+            alarm(20);
+            TWLogCapture log;
+            return TWPlistFileStore(file.string()).load().empty() && log.lines.size() == 1 ? 0 : 1;
+        });
+        EXPECT_EQ(waitExit(child), 0);
+        auto kept = corruptCopies(file);
+        ASSERT_EQ(kept.size(), 1u);
+        EXPECT_EQ(readAll(kept[0]), bytes);
+        fs::remove(kept[0]);
+    }
+
+    // A FIFO (or a link to one) at the path: nothing ever writes to it, the reader must not wait.
+    ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
+    fs::create_symlink(dir / "fifo", file);
+    pid_t child = spawn([&] {
+        alarm(20);
+        TWPlistFileStore store(file.string());
+        return store.load().empty() && store.update([](TWPlistDictionary& d) { d["k"] = 1; }) ? 0
+                                                                                              : 1;
+    });
+    EXPECT_EQ(waitExit(child), 0);
+    EXPECT_EQ(TWPlistFileStore(file.string()).load(), (TWPlistDictionary{{"k", TWPlistValue(1)}}));
+    EXPECT_TRUE(fs::is_fifo(dir / "fifo"));
+}
+
 TEST(TWStorePaths, ConfigHomeFollowsTheXDGRules) {
     EXPECT_EQ(TWStorePaths::configHome("/xdg/conf", "/home/u"), "/xdg/conf");
     EXPECT_EQ(TWStorePaths::configHome(nullptr, "/home/u"), "/home/u/.config");

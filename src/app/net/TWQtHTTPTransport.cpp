@@ -8,6 +8,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QSslConfiguration>
+#include <QTimer>
 #include <QUrl>
 
 // The network access manager and its replies live on the transport's thread; everything
@@ -104,9 +105,35 @@ void TWQtHTTPTransport::post(const std::string& url, std::string body,
             request.setSslConfiguration(ssl);
 
             QNetworkReply* reply = session->manager()->post(request, payload);
+            // Why the request was given up, when it was: the answer is then a failure, not a
+            // body cut short.
+            auto givenUp = std::make_shared<QString>();
+            auto giveUp = [reply, givenUp](const QString& why) {
+                if (givenUp->isEmpty() && reply->isRunning()) {
+                    *givenUp = why;
+                    reply->abort();
+                }
+            };
+            // A bound on the whole request: the transfer time-out restarts with every byte, so
+            // a server trickling its answer would otherwise keep it alive for ever.
+            auto* deadline = new QTimer(reply);
+            deadline->setSingleShot(true);
+            QObject::connect(deadline, &QTimer::timeout, reply, [giveUp, timeoutMs] {
+                giveUp(QStringLiteral("no complete answer within %1 ms").arg(timeoutMs));
+            });
+            deadline->start(timeoutMs);
+            // Unread data stays in the reply: what is available is all that has arrived.
+            auto checkSize = [reply, giveUp] {
+                const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
+                if (reply->bytesAvailable() > maximumBodySize ||
+                    (announced.isValid() && announced.toLongLong() > maximumBodySize))
+                    giveUp(QStringLiteral("answer larger than %1 bytes").arg(maximumBodySize));
+            };
+            QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, checkSize);
+            QObject::connect(reply, &QIODevice::readyRead, reply, checkSize);
             QObject::connect(
                 reply, &QNetworkReply::finished, session,
-                [reply, closing, completion = std::move(completion)]() mutable {
+                [reply, closing, givenUp, completion = std::move(completion)]() mutable {
                     reply->deleteLater();
                     if (closing->load())
                         return;
@@ -114,7 +141,11 @@ void TWQtHTTPTransport::post(const std::string& url, std::string body,
                     QNetworkReply::NetworkError error = reply->error();
                     bool answered =
                         reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
-                    if (answered && !isTransportFailure(error)) {
+                    if (!givenUp->isEmpty()) {
+                        TWLog("TWQtHTTPTransport: " + reply->url().toString().toStdString() + ": " +
+                              givenUp->toStdString());
+                    } else if (answered && !isTransportFailure(error) &&
+                               reply->bytesAvailable() <= maximumBodySize) {
                         data = reply->readAll().toStdString();
                     } else {
                         TWLog("TWQtHTTPTransport: " + reply->url().toString().toStdString() + ": " +

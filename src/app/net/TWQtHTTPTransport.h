@@ -7,6 +7,7 @@
 #include <QSslCertificate>
 #include <QString>
 #include <QThread>
+#include <QtGlobal>
 
 #include <atomic>
 #include <chrono>
@@ -17,8 +18,12 @@ class TWQtHTTPSession;
 
 class TWQtHTTPTransport : public TWHTTPTransport {
   public:
-    // A request that has not finished after this long fails like any other transport failure.
+    // A request that has not finished after this long, from the moment it is sent, fails like
+    // any other transport failure.
     static constexpr std::chrono::milliseconds defaultTimeout{30000};
+    // A larger answer fails as well: the update server answers with a link of a few hundred
+    // bytes.
+    static constexpr qint64 maximumBodySize = 64 * 1024;
 
     explicit TWQtHTTPTransport(std::chrono::milliseconds timeout = defaultTimeout);
     // Stops the network thread; answers still outstanding are dropped. Must not run on the main

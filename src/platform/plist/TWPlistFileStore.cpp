@@ -10,16 +10,19 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -29,6 +32,198 @@ constexpr int kMaxDepth = 256;
 
 // Files larger than this are not settings; libplist also takes 32-bit lengths.
 constexpr off_t kMaxFileSize = off_t(64) << 20;
+
+// Nodes a file may expand to once every reference of a binary file is followed; settings hold
+// a few hundred. Shared references could otherwise make a small file expand exponentially.
+constexpr std::uint64_t kMaxNodes = std::uint64_t(1) << 20;
+
+// The property-list library recurses once per nesting level (its own depth check comes too
+// late for a file nested a hundred thousand levels) and asserts on a NUL inside an XML string.
+// The structure is therefore checked here, in bounded time and constant stack, before the
+// library sees the bytes.
+
+// XML: no NUL byte (XML has no way to carry one) and no element nested deeper than the values
+// may be (the <plist> element and a leaf sit around kMaxDepth containers).
+bool xmlShapeIsSafe(std::string_view xml, std::string& why) {
+    if (xml.find('\0') != std::string_view::npos) {
+        why = "it holds a NUL byte";
+        return false;
+    }
+    auto skipPast = [&](size_t from, std::string_view end) {
+        size_t at = xml.find(end, from);
+        return at == std::string_view::npos ? xml.size() : at + end.size();
+    };
+    int depth = 0;
+    size_t i = 0;
+    while ((i = xml.find('<', i)) != std::string_view::npos) {
+        std::string_view rest = xml.substr(i);
+        if (rest.starts_with("<!--")) {
+            i = skipPast(i + 4, "-->");
+        } else if (rest.starts_with("<![CDATA[")) {
+            i = skipPast(i + 9, "]]>");
+        } else if (rest.starts_with("<?")) {
+            i = skipPast(i + 2, "?>");
+        } else if (rest.starts_with("</")) {
+            --depth;
+            i = skipPast(i + 2, ">");
+        } else {
+            // Finds the end of the tag, stepping over quoted attribute values.
+            char quote = 0;
+            size_t j = i + 1;
+            for (; j < xml.size(); ++j) {
+                char c = xml[j];
+                if (quote) {
+                    if (c == quote)
+                        quote = 0;
+                } else if (c == '"' || c == '\'') {
+                    quote = c;
+                } else if (c == '>') {
+                    break;
+                }
+            }
+            bool selfClosing = j < xml.size() && xml[j - 1] == '/';
+            if (!selfClosing && !rest.starts_with("<!") && ++depth > kMaxDepth + 2) {
+                why = "it is nested deeper than " + std::to_string(kMaxDepth) + " levels";
+                return false;
+            }
+            i = j < xml.size() ? j + 1 : xml.size();
+        }
+    }
+    return true;
+}
+
+std::uint64_t bigEndian(const unsigned char* p, unsigned size) {
+    std::uint64_t v = 0;
+    for (unsigned k = 0; k < size; ++k)
+        v = (v << 8) | p[k];
+    return v;
+}
+
+// Binary: a trailer, an offset table and references that stay inside the file, no cycle, no
+// container nested deeper than kMaxDepth, and no more than kMaxNodes once references are
+// followed. Anything the check cannot make sense of is left to the library's own checks only
+// when it cannot hurt: a malformed container is refused here.
+bool binaryShapeIsSafe(std::string_view file, std::string& why) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(file.data());
+    const std::uint64_t size = file.size();
+    auto damaged = [&](const char* what) {
+        why = std::string("damaged binary property list (") + what + ")";
+        return false;
+    };
+    if (size < 8 + 32)
+        return damaged("too short");
+    const unsigned char* trailer = bytes + size - 32;
+    const unsigned offsetSize = trailer[6];
+    const unsigned refSize = trailer[7];
+    const std::uint64_t count = bigEndian(trailer + 8, 8);
+    const std::uint64_t top = bigEndian(trailer + 16, 8);
+    const std::uint64_t tableAt = bigEndian(trailer + 24, 8);
+    const std::uint64_t end = size - 32;
+    if (offsetSize < 1 || offsetSize > 8 || refSize < 1 || refSize > 8)
+        return damaged("field sizes");
+    if (count == 0 || top >= count || tableAt < 8 || tableAt > end ||
+        count > (end - tableAt) / offsetSize)
+        return damaged("offset table");
+
+    // Where object `index` keeps its references, and how many it has; false when malformed.
+    auto references = [&](std::uint64_t index, std::uint64_t& first, std::uint64_t& n) {
+        const std::uint64_t at = bigEndian(bytes + tableAt + index * offsetSize, offsetSize);
+        if (at < 8 || at >= tableAt)
+            return false;
+        const unsigned marker = bytes[at];
+        const unsigned type = marker >> 4;
+        n = 0;
+        if (type != 0xA && type != 0xB && type != 0xC && type != 0xD)
+            return true; // not a container
+        std::uint64_t pos = at + 1;
+        n = marker & 0xF;
+        if (n == 0xF) {
+            if (pos >= tableAt || (bytes[pos] >> 4) != 0x1 || (bytes[pos] & 0xF) > 3)
+                return false;
+            const unsigned width = 1u << (bytes[pos] & 0xF);
+            if (pos + 1 + width > tableAt)
+                return false;
+            n = bigEndian(bytes + pos + 1, width);
+            pos += 1 + width;
+        }
+        if (type == 0xD)
+            n *= 2; // keys, then values
+        if (n > (tableAt - pos) / refSize)
+            return false;
+        first = pos;
+        return true;
+    };
+
+    // Depth-first from the top object with an explicit stack; every object is examined once and
+    // remembers its depth and the number of nodes it expands to.
+    struct Seen {
+        std::uint8_t state = 0; // 0 new, 1 on the stack, 2 done
+        std::uint32_t depth = 0;
+        std::uint64_t nodes = 0;
+    };
+    if (count > kMaxNodes)
+        return damaged("too many objects");
+    std::vector<Seen> seen(static_cast<size_t>(count));
+    struct Frame {
+        std::uint64_t index, first, n, next;
+    };
+    std::vector<Frame> stack;
+    auto push = [&](std::uint64_t index) {
+        Frame f{index, 0, 0, 0};
+        if (!references(index, f.first, f.n))
+            return false;
+        seen[index].state = 1;
+        seen[index].nodes = 1;
+        stack.push_back(f);
+        return true;
+    };
+    if (!push(top))
+        return damaged("malformed object");
+    auto tooMany = [&] {
+        why = "it expands to more than " + std::to_string(kMaxNodes) + " values";
+        return false;
+    };
+    while (!stack.empty()) {
+        Frame& f = stack.back();
+        const std::uint64_t parent = f.index;
+        if (f.next == f.n) {
+            seen[parent].state = 2;
+            stack.pop_back();
+            if (!stack.empty()) {
+                Seen& up = seen[stack.back().index];
+                up.depth = std::max(up.depth, seen[parent].depth + 1);
+                up.nodes += seen[parent].nodes;
+                if (up.nodes > kMaxNodes)
+                    return tooMany();
+            }
+            continue;
+        }
+        const std::uint64_t child = bigEndian(bytes + f.first + f.next * refSize, refSize);
+        ++f.next;
+        if (child >= count)
+            return damaged("reference out of range");
+        const Seen& c = seen[child];
+        if (c.state == 1)
+            return damaged("circular reference");
+        if (c.state == 2) {
+            Seen& up = seen[parent];
+            up.depth = std::max(up.depth, c.depth + 1);
+            up.nodes += c.nodes;
+            if (up.nodes > kMaxNodes)
+                return tooMany();
+        } else if (stack.size() > static_cast<size_t>(kMaxDepth)) {
+            why = "it is nested deeper than " + std::to_string(kMaxDepth) + " levels";
+            return false;
+        } else if (!push(child)) {
+            return damaged("malformed object");
+        }
+    }
+    if (seen[top].depth > static_cast<std::uint32_t>(kMaxDepth)) {
+        why = "it is nested deeper than " + std::to_string(kMaxDepth) + " levels";
+        return false;
+    }
+    return true;
+}
 
 struct PlistDeleter {
     void operator()(void* p) const { plist_free(p); }
@@ -128,13 +323,17 @@ bool fromPlist(plist_t node, TWPlistValue& out, int depth) {
         out = TWPlistValue(d);
         return true;
     }
-    case PLIST_STRING:
+    case PLIST_STRING: {
+        // By pointer and length: the copying accessor asserts on a string holding a NUL, which
+        // a binary file may carry.
+        uint64_t length = 0;
+        const char* s = plist_get_string_ptr(node, &length);
+        out = TWPlistValue(s ? std::string(s, static_cast<size_t>(length)) : std::string());
+        return true;
+    }
     case PLIST_KEY: {
         char* s = nullptr;
-        if (plist_get_node_type(node) == PLIST_STRING)
-            plist_get_string_val(node, &s);
-        else
-            plist_get_key_val(node, &s);
+        plist_get_key_val(node, &s);
         out = TWPlistValue(std::string(s ? s : ""));
         std::free(s);
         return true;
@@ -363,9 +562,14 @@ bool makeDirectories(const std::string& dir, std::string& why) {
 }
 
 int lockExclusively(const std::string& lockPath, std::string& why) {
-    Fd fd(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    Fd fd(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0600));
     if (fd.get() < 0) {
         why = "cannot open the lock file " + lockPath + ": " + errnoText(errno);
+        return -1;
+    }
+    struct stat st {};
+    if (::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
+        why = "the lock file " + lockPath + " is not a regular file";
         return -1;
     }
     while (::flock(fd.get(), LOCK_EX) != 0) {
@@ -378,6 +582,38 @@ int lockExclusively(const std::string& lockPath, std::string& why) {
 }
 
 } // namespace
+
+bool TWPlistFileStore::parseDictionary(std::string_view bytes, TWPlistDictionary& out,
+                                       std::string& why) {
+    out.clear();
+    // An empty file holds nothing worth keeping aside; it reads as an empty store.
+    if (bytes.empty())
+        return true;
+    if (bytes.size() > static_cast<size_t>(kMaxFileSize)) {
+        why = "larger than " + std::to_string(kMaxFileSize) + " bytes";
+        return false;
+    }
+    const bool binary = plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size())) != 0;
+    if (binary ? !binaryShapeIsSafe(bytes, why) : !xmlShapeIsSafe(bytes, why))
+        return false;
+    plist_t raw = nullptr;
+    plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &raw);
+    PlistPtr root(raw);
+    if (!root) {
+        why = "not a property list";
+        return false;
+    }
+    if (plist_get_node_type(root.get()) != PLIST_DICT) {
+        why = "the top level is not a dictionary";
+        return false;
+    }
+    if (!dictFromPlist(root.get(), out, 0)) {
+        why = "it holds values that cannot be read";
+        out.clear();
+        return false;
+    }
+    return true;
+}
 
 TWPlistFileStore::TWPlistFileStore(std::string path)
     : path_(std::move(path)), lockPath_(path_ + ".lock"), tempPath_(path_ + ".tmp") {}
@@ -400,7 +636,9 @@ bool TWPlistFileStore::cacheIsCurrent(const struct stat& st) const {
 
 TWPlistFileStore::ReadOutcome TWPlistFileStore::readFile(TWPlistDictionary& out, std::string& why,
                                                          struct stat& st, bool keepInCache) {
-    Fd fd(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    // Not blocking: a FIFO (or a device) at the path must not hang the reader; it is refused
+    // below as not a regular file.
+    Fd fd(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (fd.get() < 0) {
         if (errno == ENOENT || errno == ENOTDIR)
             return ReadOutcome::Missing;
@@ -449,25 +687,8 @@ TWPlistFileStore::ReadOutcome TWPlistFileStore::readFile(TWPlistDictionary& out,
     bytes.resize(got);
 
     out.clear();
-    // An empty file holds nothing worth keeping aside; it reads as an empty store.
-    if (!bytes.empty()) {
-        plist_t raw = nullptr;
-        plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &raw);
-        PlistPtr root(raw);
-        if (!root) {
-            why = "not a property list";
-            return ReadOutcome::Corrupt;
-        }
-        if (plist_get_node_type(root.get()) != PLIST_DICT) {
-            why = "the top level is not a dictionary";
-            return ReadOutcome::Corrupt;
-        }
-        if (!dictFromPlist(root.get(), out, 0)) {
-            why = "it holds values that cannot be read";
-            out.clear();
-            return ReadOutcome::Corrupt;
-        }
-    }
+    if (!parseDictionary(bytes, out, why))
+        return ReadOutcome::Corrupt;
     if (keepInCache) {
         forgetCache();
         cachedFd_ = fd.release();

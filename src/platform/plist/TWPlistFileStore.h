@@ -5,6 +5,7 @@
 
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 
 struct stat;
@@ -27,6 +28,10 @@ class TWPlistFileStore : public TWDefaultsStore {
     // temporary file in the same directory, synced and renamed over the old file. Returns false
     // (and logs) when the new file could not be written; the old file is then untouched.
     bool update(const std::function<void(TWPlistDictionary&)>& change) override;
+
+    // Reads `bytes` (an XML or binary property list) as a dictionary; false, with the reason in
+    // `why`, for anything else. Empty bytes are an empty dictionary.
+    static bool parseDictionary(std::string_view bytes, TWPlistDictionary& out, std::string& why);
 
     // The file this store keeps its values in.
     const std::string& path() const { return path_; }
