@@ -60,7 +60,9 @@ TEST(TidewellStressX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow
     for (int round = 0; round < n; ++round) {
         // Both on their way before the first is answered: show-all right behind hide-others.
         const auto replies = TWTestTidewell::requestsAtOnce({"hide-all", "show-all"});
-        ASSERT_FALSE(replies[0].empty() || replies[1].empty()) << "round " << round;
+        ASSERT_FALSE(replies[0].empty() || replies[1].empty())
+            << "round " << round << ", tidewell's log:\n"
+            << tidewell.log();
     }
 
     int lost = 0, marked = 0;

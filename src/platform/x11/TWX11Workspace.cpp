@@ -97,7 +97,11 @@ bool TWX11Workspace::isTaskbarWindow(const TWX11Window& w,
 bool TWX11Workspace::markIsRecent(const TWX11Window& w) const {
     if (!w.mark)
         return false;
-    if (auto f = followed_.find(w.id); f != followed_.end() && f->second.step == Step::AwaitIconic)
+    // A minimize asked for and not yet seen done, whether a restore waits behind it or not.
+    if (auto f = followed_.find(w.id);
+        f != followed_.end() &&
+        (f->second.step == Step::AwaitIconic || f->second.step == Step::RestoreWhenIconic ||
+         f->second.step == Step::HideWhenNormal))
         return true;
     if (!w.markTime || snapshot_.time == XCB_CURRENT_TIME)
         return false;
@@ -306,8 +310,16 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
         // The mark goes first, in the same batch: the server handles requests in order, so no
         // one (another Tidewell process included) ever sees this window minimized and unmarked.
         connection_.setMark(w.id, position, snapshot_.time);
-        connection_.iconify(w.id);
-        follow(w.id, Step::AwaitIconic, deadline, true);
+        if (w.iconic && f != followed_.end() && f->second.step == Step::AwaitNormal) {
+            // Still minimized because the window manager has not carried out the restore yet:
+            // a minimize sent now would be seen done at once, and the restore that follows it
+            // would then take the window back with its mark. It is sent once the window is
+            // seen restored.
+            follow(w.id, Step::HideWhenNormal, deadline, true);
+        } else {
+            connection_.iconify(w.id);
+            follow(w.id, Step::AwaitIconic, deadline, true);
+        }
         w.mark = position;
         w.markTime = snapshot_.time;
         w.iconic = true;
@@ -327,15 +339,26 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
     const auto now = std::chrono::steady_clock::now();
     for (auto* w : marked) {
         auto f = followed_.find(w->id);
-        if (w->iconic) {
+        if (f != followed_.end() && f->second.step == Step::HideWhenNormal) {
+            if (w->iconic) {
+                // The restore asked for before is still under way: it is awaited again.
+                f->second.step = Step::AwaitNormal;
+            } else {
+                // Restored, and its minimize not sent yet: it is back for good.
+                connection_.removeMark(w->id);
+                followed_.erase(f);
+            }
+        } else if (w->iconic) {
             // The mark stays until the window is seen restored.
             connection_.restore(w->id, w->mapped);
             follow(w->id, Step::AwaitNormal, now + kAnswerBound);
         } else if (markIsRecent(*w)) {
             // Hidden a moment ago and not minimized yet: restoring it now would come before the
             // minimize and be undone by it.
+            const bool late = f != followed_.end() && f->second.late;
             auto deadline = f != followed_.end() ? f->second.deadline : now + kAnswerBound;
             follow(w->id, Step::RestoreWhenIconic, deadline);
+            followed_[w->id].late = late;
         } else if (f == followed_.end() || f->second.step != Step::AwaitNormal) {
             // Back already (restored by hand, or withdrawn and shown again): the hidden state
             // the mark recorded is over.
@@ -436,6 +459,21 @@ void TWX11Workspace::scheduleWakeUp() {
     connection_.wakeUpAt(next);
 }
 
+bool TWX11Workspace::waitLonger(Followed& f, std::chrono::steady_clock::time_point now) {
+    // Only a window manager that is known to minimize is waited for: one that never does
+    // (i3) is found out at the first bound.
+    if (f.late || minimizeSupport_ != TWX11MinimizeSupport::Yes)
+        return false;
+    if (!lateNoted_) {
+        TWLog("TWX11Workspace: the window manager is slow to minimize windows; its answer is "
+              "awaited longer");
+        lateNoted_ = true;
+    }
+    f.late = true;
+    f.deadline = now + kLateAnswerBound;
+    return true;
+}
+
 void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool everything) {
     if (advancing_ || connection_.broken())
         return;
@@ -468,7 +506,7 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                     anyIconic = anyIconic || f.ours;
                     f.step = Step::Hidden;
                     done = !st.marked; // collapsed or restored by another process meanwhile
-                } else if (expired) {
+                } else if (expired && !waitLonger(f, now)) {
                     ignored += f.ours ? 1 : 0;
                     done = true;
                 }
@@ -480,16 +518,23 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             case Step::RestoreWhenIconic:
                 if (st.iconic) {
                     connection_.restore(window, st.mapped);
-                    f.step = Step::AwaitNormal;
-                    f.deadline = now + kAnswerBound;
-                } else if (expired) {
+                    f = Followed{Step::AwaitNormal, now + kAnswerBound, f.ours};
+                } else if (expired && !waitLonger(f, now)) {
                     done = true; // it was never minimized
+                }
+                break;
+            case Step::HideWhenNormal:
+                if (!st.iconic) {
+                    connection_.iconify(window);
+                    f = Followed{Step::AwaitIconic, now + kAnswerBound, f.ours};
+                } else if (expired && !waitLonger(f, now)) {
+                    f.step = Step::Hidden; // never restored: minimized and marked, as asked
                 }
                 break;
             case Step::AwaitNormal:
                 if (!st.iconic) {
                     done = true;
-                } else if (expired) {
+                } else if (expired && !waitLonger(f, now)) {
                     // Kept marked: the next show-all asks again.
                     TWLog("TWX11Workspace: the window manager did not restore a window in time; "
                           "it stays marked as hidden");

@@ -79,6 +79,10 @@ class TWX11Workspace : public TWWorkspace {
     // How long a window manager may take to carry out a minimize or restore request before the
     // request counts as ignored.
     static constexpr std::chrono::milliseconds kAnswerBound{5000};
+    // How long a window manager that has minimized windows before is waited for when it is
+    // late: under load it answers after seconds, and a mark dropped before its minimize would
+    // leave a window minimized that no show-all brings back.
+    static constexpr std::chrono::milliseconds kLateAnswerBound{60000};
 
   private:
     // A window whose hiding or restoring is under way.
@@ -87,11 +91,13 @@ class TWX11Workspace : public TWWorkspace {
         Hidden,            // seen Iconic with our mark: the mark goes when the window comes back
         RestoreWhenIconic, // to be restored once the minimize requested before has been done
         AwaitNormal,       // restore requested, not yet seen Normal
+        HideWhenNormal,    // hidden again while a restore is under way: minimized once restored
     };
     struct Followed {
         Step step;
         std::chrono::steady_clock::time_point deadline;
         bool ours = false; // minimized by this workspace's hide (for the capability check)
+        bool late = false; // the window manager's answer is awaited past kAnswerBound
     };
     struct Deferred {
         std::function<bool()> ready;
@@ -115,6 +121,8 @@ class TWX11Workspace : public TWWorkspace {
     bool markIsRecent(const TWX11Window& w) const;
     // Reads the followed windows that changed (all when `everything`) and moves each on.
     void advance(const std::vector<xcb_window_t>& changed, bool everything);
+    // Extends the wait for a late minimize once, when the window manager is known to minimize.
+    bool waitLonger(Followed& f, std::chrono::steady_clock::time_point now);
     void activeWindowChanged();
     void scheduleWakeUp();
     void sendActivation();
@@ -127,6 +135,7 @@ class TWX11Workspace : public TWWorkspace {
     std::map<std::string, std::uint64_t> launchSequence_; // grouping key -> handle
     std::uint64_t nextHandle_ = 1;
     std::map<xcb_window_t, Followed> followed_;
+    bool lateNoted_ = false;
     std::vector<Deferred> deferred_;
     std::optional<PendingActivation> activation_;
     TWX11MinimizeSupport minimizeSupport_ = TWX11MinimizeSupport::Unknown;
