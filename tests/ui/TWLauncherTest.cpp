@@ -282,6 +282,11 @@ TEST_F(LauncherTest, AStartOutlastsAProcessBrieflyHoldingTheInstanceLock) {
 }
 
 TEST_F(LauncherTest, RunningOutOfDescriptorsLeavesTheChannelListening) {
+#ifdef TIDEWELL_TEST_SANITIZED
+    // The sanitizers check memory through a pipe of their own, which they cannot open once the
+    // process is out of descriptors: they would report a fault that is theirs.
+    GTEST_SKIP() << "out of descriptors, the sanitizers' own checks fail";
+#endif
     // An instance allowed 64 descriptors, sent 200 idle connections: it runs out, says so once,
     // drops the idle connections after their time-out and answers again.
     instance.setProcessEnvironment(environment);
