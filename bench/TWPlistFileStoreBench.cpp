@@ -125,4 +125,21 @@ static void BM_LoadAfterAnotherProcessWrote(benchmark::State& state) {
 }
 BENCHMARK(BM_LoadAfterAnotherProcessWrote)->Arg(1)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
+// A store of many keys written to a memory file system: the writer's cost per key stays flat.
+static void BM_WriteManyKeys(benchmark::State& state) {
+    Scratch scratch("/dev/shm");
+    TWPlistFileStore store(scratch.file);
+    TWPlistDictionary many;
+    for (int i = 0; i < state.range(0); ++i)
+        many["key" + std::to_string(i)] = TWPlistValue(std::string("some value here"));
+    for (auto _ : state)
+        store.update([&](TWPlistDictionary& d) { d = many; });
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(BM_WriteManyKeys)
+    ->RangeMultiplier(4)
+    ->Range(500, 32000)
+    ->Complexity()
+    ->Unit(benchmark::kMillisecond);
+
 BENCHMARK_MAIN();

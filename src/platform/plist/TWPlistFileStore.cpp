@@ -449,8 +449,9 @@ plist_t toPlist(TWPlistValue& value) {
     return plist_new_bool(0);
 }
 
-// The store in the file's XML form, written by the same library that reads it back (32,000
-// keys in about 30 ms, linear: bench/TWPlistFileStoreBench).
+// The store in the file's XML form, written by the same library that reads it back, so that
+// both directions agree on every escape and encoding. A typical store is updated in about
+// 70 us, 32,000 keys in about 50 ms (bench/TWPlistFileStoreBench): settings are far smaller.
 std::string encodeXML(TWPlistValue& root) {
     PlistPtr node(toPlist(root));
     char* xml = nullptr;
