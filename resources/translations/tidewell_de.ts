@@ -163,5 +163,17 @@
         <source>The operation couldn’t be completed. (%@ error %ld.)</source>
         <translation>Der Vorgang konnte nicht abgeschlossen werden. (%@ Fehler %ld.)</translation>
     </message>
+    <message id="Check for Updates...">
+        <source>Check for Updates...</source>
+        <translation>Nach Updates suchen...</translation>
+    </message>
+    <message id="Product Page">
+        <source>Product Page</source>
+        <translation>Produktseite</translation>
+    </message>
+    <message id="Send Feedback...">
+        <source>Send Feedback...</source>
+        <translation>Feedback senden...</translation>
+    </message>
 </context>
 </TS>

@@ -163,5 +163,17 @@
         <source>The operation couldn’t be completed. (%@ error %ld.)</source>
         <translation>L’opération n’a pas pu être achevée. (%@ erreur %ld.)</translation>
     </message>
+    <message id="Check for Updates...">
+        <source>Check for Updates...</source>
+        <translation>Rechercher des mises à jour...</translation>
+    </message>
+    <message id="Product Page">
+        <source>Product Page</source>
+        <translation>Page du produit</translation>
+    </message>
+    <message id="Send Feedback...">
+        <source>Send Feedback...</source>
+        <translation>Envoyer un commentaire...</translation>
+    </message>
 </context>
 </TS>

@@ -336,8 +336,7 @@ int TWLauncher::run(int argc, char** argv) {
                 delegatePointer->applicationShouldHandleReopen(false);
         },
         [&delegatePointer] {
-            return delegatePointer ? delegatePointer->applicationDockMenu()
-                                   : std::shared_ptr<TWMenu>();
+            return delegatePointer ? delegatePointer->trayMenu() : std::shared_ptr<TWMenu>();
         });
 
     TidewellAppServices services;
@@ -416,7 +415,7 @@ int TWLauncher::run(int argc, char** argv) {
             // For tests: chooses the tray menu's item with this title, as a click on it does
             // (queued, as there, so the reply goes out before the item's work starts).
             const std::string title = message.mid(5).toStdString();
-            const std::shared_ptr<TWMenu> menu = delegate.applicationDockMenu();
+            const std::shared_ptr<TWMenu> menu = delegate.trayMenu();
             for (const std::shared_ptr<TWMenuItem>& item : menu->items()) {
                 if (!item->isSeparatorItem() && !item->action().empty() && item->title() == title) {
                     QTimer::singleShot(0, &app, [item] { item->perform(); });

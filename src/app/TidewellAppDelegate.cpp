@@ -140,6 +140,22 @@ std::shared_ptr<TWMenu> TidewellAppDelegate::applicationDockMenu() {
     return dockMenu_;
 }
 
+std::shared_ptr<TWMenu> TidewellAppDelegate::trayMenu() {
+    std::shared_ptr<TWMenu> menu = applicationDockMenu();
+    auto add = [&](const char* title, const char* action, std::function<void()> perform) {
+        menu->addItem(std::make_shared<TWMenuItem>(TWLocalizedString(title), action, this,
+                                                   std::move(perform)));
+    };
+    menu->addItem(TWMenuItem::separatorItem());
+    if (services_.checkForUpdate)
+        add("Check for Updates...", "checkForUpdate", [this] { checkForUpdate(); });
+    add("Product Page", "productPage", [this] { productPage(); });
+    add("Send Feedback...", "sendFeedback", [this] { sendFeedback(); });
+    menu->addItem(TWMenuItem::separatorItem());
+    add("Quit", "terminate", [this] { services_.terminate(); });
+    return menu;
+}
+
 void TidewellAppDelegate::removeMenu() {
     if (twMenu_ && QSystemTrayIcon::isSystemTrayAvailable()) {
         twMenu_->hide();

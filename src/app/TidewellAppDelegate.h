@@ -92,6 +92,10 @@ class TidewellAppDelegate {
     void setDockIcon();
     // A freshly built running-applications menu; it replaces the one handed out before.
     std::shared_ptr<TWMenu> applicationDockMenu();
+    // The tray icon's menu: the dock menu, then what a desktop program's own menu offers (the
+    // update check when it is built, the product page, feedback, Quit), since the tray is the
+    // only menu Tidewell shows.
+    std::shared_ptr<TWMenu> trayMenu();
     // The menu last handed out by applicationDockMenu.
     const std::shared_ptr<TWMenu>& dockMenu() const { return dockMenu_; }
     // The status item (never set by the application) and its removal.
