@@ -1,5 +1,5 @@
 // Settings-file reader: any bytes (XML or binary property list) read as a dictionary or are
-// refused, never crash or hang; what is read writes back and reads again unchanged.
+// refused with a reason, never crash or hang.
 #include "TWLog.h"
 #include "TWPlistFileStore.h"
 
