@@ -27,6 +27,9 @@ function(tidewell_add_test)
   if(TIDEWELL_SANITIZE)
     # Caches that system libraries keep for the life of the process are not our leaks.
     set(sanitizer_env "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
+  elseif(TIDEWELL_TSAN)
+    # Qt, GLib and OpenSSL are not instrumented: their reports are theirs (see the file).
+    set(sanitizer_env "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp:halt_on_error=1")
   endif()
   set_tests_properties(${names} PROPERTIES LABELS "${T_LABEL}" TIMEOUT ${T_TIMEOUT}
     ENVIRONMENT "TIDEWELL_SOURCE_DIR=${PROJECT_SOURCE_DIR};TIDEWELL_BINARY_DIR=${PROJECT_BINARY_DIR};${sanitizer_env};${T_ENV}")

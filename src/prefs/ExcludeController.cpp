@@ -326,11 +326,22 @@ void ExcludeController::resolveExcludedItems() {
     rebuild_ = std::thread([this, defaults, dataDirs = std::move(dataDirs)] {
         std::vector<ResolvedRecord> records =
             resolveRecords(defaults->arrayForKey(TWExcludedAppsKey), dataDirs);
-        // Handed to the main thread; dropped there if this controller is gone by then.
+        // Handed to the main thread under a lock of our own, so the hand-over does not rest on
+        // the event queue's internals; a later rebuild's result replaces one not yet applied.
+        {
+            std::lock_guard lock(handOffMutex_);
+            handedOver_ = std::move(records);
+        }
         QMetaObject::invokeMethod(
             this,
-            [this, records = std::move(records)]() mutable {
-                applyResolvedRecords(std::move(records));
+            [this] {
+                std::optional<std::vector<ResolvedRecord>> newest;
+                {
+                    std::lock_guard lock(handOffMutex_);
+                    newest.swap(handedOver_);
+                }
+                if (newest)
+                    applyResolvedRecords(std::move(*newest));
             },
             Qt::QueuedConnection);
     });

@@ -114,6 +114,9 @@ class ExcludeController : public QAbstractTableModel {
     TWExcludeServices services_;
     std::vector<Row> rows_;
     std::thread rebuild_;
+    // The newest rebuild's result, from its thread to the main thread.
+    std::mutex handOffMutex_;
+    std::optional<std::vector<ResolvedRecord>> handedOver_;
     QPointer<QWidget> view_;
     QTableView* table_ = nullptr;
     QPushButton* addButton_ = nullptr;
