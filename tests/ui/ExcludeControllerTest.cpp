@@ -112,6 +112,15 @@ TEST_F(ExcludeTest, ADropAppendsEveryApplicationBeepsForTheRestAndSelectsFromThe
     EXPECT_EQ(desktop.log(), std::vector<std::string>{"beep"});
     // Three file URLs from row 1: rows 1 and 2 exist, the third is past the end.
     EXPECT_EQ(selectedRows(*controller), (std::vector<int>{1, 2}));
+
+    // The first and the last removed together: the middle one stays.
+    QItemSelectionModel* selection = controller->excludeTableView()->selectionModel();
+    selection->clear();
+    for (int row : {0, 2})
+        selection->select(controller->index(row, 0),
+                          QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    controller->excludeRemoveAction();
+    EXPECT_EQ(storedIDs(), std::vector<std::string>{"kde-konsole"});
 }
 
 TEST_F(ExcludeTest, RemovingRewritesTheStoreAndDropsRecordsThatNoLongerResolve) {
