@@ -2,6 +2,7 @@
 #include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -20,6 +21,12 @@
 #include <unistd.h>
 
 namespace {
+
+std::string hexID(unsigned long window) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "0x%lx", window);
+    return buffer;
+}
 
 bool waitExited(pid_t pid, std::chrono::milliseconds deadline) {
     auto end = std::chrono::steady_clock::now() + deadline;
@@ -193,15 +200,24 @@ bool TWTestDesktop::startWindowManager(const std::string& name) {
         error_ = "unknown window manager " + name;
         return false;
     }
-    spawn(argv);
+    windowManagerName_ = name;
+    windowManager_ = spawn(argv);
     bool up = waitFor(
         [] {
             // The client list (or, until the first client, the active window: xfwm4) appears
             // once the window manager has finished starting; a window mapped before that may
-            // never be managed.
+            // never be managed. The check window must exist too: one that died leaves its ID
+            // on the root window.
             std::string out = run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK", "_NET_CLIENT_LIST",
                                    "_NET_ACTIVE_WINDOW"});
-            return out.find("_NET_SUPPORTING_WM_CHECK(WINDOW)") != std::string::npos &&
+            const std::string marker = "_NET_SUPPORTING_WM_CHECK(WINDOW): window id # ";
+            const auto at = out.find(marker);
+            if (at == std::string::npos)
+                return false;
+            const std::string check =
+                out.substr(at + marker.size(), out.find('\n', at) - at - marker.size());
+            return run({"xprop", "-id", check, "_NET_SUPPORTING_WM_CHECK"}).find(marker) !=
+                       std::string::npos &&
                    (out.find("_NET_CLIENT_LIST(WINDOW)") != std::string::npos ||
                     out.find("_NET_ACTIVE_WINDOW(WINDOW)") != std::string::npos);
         },
@@ -209,6 +225,25 @@ bool TWTestDesktop::startWindowManager(const std::string& name) {
     if (!up)
         error_ = name + " did not start";
     return up;
+}
+
+bool TWTestDesktop::restartWindowManager() {
+    if (windowManager_ <= 0)
+        return false;
+    const std::vector<TWObservedWindow> managed = windows();
+    ::kill(-windowManager_, SIGKILL);
+    ::waitpid(windowManager_, nullptr, 0);
+    std::erase(children_, windowManager_);
+    // Up once it has taken every window of the old one into a frame of its own.
+    return startWindowManager(windowManagerName_) && waitFor([&] {
+               return std::none_of(managed.begin(), managed.end(), [](const TWObservedWindow& w) {
+                   const std::string tree = run({"xwininfo", "-tree", "-id", hexID(w.id)});
+                   const auto parent = tree.find("Parent window id:");
+                   return parent != std::string::npos &&
+                          tree.substr(parent, tree.find('\n', parent) - parent)
+                                  .find("(the root window)") != std::string::npos;
+               });
+           });
 }
 
 pid_t TWTestDesktop::spawn(const std::vector<std::string>& argv) {
@@ -330,12 +365,6 @@ std::vector<unsigned long> TWTestDesktop::windowsOfProgram(const std::string& pr
             out.push_back(w.id);
     }
     return out;
-}
-
-static std::string hexID(unsigned long window) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "0x%lx", window);
-    return buffer;
 }
 
 bool TWTestDesktop::isIconic(unsigned long window) const {

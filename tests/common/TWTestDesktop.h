@@ -39,6 +39,9 @@ class TWTestDesktop {
     void terminate(pid_t pid);
     // Kills the X server at once (SIGKILL), as a crash would; the display is gone afterwards.
     void killServer();
+    // Kills the window manager (SIGKILL, as a crash would) and starts it again; true once the
+    // new one runs.
+    bool restartWindowManager();
     // The test client program built next to the tests.
     static std::string testClientPath();
     // Starts the test client with these options and `windows` windows, and waits until the window
@@ -72,5 +75,7 @@ class TWTestDesktop {
     std::string root_;
     std::string home_;
     pid_t server_ = -1;
+    pid_t windowManager_ = -1;
+    std::string windowManagerName_;
     std::vector<pid_t> children_;
 };

@@ -534,6 +534,12 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             case Step::AwaitNormal:
                 if (!st.iconic) {
                     done = true;
+                } else if (expired && !f.askedAgain) {
+                    // A window manager that was (re)starting drops what it is sent meanwhile:
+                    // the restore is asked for once more before the window is given up on.
+                    connection_.restore(window, st.mapped);
+                    f.askedAgain = true;
+                    f.deadline = now + kAnswerBound;
                 } else if (expired && !waitLonger(f, now)) {
                     // Kept marked: the next show-all asks again.
                     TWLog("TWX11Workspace: the window manager did not restore a window in time; "

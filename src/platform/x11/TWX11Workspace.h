@@ -96,8 +96,9 @@ class TWX11Workspace : public TWWorkspace {
     struct Followed {
         Step step;
         std::chrono::steady_clock::time_point deadline;
-        bool ours = false; // minimized by this workspace's hide (for the capability check)
-        bool late = false; // the window manager's answer is awaited past kAnswerBound
+        bool ours = false;       // minimized by this workspace's hide (for the capability check)
+        bool late = false;       // the window manager's answer is awaited past kAnswerBound
+        bool askedAgain = false; // a restore not seen done in time was sent once more
     };
     struct Deferred {
         std::function<bool()> ready;
