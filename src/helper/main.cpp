@@ -25,6 +25,8 @@
 #include <optional>
 #include <unistd.h>
 
+constexpr const char* kLogClass = "TidewellHelper";
+
 namespace {
 
 // The command line: --help and --version, nothing else. Returns the exit status when the
@@ -80,7 +82,7 @@ int main(int argc, char** argv) {
     // quietly. The lock stays held until this process ends.
     const int lock = TidewellHelper::acquireSessionLock(TWProcessRegistry::registryDirectory());
     if (lock < 0) {
-        TWLog("TidewellHelper: another Tidewell Menu runs in this session");
+        TWLog(LOG_NOTICE, kLogClass, "another Tidewell Menu runs in this session");
         return 0;
     }
 
