@@ -1,4 +1,5 @@
-// Start-up of the tidewell program: one instance per session, the rest hand over and exit.
+// Start-up of the tidewell program: one instance per session, the rest hand over and exit. The
+// instance is wired here; what it offers for testing is in TWLauncherTestHooks.
 #include "TWLauncher.h"
 
 #include "ExcludeController.h"
