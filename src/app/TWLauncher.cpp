@@ -19,10 +19,7 @@
 #include "TWQtHTTPTransport.h"
 #include "TWQtMainQueue.h"
 #include "TWSettings.h"
-#include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
-#include "TWSimLoginItemList.h"
-#include "TWSimServiceManagement.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
 #include "TWTrayIcon.h"
@@ -112,16 +109,11 @@ struct TWSharedServices {
 // or a service that is not there yet (a shared instance is made on its first use, from the
 // services configured at that moment).
 void configureSharedServices(const TWSharedServices& shared) {
-    // 1. The simulated desktop keeps its settings in memory, so a test run never touches the
-    // user's files.
-    if (shared.simulated) {
-        TWUserDefaults::setStandardUserDefaults(
-            std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
-        TWUserDefaults::setSharedUserDefaults(
-            std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
-    } else {
+    // 1.
+    if (shared.simulated)
+        TWLauncherTestHooks::installInMemoryStores();
+    else
         TWPlistFileStore::installStandardStores();
-    }
     TWUserDefaults& standardDefaults = TWUserDefaults::standardUserDefaults();
     TWUserDefaults& sharedDefaults = TWUserDefaults::sharedUserDefaults();
 
@@ -278,8 +270,8 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
         auto sim = TWLauncherTestHooks::makeSimulatedDesktop();
         simDesktop = sim.get();
         desktop = std::move(sim);
-        serviceManagement = std::make_unique<TWSimServiceManagement>();
-        loginItems = std::make_unique<TWSimLoginItemList>();
+        serviceManagement = TWLauncherTestHooks::makeInMemoryServiceManagement();
+        loginItems = TWLauncherTestHooks::makeInMemoryLoginItems();
     } else {
         serviceManagement =
             std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{

@@ -8,7 +8,11 @@
 #include "TWHTTPTransport.h"
 #include "TWLog.h"
 #include "TWMenu.h"
+#include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
+#include "TWSimLoginItemList.h"
+#include "TWSimServiceManagement.h"
+#include "TWUserDefaults.h"
 
 #include <QObject>
 #include <QStringList>
@@ -53,6 +57,21 @@ std::unique_ptr<TWSimDesktop> TWLauncherTestHooks::makeSimulatedDesktop() {
     desktop->makeActive(editor);
     desktop->clearLog();
     return desktop;
+}
+
+void TWLauncherTestHooks::installInMemoryStores() {
+    TWUserDefaults::setStandardUserDefaults(
+        std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
+    TWUserDefaults::setSharedUserDefaults(
+        std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
+}
+
+std::unique_ptr<TWServiceManagement> TWLauncherTestHooks::makeInMemoryServiceManagement() {
+    return std::make_unique<TWSimServiceManagement>();
+}
+
+std::unique_ptr<TWLoginItemList> TWLauncherTestHooks::makeInMemoryLoginItems() {
+    return std::make_unique<TWSimLoginItemList>();
 }
 
 std::shared_ptr<TWHTTPTransport> TWLauncherTestHooks::makeOfflineTransport() {

@@ -1,5 +1,6 @@
 // What the tidewell program offers for testing, kept apart from its wiring: the simulated
-// desktop (--desktop=sim) with its offline network, the journal of handled requests that
+// desktop (--desktop=sim) with its in-memory stores and offline network, the journal of handled
+// requests that
 // --status prints, and the "menu <title>" request. See also TWLauncher.
 #pragma once
 
@@ -14,7 +15,9 @@
 
 class QObject;
 class TWHTTPTransport;
+class TWLoginItemList;
 class TWMenu;
+class TWServiceManagement;
 class TWSimDesktop;
 
 class TWLauncherTestHooks {
@@ -22,6 +25,11 @@ class TWLauncherTestHooks {
     // A simulated desktop with a file manager and two applications, the last one in front, and
     // an empty request log, so that the actions have something to act on.
     static std::unique_ptr<TWSimDesktop> makeSimulatedDesktop();
+    // Settings stores, the helper's registration and the login items in memory, for the
+    // simulated desktop: a test run never touches the user's files.
+    static void installInMemoryStores();
+    static std::unique_ptr<TWServiceManagement> makeInMemoryServiceManagement();
+    static std::unique_ptr<TWLoginItemList> makeInMemoryLoginItems();
     // A network transport that fails every request as if offline (answering on a thread of its
     // own, as a real transport does): a run on the simulated desktop never reaches a server.
     static std::shared_ptr<TWHTTPTransport> makeOfflineTransport();
