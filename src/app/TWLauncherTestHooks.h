@@ -1,7 +1,6 @@
 // What the tidewell program offers for testing, kept apart from its wiring: the simulated
 // desktop (--desktop=sim) with its in-memory stores and offline network, the journal of handled
-// requests that
-// --status prints, and the "menu <title>" request. See also TWLauncher.
+// requests that --status prints, and the "menu <title>" request. See also TWLauncher.
 #pragma once
 
 #include "TWAlertPresenter.h"
