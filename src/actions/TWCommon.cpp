@@ -3,21 +3,20 @@
 
 #include "TWLocalizedString.h"
 #include "TWLog.h"
+#include "TWProduct.h"
 #include "TWSettings.h"
 
 #include <algorithm>
-#include <clocale>
-#include <cwctype>
-#include <locale.h>
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
+constexpr const char* kLogClass = "TWCommon";
+
 namespace {
 
 constexpr const char* kFinderWindowClass = "Finder window";
-constexpr const char* kPreferencesURL = "x-tidewell-action://preferences";
 
 // The services the shared instance is built from, set once the application has wired them.
 struct SharedServices {
@@ -41,13 +40,63 @@ const TWRunningApplication* firstWithIdentifier(const std::vector<TWRunningAppli
     return nullptr;
 }
 
-// Lower case of one code point beyond ASCII, from the C library's Unicode tables (the C.UTF-8
-// locale, the same on every machine whatever the user's locale); unchanged when there is none.
-char32_t lowerBeyondASCII(char32_t c) {
-    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(0));
-    if (!unicode)
+// The simple Unicode case folding (one code point to one) of the scripts names are written in
+// most: Latin-1 Supplement, Latin Extended-A, Greek and Cyrillic. From a fixed table, so the
+// order is the same whatever locale the user has (or has installed); other code points are
+// kept as they are.
+char32_t simpleCaseFold(char32_t c) {
+    // Ranges of pairs, each capital followed by its small letter.
+    auto evenCapital = [c] { return (c & 1) == 0 ? c + 1 : c; };
+    auto oddCapital = [c] { return (c & 1) == 1 ? c + 1 : c; };
+    if (c < 0x80)
+        return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
+    if (c < 0x100) {
+        if (c == 0xB5) // micro sign -> Greek small mu
+            return 0x3BC;
+        return c >= 0xC0 && c <= 0xDE && c != 0xD7 ? c + 0x20 : c;
+    }
+    if (c < 0x180) {
+        if ((c >= 0x100 && c <= 0x12F) || (c >= 0x132 && c <= 0x137) || (c >= 0x14A && c <= 0x177))
+            return evenCapital();
+        if ((c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E))
+            return oddCapital();
+        if (c == 0x178) // Y with diaeresis -> its Latin-1 small letter
+            return 0xFF;
+        if (c == 0x17F) // long s
+            return 's';
         return c;
-    return static_cast<char32_t>(towlower_l(static_cast<wint_t>(c), unicode));
+    }
+    if (c >= 0x370 && c < 0x400) {
+        if (c == 0x386)
+            return 0x3AC;
+        if (c >= 0x388 && c <= 0x38A)
+            return c + 0x25;
+        if (c == 0x38C)
+            return 0x3CC;
+        if (c == 0x38E || c == 0x38F)
+            return c + 0x3F;
+        if ((c >= 0x391 && c <= 0x3A1) || (c >= 0x3A3 && c <= 0x3AB))
+            return c + 0x20;
+        if (c == 0x3C2) // final sigma
+            return 0x3C3;
+        if (c >= 0x3D8 && c <= 0x3EF)
+            return evenCapital();
+        return c;
+    }
+    if (c >= 0x400 && c < 0x530) {
+        if (c <= 0x40F)
+            return c + 0x50;
+        if (c <= 0x42F)
+            return c + 0x20;
+        if ((c >= 0x460 && c <= 0x481) || (c >= 0x48A && c <= 0x4BF) || (c >= 0x4D0 && c <= 0x52F))
+            return evenCapital();
+        if (c == 0x4C0)
+            return 0x4CF;
+        if (c >= 0x4C1 && c <= 0x4CE)
+            return oddCapital();
+        return c;
+    }
+    return c;
 }
 
 void appendUTF8(std::string& out, char32_t c) {
@@ -68,9 +117,9 @@ void appendUTF8(std::string& out, char32_t c) {
     }
 }
 
-// A name folded to lower case for the menu's case-insensitive order ("Émile" next to "emile",
-// "Ärger" with "ärger"). UTF-8 bytes compare in code-point order; bytes that are not valid
-// UTF-8 are kept as they are.
+// A name case-folded for the menu's case-insensitive order ("Émile" next to "émile", "Ärger"
+// with "ärger", "Яблоко" with "яблоко"). UTF-8 bytes compare in code-point order; bytes that are
+// not valid UTF-8 are kept as they are.
 std::string caseFolded(std::string_view s) {
     std::string folded;
     folded.reserve(s.size());
@@ -94,7 +143,7 @@ std::string caseFolded(std::string_view s) {
             ++i;
             continue;
         }
-        appendUTF8(folded, lowerBeyondASCII(c));
+        appendUTF8(folded, simpleCaseFold(c));
         i += length;
     }
     return folded;
@@ -157,7 +206,8 @@ void TWCommon::showFinderHideOthers() {
                 dict ? TWPlistLookup(*dict, TWExcludedBundleIDField) : nullptr;
             const auto* bundleID = field ? field->get<std::string>() : nullptr;
             if (!bundleID) {
-                TWLog("TWCommon: ignoring an excluded-application record without a BundleID");
+                TWLog(LOG_WARNING, kLogClass,
+                      "ignoring an excluded-application record without a BundleID");
                 continue;
             }
             excluded.insert(*bundleID);
@@ -250,7 +300,8 @@ void TWCommon::closeAllFinderWindows(const TWRunningApplication*) {
         if (!window) {
             // A count above zero with no first window is a broken answer; asking again would
             // only repeat it for ever.
-            TWLog("TWCommon: the file manager reports windows but none can be reached");
+            TWLog(LOG_WARNING, kLogClass,
+                  "the file manager reports windows but none can be reached");
             return;
         }
         window->close();
@@ -266,7 +317,7 @@ void TWCommon::openNewFinderWindow() {
         return;
     auto window = fileManager->newObjectOfScriptingClass(kFinderWindowClass);
     if (!window) {
-        TWLog("TWCommon: the file manager offers no \"Finder window\" class");
+        TWLog(LOG_WARNING, kLogClass, "the file manager offers no \"Finder window\" class");
         return;
     }
     if (auto windows = fileManager->FinderWindows())
@@ -362,8 +413,8 @@ void TWCommon::makeApplicationActiveWithCreator(std::uint32_t creator) {
 
 void TWCommon::showPreferences() {
     // Through the URL scheme, like any other process asking: the handler shows the window.
-    if (!desktop_.workspace().openURL(kPreferencesURL))
-        TWLog("TWCommon: nothing could open x-tidewell-action://preferences");
+    if (!desktop_.workspace().openURL(TWPreferencesURL))
+        TWLog(LOG_ERR, kLogClass, std::string("nothing could open ") + TWPreferencesURL);
 }
 
 std::shared_ptr<TWMenu> TWCommon::buildAppMenu() {

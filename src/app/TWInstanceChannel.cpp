@@ -1,6 +1,7 @@
 // One Tidewell per user session: the private local socket between instances.
 #include "TWInstanceChannel.h"
 
+#include "TWBaseDirectories.h"
 #include "TWInstanceFrame.h"
 #include "TWLog.h"
 
@@ -28,29 +29,18 @@ constexpr const char* socketName = "instance.sock";
 constexpr const char* lockName = "instance.lock";
 constexpr const char* bufferProperty = "tw_buffer";
 
-void logLine(const QString& text) {
-    TWLog(("TidewellAppDelegate: " + text).toStdString());
+constexpr const char* kLogClass = "TWInstanceChannel";
+
+void logLine(int priority, const QString& text) {
+    TWLog(priority, kLogClass, text.toStdString());
 }
 
-// The directory must be ours alone: created 0700, not a symlink, owned by us. Another user
-// could otherwise pre-create it and listen in our place. Returns why it cannot be used.
+// The directory must be ours alone (see TWBaseDirectories::privateDirectoryProblem). Returns
+// why it cannot be used.
 QString unusableDirectory(const QString& directory) {
-    const QByteArray path = QFile::encodeName(directory);
-    if (mkdir(path.constData(), 0700) != 0 && errno != EEXIST) {
-        const int err = errno;
-        QString why = "cannot create " + directory + ": " + QString::fromLocal8Bit(strerror(err));
-        if (err == ENOENT)
-            why += " (XDG_RUNTIME_DIR names a directory that does not exist)";
-        return why;
-    }
-    struct stat info {};
-    if (lstat(path.constData(), &info) != 0 || !S_ISDIR(info.st_mode))
-        return directory + " is not a directory";
-    if (info.st_uid != geteuid())
-        return directory + " belongs to another user";
-    if ((info.st_mode & 077) != 0 && chmod(path.constData(), 0700) != 0)
-        return "cannot make " + directory + " private";
-    return {};
+    const std::string problem =
+        TWBaseDirectories::privateDirectoryProblem(QFile::encodeName(directory).toStdString());
+    return QString::fromLocal8Bit(problem.c_str());
 }
 
 using Clock = std::chrono::steady_clock;
@@ -132,10 +122,7 @@ TWInstanceChannel::~TWInstanceChannel() {
 }
 
 QString TWInstanceChannel::defaultDirectory() {
-    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
-    if (!runtime.isEmpty() && runtime.startsWith('/'))
-        return QFile::decodeName(runtime) + "/tidewell";
-    return QStringLiteral("/tmp/tidewell-%1").arg(geteuid());
+    return QFile::decodeName(QByteArray::fromStdString(TWBaseDirectories::runtimeDirectory()));
 }
 
 QString TWInstanceChannel::socketPath() const {
@@ -206,7 +193,7 @@ bool TWInstanceChannel::listen(Handler handler) {
     handler_ = std::move(handler);
     sockaddr_un address{};
     if (!addressFor(directory_, address)) {
-        logLine("cannot listen on " + socketPath() + ": the path is too long");
+        logLine(LOG_ERR, "cannot listen on " + socketPath() + ": the path is too long");
         return false;
     }
     // Holding the lock means any socket file here is a leftover of a crashed instance.
@@ -214,8 +201,8 @@ bool TWInstanceChannel::listen(Handler handler) {
     int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
         ::chmod(address.sun_path, 0600) != 0 || ::listen(fd, SOMAXCONN) != 0) {
-        logLine("cannot listen on " + socketPath() + ": " +
-                QString::fromLocal8Bit(strerror(errno)));
+        logLine(LOG_ERR, "cannot listen on " + socketPath() + ": " +
+                             QString::fromLocal8Bit(strerror(errno)));
         if (fd >= 0)
             ::close(fd);
         return false;
@@ -242,8 +229,8 @@ void TWInstanceChannel::acceptConnection() {
         // in its queue. Said once (a flood would repeat it endlessly), then retried later
         // rather than in a busy loop.
         if (!saidCannotAccept_)
-            logLine("cannot accept connections for now (" +
-                    QString::fromLocal8Bit(strerror(errno)) + "); retrying");
+            logLine(LOG_WARNING, "cannot accept connections for now (" +
+                                     QString::fromLocal8Bit(strerror(errno)) + "); retrying");
         saidCannotAccept_ = true;
         acceptRetryMs_ = std::min(acceptRetryMs_ == 0 ? 50 : acceptRetryMs_ * 2, 1000);
         notifier_->setEnabled(false);
@@ -259,7 +246,7 @@ void TWInstanceChannel::serve(int fd) {
     ucred peer{};
     socklen_t size = sizeof peer;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.uid != geteuid()) {
-        logLine(QStringLiteral("connection from another user refused"));
+        logLine(LOG_WARNING, QStringLiteral("connection from another user refused"));
         ::close(fd);
         return;
     }
@@ -308,7 +295,7 @@ void TWInstanceChannel::readFrom(QLocalSocket* socket) {
 }
 
 void TWInstanceChannel::drop(QLocalSocket* socket, const QString& why) {
-    logLine(why);
+    logLine(LOG_WARNING, why);
     socket->disconnect(this);
     socket->abort();
     socket->deleteLater();

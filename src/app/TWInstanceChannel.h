@@ -31,8 +31,10 @@ class TWInstanceChannel : public QObject {
     explicit TWInstanceChannel(QString directory, QObject* parent = nullptr);
     ~TWInstanceChannel() override;
 
-    // $XDG_RUNTIME_DIR/tidewell, or /tmp/tidewell-<uid> when there is no runtime directory.
+    // Tidewell's runtime directory (TWBaseDirectories::runtimeDirectory).
     static QString defaultDirectory();
+    // The directory this channel uses.
+    const QString& directory() const { return directory_; }
 
     // Takes the per-session instance lock. False when another process holds it (it is the
     // running instance, or about to be) or the directory is unsafe to use (then error() says

@@ -1,14 +1,15 @@
-// Start-up of the tidewell program: one instance per session, the rest hand over and exit.
+// Start-up of the tidewell program: one instance per session, the rest hand over and exit. The
+// instance is wired here; what it offers for testing is in TWLauncherTestHooks.
 #include "TWLauncher.h"
 
 #include "ExcludeController.h"
 #include "OVSystemVersion.h"
 #include "PreferencesController.h"
 #include "QFSimpleUpdater.h"
-#include "TWAlert.h"
 #include "TWCommon.h"
 #include "TWDesktopEventPump.h"
 #include "TWInstanceChannel.h"
+#include "TWLauncherTestHooks.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
@@ -17,12 +18,8 @@
 #include "TWQtAlertPresenter.h"
 #include "TWQtHTTPTransport.h"
 #include "TWQtMainQueue.h"
-#include "TWRequestJournal.h"
 #include "TWSettings.h"
-#include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
-#include "TWSimLoginItemList.h"
-#include "TWSimServiceManagement.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
 #include "TWTrayIcon.h"
@@ -40,7 +37,8 @@
 #include <QTimer>
 
 #include <cstdio>
-#include <thread>
+
+constexpr const char* kLogClass = "TWLauncher";
 
 namespace {
 
@@ -49,43 +47,6 @@ constexpr int handOverTimeoutMs = 5000;
 void printError(const std::string& text) {
     std::fprintf(stderr, "tidewell: %s\n", text.c_str());
 }
-
-// The simulated desktop starts with a file manager and two applications, so that the actions
-// have something to act on when the program runs on it (for testing).
-void populateSimulatedDesktop(TWSimDesktop& desktop) {
-    desktop.setFileManagerBundleIdentifier("org.example.Files");
-    desktop.launchApplication(std::string("org.example.Files"), "Files");
-    desktop.launchApplication(std::string("org.example.Terminal"), "Terminal");
-    const auto editor = desktop.launchApplication(std::string("org.example.Editor"), "Editor");
-    desktop.makeActive(editor);
-    desktop.clearLog();
-}
-
-// The simulated desktop runs without a network: every update check fails as if offline, so a
-// test run never reaches the update server.
-class TWOfflineTransport : public TWHTTPTransport {
-  public:
-    void post(const std::string&, std::string,
-              std::function<void(std::optional<std::string>)> completion) override {
-        // Answered on a thread of its own, as a real transport would.
-        std::thread([completion = std::move(completion)] { completion(std::nullopt); }).detach();
-    }
-};
-
-// Notes each alert's message in the journal (the answer to a status query), then shows it.
-class TWJournalingAlertPresenter : public TWAlertPresenter {
-  public:
-    TWJournalingAlertPresenter(TWAlertPresenter& shown, TWRequestJournal& journal)
-        : shown_(shown), journal_(journal) {}
-    long runModal(const TWAlert& alert) override {
-        journal_ << "alert " + QString::fromStdString(alert.messageText().value_or(std::string()));
-        return shown_.runModal(alert);
-    }
-
-  private:
-    TWAlertPresenter& shown_;
-    TWRequestJournal& journal_;
-};
 
 // The command line's options, in the order --help lists them.
 struct TWCommandLine {
@@ -125,6 +86,288 @@ struct TWCommandLine {
             QStringLiteral("[URL]"));
     }
 };
+
+// The services the application's parts reach through shared instances, and what they are made
+// from.
+struct TWSharedServices {
+    TWDesktop& desktop;
+    bool simulated;
+    TWAlertPresenter& alertPresenter;
+    TWServiceManagement& serviceManagement;
+    TWLoginItemList& loginItems;
+    std::function<void(const std::string&)> setApplicationIconImage;
+    std::function<void()> terminate;
+};
+
+// Configures the shared instances, in this order, each before the first that reads it:
+// 1. the settings stores (standard and shared): everything after reads its settings there;
+// 2. the desktop actions (TWCommon), made on the shared store;
+// 3. the update check, which the delegate's launch may start;
+// 4. the exclusion list, made from the shared store and the desktop's sound during launch;
+// 5. the preferences, whose window reaches the exclusion list and the stores.
+// The application delegate, made last, uses them all. A later one made first would read a store
+// or a service that is not there yet (a shared instance is made on its first use, from the
+// services configured at that moment).
+void configureSharedServices(const TWSharedServices& shared) {
+    // 1.
+    if (shared.simulated)
+        TWLauncherTestHooks::installInMemoryStores();
+    else
+        TWPlistFileStore::installStandardStores();
+    TWUserDefaults& standardDefaults = TWUserDefaults::standardUserDefaults();
+    TWUserDefaults& sharedDefaults = TWUserDefaults::sharedUserDefaults();
+
+    // 2.
+    TWCommon::configureShared(shared.desktop, sharedDefaults);
+
+    // 3. The simulated desktop runs without a network.
+    TWUpdaterServices updaterServices;
+    if (shared.simulated)
+        updaterServices.transport = TWLauncherTestHooks::makeOfflineTransport();
+    else
+        updaterServices.transport = std::make_shared<TWQtHTTPTransport>();
+    updaterServices.mainQueue = std::make_shared<TWQtMainQueue>();
+    updaterServices.systemVersionString = []() -> std::optional<std::string> {
+        if (auto version = OVSystemVersion::currentSystemVersion())
+            return version->string();
+        return std::nullopt;
+    };
+    QFSimpleUpdater::configure(updaterServices);
+
+    // 4. Made in the launch sequence (its rebuild starts then).
+    ExcludeController::configureShared({&sharedDefaults, &shared.desktop.systemSound(), {}});
+
+    // 5. The window is made on first display.
+    TWPreferencesServices preferencesServices;
+    preferencesServices.standardDefaults = &standardDefaults;
+    preferencesServices.sharedDefaults = &sharedDefaults;
+    preferencesServices.alertPresenter = &shared.alertPresenter;
+    preferencesServices.serviceManagement = &shared.serviceManagement;
+    preferencesServices.loginItems = &shared.loginItems;
+    preferencesServices.applicationPath = QCoreApplication::applicationFilePath().toStdString();
+    preferencesServices.excludeController = [] { return ExcludeController::sharedInstance(); };
+    preferencesServices.iconNamed = [](const QString& name) { return TWTrayIcon::iconNamed(name); };
+    preferencesServices.setApplicationIconImage = shared.setApplicationIconImage;
+    preferencesServices.terminate = shared.terminate;
+    PreferencesController::configureShared(preferencesServices);
+}
+
+// Undoes what configureSharedServices set up that must not be left to the static destructors:
+// the network transport ends its thread while the application still exists (later, it would
+// outlive the event loops that free its objects).
+void releaseSharedServices() {
+    QFSimpleUpdater::configure({});
+}
+
+// Carries out one request that reached the running instance (from another start, or the start's
+// own): answers "ok", "unknown", or the status text.
+class TWRequestHandler {
+  public:
+    TWRequestHandler(TidewellAppDelegate& delegate, TWLauncherTestHooks& hooks,
+                     const std::function<void(const std::string&)>& urlHandler, QObject* context)
+        : delegate_(delegate), hooks_(hooks), urlHandler_(urlHandler), context_(context) {}
+
+    QByteArray operator()(const QByteArray& message) {
+        if (message == "status")
+            return hooks_.statusAnswer(TWInstanceChannel::maximumMessageSize);
+        hooks_.note(QString::fromUtf8(message));
+        if (message == "reopen") {
+            delegate_.applicationShouldHandleReopen(false);
+        } else if (message.startsWith("url ")) {
+            if (urlHandler_)
+                urlHandler_(message.mid(4).toStdString());
+        } else if (message == "hide-all") {
+            TWCommon::sharedInstance().showFinderHideOthers();
+        } else if (message == "show-all") {
+            TWCommon::sharedInstance().showAll();
+        } else if (message.startsWith("menu ")) {
+            return hooks_.chooseMenuItem(*delegate_.trayMenu(), message.mid(5).toStdString(),
+                                         context_);
+        } else {
+            TWLog(LOG_WARNING, kLogClass, "unknown request dropped");
+            hooks_.forgetLast();
+            return QByteArrayLiteral("unknown");
+        }
+        return QByteArrayLiteral("ok");
+    }
+
+  private:
+    TidewellAppDelegate& delegate_;
+    TWLauncherTestHooks& hooks_;
+    const std::function<void(const std::string&)>& urlHandler_;
+    QObject* context_;
+};
+
+// Hands the request to the instance that holds the session, if one does: the exit status then,
+// none when this start is to become the instance (`channel` then holds the session).
+std::optional<int> handOver(const TWLauncher::Request& request, TWInstanceChannel& channel) {
+    QByteArray reply;
+    const TWInstanceChannel::Start start =
+        channel.acquireOrHandOver(request.message, handOverTimeoutMs, reply);
+    if (start != TWInstanceChannel::Start::Acquired) {
+        if (!channel.error().isEmpty()) {
+            printError(channel.error().toStdString());
+            return TWLauncher::exitFailure;
+        }
+        if (start == TWInstanceChannel::Start::NoAnswer) {
+            printError("Tidewell is running but did not answer");
+            return TWLauncher::exitFailure;
+        }
+        if (request.message == "status")
+            std::fwrite(reply.constData(), 1, size_t(reply.size()), stdout);
+        return TWLauncher::exitSuccess;
+    }
+    if (request.message == "status") {
+        printError("Tidewell is not running");
+        return TWLauncher::exitNotRunning;
+    }
+    return std::nullopt;
+}
+
+// The session's desktop, opened before Qt: Qt ends the process when its platform cannot open the
+// display, so what is missing is said plainly first. On the simulated desktop nothing is opened
+// (it is made with the application); only Qt's own display is checked. False, with the reason,
+// when there is no desktop to work on.
+bool openDesktop(bool simulated, std::unique_ptr<TWDesktop>& desktop, std::string& reason) {
+    if (!simulated) {
+        desktop = TWMakeDesktop(TWDesktopKind::Session, &reason);
+        return desktop != nullptr;
+    }
+    const QByteArray qtPlatform = qgetenv("QT_QPA_PLATFORM");
+    const bool qtNeedsX = qtPlatform.startsWith("xcb") ||
+                          (qtPlatform.isEmpty() && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
+    if (qtNeedsX && !TWMakeDesktop(TWDesktopKind::X11))
+        reason = qEnvironmentVariableIsEmpty("DISPLAY")
+                     ? "DISPLAY is not set"
+                     : "cannot open the display " + qEnvironmentVariable("DISPLAY").toStdString();
+    return reason.empty();
+}
+
+// The running instance: the application and everything it is wired to, until its event loop
+// ends. `channel` holds the session; the application takes it over.
+int runInstance(int argc, char** argv, const TWLauncher::Request& request,
+                TWInstanceChannel* channel, std::unique_ptr<TWDesktop> desktop) {
+    TidewellApplication app(argc, argv);
+    app.setApplicationName(QStringLiteral("Tidewell"));
+    app.setApplicationVersion(QString::fromLatin1(TWShortVersion));
+    app.setDesktopFileName(QStringLiteral("net.quillfen.Tidewell"));
+    app.setQuitOnLastWindowClosed(false);
+    TWInstallTranslations(app);
+    // Without a desktop's icon theme (a bare window manager), the common one still names the
+    // preferences' toolbar and application icons.
+    QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
+    channel->setParent(&app);
+    TWQuitEventLoopOnTerminationSignals(&app);
+
+    // The desktop, its login items and the helper's registration: in memory on the simulated
+    // desktop (a test run never touches the user's files), else the user's autostart folder.
+    const bool simulated = request.desktop == "sim";
+    TWSimDesktop* simDesktop = nullptr;
+    std::unique_ptr<TWServiceManagement> serviceManagement;
+    std::unique_ptr<TWLoginItemList> loginItems;
+    const std::string bundlePath = QCoreApplication::applicationDirPath().toStdString();
+    if (simulated) {
+        auto sim = TWLauncherTestHooks::makeSimulatedDesktop();
+        simDesktop = sim.get();
+        desktop = std::move(sim);
+        serviceManagement = TWLauncherTestHooks::makeInMemoryServiceManagement();
+        loginItems = TWLauncherTestHooks::makeInMemoryLoginItems();
+    } else {
+        serviceManagement =
+            std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
+                {TWHelperBundleIdentifier, bundlePath + "/" + TWHelperExecutableName}});
+        loginItems = std::make_unique<TWXDGAutostart>();
+    }
+    TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
+                                              TWActivationPolicyRegular);
+    TWPumpDesktopEvents(*desktop, &app);
+
+    // What the running instance has handled and shown, in order: the answer to a status query.
+    TWQtAlertPresenter shownAlerts;
+    TWLauncherTestHooks hooks(shownAlerts, simDesktop);
+
+    TidewellAppDelegate* delegatePointer = nullptr;
+    TWTrayIcon tray(
+        [&delegatePointer] {
+            if (delegatePointer)
+                delegatePointer->applicationShouldHandleReopen(false);
+        },
+        [&delegatePointer] {
+            return delegatePointer ? delegatePointer->trayMenu() : std::shared_ptr<TWMenu>();
+        });
+    auto setApplicationIconImage = [&tray, &hooks](const std::string& imageName) {
+        hooks.note("icon " + QString::fromStdString(imageName));
+        tray.setIconImage(QString::fromStdString(imageName));
+    };
+    auto terminate = [] { QCoreApplication::exit(0); };
+
+    configureSharedServices({*desktop, simulated, hooks.alertPresenter(), *serviceManagement,
+                             *loginItems, setApplicationIconImage, terminate});
+    app.setDeactivationHandler([] { TWCommon::sharedInstance().setCurrentProcess(); });
+
+    std::function<void(const std::string&)> urlHandler;
+    bool preferencesMade = false;
+    TidewellAppServices services;
+    services.desktop = desktop.get();
+    services.standardDefaults = &TWUserDefaults::standardUserDefaults();
+    services.sharedDefaults = &TWUserDefaults::sharedUserDefaults();
+    services.alertPresenter = &hooks.alertPresenter();
+    services.serviceManagement = serviceManagement.get();
+    services.bundlePath = bundlePath;
+    services.bundleName = TWBundleName;
+    services.shortVersion = TWShortVersion;
+    services.common = []() -> TWCommon& { return TWCommon::sharedInstance(); };
+    services.registerURLHandler = [&urlHandler](std::function<void(const std::string&)> handler) {
+        urlHandler = std::move(handler);
+    };
+    // A build without the update check leaves the service out: no check at launch, none on
+    // request.
+    if constexpr (TWUpdateCheckBuilt)
+        services.checkForUpdate = [](std::function<void(const TWError&)> handler) {
+            QFSimpleUpdater::checkForUpdateWithCompletionHandler(std::move(handler));
+        };
+    services.createExcludeController = [] { ExcludeController::sharedInstance(); };
+    services.displayPreferences = [&hooks, &preferencesMade] {
+        hooks.note(QStringLiteral("preferences shown"));
+        preferencesMade = true;
+        PreferencesController::sharedInstance()->display();
+    };
+    services.detachPreferencesWindow = [&preferencesMade] {
+        if (preferencesMade)
+            PreferencesController::sharedInstance()->detachWindow();
+    };
+    services.setApplicationIconImage = setApplicationIconImage;
+    services.terminate = terminate;
+    services.runAfter = [&app](std::chrono::milliseconds delay, std::function<void()> work) {
+        QTimer::singleShot(delay, &app, std::move(work));
+    };
+    TidewellAppDelegate& delegate = TidewellAppDelegate::create(std::move(services));
+    delegatePointer = &delegate;
+
+    TWRequestHandler handle(delegate, hooks, urlHandler, &app);
+    if (!channel->listen(handle)) {
+        printError("cannot open the instance channel in " + channel->directory().toStdString());
+        return TWLauncher::exitFailure;
+    }
+
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app, [&delegate] {
+        delegate.applicationShouldTerminate();
+        TWProcessRegistry::unregisterCurrentProcess();
+    });
+
+    QTimer::singleShot(0, &app, [&] {
+        tray.show();
+        delegate.applicationDidFinishLaunching();
+        // A start that carried a request (a URL, hide or show) handles it once launched; a
+        // plain first start is not a click. A refused start (the quit after its alert is still
+        // queued) carries out nothing.
+        if (request.message != "reopen" && !delegate.isRunningTranslocated())
+            handle(request.message);
+    });
+    const int status = app.exec();
+    releaseSharedServices();
+    return status;
+}
 
 } // namespace
 
@@ -206,267 +449,18 @@ int TWLauncher::run(int argc, char** argv) {
 
     // Another instance holds the session: hand it the request and leave, before any of the
     // costly start-up (display connection, icons) is paid.
-    const QString channelDirectory = TWInstanceChannel::defaultDirectory();
-    auto* channel = new TWInstanceChannel(channelDirectory);
-    QByteArray reply;
-    const TWInstanceChannel::Start start =
-        channel->acquireOrHandOver(request->message, handOverTimeoutMs, reply);
-    if (start != TWInstanceChannel::Start::Acquired) {
-        const QString channelError = channel->error();
-        delete channel;
-        if (!channelError.isEmpty()) {
-            printError(channelError.toStdString());
-            return exitFailure;
-        }
-        if (start == TWInstanceChannel::Start::NoAnswer) {
-            printError("Tidewell is running but did not answer");
-            return exitFailure;
-        }
-        if (request->message == "status")
-            std::fwrite(reply.constData(), 1, size_t(reply.size()), stdout);
-        return exitSuccess;
-    }
-    if (request->message == "status") {
-        delete channel;
-        printError("Tidewell is not running");
-        return exitNotRunning;
-    }
+    auto channel = std::make_unique<TWInstanceChannel>(TWInstanceChannel::defaultDirectory());
+    if (const std::optional<int> status = handOver(*request, *channel))
+        return *status;
 
     // Diagnostics go to the terminal too when there is one to read them.
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
 
-    // The session's desktop, before Qt: Qt ends the process when its platform cannot open the
-    // display, so what is missing is said plainly first.
-    const bool simulated = request->desktop == "sim";
     std::unique_ptr<TWDesktop> desktop;
     std::string noDesktopReason;
-    if (!simulated) {
-        desktop = TWMakeDesktop(TWDesktopKind::Session, &noDesktopReason);
-    } else {
-        const QByteArray qtPlatform = qgetenv("QT_QPA_PLATFORM");
-        const bool qtNeedsX =
-            qtPlatform.startsWith("xcb") ||
-            (qtPlatform.isEmpty() && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
-        if (qtNeedsX && !TWMakeDesktop(TWDesktopKind::X11))
-            noDesktopReason =
-                qEnvironmentVariableIsEmpty("DISPLAY")
-                    ? "DISPLAY is not set"
-                    : "cannot open the display " + qEnvironmentVariable("DISPLAY").toStdString();
-    }
-    if (simulated ? !noDesktopReason.empty() : !desktop) {
-        delete channel;
+    if (!openDesktop(request->desktop == "sim", desktop, noDesktopReason)) {
         printError("no desktop to work on: " + noDesktopReason);
         return exitFailure;
     }
-
-    TidewellApplication app(argc, argv);
-    app.setApplicationName(QStringLiteral("Tidewell"));
-    app.setApplicationVersion(QString::fromLatin1(TWShortVersion));
-    app.setDesktopFileName(QStringLiteral("net.quillfen.Tidewell"));
-    app.setQuitOnLastWindowClosed(false);
-    TWInstallTranslations(app);
-    // Without a desktop's icon theme (a bare window manager), the common one still names the
-    // preferences' toolbar and application icons.
-    QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
-    channel->setParent(&app);
-    TWQuitEventLoopOnTerminationSignals(&app);
-
-    // The desktop and the settings stores. The simulated desktop keeps its settings in memory
-    // too, so a test run never touches the user's files.
-    TWSimDesktop* simDesktop = nullptr;
-    std::unique_ptr<TWServiceManagement> serviceManagement;
-    const std::string bundlePath = QCoreApplication::applicationDirPath().toStdString();
-    if (simulated) {
-        auto sim = std::make_unique<TWSimDesktop>();
-        populateSimulatedDesktop(*sim);
-        simDesktop = sim.get();
-        desktop = std::move(sim);
-        TWUserDefaults::setStandardUserDefaults(
-            std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
-        TWUserDefaults::setSharedUserDefaults(
-            std::make_shared<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>()));
-        serviceManagement = std::make_unique<TWSimServiceManagement>();
-    } else {
-        TWPlistFileStore::installStandardStores();
-        serviceManagement =
-            std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
-                {TWHelperBundleIdentifier, bundlePath + "/" + TWHelperExecutableName}});
-    }
-    TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
-                                              TWActivationPolicyRegular);
-
-    TWPumpDesktopEvents(*desktop, &app);
-
-    TWUserDefaults& standardDefaults = TWUserDefaults::standardUserDefaults();
-    TWUserDefaults& sharedDefaults = TWUserDefaults::sharedUserDefaults();
-    TWCommon::configureShared(*desktop, sharedDefaults);
-    app.setDeactivationHandler([] { TWCommon::sharedInstance().setCurrentProcess(); });
-
-    auto mainQueue = std::make_shared<TWQtMainQueue>();
-    TWUpdaterServices updaterServices;
-    if (simulated)
-        updaterServices.transport = std::make_shared<TWOfflineTransport>();
-    else
-        updaterServices.transport = std::make_shared<TWQtHTTPTransport>();
-    updaterServices.mainQueue = mainQueue;
-    updaterServices.systemVersionString = []() -> std::optional<std::string> {
-        if (auto version = OVSystemVersion::currentSystemVersion())
-            return version->string();
-        return std::nullopt;
-    };
-    QFSimpleUpdater::configure(updaterServices);
-    // What the running instance has handled and shown, in order: the answer to a status query.
-    TWRequestJournal journal;
-    TWQtAlertPresenter shownAlerts;
-    TWJournalingAlertPresenter alertPresenter(shownAlerts, journal);
-
-    // The session's login items: the user's autostart folder, or a list in memory on the
-    // simulated desktop (a test run never touches the user's files).
-    std::unique_ptr<TWLoginItemList> loginItems;
-    if (simulated)
-        loginItems = std::make_unique<TWSimLoginItemList>();
-    else
-        loginItems = std::make_unique<TWXDGAutostart>();
-
-    std::function<void(const std::string&)> urlHandler;
-    TidewellAppDelegate* delegatePointer = nullptr;
-    TWTrayIcon tray(
-        [&delegatePointer] {
-            if (delegatePointer)
-                delegatePointer->applicationShouldHandleReopen(false);
-        },
-        [&delegatePointer] {
-            return delegatePointer ? delegatePointer->trayMenu() : std::shared_ptr<TWMenu>();
-        });
-
-    TidewellAppServices services;
-    services.desktop = desktop.get();
-    services.standardDefaults = &standardDefaults;
-    services.sharedDefaults = &sharedDefaults;
-    services.alertPresenter = &alertPresenter;
-    services.serviceManagement = serviceManagement.get();
-    services.bundlePath = bundlePath;
-    services.bundleName = TWBundleName;
-    services.shortVersion = TWShortVersion;
-    services.common = []() -> TWCommon& { return TWCommon::sharedInstance(); };
-    services.registerURLHandler = [&urlHandler](std::function<void(const std::string&)> handler) {
-        urlHandler = std::move(handler);
-    };
-    // A build without the update check leaves the service out: no check at launch, none on
-    // request.
-    if constexpr (TWUpdateCheckBuilt)
-        services.checkForUpdate = [](std::function<void(const TWError&)> handler) {
-            QFSimpleUpdater::checkForUpdateWithCompletionHandler(std::move(handler));
-        };
-    auto setApplicationIconImage = [&tray, &journal](const std::string& imageName) {
-        journal << "icon " + QString::fromStdString(imageName);
-        tray.setIconImage(QString::fromStdString(imageName));
-    };
-    auto terminate = [] { QCoreApplication::exit(0); };
-
-    // The preferences: the exclusion list is made in the launch sequence (its rebuild starts
-    // then); the window on first display.
-    ExcludeController::configureShared({&sharedDefaults, &desktop->systemSound(), {}});
-    TWPreferencesServices preferencesServices;
-    preferencesServices.standardDefaults = &standardDefaults;
-    preferencesServices.sharedDefaults = &sharedDefaults;
-    preferencesServices.alertPresenter = &alertPresenter;
-    preferencesServices.serviceManagement = serviceManagement.get();
-    preferencesServices.loginItems = loginItems.get();
-    preferencesServices.applicationPath = QCoreApplication::applicationFilePath().toStdString();
-    preferencesServices.excludeController = [] { return ExcludeController::sharedInstance(); };
-    preferencesServices.iconNamed = [](const QString& name) { return TWTrayIcon::iconNamed(name); };
-    preferencesServices.setApplicationIconImage = setApplicationIconImage;
-    preferencesServices.terminate = terminate;
-    PreferencesController::configureShared(preferencesServices);
-    bool preferencesMade = false;
-
-    services.createExcludeController = [] { ExcludeController::sharedInstance(); };
-    services.displayPreferences = [&journal, &preferencesMade] {
-        journal << QStringLiteral("preferences shown");
-        preferencesMade = true;
-        PreferencesController::sharedInstance()->display();
-    };
-    services.detachPreferencesWindow = [&preferencesMade] {
-        if (preferencesMade)
-            PreferencesController::sharedInstance()->detachWindow();
-    };
-    services.setApplicationIconImage = setApplicationIconImage;
-    services.terminate = terminate;
-    services.runAfter = [&app](std::chrono::milliseconds delay, std::function<void()> work) {
-        QTimer::singleShot(delay, &app, std::move(work));
-    };
-    TidewellAppDelegate& delegate = TidewellAppDelegate::create(std::move(services));
-    delegatePointer = &delegate;
-
-    auto handle = [&](const QByteArray& message) -> QByteArray {
-        if (message != "status")
-            journal << QString::fromUtf8(message);
-        if (message == "reopen") {
-            delegate.applicationShouldHandleReopen(false);
-        } else if (message.startsWith("url ")) {
-            if (urlHandler)
-                urlHandler(message.mid(4).toStdString());
-        } else if (message == "hide-all") {
-            TWCommon::sharedInstance().showFinderHideOthers();
-        } else if (message == "show-all") {
-            TWCommon::sharedInstance().showAll();
-        } else if (message.startsWith("menu ")) {
-            // For tests: chooses the tray menu's item with this title, as a click on it does
-            // (queued, as there, so the reply goes out before the item's work starts).
-            const std::string title = message.mid(5).toStdString();
-            const std::shared_ptr<TWMenu> menu = delegate.trayMenu();
-            for (const std::shared_ptr<TWMenuItem>& item : menu->items()) {
-                if (!item->isSeparatorItem() && !item->action().empty() && item->title() == title) {
-                    QTimer::singleShot(0, &app, [item] { item->perform(); });
-                    return QByteArrayLiteral("ok");
-                }
-            }
-            TWLog("TidewellAppDelegate: no menu item \"" + title + "\"");
-            journal.removeLast();
-            return QByteArrayLiteral("unknown");
-        } else if (message == "status") {
-            QStringList status;
-            // The application show-all brings to the front, as recorded so far.
-            if (auto front = TWCommon::sharedInstance().currentActiveBundleID())
-                status << "front: " + QString::fromStdString(*front);
-            // The exclusion list, made at launch and filled from the store in the background.
-            if (const ExcludeController* exclusions = ExcludeController::existingInstance())
-                status << "exclusion list: " + QString::number(exclusions->rowCount());
-            if (simDesktop)
-                for (const std::string& line : simDesktop->log())
-                    status << "desktop: " + QString::fromStdString(line);
-            return journal.answer(status, TWInstanceChannel::maximumMessageSize);
-        } else {
-            TWLog("TidewellAppDelegate: unknown request dropped");
-            if (message != "status")
-                journal.removeLast();
-            return QByteArrayLiteral("unknown");
-        }
-        return QByteArrayLiteral("ok");
-    };
-    if (!channel->listen(handle)) {
-        printError("cannot open the instance channel in " + channelDirectory.toStdString());
-        return exitFailure;
-    }
-
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app, [&delegate] {
-        delegate.applicationShouldTerminate();
-        TWProcessRegistry::unregisterCurrentProcess();
-    });
-
-    QTimer::singleShot(0, &app, [&] {
-        tray.show();
-        delegate.applicationDidFinishLaunching();
-        // A start that carried a request (a URL, hide or show) handles it once launched; a
-        // plain first start is not a click. A refused start (the quit after its alert is still
-        // queued) carries out nothing.
-        if (request->message != "reopen" && !delegate.isRunningTranslocated())
-            handle(request->message);
-    });
-    const int status = app.exec();
-    // The network transport ends its thread while the application still exists; left to the
-    // static destructors it would outlive the event loops that free its objects.
-    QFSimpleUpdater::configure({});
-    return status;
+    return runInstance(argc, argv, *request, channel.release(), std::move(desktop));
 }

@@ -10,6 +10,8 @@
 #include <QSystemTrayIcon>
 #include <QTimer>
 
+constexpr const char* kLogClass = "TWTrayIcon";
+
 TWTrayIcon::TWTrayIcon(std::function<void()> reopen,
                        std::function<std::shared_ptr<TWMenu>()> buildMenu, QObject* parent)
     : QObject(parent), reopen_(std::move(reopen)), buildMenu_(std::move(buildMenu)),
@@ -42,7 +44,8 @@ QIcon TWTrayIcon::iconNamed(const QString& imageName) {
 bool TWTrayIcon::show() {
     if (!QSystemTrayIcon::isSystemTrayAvailable()) {
         if (!waitingForTray_) {
-            TWLog("TidewellAppDelegate: no system tray found; starting tidewell again acts as a "
+            TWLog(LOG_NOTICE, kLogClass,
+                  "no system tray found; starting tidewell again acts as a "
                   "click on its icon");
             // A panel started after us (or restarted) still gets the icon.
             waitingForTray_ = true;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "TWMenu.h"
+#include "TWProduct.h"
 
 #include <chrono>
 #include <cstdint>
@@ -20,9 +21,6 @@ struct TWError;
 
 // The helper program, next to the application's own executable.
 inline constexpr const char* TWHelperExecutableName = "tidewell-helper";
-// The one scheme the application answers, and the one request it knows.
-inline constexpr const char* TWURLScheme = "x-tidewell-action";
-inline constexpr const char* TWPreferencesRequest = "preferences";
 // Answer of applicationShouldTerminate: quit now.
 inline constexpr int TWTerminateNow = 1;
 

@@ -4,6 +4,7 @@
 #include "TWCommon.h"
 #include "TWLocalizedString.h"
 #include "TWLog.h"
+#include "TWProduct.h"
 #include "TWWorkspace.h"
 
 #include <cerrno>
@@ -12,9 +13,9 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-namespace {
-constexpr const char* preferencesURL = "x-tidewell-action://preferences";
-} // namespace
+constexpr const char* kLogClass = "TidewellHelper";
+
+namespace {} // namespace
 
 TidewellHelper::TidewellHelper(TWCommon& common, TWWorkspace& workspace, std::function<void()> quit)
     : common_(common), workspace_(workspace), quit_(std::move(quit)) {}
@@ -40,8 +41,8 @@ std::shared_ptr<TWMenu> TidewellHelper::buildMenu() {
 }
 
 void TidewellHelper::showPreferences() {
-    if (!workspace_.openURL(preferencesURL))
-        TWLog(std::string("TidewellHelper: nothing could open ") + preferencesURL);
+    if (!workspace_.openURL(TWPreferencesURL))
+        TWLog(LOG_ERR, kLogClass, std::string("nothing could open ") + TWPreferencesURL);
 }
 
 int TidewellHelper::acquireSessionLock(const std::string& directory) {
@@ -52,7 +53,7 @@ int TidewellHelper::acquireSessionLock(const std::string& directory) {
     // carry the lock away with them.
     const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (fd < 0) {
-        TWLog("TidewellHelper: cannot open " + path + ": " + std::strerror(errno));
+        TWLog(LOG_ERR, kLogClass, "cannot open " + path + ": " + std::strerror(errno));
         return -1;
     }
     // Released by the kernel when the holder exits, however it exits.

@@ -25,6 +25,8 @@
 #include <optional>
 #include <unistd.h>
 
+constexpr const char* kLogClass = "TidewellHelper";
+
 namespace {
 
 // The command line: --help and --version, nothing else. Returns the exit status when the
@@ -78,9 +80,14 @@ int main(int argc, char** argv) {
 
     // One helper per session; a second start (a login item and Tidewell both starting it) leaves
     // quietly. The lock stays held until this process ends.
-    const int lock = TidewellHelper::acquireSessionLock(TWProcessRegistry::registryDirectory());
+    // Without a private runtime directory (the registry has logged why) there is no session to
+    // share: nothing to run for.
+    const std::string runtimeDirectory = TWProcessRegistry::registryDirectory();
+    if (runtimeDirectory.empty())
+        return 1;
+    const int lock = TidewellHelper::acquireSessionLock(runtimeDirectory);
     if (lock < 0) {
-        TWLog("TidewellHelper: another Tidewell Menu runs in this session");
+        TWLog(LOG_NOTICE, kLogClass, "another Tidewell Menu runs in this session");
         return 0;
     }
 

@@ -9,6 +9,8 @@
 
 #include <cstdlib>
 
+constexpr const char* kLogClass = "TWPlatformFactory";
+
 namespace {
 
 bool isSet(const char* name) {
@@ -65,13 +67,13 @@ std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind, std::string* whyNot
     case TWDesktopKind::Automatic:
         desktop = sessionDesktop(reason);
         if (!desktop) {
-            TWLog("TWPlatformFactory: " + reason + "; using the simulated desktop");
+            TWLog(LOG_WARNING, kLogClass, reason + "; using the simulated desktop");
             return std::make_unique<TWSimDesktop>();
         }
         break;
     }
     if (!desktop) {
-        TWLog("TWPlatformFactory: " + reason);
+        TWLog(LOG_ERR, kLogClass, reason);
         if (whyNot)
             *whyNot = reason;
     }

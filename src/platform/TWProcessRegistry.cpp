@@ -1,6 +1,7 @@
 // Registrations of Tidewell's own processes: one small file per process in a per-user directory.
 #include "TWProcessRegistry.h"
 
+#include "TWBaseDirectories.h"
 #include "TWLog.h"
 
 #include <algorithm>
@@ -14,6 +15,8 @@
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
+
+constexpr const char* kLogClass = "TWProcessRegistry";
 
 namespace {
 
@@ -35,17 +38,6 @@ std::string processStartTime(int pid) {
             return field;
     }
     return {};
-}
-
-bool ensurePrivateDirectory(const std::string& path) {
-    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
-        return false;
-    struct stat st {};
-    if (lstat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != getuid())
-        return false;
-    if ((st.st_mode & 0077) != 0)
-        chmod(path.c_str(), 0700);
-    return true;
 }
 
 std::string entryPath(const std::string& dir, int pid) {
@@ -92,13 +84,10 @@ std::string oneLine(std::string s) {
 } // namespace
 
 std::string TWProcessRegistry::registryDirectory() {
-    std::string dir;
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime && *runtime && ensurePrivateDirectory(std::string(runtime) + "/tidewell"))
-        return std::string(runtime) + "/tidewell";
-    dir = "/tmp/tidewell-" + std::to_string(getuid());
-    if (!ensurePrivateDirectory(dir)) {
-        TWLog("TWProcessRegistry: cannot use the directory " + dir);
+    std::string dir = TWBaseDirectories::runtimeDirectory();
+    if (const std::string problem = TWBaseDirectories::privateDirectoryProblem(dir);
+        !problem.empty()) {
+        TWLog(LOG_ERR, kLogClass, "cannot use the runtime directory: " + problem);
         return {};
     }
     return dir;
@@ -121,14 +110,14 @@ void TWProcessRegistry::registerCurrentProcess(const std::string& bundleID, cons
             << "\npolicy=" << activationPolicy << "\nstart=" << processStartTime(pid)
             << "\nsequence=" << sequence << "\n";
         if (!out) {
-            TWLog("TWProcessRegistry: cannot write " + temp);
+            TWLog(LOG_ERR, kLogClass, "cannot write " + temp);
             std::remove(temp.c_str());
             return;
         }
     }
     // Readers never see a half-written record.
     if (std::rename(temp.c_str(), path.c_str()) != 0) {
-        TWLog("TWProcessRegistry: cannot write " + path + ": " + std::strerror(errno));
+        TWLog(LOG_ERR, kLogClass, "cannot write " + path + ": " + std::strerror(errno));
         std::remove(temp.c_str());
     }
 }
@@ -156,7 +145,7 @@ std::vector<TWRegisteredProcess> TWProcessRegistry::registeredProcesses() {
         std::string path = dir + "/" + file;
         ParsedEntry entry;
         if (!parseEntry(path, entry)) {
-            TWLog("TWProcessRegistry: ignoring the unreadable registration " + path);
+            TWLog(LOG_WARNING, kLogClass, "ignoring the unreadable registration " + path);
             continue;
         }
         std::string start = processStartTime(entry.process.pid);

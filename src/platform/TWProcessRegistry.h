@@ -22,7 +22,7 @@ class TWProcessRegistry {
     // Every live registered process, oldest registration first; entries of processes that have
     // ended are dropped and their files removed.
     static std::vector<TWRegisteredProcess> registeredProcesses();
-    // The directory holding the registrations ($XDG_RUNTIME_DIR/tidewell, else
-    // /tmp/tidewell-<uid>), created owner-only when missing.
+    // The directory holding the registrations (TWBaseDirectories::runtimeDirectory), created
+    // owner-only when missing; empty (with a log line) when it cannot be made private.
     static std::string registryDirectory();
 };

@@ -13,6 +13,8 @@
 #include <optional>
 #include <sstream>
 
+constexpr const char* kLogClass = "OVSystemVersion";
+
 namespace {
 
 bool isDigit(char c) {
@@ -156,7 +158,8 @@ OVSystemVersion::OVSystemVersion(std::string_view text) {
             if (!run.empty()) {
                 components_.push_back(std::move(run));
             } else {
-                TWLog("OVSystemVersion: Warning, found \".\" without a following digit value.");
+                TWLog(LOG_WARNING, kLogClass,
+                      "Warning, found \".\" without a following digit value.");
                 // The character after the dot is passed over unexamined, whatever it is.
                 if (pos < text.size())
                     pos += characterLength(static_cast<unsigned char>(text[pos]));
@@ -172,7 +175,8 @@ OVSystemVersion::OVSystemVersion(std::string_view text) {
             if (!run.empty()) {
                 components_.push_back(std::move(run));
             } else {
-                TWLog(TWFormat("OVSystemVersion: Found unsupported character in version string, "
+                TWLog(LOG_WARNING, kLogClass,
+                      TWFormat("Found unsupported character in version string, "
                                "bailing:\"%@\".",
                                text));
                 pos = text.size();

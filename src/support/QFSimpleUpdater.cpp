@@ -13,6 +13,8 @@
 #include <thread>
 #include <utility>
 
+constexpr const char* kLogClass = "QFSimpleUpdater";
+
 namespace {
 
 std::mutex& servicesMutex() {
@@ -189,7 +191,7 @@ void QFSimpleUpdater::checkForUpdateWithArgs(TWPlistDictionary args) {
     std::string body = requestBody(args);
     auto self = retainSelf();
     if (!services_.transport) {
-        TWLog("QFSimpleUpdater: no network transport configured; the check fails");
+        TWLog(LOG_ERR, kLogClass, "no network transport configured; the check fails");
         self->handleResponse(std::nullopt, args);
         return;
     }
@@ -204,7 +206,8 @@ void QFSimpleUpdater::handleResponse(const std::optional<std::string>& data,
     if (!completionHandler_)
         return;
     if (!services_.mainQueue) {
-        TWLog("QFSimpleUpdater: no main queue configured; calling the handler on this thread");
+        TWLog(LOG_WARNING, kLogClass,
+              "no main queue configured; calling the handler on this thread");
         completionHandler_(error);
         return;
     }

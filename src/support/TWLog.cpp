@@ -2,7 +2,6 @@
 #include "TWLog.h"
 
 #include <mutex>
-#include <syslog.h>
 
 namespace {
 std::mutex sinkMutex;
@@ -10,13 +9,11 @@ std::function<void(const std::string&)>& sinkSlot() {
     static std::function<void(const std::string&)> sink;
     return sink;
 }
-} // namespace
 
-void TWLog(std::string_view line) {
-    std::string text(line);
+void writeLine(int priority, const std::string& text) {
     static std::once_flag opened;
     std::call_once(opened, [] { openlog("tidewell", LOG_PID, LOG_USER); });
-    syslog(LOG_NOTICE, "%s", text.c_str());
+    syslog(priority, "%s", text.c_str());
     std::function<void(const std::string&)> sink;
     {
         std::lock_guard lock(sinkMutex);
@@ -24,6 +21,18 @@ void TWLog(std::string_view line) {
     }
     if (sink)
         sink(text);
+}
+} // namespace
+
+void TWLog(int priority, std::string_view logClass, std::string_view message) {
+    std::string text;
+    text.reserve(logClass.size() + 2 + message.size());
+    text.append(logClass).append(": ").append(message);
+    writeLine(priority, text);
+}
+
+void TWLog(std::string_view line) {
+    writeLine(LOG_NOTICE, std::string(line));
 }
 
 std::function<void(const std::string&)> TWSetLogSink(std::function<void(const std::string&)> sink) {

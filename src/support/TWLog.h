@@ -4,8 +4,16 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <syslog.h> // the priorities: LOG_ERR, LOG_WARNING, LOG_NOTICE, LOG_INFO
 
-// Writes one line to the system log (and to the sink, when one is set).
+// Writes "<logClass>: <message>" to the system log at `priority` (a syslog priority: LOG_ERR or
+// LOG_WARNING for a failure the user should know about, LOG_NOTICE or LOG_INFO for ordinary
+// events), and to the sink, when one is set. Each file names its class once, as
+// `constexpr const char* kLogClass = "TWSomething";`, and passes that.
+void TWLog(int priority, std::string_view logClass, std::string_view message);
+
+// Writes one whole line (already beginning with its class name) at LOG_NOTICE. The form above is
+// the one to use; this one remains for the few callers not yet moved to it.
 void TWLog(std::string_view line);
 
 // Replaces the sink that receives every logged line as well (tests capture with it);

@@ -243,9 +243,9 @@ TEST_F(LauncherTest, MalformedOversizedAndSlowMessagesAreDroppedAndTheInstanceRu
     EXPECT_EQ(instance.exitCode(), 0);
     EXPECT_FALSE(QFile::exists(channelDirectory() + "/instance.sock"));
     const QString log = QString::fromUtf8(instance.readAllStandardError());
-    EXPECT_TRUE(log.contains("TidewellAppDelegate: message of 4294967295 bytes dropped"))
+    EXPECT_TRUE(log.contains("TWInstanceChannel: message of 4294967295 bytes dropped"))
         << log.toStdString();
-    EXPECT_TRUE(log.contains("TidewellAppDelegate: message not received in time"));
+    EXPECT_TRUE(log.contains("TWInstanceChannel: message not received in time"));
 }
 
 TEST_F(LauncherTest, ACrashedInstanceIsReplacedByTheNextStart) {

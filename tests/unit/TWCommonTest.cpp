@@ -540,6 +540,28 @@ TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
     EXPECT_EQ(f.desk.application(books)->processIdentifier, 4242);
 }
 
+TEST(TWCommonMenu, CaseIsFoldedInLatinExtendedGreekAndCyrillicToo) {
+    // Each pair sorts the other way round in raw code-point order.
+    Fixture f;
+    f.launch("com.example.lb", "\u0141b");               // Łb
+    f.launch("com.example.la", "\u0142a");               // ła
+    f.launch("com.example.omega", "\u03a9mega");         // Ωmega
+    f.launch("com.example.beta", "\u03b2eta");           // βeta
+    f.launch("com.example.apple", "\u042f\u0431\u043b"); // Ябл
+    f.launch("com.example.beech", "\u0431\u0443\u043a"); // бук
+    f.launch("com.example.hedgehog", "\u0401\u0436");    // Ёж
+    f.launch("com.example.fir", "\u0435\u043b\u044c");   // ель
+
+    const auto menu = f.common.buildAppMenu();
+
+    std::vector<std::string> titles;
+    for (std::size_t i = 6; i < menu->items().size(); ++i)
+        titles.push_back(menu->items()[i]->title().substr(3));
+    EXPECT_EQ(titles, (std::vector<std::string>{"\u0142a", "\u0141b", "\u03b2eta", "\u03a9mega",
+                                                "\u0431\u0443\u043a", "\u0435\u043b\u044c",
+                                                "\u042f\u0431\u043b", "\u0401\u0436"}));
+}
+
 TEST(TWCommonMenu, SameNameGivesTwoItemsBothForTheLastOneMet) {
     Fixture f;
     auto older = f.launch("com.example.notes", "Notes");

@@ -11,6 +11,8 @@
 #include <QTimer>
 #include <QUrl>
 
+constexpr const char* kLogClass = "TWQtHTTPTransport";
+
 // The network access manager and its replies live on the transport's thread; everything
 // reaches them through queued calls.
 class TWQtHTTPSession : public QObject {
@@ -68,7 +70,7 @@ void TWQtHTTPTransport::addTrustedCertificate(const QSslCertificate& certificate
 bool TWQtHTTPTransport::addTrustedCertificates(const QString& pemPath) {
     QList<QSslCertificate> certificates = QSslCertificate::fromPath(pemPath, QSsl::Pem);
     if (certificates.isEmpty()) {
-        TWLog("TWQtHTTPTransport: no certificate in " + pemPath.toStdString());
+        TWLog(LOG_ERR, kLogClass, "no certificate in " + pemPath.toStdString());
         return false;
     }
     std::lock_guard lock(certificatesMutex_);
@@ -142,19 +144,21 @@ void TWQtHTTPTransport::post(const std::string& url, std::string body,
                     bool answered =
                         reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
                     if (!givenUp->isEmpty()) {
-                        TWLog("TWQtHTTPTransport: " + reply->url().toString().toStdString() + ": " +
-                              givenUp->toStdString());
+                        TWLog(LOG_WARNING, kLogClass,
+                              reply->url().toString().toStdString() + ": " +
+                                  givenUp->toStdString());
                     } else if (answered && !isTransportFailure(error) &&
                                reply->bytesAvailable() <= maximumBodySize) {
                         data = reply->readAll().toStdString();
                     } else {
-                        TWLog("TWQtHTTPTransport: " + reply->url().toString().toStdString() + ": " +
-                              reply->errorString().toStdString());
+                        TWLog(LOG_WARNING, kLogClass,
+                              reply->url().toString().toStdString() + ": " +
+                                  reply->errorString().toStdString());
                     }
                     completion(std::move(data));
                 });
         },
         Qt::QueuedConnection);
     if (!queued)
-        TWLog("TWQtHTTPTransport: the network thread is not running; request dropped");
+        TWLog(LOG_ERR, kLogClass, "the network thread is not running; request dropped");
 }

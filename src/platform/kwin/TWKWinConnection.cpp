@@ -13,6 +13,8 @@
 #include <cstring>
 #include <poll.h>
 
+constexpr const char* kLogClass = "TWKWinConnection";
+
 namespace {
 constexpr std::uint32_t kNeededVersion = 13; // windows announced and fetched by uuid
 constexpr std::uint32_t kKnownVersion = 16;  // every event of this version has a handler
@@ -221,8 +223,9 @@ void TWKWinConnection::noteBroken() {
         return;
     broken_ = true;
     int error = wl_display_get_error(display_);
-    TWLog("TWKWinConnection: the connection to the compositor is lost (" +
-          std::string(std::strerror(error ? error : EPIPE)) + ")");
+    TWLog(LOG_ERR, kLogClass,
+          "the connection to the compositor is lost (" +
+              std::string(std::strerror(error ? error : EPIPE)) + ")");
 }
 
 int TWKWinConnection::fileDescriptor() const {
@@ -269,7 +272,7 @@ bool TWKWinConnection::sync(std::chrono::milliseconds timeout) {
     bool answered = waitFor([&] { return done; }, timeout);
     wl_callback_destroy(callback);
     if (!answered && !broken_)
-        TWLog("TWKWinConnection: the compositor did not answer in time");
+        TWLog(LOG_WARNING, kLogClass, "the compositor did not answer in time");
     return answered;
 }
 

@@ -14,6 +14,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+constexpr const char* kLogClass = "TWKWinHiddenRecord";
+
 namespace {
 
 std::string safeName(const std::string& name) {
@@ -91,7 +93,7 @@ bool TWKWinHiddenRecord::update(const std::function<void(TWKWinHiddenMarks&)>& c
         return false;
     Lock lock(path_);
     if (!lock.held()) {
-        TWLog("TWKWinHiddenRecord: cannot lock " + path_ + ": " + std::strerror(errno));
+        TWLog(LOG_ERR, kLogClass, "cannot lock " + path_ + ": " + std::strerror(errno));
         return false;
     }
     TWKWinHiddenMarks before = read();
@@ -111,13 +113,13 @@ bool TWKWinHiddenRecord::update(const std::function<void(TWKWinHiddenMarks&)>& c
             out << uuid << ' ' << mark.position << ' ' << mark.since << ' '
                 << (mark.confirmed ? 1 : 0) << '\n';
         if (!out) {
-            TWLog("TWKWinHiddenRecord: cannot write " + temp);
+            TWLog(LOG_ERR, kLogClass, "cannot write " + temp);
             std::remove(temp.c_str());
             return false;
         }
     }
     if (std::rename(temp.c_str(), path_.c_str()) != 0) {
-        TWLog("TWKWinHiddenRecord: cannot write " + path_ + ": " + std::strerror(errno));
+        TWLog(LOG_ERR, kLogClass, "cannot write " + path_ + ": " + std::strerror(errno));
         std::remove(temp.c_str());
         return false;
     }

@@ -9,6 +9,8 @@
 #include <set>
 #include <utility>
 
+constexpr const char* kLogClass = "TWKWinWorkspace";
+
 namespace {
 
 // The program name of a process: basename of argv[0] from /proc/<pid>/cmdline.
@@ -216,8 +218,9 @@ void TWKWinWorkspace::sendPendingHides() {
         marks_ = marks;
     });
     if (!recorded) {
-        TWLog("TWKWinWorkspace: the record of hidden windows cannot be written; " +
-              std::to_string(hides.size()) + " windows stay shown");
+        TWLog(LOG_ERR, kLogClass,
+              "the record of hidden windows cannot be written; " + std::to_string(hides.size()) +
+                  " windows stay shown");
         for (const auto& [uuid, mark] : hides)
             marks_.erase(uuid);
         return;
@@ -320,7 +323,7 @@ std::string TWKWinWorkspace::keyOfWindow(const std::string& uuid) {
 
 bool TWKWinWorkspace::openURL(const std::string& url) {
     if (url.empty()) {
-        TWLog("TWKWinWorkspace: openURL called with an empty URL");
+        TWLog(LOG_WARNING, kLogClass, "openURL called with an empty URL");
         return false;
     }
     return TWProcessLauncher::spawnDetached({"xdg-open", url});
@@ -331,7 +334,7 @@ std::string TWKWinWorkspace::fileManagerBundleIdentifier() {
         return *fileManagerID_;
     std::string out;
     if (!TWProcessLauncher::captureOutput({"xdg-mime", "query", "default", "inode/directory"}, out))
-        TWLog("TWKWinWorkspace: xdg-mime could not name the default file manager");
+        TWLog(LOG_WARNING, kLogClass, "xdg-mime could not name the default file manager");
     out = out.substr(0, out.find('\n'));
     while (!out.empty() && (out.back() == ' ' || out.back() == '\r' || out.back() == '\t'))
         out.pop_back();
@@ -340,7 +343,7 @@ std::string TWKWinWorkspace::fileManagerBundleIdentifier() {
         out.compare(out.size() - suffix.size(), suffix.size(), suffix) == 0)
         out.resize(out.size() - suffix.size());
     if (out.empty())
-        TWLog("TWKWinWorkspace: no default file manager is set for inode/directory");
+        TWLog(LOG_WARNING, kLogClass, "no default file manager is set for inode/directory");
     fileManagerID_ = out;
     return out;
 }

@@ -24,6 +24,8 @@
 #include <utility>
 #include <vector>
 
+constexpr const char* kLogClass = "TWPlistFileStore";
+
 namespace {
 
 // Deeper nesting than any settings value needs; a file beyond it is treated as damaged rather
@@ -687,12 +689,14 @@ bool TWPlistFileStore::moveCorruptFileAside(const struct stat& corrupt, const st
             break;
     }
     if (err != 0) {
-        TWLog("TWPlistFileStore: " + path_ + " cannot be read (" + why +
-              ") and could not be kept aside as " + aside + ": " + errnoText(err));
+        TWLog(LOG_ERR, kLogClass,
+              path_ + " cannot be read (" + why + ") and could not be kept aside as " + aside +
+                  ": " + errnoText(err));
         return false;
     }
-    TWLog("TWPlistFileStore: " + path_ + " cannot be read (" + why + "); kept aside as " + aside +
-          ", the store starts empty");
+    TWLog(LOG_WARNING, kLogClass,
+          path_ + " cannot be read (" + why + "); kept aside as " + aside +
+              ", the store starts empty");
     forgetCache();
     return true;
 }
@@ -717,14 +721,14 @@ TWPlistDictionary TWPlistFileStore::load() {
             forgetCache();
             return {};
         case ReadOutcome::Failed:
-            TWLog("TWPlistFileStore: " + why + "; reading the store as empty");
+            TWLog(LOG_WARNING, kLogClass, why + "; reading the store as empty");
             return {};
         case ReadOutcome::Corrupt: {
             std::string lockWhy;
             Fd lock(lockExclusively(lockPath_, lockWhy));
             if (lock.get() < 0) {
-                TWLog("TWPlistFileStore: " + path_ + " cannot be read (" + why +
-                      ") and stays where it is: " + lockWhy);
+                TWLog(LOG_ERR, kLogClass,
+                      path_ + " cannot be read (" + why + ") and stays where it is: " + lockWhy);
                 return {};
             }
             if (!moveCorruptFileAside(st, why))
@@ -741,12 +745,12 @@ bool TWPlistFileStore::update(const std::function<void(TWPlistDictionary&)>& cha
     std::lock_guard guard(mutex_);
     std::string why;
     if (!makeDirectories(directoryOf(path_), why)) {
-        TWLog("TWPlistFileStore: " + path_ + " was not written: " + why);
+        TWLog(LOG_ERR, kLogClass, path_ + " was not written: " + why);
         return false;
     }
     Fd lock(lockExclusively(lockPath_, why));
     if (lock.get() < 0) {
-        TWLog("TWPlistFileStore: " + path_ + " was not written: " + why);
+        TWLog(LOG_ERR, kLogClass, path_ + " was not written: " + why);
         return false;
     }
 
@@ -762,7 +766,7 @@ bool TWPlistFileStore::update(const std::function<void(TWPlistDictionary&)>& cha
         break;
     case ReadOutcome::Failed:
         // Writing now would drop whatever the unreadable file holds.
-        TWLog("TWPlistFileStore: " + path_ + " was not written: " + why);
+        TWLog(LOG_ERR, kLogClass, path_ + " was not written: " + why);
         return false;
     case ReadOutcome::Corrupt:
         if (!moveCorruptFileAside(st, why))
@@ -782,8 +786,9 @@ bool TWPlistFileStore::writeFile(TWPlistDictionary values) {
 
     auto fail = [&](const std::string& what, int err) {
         ::unlink(tempPath_.c_str());
-        TWLog("TWPlistFileStore: " + path_ + " was not written (" + what + " " + tempPath_ + ": " +
-              errnoText(err) + "); the previous file is unchanged");
+        TWLog(LOG_ERR, kLogClass,
+              path_ + " was not written (" + what + " " + tempPath_ + ": " + errnoText(err) +
+                  "); the previous file is unchanged");
         return false;
     };
 

@@ -1,28 +1,14 @@
 // Where the two settings stores live: files under the user's XDG configuration directory.
 #include "TWStorePaths.h"
 
-#include <cstdlib>
-#include <pwd.h>
-#include <unistd.h>
+#include "TWBaseDirectories.h"
 
 std::string TWStorePaths::configHome() {
-    return configHome(std::getenv("XDG_CONFIG_HOME"), std::getenv("HOME"));
+    return TWBaseDirectories::configHome();
 }
 
 std::string TWStorePaths::configHome(const char* xdgConfigHome, const char* home) {
-    // XDG base directories: a relative value is invalid and is ignored.
-    if (xdgConfigHome && xdgConfigHome[0] == '/')
-        return xdgConfigHome;
-    std::string homeDir = home ? home : "";
-    if (homeDir.empty()) {
-        if (const passwd* pw = getpwuid(getuid()); pw && pw->pw_dir)
-            homeDir = pw->pw_dir;
-    }
-    if (homeDir.empty())
-        homeDir = "/";
-    if (homeDir.size() > 1 && homeDir.back() == '/')
-        homeDir.pop_back();
-    return (homeDir == "/" ? std::string() : homeDir) + "/.config";
+    return TWBaseDirectories::configHome(xdgConfigHome, home);
 }
 
 std::string TWStorePaths::storeDirectory() {

@@ -5,8 +5,7 @@
 
 class TWStorePaths {
   public:
-    // The base configuration directory: $XDG_CONFIG_HOME when it is set to an absolute path,
-    // else $HOME/.config (the password database's home when HOME is unset or empty).
+    // The base configuration directory (TWBaseDirectories::configHome).
     static std::string configHome();
     // The same rule applied to explicit values (null or empty means unset).
     static std::string configHome(const char* xdgConfigHome, const char* home);

@@ -5,6 +5,8 @@
 
 #include <string>
 
+constexpr const char* kLogClass = "TWX11AppleEventSender";
+
 namespace {
 std::string fourCC(std::uint32_t code) {
     std::string s;
@@ -21,6 +23,7 @@ void TWX11AppleEventSender::send(const TWAppleEvent& event) {
     for (auto& c : target)
         if (c < 0x20 || c >= 0x7f)
             c = '?';
-    TWLog("TWX11AppleEventSender: no receiver for the event '" + fourCC(event.eventClass) + "'/'" +
-          fourCC(event.eventID) + "' to '" + target + "' on this desktop; dropped");
+    TWLog(LOG_INFO, kLogClass,
+          "no receiver for the event '" + fourCC(event.eventClass) + "'/'" + fourCC(event.eventID) +
+              "' to '" + target + "' on this desktop; dropped");
 }

@@ -16,6 +16,8 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+constexpr const char* kLogClass = "TWX11Connection";
+
 namespace {
 
 constexpr uint8_t kBadWindow = 3;
@@ -67,8 +69,9 @@ std::unique_ptr<TWX11Connection> TWX11Connection::open(const std::string& displa
     xcb_connection_t* c = xcb_connect(display.empty() ? nullptr : display.c_str(), &screenNumber);
     if (!c || xcb_connection_has_error(c)) {
         const char* env = std::getenv("DISPLAY");
-        TWLog("TWX11Desktop: cannot open the X display \"" +
-              (display.empty() ? std::string(env ? env : "") : display) + "\"");
+        TWLog(LOG_ERR, kLogClass,
+              "cannot open the X display \"" +
+                  (display.empty() ? std::string(env ? env : "") : display) + "\"");
         if (c)
             xcb_disconnect(c);
         return nullptr;
@@ -98,7 +101,7 @@ std::unique_ptr<TWX11Connection> TWX11Connection::open(const std::string& displa
         }
     }
     if (!self->ewmhReady_) {
-        TWLog("TWX11Desktop: the X server did not answer the atom requests");
+        TWLog(LOG_ERR, kLogClass, "the X server did not answer the atom requests");
         return nullptr;
     }
 
@@ -152,7 +155,8 @@ bool TWX11Connection::broken() {
     if (!hasError())
         return false;
     if (!loggedConnectionError_)
-        TWLog("TWX11Desktop: the connection to the X server is broken; desktop requests are "
+        TWLog(LOG_ERR, kLogClass,
+              "the connection to the X server is broken; desktop requests are "
               "ignored");
     loggedConnectionError_ = true;
     return true;
@@ -537,7 +541,8 @@ xcb_timestamp_t TWX11Connection::takeTimestamp(std::chrono::milliseconds wait) {
         poll(&pfd, 1, static_cast<int>(left.count()));
     }
     if (!broken())
-        TWLog("TWX11Desktop: the X server did not report a timestamp in time; using the current "
+        TWLog(LOG_NOTICE, kLogClass,
+              "the X server did not report a timestamp in time; using the current "
               "time");
     return XCB_CURRENT_TIME;
 }
@@ -559,8 +564,9 @@ void TWX11Connection::handleEvent(xcb_generic_event_t* event) {
             error->error_code == kBadDrawable)
             noteVanishedWindow();
         else
-            TWLog("TWX11Desktop: X error " + std::to_string(error->error_code) + " for request " +
-                  std::to_string(error->major_code));
+            TWLog(LOG_WARNING, kLogClass,
+                  "X error " + std::to_string(error->error_code) + " for request " +
+                      std::to_string(error->major_code));
     }
 }
 
@@ -646,7 +652,8 @@ void TWX11Connection::noteVanishedWindow() {
 void TWX11Connection::reportVanishedWindows() {
     if (vanished_ == 0)
         return;
-    TWLog("TWX11Desktop: " + std::to_string(vanished_) +
-          " request(s) addressed windows that had already closed; skipped");
+    TWLog(LOG_INFO, kLogClass,
+          std::to_string(vanished_) +
+              " request(s) addressed windows that had already closed; skipped");
     vanished_ = 0;
 }

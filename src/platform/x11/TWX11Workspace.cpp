@@ -10,6 +10,8 @@
 #include <fstream>
 #include <set>
 
+constexpr const char* kLogClass = "TWX11Workspace";
+
 namespace {
 // How long an activation that follows restores waits for the window manager to finish them, and
 // how long after it something else taking the focus is answered with one more activation.
@@ -465,7 +467,8 @@ bool TWX11Workspace::waitLonger(Followed& f, std::chrono::steady_clock::time_poi
     if (f.late || minimizeSupport_ != TWX11MinimizeSupport::Yes)
         return false;
     if (!lateNoted_) {
-        TWLog("TWX11Workspace: the window manager is slow to minimize windows; its answer is "
+        TWLog(LOG_NOTICE, kLogClass,
+              "the window manager is slow to minimize windows; its answer is "
               "awaited longer");
         lateNoted_ = true;
     }
@@ -542,7 +545,8 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                     f.deadline = now + kAnswerBound;
                 } else if (expired && !waitLonger(f, now)) {
                     // Kept marked: the next show-all asks again.
-                    TWLog("TWX11Workspace: the window manager did not restore a window in time; "
+                    TWLog(LOG_WARNING, kLogClass,
+                          "the window manager did not restore a window in time; "
                           "it stays marked as hidden");
                     f.step = Step::Hidden;
                 }
@@ -559,7 +563,8 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
         minimizeSupport_ = TWX11MinimizeSupport::Yes;
     if (ignored > 0 && minimizeSupport_ != TWX11MinimizeSupport::Yes) {
         if (minimizeSupport_ != TWX11MinimizeSupport::No)
-            TWLog("TWX11Workspace: the window manager does not minimize windows (none reached the "
+            TWLog(LOG_WARNING, kLogClass,
+                  "the window manager does not minimize windows (none reached the "
                   "iconic state in time); nothing is hidden and no window is marked");
         minimizeSupport_ = TWX11MinimizeSupport::No;
     }
@@ -615,7 +620,7 @@ void TWX11Workspace::flush() {
 
 bool TWX11Workspace::openURL(const std::string& url) {
     if (url.empty()) {
-        TWLog("TWX11Workspace: openURL called with an empty URL");
+        TWLog(LOG_WARNING, kLogClass, "openURL called with an empty URL");
         return false;
     }
     return TWProcessLauncher::spawnDetached({"xdg-open", url});
@@ -627,7 +632,7 @@ std::string TWX11Workspace::fileManagerBundleIdentifier() {
     if (!handler) {
         static bool logged = false;
         if (!logged)
-            TWLog("TWX11Workspace: no default file manager is set for inode/directory");
+            TWLog(LOG_WARNING, kLogClass, "no default file manager is set for inode/directory");
         logged = true;
         return {};
     }

@@ -11,6 +11,8 @@
 #include <fstream>
 #include <sys/stat.h>
 
+constexpr const char* kLogClass = "TWDesktopEntryIndex";
+
 namespace {
 
 std::string lower(std::string s) {
@@ -388,7 +390,7 @@ std::vector<std::string> TWDesktopEntryIndex::commandLineFromExec(const std::str
         }
     }
     if (quoted)
-        TWLog("TWDesktopEntryIndex: unterminated quote in Exec line: " + exec);
+        TWLog(LOG_WARNING, kLogClass, "unterminated quote in Exec line: " + exec);
     finishWord();
     return args;
 }

@@ -1,6 +1,8 @@
 // mimeapps.list reading: default applications without running xdg-mime.
 #include "TWMimeApps.h"
 
+#include "TWBaseDirectories.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -98,11 +100,7 @@ std::vector<std::string> TWMimeApps::listFiles() {
         desktops.push_back(d);
     }
     std::vector<std::string> configDirs;
-    std::string configHome = env("XDG_CONFIG_HOME");
-    if (configHome.empty() && !env("HOME").empty())
-        configHome = env("HOME") + "/.config";
-    if (!configHome.empty())
-        configDirs.push_back(configHome);
+    configDirs.push_back(TWBaseDirectories::configHome());
     const std::string dirs = env("XDG_CONFIG_DIRS");
     for (auto& d : splitList(dirs.empty() ? "/etc/xdg" : dirs, ':'))
         configDirs.push_back(d);

@@ -1,6 +1,7 @@
 // XDG autostart entries: listing in a stable order, resolving their programs, writing them.
 #include "TWXDGAutostart.h"
 
+#include "TWBaseDirectories.h"
 #include "TWDesktopEntryIndex.h"
 #include "TWLog.h"
 
@@ -14,6 +15,8 @@
 #include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
+
+constexpr const char* kLogClass = "TWXDGAutostart";
 
 namespace fs = std::filesystem;
 
@@ -51,11 +54,7 @@ TWXDGAutostart::TWXDGAutostart(std::string directory)
     : directory_(directory.empty() ? defaultDirectory() : std::move(directory)) {}
 
 std::string TWXDGAutostart::defaultDirectory() {
-    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && *config == '/')
-        return std::string(config) + "/autostart";
-    if (const char* home = std::getenv("HOME"); home && *home)
-        return std::string(home) + "/.config/autostart";
-    return {};
+    return TWBaseDirectories::configHome() + "/autostart";
 }
 
 std::optional<std::string> TWXDGAutostart::resolveProgram(const std::string& program) {
@@ -158,7 +157,7 @@ bool TWXDGAutostart::append(const std::string& displayName, const std::string& p
 bool TWXDGAutostart::writeEntry(const std::string& fileName, const std::string& name,
                                 const std::string& program, const std::vector<std::string>& extra) {
     if (directory_.empty() || fileName.empty() || fileName.find('/') != std::string::npos) {
-        TWLog("TWXDGAutostart: no autostart location for \"" + fileName + "\"");
+        TWLog(LOG_WARNING, kLogClass, "no autostart location for \"" + fileName + "\"");
         return false;
     }
     std::error_code ec;
@@ -174,14 +173,14 @@ bool TWXDGAutostart::writeEntry(const std::string& fileName, const std::string& 
             out << line << "\n";
         out << "X-GNOME-Autostart-enabled=true\n";
         if (!out.flush()) {
-            TWLog("TWXDGAutostart: cannot write " + temporary);
+            TWLog(LOG_ERR, kLogClass, "cannot write " + temporary);
             fs::remove(temporary, ec);
             return false;
         }
     }
     fs::rename(temporary, entry, ec);
     if (ec) {
-        TWLog("TWXDGAutostart: cannot install " + entry + ": " + ec.message());
+        TWLog(LOG_ERR, kLogClass, "cannot install " + entry + ": " + ec.message());
         fs::remove(temporary, ec);
         return false;
     }

@@ -28,7 +28,7 @@ class TWXDGAutostart : public TWLoginItemList {
     bool removeEntry(const std::string& fileName);
 
     const std::string& directory() const { return directory_; }
-    // The user's autostart folder; empty when neither XDG_CONFIG_HOME nor HOME tells it.
+    // The user's autostart folder: <TWBaseDirectories::configHome>/autostart.
     static std::string defaultDirectory();
     // The full path of `program` as the session would run it: itself when it holds a "/",
     // else the first executable of that name on PATH; none when there is no such program.

@@ -2,6 +2,7 @@
 #include "TWXDGServiceManagement.h"
 
 #include "TWLog.h"
+#include "TWProcessLauncher.h"
 #include "TWProcessRegistry.h"
 
 #include <cerrno>
@@ -9,8 +10,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <sys/wait.h>
 #include <unistd.h>
+
+constexpr const char* kLogClass = "TWXDGServiceManagement";
 
 namespace {
 bool isRegistered(const std::string& identifier) {
@@ -42,7 +44,7 @@ bool TWXDGServiceManagement::setLoginItemEnabled(const std::string& identifier, 
     }
     auto program = programs_.find(identifier);
     if (program == programs_.end()) {
-        TWLog("TWXDGServiceManagement: unknown login item \"" + identifier + "\"");
+        TWLog(LOG_ERR, kLogClass, "unknown login item \"" + identifier + "\"");
         return false;
     }
     if (!autostart_.writeEntry(
@@ -64,24 +66,13 @@ bool TWXDGServiceManagement::launchApplication(const std::string& path, unsigned
         return true;
     recentLaunches_[path] = now;
     if (access(path.c_str(), X_OK) != 0) {
-        TWLog("TWXDGServiceManagement: cannot launch " + path + ": " + std::strerror(errno));
+        TWLog(LOG_ERR, kLogClass, "cannot launch " + path + ": " + std::strerror(errno));
         return false;
     }
-    // Double fork: the intermediate child exits at once, so the program is adopted by init and
-    // outlives us without ever being left as our zombie.
-    pid_t child = fork();
-    if (child < 0)
+    // A program that cannot be started (not a valid executable) is reported, not remembered.
+    if (!TWProcessLauncher::spawnDetached({path})) {
+        recentLaunches_.erase(path);
         return false;
-    if (child == 0) {
-        if (fork() == 0) {
-            setsid();
-            execl(path.c_str(), path.c_str(), static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        _exit(0);
     }
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return true;
 }

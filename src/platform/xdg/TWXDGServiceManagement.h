@@ -20,6 +20,7 @@ class TWXDGServiceManagement : public TWServiceManagement {
     // `identifier`) to quit.
     bool setLoginItemEnabled(const std::string& identifier, bool enabled) override;
     // Spawns `path` in its own session; the child is reparented to init, never a zombie of ours.
+    // False (with a log line) when the program cannot be started, exec failures included.
     bool launchApplication(const std::string& path, unsigned options) override;
 
     // The autostart entry file for `identifier`.

@@ -1,4 +1,5 @@
-// Detached program start by double fork, and small command captures.
+// Detached program starts by double fork (exec failures reported through a close-on-exec
+// pipe), and small command captures.
 #include "TWProcessLauncher.h"
 
 #include "TWLog.h"
@@ -10,6 +11,8 @@
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+constexpr const char* kLogClass = "TWProcessLauncher";
 
 namespace {
 
@@ -26,7 +29,7 @@ std::vector<char*> cArgv(const std::vector<std::string>& argv) {
 bool TWProcessLauncher::spawnDetached(const std::vector<std::string>& argv,
                                       const std::string& workingDirectory) {
     if (argv.empty() || argv[0].empty()) {
-        TWLog("TWProcessLauncher: nothing to start");
+        TWLog(LOG_ERR, kLogClass, "nothing to start");
         return false;
     }
     // Everything the children touch is prepared before fork: they only call async-signal-safe
@@ -35,16 +38,16 @@ bool TWProcessLauncher::spawnDetached(const std::vector<std::string>& argv,
     const char* dir = workingDirectory.empty() ? nullptr : workingDirectory.c_str();
     int status[2];
     if (pipe2(status, O_CLOEXEC) != 0) {
-        TWLog(std::string("TWProcessLauncher: cannot start ") + argv[0] + ": " +
-              std::strerror(errno));
+        TWLog(LOG_ERR, kLogClass,
+              std::string("cannot start ") + argv[0] + ": " + std::strerror(errno));
         return false;
     }
     pid_t child = fork();
     if (child < 0) {
         close(status[0]);
         close(status[1]);
-        TWLog(std::string("TWProcessLauncher: cannot start ") + argv[0] + ": " +
-              std::strerror(errno));
+        TWLog(LOG_ERR, kLogClass,
+              std::string("cannot start ") + argv[0] + ": " + std::strerror(errno));
         return false;
     }
     if (child == 0) {
@@ -80,8 +83,8 @@ bool TWProcessLauncher::spawnDetached(const std::vector<std::string>& argv,
     close(status[0]);
     bool forked = WIFEXITED(waitStatus) && WEXITSTATUS(waitStatus) == 0;
     if (!forked || n == static_cast<ssize_t>(sizeof err)) {
-        TWLog(std::string("TWProcessLauncher: cannot start ") + argv[0] + ": " +
-              std::strerror(forked ? err : EAGAIN));
+        TWLog(LOG_ERR, kLogClass,
+              std::string("cannot start ") + argv[0] + ": " + std::strerror(forked ? err : EAGAIN));
         return false;
     }
     return true;
@@ -139,7 +142,7 @@ bool TWProcessLauncher::captureOutput(const std::vector<std::string>& argv, std:
     close(out[0]);
     if (timedOut) {
         kill(child, SIGKILL);
-        TWLog(std::string("TWProcessLauncher: ") + argv[0] + " did not finish; stopped it");
+        TWLog(LOG_WARNING, kLogClass, std::string("") + argv[0] + " did not finish; stopped it");
     }
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
