@@ -12,6 +12,9 @@
 template <typename Window> class TWCloseRequests {
   public:
     static constexpr std::chrono::seconds kRemembered{2};
+    // How long a process left without windows by the close requests may take to quit before a
+    // new window is started anyway.
+    static constexpr std::chrono::milliseconds kQuitGrace{500};
 
     void add(const Window& window, int pid) {
         requests_[window] = {pid, std::chrono::steady_clock::now()};

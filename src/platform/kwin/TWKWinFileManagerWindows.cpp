@@ -10,7 +10,6 @@
 
 namespace {
 constexpr const char* kLogName = "TWKWinFileManagerWindows";
-constexpr auto kQuitGrace = std::chrono::milliseconds(500);
 } // namespace
 
 TWKWinFileManagerWindows::TWKWinFileManagerWindows(TWKWinWorkspace& workspace,
@@ -86,12 +85,12 @@ void TWKWinFileManagerWindows::waitForClosedWindows() {
                 bool hasWindows = std::any_of(snapshot.windows.begin(), snapshot.windows.end(),
                                               [&](const TWKWinWindow& w) { return w.pid == pid; });
                 if (!hasWindows && TWProcessLauncher::isRunning(pid) &&
-                    std::chrono::steady_clock::now() - start < kQuitGrace)
+                    std::chrono::steady_clock::now() - start < TWKWinCloseRequests::kQuitGrace)
                     return false;
             }
             return true;
         },
-        TWCloseRequests<std::string>::kRemembered);
+        TWKWinCloseRequests::kRemembered);
 }
 
 void TWKWinFileManagerWindows::openWindow() {

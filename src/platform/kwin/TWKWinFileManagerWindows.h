@@ -12,12 +12,14 @@
 #include <string>
 #include <vector>
 
+using TWKWinCloseRequests = TWCloseRequests<std::string>;
+
 // What the file manager's windows asked of the compositor that its events may not show yet,
 // shared by every scripting object of one desktop: windows asked to minimize sort as minimized;
 // windows asked to close are left out for a while, and a new window waits for them to go.
 struct TWKWinFileManagerState {
     std::set<std::string> collapsing;
-    TWCloseRequests<std::string> closing;
+    TWKWinCloseRequests closing;
 };
 
 class TWKWinFileManagerWindows : public TWFileManagerWindows {

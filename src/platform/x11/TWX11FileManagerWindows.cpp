@@ -10,7 +10,6 @@
 
 namespace {
 constexpr const char* kLogName = "TWX11FileManagerWindows";
-constexpr auto kQuitGrace = std::chrono::milliseconds(500);
 } // namespace
 
 TWX11FileManagerWindows::TWX11FileManagerWindows(TWX11Workspace& workspace,
@@ -44,7 +43,7 @@ void TWX11FileManagerWindows::startWhenClosedAreGone(std::vector<std::string> ar
         const auto now = std::chrono::steady_clock::now();
         if (!goneAt)
             goneAt = now;
-        if (now - *goneAt >= kQuitGrace)
+        if (now - *goneAt >= TWX11CloseRequests::kQuitGrace)
             return true;
         const auto snapshot = connection.snapshot();
         for (const auto& [window, pid] : closing) {
