@@ -44,8 +44,9 @@ class TWSimDesktop::FileManagerWindows : public TWFileManagerWindows {
 TWSimDesktop::TWSimDesktop()
     : scripting_(
           [this](const std::string& bundleIdentifier) {
-              return std::make_unique<FileManagerWindows>(*this, bundleIdentifier ==
-                                                                     fileManagerBundleIdentifier());
+              std::lock_guard lock(mutex_);
+              return std::make_unique<FileManagerWindows>(*this,
+                                                          bundleIdentifier == fileManagerId_);
           },
           [this](const std::string& request) { recordScripting(request); }) {}
 
