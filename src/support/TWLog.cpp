@@ -31,10 +31,6 @@ void TWLog(int priority, std::string_view logClass, std::string_view message) {
     writeLine(priority, text);
 }
 
-void TWLog(std::string_view line) {
-    writeLine(LOG_NOTICE, std::string(line));
-}
-
 std::function<void(const std::string&)> TWSetLogSink(std::function<void(const std::string&)> sink) {
     std::lock_guard lock(sinkMutex);
     auto previous = std::move(sinkSlot());

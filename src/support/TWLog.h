@@ -12,10 +12,6 @@
 // `constexpr const char* kLogClass = "TWSomething";`, and passes that.
 void TWLog(int priority, std::string_view logClass, std::string_view message);
 
-// Writes one whole line (already beginning with its class name) at LOG_NOTICE. The form above is
-// the one to use; this one remains for the few callers not yet moved to it.
-void TWLog(std::string_view line);
-
 // Replaces the sink that receives every logged line as well (tests capture with it);
 // an empty function removes it. Returns the previous sink.
 std::function<void(const std::string&)> TWSetLogSink(std::function<void(const std::string&)> sink);

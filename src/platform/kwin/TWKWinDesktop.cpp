@@ -1,6 +1,7 @@
 // Assembly of the KWin backend around one connection.
 #include "TWKWinDesktop.h"
 
+#include "TWKWinFileManagerWindows.h"
 #include "TWLog.h"
 
 #include <string>
@@ -43,7 +44,11 @@ std::unique_ptr<TWKWinDesktop> TWKWinDesktop::open(const std::string& socket, st
 TWKWinDesktop::TWKWinDesktop(std::unique_ptr<TWKWinConnection> connection)
     : connection_(std::move(connection)),
       workspace_(std::make_unique<TWKWinWorkspace>(*connection_)),
-      scriptingBridge_(std::make_unique<TWKWinScriptingBridge>(*workspace_)),
+      scriptingBridge_(std::make_unique<TWScriptingAdapter>(
+          [&workspace = *workspace_, state = std::make_shared<TWKWinFileManagerState>()](
+              const std::string& bundleIdentifier) {
+              return std::make_unique<TWKWinFileManagerWindows>(workspace, bundleIdentifier, state);
+          })),
       frontSwitchSource_(std::make_unique<TWKWinFrontSwitchSource>(*workspace_)) {}
 
 TWKWinDesktop::~TWKWinDesktop() {

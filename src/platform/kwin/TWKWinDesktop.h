@@ -4,8 +4,8 @@
 #include "TWDesktop.h"
 #include "TWKWinConnection.h"
 #include "TWKWinFrontSwitchSource.h"
-#include "TWKWinScriptingBridge.h"
 #include "TWKWinWorkspace.h"
+#include "TWScriptingAdapter.h"
 
 #include <memory>
 #include <string>
@@ -53,7 +53,7 @@ class TWKWinDesktop : public TWDesktop {
     explicit TWKWinDesktop(std::unique_ptr<TWKWinConnection> connection);
     std::unique_ptr<TWKWinConnection> connection_;
     std::unique_ptr<TWKWinWorkspace> workspace_;
-    std::unique_ptr<TWKWinScriptingBridge> scriptingBridge_;
+    std::unique_ptr<TWScriptingAdapter> scriptingBridge_;
     std::unique_ptr<TWKWinFrontSwitchSource> frontSwitchSource_;
     TWKWinKeyboard keyboard_;
     TWKWinSystemSound systemSound_;

@@ -11,6 +11,8 @@ class TWProcessLauncher {
     // could not be.
     static bool spawnDetached(const std::vector<std::string>& argv,
                               const std::string& workingDirectory = "");
+    // Whether a process is still running (not ended, not a zombie waiting for its parent).
+    static bool isRunning(int pid);
     // Runs a command and returns its standard output (at most `limit` bytes); none when it
     // could not be run or did not exit successfully.
     static bool captureOutput(const std::vector<std::string>& argv, std::string& output,

@@ -6,8 +6,6 @@
 #include <cctype>
 
 namespace {
-constexpr std::uint64_t kNoWindow = 0;
-
 std::string fourCharString(std::uint32_t code) {
     std::string s(4, ' ');
     for (int i = 0; i < 4; ++i) {
@@ -18,77 +16,40 @@ std::string fourCharString(std::uint32_t code) {
 }
 } // namespace
 
-// A file-manager window as a scripting object. Id 0 is an object not yet inserted.
-class TWSimDesktop::Window : public TWScriptingWindow {
+// The file manager's windows for one scripting object. Those of an application that is not the
+// file manager are always none.
+class TWSimDesktop::FileManagerWindows : public TWFileManagerWindows {
   public:
-    Window(TWSimDesktop& desktop, std::uint64_t id) : desktop_(desktop), id_(id) {}
-    void setCollapsed(bool collapsed) override { desktop_.setWindowCollapsed(id_, collapsed); }
-    void close() override { desktop_.closeWindow(id_); }
-    void setTarget(const std::string& location) override {
-        desktop_.setWindowTarget(id_, location);
-    }
-    std::uint64_t id() const { return id_; }
-    void attach(std::uint64_t id) { id_ = id; }
-
-  private:
-    TWSimDesktop& desktop_;
-    std::uint64_t id_;
-};
-
-// The window elements; every query reads the file manager's state afresh. An array of an
-// application that is not the file manager is always empty.
-class TWSimDesktop::WindowArray : public TWScriptingWindowArray {
-  public:
-    WindowArray(TWSimDesktop& desktop, bool isFileManager)
+    FileManagerWindows(TWSimDesktop& desktop, bool isFileManager)
         : desktop_(desktop), isFileManager_(isFileManager) {}
 
-    std::size_t count() override {
-        desktop_.recordScripting("count");
-        return isFileManager_ ? desktop_.windowCount() : 0;
+    std::vector<WindowId> windows() override {
+        return isFileManager_ ? desktop_.windowIds() : std::vector<WindowId>();
     }
-    std::shared_ptr<TWScriptingWindow> firstObject() override {
-        desktop_.recordScripting("firstObject");
-        std::uint64_t id = isFileManager_ ? desktop_.firstWindow() : kNoWindow;
-        if (id == kNoWindow)
-            return nullptr;
-        return std::make_shared<Window>(desktop_, id);
+    void setCollapsed(WindowId window, bool collapsed) override {
+        desktop_.setWindowCollapsed(window, collapsed);
     }
-    void addObject(const std::shared_ptr<TWScriptingWindow>& window) override {
-        desktop_.recordScripting("addObject");
-        auto* ours = dynamic_cast<Window*>(window.get());
-        if (!isFileManager_ || !ours || ours->id() != kNoWindow)
-            return;
-        ours->attach(desktop_.insertNewWindow());
+    void close(WindowId window) override { desktop_.closeWindow(window); }
+    void openWindow() override {
+        if (isFileManager_)
+            desktop_.insertNewWindow();
     }
+    std::string newWindowLocation() override { return desktop_.newWindowTarget(); }
 
   private:
     TWSimDesktop& desktop_;
     bool isFileManager_;
 };
 
-class TWSimDesktop::ScriptedFileManager : public TWScriptedFileManager {
-  public:
-    ScriptedFileManager(TWSimDesktop& desktop, bool isFileManager)
-        : desktop_(desktop), isFileManager_(isFileManager) {}
+TWSimDesktop::TWSimDesktop()
+    : scripting_(
+          [this](const std::string& bundleIdentifier) {
+              std::lock_guard lock(mutex_);
+              return std::make_unique<FileManagerWindows>(*this,
+                                                          bundleIdentifier == fileManagerId_);
+          },
+          [this](const std::string& request) { recordScripting(request); }) {}
 
-    std::shared_ptr<TWScriptingWindowArray> FinderWindows() override {
-        desktop_.recordScripting("FinderWindows");
-        return std::make_shared<WindowArray>(desktop_, isFileManager_);
-    }
-    std::shared_ptr<TWScriptingWindow> newObjectOfScriptingClass(const std::string& name) override {
-        desktop_.recordScripting("new object " + name);
-        if (name != "Finder window")
-            return nullptr;
-        return std::make_shared<Window>(desktop_, kNoWindow);
-    }
-    std::string newWindowTarget() override { return desktop_.newWindowTargetRequest(); }
-
-  private:
-    TWSimDesktop& desktop_;
-    bool isFileManager_;
-};
-
-TWSimDesktop::TWSimDesktop() = default;
 TWSimDesktop::~TWSimDesktop() = default;
 
 void TWSimDesktop::record(std::string entry) {
@@ -332,9 +293,7 @@ std::string TWSimDesktop::fileManagerBundleIdentifier() {
 
 std::unique_ptr<TWScriptedFileManager>
 TWSimDesktop::applicationWithBundleIdentifier(const std::string& bundleIdentifier) {
-    std::lock_guard lock(mutex_);
-    record("scripting " + bundleIdentifier);
-    return std::make_unique<ScriptedFileManager>(*this, bundleIdentifier == fileManagerId_);
+    return scripting_.applicationWithBundleIdentifier(bundleIdentifier);
 }
 
 std::size_t TWSimDesktop::windowIndexLocked(std::uint64_t id) const {
@@ -344,23 +303,20 @@ std::size_t TWSimDesktop::windowIndexLocked(std::uint64_t id) const {
     return windows_.size();
 }
 
-std::size_t TWSimDesktop::windowCount() {
+std::vector<std::uint64_t> TWSimDesktop::windowIds() {
     std::lock_guard lock(mutex_);
-    return windows_.size();
-}
-
-std::uint64_t TWSimDesktop::firstWindow() {
-    std::lock_guard lock(mutex_);
-    return windows_.empty() ? kNoWindow : windows_.front().id;
+    std::vector<std::uint64_t> ids;
+    ids.reserve(windows_.size());
+    for (const auto& w : windows_)
+        ids.push_back(w.id);
+    return ids;
 }
 
 void TWSimDesktop::setWindowCollapsed(std::uint64_t id, bool collapsed) {
     std::lock_guard lock(mutex_);
     std::size_t i = windowIndexLocked(id);
-    std::string name = id == kNoWindow       ? "<new>"
-                       : i < windows_.size() ? windows_[i].name
-                                             : "<gone>";
-    record((collapsed ? "collapse " : "expand ") + name);
+    record((collapsed ? "collapse " : "expand ") +
+           (i < windows_.size() ? windows_[i].name : std::string("<gone>")));
     if (i == windows_.size() || windows_[i].collapsed == collapsed)
         return;
     TWSimWindow window = std::move(windows_[i]);
@@ -376,10 +332,7 @@ void TWSimDesktop::setWindowCollapsed(std::uint64_t id, bool collapsed) {
 void TWSimDesktop::closeWindow(std::uint64_t id) {
     std::lock_guard lock(mutex_);
     std::size_t i = windowIndexLocked(id);
-    std::string name = id == kNoWindow       ? "<new>"
-                       : i < windows_.size() ? windows_[i].name
-                                             : "<gone>";
-    record("close " + name);
+    record("close " + (i < windows_.size() ? windows_[i].name : std::string("<gone>")));
     if (i == windows_.size())
         return;
     if (windows_[i].refusalsLeft > 0) {
@@ -389,24 +342,16 @@ void TWSimDesktop::closeWindow(std::uint64_t id) {
     windows_.erase(windows_.begin() + static_cast<std::ptrdiff_t>(i));
 }
 
-std::uint64_t TWSimDesktop::insertNewWindow() {
+void TWSimDesktop::insertNewWindow() {
     std::lock_guard lock(mutex_);
-    TWSimWindow window{nextWindowId_++, "new window " + std::to_string(nextWindowId_ - 1), false, 0,
-                       std::string()};
-    windows_.insert(windows_.begin(), std::move(window));
-    return windows_.front().id;
+    // A new window shows the location the file manager's preferences choose.
+    const std::uint64_t id = nextWindowId_++;
+    windows_.insert(windows_.begin(), TWSimWindow{id, "new window " + std::to_string(id), false, 0,
+                                                  newWindowTarget_});
 }
 
-void TWSimDesktop::setWindowTarget(std::uint64_t id, const std::string& location) {
+std::string TWSimDesktop::newWindowTarget() const {
     std::lock_guard lock(mutex_);
-    record("setTarget " + location);
-    if (std::size_t i = windowIndexLocked(id); i < windows_.size())
-        windows_[i].target = location;
-}
-
-std::string TWSimDesktop::newWindowTargetRequest() {
-    std::lock_guard lock(mutex_);
-    record("newWindowTarget");
     return newWindowTarget_;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "TWDesktop.h"
+#include "TWScriptingAdapter.h"
 
 #include <cstdint>
 #include <functional>
@@ -28,10 +29,9 @@ struct TWSimWindow {
 //   "addObject", "newWindowTarget", "setTarget <location>",
 //   "appleEvent <class>/<id> sign:<creator>", "beep".
 // Window requests made through an object that no longer names a window log "<gone>" as the
-// window name; objects not yet inserted log "<new>".
+// window name; new window objects, which name no window even once inserted, log "<new>".
 class TWSimDesktop : public TWDesktop,
                      public TWWorkspace,
-                     public TWScriptingBridge,
                      public TWFrontSwitchSource,
                      public TWKeyboard,
                      public TWAppleEventSender,
@@ -41,7 +41,7 @@ class TWSimDesktop : public TWDesktop,
     ~TWSimDesktop() override;
 
     TWWorkspace& workspace() override { return *this; }
-    TWScriptingBridge& scriptingBridge() override { return *this; }
+    TWScriptingBridge& scriptingBridge() override { return scripting_; }
     TWFrontSwitchSource& frontSwitchSource() override { return *this; }
     TWKeyboard& keyboard() override { return *this; }
     TWAppleEventSender& appleEventSender() override { return *this; }
@@ -99,9 +99,9 @@ class TWSimDesktop : public TWDesktop,
     bool openURL(const std::string& url) override;
     std::string fileManagerBundleIdentifier() override;
 
-    // TWScriptingBridge
+    // A scripting object for the application, as scriptingBridge() gives it.
     std::unique_ptr<TWScriptedFileManager>
-    applicationWithBundleIdentifier(const std::string& bundleIdentifier) override;
+    applicationWithBundleIdentifier(const std::string& bundleIdentifier);
 
     // TWFrontSwitchSource
     void installFrontSwitchHandler(std::function<void()> handler) override;
@@ -116,27 +116,21 @@ class TWSimDesktop : public TWDesktop,
     void beep() override;
 
   private:
-    class ScriptedFileManager;
-    class WindowArray;
-    class Window;
-    friend class ScriptedFileManager;
-    friend class WindowArray;
-    friend class Window;
+    class FileManagerWindows;
+    friend class FileManagerWindows;
 
     void record(std::string entry); // caller holds mutex_
     void activateLocked(std::uint64_t handle, bool& switched);
     std::size_t windowIndexLocked(std::uint64_t id) const;
     void runFrontSwitchHandlers();
 
-    // File-manager scripting, reached through the scripting objects.
-    std::size_t windowCount();
-    std::uint64_t firstWindow();
+    // The file manager's windows, reached through the scripting adapter.
+    std::vector<std::uint64_t> windowIds();
     void setWindowCollapsed(std::uint64_t id, bool collapsed);
     void closeWindow(std::uint64_t id);
-    std::uint64_t insertNewWindow();
-    void setWindowTarget(std::uint64_t id, const std::string& location);
+    void insertNewWindow();
+    std::string newWindowTarget() const;
     void recordScripting(std::string entry);
-    std::string newWindowTargetRequest();
 
     mutable std::mutex mutex_;
     std::vector<TWRunningApplication> apps_;                 // launch order
@@ -155,4 +149,5 @@ class TWSimDesktop : public TWDesktop,
     std::vector<TWAppleEvent> appleEvents_;
     std::vector<std::string> openedURLs_;
     std::vector<std::function<void()>> frontSwitchHandlers_;
+    TWScriptingAdapter scripting_;
 };

@@ -1,6 +1,8 @@
 // Assembly of the X11 backend around one connection.
 #include "TWX11Desktop.h"
 
+#include "TWX11FileManagerWindows.h"
+
 std::unique_ptr<TWX11Desktop> TWX11Desktop::open(const std::string& display) {
     auto connection = TWX11Connection::open(display);
     if (!connection)
@@ -11,7 +13,12 @@ std::unique_ptr<TWX11Desktop> TWX11Desktop::open(const std::string& display) {
 TWX11Desktop::TWX11Desktop(std::unique_ptr<TWX11Connection> connection)
     : connection_(std::move(connection)),
       workspace_(std::make_unique<TWX11Workspace>(*connection_)),
-      scriptingBridge_(std::make_unique<TWX11ScriptingBridge>(*workspace_)),
+      scriptingBridge_(std::make_unique<TWScriptingAdapter>(
+          [&workspace = *workspace_,
+           closing = std::make_shared<TWX11CloseRequests>()](const std::string& bundleIdentifier) {
+              return std::make_unique<TWX11FileManagerWindows>(workspace, bundleIdentifier,
+                                                               closing);
+          })),
       frontSwitchSource_(std::make_unique<TWX11FrontSwitchSource>(*workspace_)),
       keyboard_(std::make_unique<TWX11Keyboard>(*connection_)),
       systemSound_(std::make_unique<TWX11SystemSound>(*connection_)) {}

@@ -2,11 +2,11 @@
 #pragma once
 
 #include "TWDesktop.h"
+#include "TWScriptingAdapter.h"
 #include "TWX11AppleEventSender.h"
 #include "TWX11Connection.h"
 #include "TWX11FrontSwitchSource.h"
 #include "TWX11Keyboard.h"
-#include "TWX11ScriptingBridge.h"
 #include "TWX11SystemSound.h"
 #include "TWX11Workspace.h"
 
@@ -38,7 +38,7 @@ class TWX11Desktop : public TWDesktop {
     explicit TWX11Desktop(std::unique_ptr<TWX11Connection> connection);
     std::unique_ptr<TWX11Connection> connection_;
     std::unique_ptr<TWX11Workspace> workspace_;
-    std::unique_ptr<TWX11ScriptingBridge> scriptingBridge_;
+    std::unique_ptr<TWScriptingAdapter> scriptingBridge_;
     std::unique_ptr<TWX11FrontSwitchSource> frontSwitchSource_;
     std::unique_ptr<TWX11Keyboard> keyboard_;
     std::unique_ptr<TWX11SystemSound> systemSound_;

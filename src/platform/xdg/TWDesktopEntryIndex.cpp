@@ -257,6 +257,11 @@ const TWDesktopEntry* TWDesktopEntryIndex::entryForID(const std::string& id) con
     return it == entries_.end() ? nullptr : &it->second;
 }
 
+std::vector<std::string> TWDesktopEntryIndex::commandLineForID(const std::string& id) const {
+    const TWDesktopEntry* entry = entryForID(id);
+    return entry ? commandLineFromExec(entry->exec) : std::vector<std::string>();
+}
+
 std::optional<std::string> TWDesktopEntryIndex::resolveIdentity(const TWIdentityHints& h) const {
     if (auto own = ownIdentity(h))
         return own;

@@ -50,6 +50,9 @@ class TWDesktopEntryIndex {
     static std::string programOf(const std::string& exec);
     // The entry with this ID, or null.
     const TWDesktopEntry* entryForID(const std::string& id) const;
+    // The command line that starts the entry with this ID; empty when there is no such entry or
+    // it starts nothing.
+    std::vector<std::string> commandLineForID(const std::string& id) const;
     // The entry's Name for the user's locale (LC_ALL, LC_MESSAGES, LANG), falling back to Name.
     static std::string localizedName(const TWDesktopEntry& entry);
     // The entry's Name for `locale` (such as "de_AT.UTF-8@euro").

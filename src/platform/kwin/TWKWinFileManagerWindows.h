@@ -1,0 +1,50 @@
+// The file manager's windows on KWin: listing front to back, minimize, close, and new windows
+// started from the file manager's desktop entry.
+#pragma once
+
+#include "TWCloseRequests.h"
+#include "TWFileManagerWindows.h"
+#include "TWKWinWorkspace.h"
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+using TWKWinCloseRequests = TWCloseRequests<std::string>;
+
+// What the file manager's windows asked of the compositor that its events may not show yet,
+// shared by every scripting object of one desktop: windows asked to minimize sort as minimized;
+// windows asked to close are left out for a while, and a new window waits for them to go.
+struct TWKWinFileManagerState {
+    std::set<std::string> collapsing;
+    TWKWinCloseRequests closing;
+};
+
+class TWKWinFileManagerWindows : public TWFileManagerWindows {
+  public:
+    // The windows of the application with this desktop-entry ID.
+    TWKWinFileManagerWindows(TWKWinWorkspace& workspace, std::string bundleIdentifier,
+                             std::shared_ptr<TWKWinFileManagerState> state);
+    // The application's taskbar windows; windows asked to close a moment ago are left out.
+    std::vector<WindowId> windows() override;
+    void setCollapsed(WindowId window, bool collapsed) override;
+    void close(WindowId window) override;
+    // Starts the application's desktop entry, once the windows closed just before are gone.
+    void openWindow() override;
+
+  private:
+    struct Listed {
+        std::string uuid;
+        int pid = -1;
+    };
+    TWKWinWorkspace& workspace_;
+    std::string bundleIdentifier_;
+    std::shared_ptr<TWKWinFileManagerState> state_;
+    // The compositor names windows by uuid; each gets a number when first listed.
+    std::map<std::string, WindowId> numbers_;
+    std::map<WindowId, Listed> listed_;
+    const Listed* find(WindowId window) const;
+    void waitForClosedWindows();
+};
