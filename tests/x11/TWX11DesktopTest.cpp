@@ -3,8 +3,9 @@
 #include "TWX11Desktop.h"
 #include "TWLog.h"
 #include "TWProcessRegistry.h"
+#include "TWScriptingAdapter.h"
 #include "TWTestDesktopSuite.h"
-#include "TWX11ScriptingBridge.h"
+#include "TWX11FileManagerWindows.h"
 
 #include <gtest/gtest.h>
 
@@ -442,7 +443,7 @@ TEST_F(TWX11DesktopTest, FileManagerWindowListingsFollowStatesAndIdentityWithout
     // Minimized behind the window manager's back: the next listing puts it last, and still
     // without a full snapshot.
     auto windowOf = [](const std::shared_ptr<TWScriptingWindow>& w) {
-        auto* ours = dynamic_cast<TWX11ScriptingWindow*>(w.get());
+        auto* ours = dynamic_cast<TWScriptingAdapterWindow*>(w.get());
         return ours ? static_cast<unsigned long>(ours->window()) : 0ul;
     };
     const unsigned long front = windowOf(finder->FinderWindows()->firstObject());
