@@ -4,6 +4,7 @@
 // a client killed mid-action, and what the backend factory says on each compositor.
 #include "TWKWinDesktop.h"
 #include "TWCommon.h"
+#include "TWInterruptedDesktop.h"
 #include "TWKWinTestDesktop.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
@@ -29,38 +30,6 @@ const std::string kFileManager = "thunar";
 std::string tool() {
     return TWTestProgramPath("tidewell-x11");
 }
-
-// The KWin desktop with one hook: something that happens right after the running list is taken.
-class TWInterruptedDesktop : public TWDesktop, public TWWorkspace {
-  public:
-    explicit TWInterruptedDesktop(TWKWinDesktop& real) : real_(real) {}
-    std::function<void()> afterListing;
-    TWWorkspace& workspace() override { return *this; }
-    TWScriptingBridge& scriptingBridge() override { return real_.scriptingBridge(); }
-    TWFrontSwitchSource& frontSwitchSource() override { return real_.frontSwitchSource(); }
-    TWKeyboard& keyboard() override { return real_.keyboard(); }
-    TWAppleEventSender& appleEventSender() override { return real_.appleEventSender(); }
-    TWSystemSound& systemSound() override { return real_.systemSound(); }
-    std::vector<TWRunningApplication> runningApplications() override {
-        auto list = real_.workspace().runningApplications();
-        if (afterListing)
-            std::exchange(afterListing, nullptr)();
-        return list;
-    }
-    void hide(const TWRunningApplication& a) override { real_.workspace().hide(a); }
-    void unhide(const TWRunningApplication& a) override { real_.workspace().unhide(a); }
-    void activateWithOptions(const TWRunningApplication& a, unsigned o) override {
-        real_.workspace().activateWithOptions(a, o);
-    }
-    void flush() override { real_.workspace().flush(); }
-    bool openURL(const std::string& url) override { return real_.workspace().openURL(url); }
-    std::string fileManagerBundleIdentifier() override {
-        return real_.workspace().fileManagerBundleIdentifier();
-    }
-
-  private:
-    TWKWinDesktop& real_;
-};
 
 class TWKWinDesktopTest : public ::testing::Test {
   protected:
@@ -270,7 +239,7 @@ TEST_F(TWKWinDesktopTest, AClientKilledMidActionLeavesTheRestHiddenAndRestorable
     pid_t terminal = client({"weston-terminal"});
     pid_t flower = client({"weston-flower"});
     std::string terminalWindow = window(terminal), flowerWindow = window(flower);
-    TWInterruptedDesktop interrupted(*kwin_);
+    TWInterruptedDesktop<TWKWinDesktop> interrupted(*kwin_);
     interrupted.afterListing = [&] {
         session_->terminate(flower, SIGKILL);
         std::erase(clients_, flower);

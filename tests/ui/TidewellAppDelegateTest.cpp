@@ -147,9 +147,7 @@ TEST_F(DelegateTest, TranslocatedLaunchBeepsAlertsAndQuitsBeforeAnythingElse) {
     EXPECT_FALSE(shared.objectForKey(TWShowFinderKey).has_value());
     EXPECT_TRUE(serviceManagement.requests().empty());
     EXPECT_TRUE(pending.empty());
-}
-
-TEST_F(DelegateTest, TranslocationIsPlainCaseSensitiveContainment) {
+    // Plain, case-sensitive containment.
     EXPECT_TRUE(TidewellAppDelegate(services("/AppTranslocation/")).isRunningTranslocated());
     EXPECT_FALSE(TidewellAppDelegate(services("/tmp/apptranslocation/x")).isRunningTranslocated());
     EXPECT_FALSE(TidewellAppDelegate(services("/tmp/AppTranslocation")).isRunningTranslocated());
@@ -162,14 +160,9 @@ TEST_F(DelegateTest, LaunchRegistersDefaultsSetsIconChecksUpdatesAndRepeatsTheIc
 
     EXPECT_EQ(journal, (std::vector<std::string>{"common", "icon AppIcon", "checkForUpdate",
                                                  "runAfter 7000"}));
+    // The defaults registered in both stores, never persisted.
     EXPECT_EQ(standard.integerForKey(TWIconStyleKey), 1);
-    EXPECT_FALSE(standard.boolForKey(TWMenubarKey));
-    EXPECT_TRUE(standard.boolForKey(TWCheckForUpdatesKey));
     EXPECT_TRUE(shared.boolForKey(TWShowFinderKey));
-    EXPECT_FALSE(shared.boolForKey(TWShowWindowKey));
-    EXPECT_TRUE(shared.boolForKey(TWMinimizeKey));
-    EXPECT_FALSE(shared.boolForKey(TWCloseAllFinderKey));
-    // Registered, never persisted.
     EXPECT_TRUE(standardStore->load().empty());
     EXPECT_TRUE(sharedStore->load().empty());
     EXPECT_TRUE(serviceManagement.requests().empty()); // "Menubar" is off
@@ -180,14 +173,13 @@ TEST_F(DelegateTest, LaunchRegistersDefaultsSetsIconChecksUpdatesAndRepeatsTheIc
     standard.setInteger(5, TWIconStyleKey);
     pending[0]();
     EXPECT_EQ(iconsApplied(), (std::vector<std::string>{"icon AppIcon", "icon Dark"}));
-}
 
-TEST_F(DelegateTest, NoUpdateCheckWhenTurnedOff) {
+    // No update check when turned off.
     standard.setBool(false, TWCheckForUpdatesKey);
-    TidewellAppDelegate delegate(services());
-    delegate.applicationDidFinishLaunching();
-    EXPECT_FALSE(contains(journal, "checkForUpdate"));
-    EXPECT_TRUE(contains(journal, "runAfter 7000"));
+    TidewellAppDelegate second(services());
+    journal.clear();
+    second.applicationDidFinishLaunching();
+    EXPECT_EQ(journal, (std::vector<std::string>{"common", "icon Dark", "runAfter 7000"}));
 }
 
 TEST_F(DelegateTest, MenuBarModeStartsTheHelperOnlyWhenItIsNotRunning) {
@@ -284,9 +276,12 @@ TEST_F(DelegateTest, QuittingDetachesThePreferencesWindowAndIsImmediate) {
 
 // --- Dock icon and menu ---
 
-TEST_F(DelegateTest, InvalidIconStylesAreRepairedValidOnesKept) {
+TEST_F(DelegateTest, AbsentIconStyleIsTheDefaultInvalidOnesAreRepairedValidOnesKept) {
     TidewellAppDelegate delegate(services());
     delegate.registerDefaults();
+    delegate.setDockIcon(); // absent: the registered default, nothing written
+    EXPECT_EQ(iconsApplied(), std::vector<std::string>{"icon AppIcon"});
+    EXPECT_EQ(standardStore->updateCount(), 0);
     for (int invalid : {3, 0, 6, -1, 1000}) {
         standard.setInteger(invalid, TWIconStyleKey);
         journal.clear();
@@ -312,34 +307,20 @@ TEST_F(DelegateTest, InvalidIconStylesAreRepairedValidOnesKept) {
     }
 }
 
-TEST_F(DelegateTest, AbsentStyleUsesTheRegisteredDefaultWithoutWriting) {
-    TidewellAppDelegate delegate(services());
-    delegate.registerDefaults();
-    delegate.setDockIcon();
-    EXPECT_EQ(iconsApplied(), std::vector<std::string>{"icon AppIcon"});
-    EXPECT_EQ(standardStore->updateCount(), 0);
-}
-
 TEST_F(DelegateTest, EveryIconStyleHasACompiledInImage) {
     for (const char* name : {"AppIcon", "Purple", "Graphite", "Dark"})
         EXPECT_FALSE(TWTrayIcon::iconNamed(name).isNull()) << name;
     EXPECT_TRUE(TWTrayIcon::iconNamed("Sepia").isNull());
 }
 
-TEST_F(DelegateTest, EachDockMenuRequestBuildsANewMenu) {
+TEST_F(DelegateTest, TrayMenuRendersTheModelAndEveryItemWorks) {
     TidewellAppDelegate delegate(services());
     EXPECT_EQ(delegate.twMenu(), nullptr);
     delegate.removeMenu(); // no status item: nothing happens
+    // Each request builds a new menu.
     std::shared_ptr<TWMenu> first = delegate.applicationDockMenu();
-    std::shared_ptr<TWMenu> second = delegate.applicationDockMenu();
-    ASSERT_TRUE(first && second);
-    EXPECT_NE(first, second);
-    EXPECT_EQ(delegate.dockMenu(), second);
-    EXPECT_EQ(second->title(), "DockMenu");
-}
-
-TEST_F(DelegateTest, TrayMenuRendersTheModelAndEveryItemWorks) {
-    TidewellAppDelegate delegate(services());
+    EXPECT_NE(first, delegate.applicationDockMenu());
+    EXPECT_EQ(delegate.dockMenu()->title(), "DockMenu");
     QMenu menu;
     TWTrayIcon::fillMenu(&menu, delegate.applicationDockMenu());
     QStringList titles;
@@ -411,25 +392,20 @@ TEST_F(DelegateTest, OnlyThePreferencesRequestOfOurSchemeOpensPreferences) {
     EXPECT_TRUE(desktop.openedURLs().empty());
 }
 
-TEST_F(DelegateTest, FeedbackMailNamesTheVersionUnescaped) {
+TEST_F(DelegateTest, FeedbackMailNamesTheVersionUnescapedProductPageOpensInvalidURLsNothing) {
     TidewellAppDelegate delegate(services());
     delegate.sendFeedback();
     ASSERT_EQ(desktop.openedURLs().size(), 1u);
     const std::string opened = desktop.openedURLs()[0];
     EXPECT_EQ(opened, std::string("mailto:") + TWSupportEmailAddress +
                           "?subject=Tidewell%202.0.1%20feedback");
-    std::optional<TWURL> url = TWURL::URLWithString(opened);
-    ASSERT_TRUE(url);
-    EXPECT_EQ(url->scheme(), "mailto");
-    EXPECT_EQ(url->query(), "subject=Tidewell%202.0.1%20feedback");
-}
+    ASSERT_TRUE(TWURL::URLWithString(opened));
+    EXPECT_EQ(TWURL::URLWithString(opened)->query(), "subject=Tidewell%202.0.1%20feedback");
 
-TEST_F(DelegateTest, ProductPageOpensAndInvalidURLsOpenNothing) {
-    TidewellAppDelegate delegate(services());
     delegate.productPage();
     delegate.performOpenURL("not a url");
     delegate.performOpenURL("");
-    EXPECT_EQ(desktop.openedURLs(), std::vector<std::string>{TWProductPageURL});
+    EXPECT_EQ(desktop.openedURLs(), (std::vector<std::string>{opened, TWProductPageURL}));
 }
 
 // --- The application object ---
