@@ -232,7 +232,7 @@ TEST_F(DelegateTest, LaunchCheckIsSilentUnlessThereIsALinkManualCheckAlwaysAnswe
     EXPECT_EQ(desktop.openedURLs().size(), 1u);
 }
 
-TEST_F(DelegateTest, SecondCreationYieldsTheFirstAndRegistersTheURLHandlerOnce) {
+TEST_F(DelegateTest, SecondCreationYieldsTheFirstAndQuittingIsImmediate) {
     EXPECT_EQ(TidewellAppDelegate::sharedInstance(), nullptr);
     TidewellAppDelegate& first = TidewellAppDelegate::create(services());
     TidewellAppDelegate& second = TidewellAppDelegate::create(services("/elsewhere"));
@@ -240,6 +240,12 @@ TEST_F(DelegateTest, SecondCreationYieldsTheFirstAndRegistersTheURLHandlerOnce) 
     EXPECT_EQ(TidewellAppDelegate::sharedInstance(), &first);
     EXPECT_EQ(std::count(journal.begin(), journal.end(), "registerURLHandler"), 1);
     EXPECT_FALSE(first.isRunningTranslocated());
+
+    // Quitting detaches the preferences window and is immediate.
+    TidewellAppServices s = services();
+    s.detachPreferencesWindow = [this] { journal.push_back("detach"); };
+    EXPECT_EQ(TidewellAppDelegate(std::move(s)).applicationShouldTerminate(), TWTerminateNow);
+    EXPECT_TRUE(contains(journal, "detach"));
 }
 
 // --- Dock click and quit ---
@@ -266,14 +272,6 @@ TEST_F(DelegateTest, ReopenHidesOthersUnlessShiftIsHeld) {
     }
 }
 
-TEST_F(DelegateTest, QuittingDetachesThePreferencesWindowAndIsImmediate) {
-    TidewellAppServices s = services();
-    s.detachPreferencesWindow = [this] { journal.push_back("detach"); };
-    TidewellAppDelegate delegate(std::move(s));
-    EXPECT_EQ(delegate.applicationShouldTerminate(), TWTerminateNow);
-    EXPECT_TRUE(contains(journal, "detach"));
-}
-
 // --- Dock icon and menu ---
 
 TEST_F(DelegateTest, AbsentIconStyleIsTheDefaultInvalidOnesAreRepairedValidOnesKept) {
@@ -296,7 +294,9 @@ TEST_F(DelegateTest, AbsentIconStyleIsTheDefaultInvalidOnesAreRepairedValidOnesK
 
     const std::pair<int, const char*> valid[] = {
         {1, "AppIcon"}, {2, "Purple"}, {4, "Graphite"}, {5, "Dark"}};
+    EXPECT_TRUE(TWTrayIcon::iconNamed("Sepia").isNull());
     for (auto [style, name] : valid) {
+        EXPECT_FALSE(TWTrayIcon::iconNamed(name).isNull()) << name; // compiled in
         standard.setInteger(style, TWIconStyleKey);
         const int updatesBefore = standardStore->updateCount();
         journal.clear();
@@ -305,12 +305,6 @@ TEST_F(DelegateTest, AbsentIconStyleIsTheDefaultInvalidOnesAreRepairedValidOnesK
         EXPECT_EQ(standardStore->updateCount(), updatesBefore) << style;
         EXPECT_EQ(standard.integerForKey(TWIconStyleKey), style);
     }
-}
-
-TEST_F(DelegateTest, EveryIconStyleHasACompiledInImage) {
-    for (const char* name : {"AppIcon", "Purple", "Graphite", "Dark"})
-        EXPECT_FALSE(TWTrayIcon::iconNamed(name).isNull()) << name;
-    EXPECT_TRUE(TWTrayIcon::iconNamed("Sepia").isNull());
 }
 
 TEST_F(DelegateTest, TrayMenuRendersTheModelAndEveryItemWorks) {
@@ -337,24 +331,18 @@ TEST_F(DelegateTest, TrayMenuRendersTheModelAndEveryItemWorks) {
     EXPECT_FALSE(actionTitled("Toggle Visibility")->isEnabled());
     EXPECT_TRUE(actionTitled("   Terminal")->isEnabled());
 
-    desktop.clearLog();
-    actionTitled("Preferences...")->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(desktop.openedURLs(), std::vector<std::string>{"x-tidewell-action://preferences"});
-
-    actionTitled("   Terminal")->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(contains(desktop.log(), "hide Terminal"));
-
-    desktop.clearLog();
-    actionTitled("Hide All")->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(contains(desktop.log(), "hide Editor"));
-
-    desktop.clearLog();
-    actionTitled("Show All")->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(contains(desktop.log(), "unhide Editor"));
+    // Each item runs its action (one request each makes of the desktop).
+    const std::pair<const char*, const char*> triggered[] = {
+        {"Preferences...", "openURL x-tidewell-action://preferences"},
+        {"   Terminal", "hide Terminal"},
+        {"Hide All", "hide Editor"},
+        {"Show All", "unhide Editor"}};
+    for (const auto& [title, request] : triggered) {
+        desktop.clearLog();
+        actionTitled(title)->trigger();
+        QCoreApplication::processEvents();
+        EXPECT_TRUE(contains(desktop.log(), request)) << title;
+    }
 
     // Rebuilding replaces the contents rather than appending.
     TWTrayIcon::fillMenu(&menu, delegate.applicationDockMenu());

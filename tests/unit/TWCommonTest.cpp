@@ -389,22 +389,13 @@ TEST(TWCommonActivation, ToggleHidesAVisibleApplicationAndActivatesAHiddenOneFir
 }
 
 TEST(TWCommonActivation, AppleEventsAreBuiltExactlyAndSent) {
-    TWAppleEvent reopen = TWCommon::reopenEventForCreator(TWFourCharCode("MACS"));
-    EXPECT_EQ(reopen.eventClass, 0x61657674u);
-    EXPECT_EQ(reopen.eventID, 0x72617070u);
-    EXPECT_EQ(reopen.targetDescriptorType, 0x7369676Eu);
-    EXPECT_EQ(reopen.targetData, (std::array<std::uint8_t, 4>{'M', 'A', 'C', 'S'}));
-    EXPECT_EQ(reopen.returnID, -1);
-    EXPECT_EQ(reopen.transactionID, 0);
-    EXPECT_EQ(reopen.sendMode, 1);
-    EXPECT_EQ(reopen.priority, 0);
-    EXPECT_EQ(reopen.timeout, -1);
-
-    TWAppleEvent activate = TWCommon::activateEventForCreator(0x01020304);
-    EXPECT_EQ(activate.eventClass, 0x6D697363u);
-    EXPECT_EQ(activate.eventID, 0x61637476u);
-    EXPECT_EQ(activate.targetData, (std::array<std::uint8_t, 4>{1, 2, 3, 4}));
-    EXPECT_EQ(activate.targetDescriptorType, reopen.targetDescriptorType);
+    // 'aevt'/'rapp' and 'misc'/'actv' to the creator as 'sign'; the rest as the fields' defaults
+    // (-1, 0, no reply, normal priority, the default time-out) spelled out.
+    EXPECT_EQ(TWCommon::reopenEventForCreator(TWFourCharCode("MACS")),
+              (TWAppleEvent{
+                  0x61657674u, 0x72617070u, 0x7369676Eu, {'M', 'A', 'C', 'S'}, -1, 0, 1, 0, -1}));
+    EXPECT_EQ(TWCommon::activateEventForCreator(0x01020304),
+              (TWAppleEvent{0x6D697363u, 0x61637476u, 0x7369676Eu, {1, 2, 3, 4}, -1, 0, 1, 0, -1}));
 
     Fixture f;
     f.common.sendReopenEventToApplicationWithCreator(TWFourCharCode("ttxt"));
