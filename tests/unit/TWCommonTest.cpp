@@ -455,7 +455,7 @@ TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
     EXPECT_EQ(f.desk.application(books)->processIdentifier, 4242);
 }
 
-TEST(TWCommonMenu, SameNameGivesTwoItemsBothForTheLastOneMet) {
+TEST(TWCommonMenu, ItemsPerformTheirActionsSameNameItemsBothForTheLastOneMet) {
     Fixture f;
     auto older = f.launch("com.example.notes", "Notes");
     f.launch("org.other.notes", "Notes");
@@ -475,34 +475,20 @@ TEST(TWCommonMenu, SameNameGivesTwoItemsBothForTheLastOneMet) {
     EXPECT_EQ(f.desk.log(), (Log{"runningApplications", "hide Notes"}));
     EXPECT_FALSE(f.hidden(older));
     EXPECT_TRUE(f.desk.applicationWithIdentifier("org.other.notes")->hidden);
-}
+    menu->items()[7]->perform(); // hidden now: activated
+    EXPECT_TRUE(f.desk.applicationWithIdentifier("org.other.notes")->active);
 
-TEST(TWCommonMenu, ItemsPerformTheirActions) {
-    Fixture f;
-    f.launch(kFinder, "Finder");
-    f.launch(TWOwnBundleIdentifier, "Tidewell");
-    auto p = f.launch("com.example.p", "P");
-    f.shared.setBool(false, TWMinimizeKey);
-    auto menu = f.common.buildAppMenu();
-    const auto& items = menu->items();
+    // The fixed items: a caption that does nothing, then the actions.
     f.desk.clearLog();
-
-    items[5]->perform(); // Toggle Visibility: a caption
+    menu->items()[5]->perform();
     EXPECT_TRUE(f.desk.log().empty());
-
-    items[0]->perform();
+    menu->items()[0]->perform();
     EXPECT_EQ(f.desk.log(), (Log{"openURL x-tidewell-action://preferences"}));
-
-    items[2]->perform();
-    EXPECT_TRUE(f.hidden(p));
-    items[3]->perform();
-    EXPECT_FALSE(f.hidden(p));
-
-    items.back()->perform(); // P, visible: hidden
-    EXPECT_TRUE(f.hidden(p));
-    items.back()->perform(); // P, hidden: activated
-    EXPECT_FALSE(f.hidden(p));
-    EXPECT_TRUE(f.desk.application(p)->active);
+    f.shared.setBool(false, TWMinimizeKey);
+    menu->items()[2]->perform();
+    EXPECT_TRUE(f.hidden(older));
+    menu->items()[3]->perform();
+    EXPECT_FALSE(f.hidden(older));
 }
 
 TEST(TWCommonMenu, TitlesGoThroughTheStringTable) {
