@@ -1,6 +1,7 @@
 // The application shell on the simulated desktop: launch sequence, dock click, dock icon and
 // menu, URL scheme, support actions, and the application object's deactivation event.
 #include "TidewellAppDelegate.h"
+#include "QFSimpleUpdater.h"
 #include "TWAlert.h"
 #include "TWAlertPresenter.h"
 #include "TWCommon.h"
@@ -206,22 +207,16 @@ TEST_F(DelegateTest, LaunchCheckIsSilentUnlessThereIsALinkManualCheckAlwaysAnswe
     TidewellAppDelegate delegate(services());
     delegate.applicationDidFinishLaunching();
     ASSERT_TRUE(updateHandler);
-    TWError upToDate{"net.quillfen.updater",
-                     -1,
-                     {{TWLocalizedDescriptionKey, "You have the current version of Tidewell."}}};
+    const std::string endpoint = "https://quillfen.net/updates/simpleupdate.php";
+    const std::string link = "https://quillfen.net/download/Tidewell.tar.gz";
+    const TWError upToDate = QFSimpleUpdater::resultForResponse("", "Tidewell", endpoint);
+    const TWError available = QFSimpleUpdater::resultForResponse(link, "Tidewell", endpoint);
     updateHandler(upToDate);
     EXPECT_TRUE(alerts.shown.empty());
 
-    TWError available{
-        "net.quillfen.updater",
-        -1,
-        {{TWLocalizedDescriptionKey, "There is an update to Tidewell available online."},
-         {TWLocalizedRecoveryOptionsErrorKey, TWPlistArray{"Download", "Cancel"}},
-         {TWURLErrorKey, "https://quillfen.net/download/Tidewell.tar.gz"}}};
     updateHandler(available);
     ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(desktop.openedURLs(),
-              std::vector<std::string>{"https://quillfen.net/download/Tidewell.tar.gz"});
+    EXPECT_EQ(desktop.openedURLs(), std::vector<std::string>{link});
 
     updateHandler = nullptr;
     delegate.checkForUpdate();

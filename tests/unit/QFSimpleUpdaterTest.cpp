@@ -185,24 +185,6 @@ TEST(QFSimpleUpdaterRequest, BodyEscapesOnlySpacesAndAMissingValueEndsTheList) {
               "app=Tidewell&version=1.0&os_version=(null)");
 }
 
-TEST(QFSimpleUpdaterRequest, TheSystemVersionIsReadHereAndTheBodyPostedFromAnotherThread) {
-    Check check("");
-    std::thread::id readOn;
-    auto services = check.services("My App", "1.2");
-    services.systemVersionString = [&readOn]() -> std::optional<std::string> {
-        readOn = std::this_thread::get_id();
-        return "Ubuntu 24.04 LTS";
-    };
-    std::make_shared<QFSimpleUpdater>(check.handler(), services)->start();
-    ASSERT_TRUE(check.waitForResult());
-    EXPECT_EQ(readOn, std::this_thread::get_id());
-    ASSERT_EQ(check.transport->requests.size(), 1u);
-    const auto& request = check.transport->requests[0];
-    EXPECT_EQ(request.url, kEndpoint);
-    EXPECT_EQ(request.body, "app=My_App&version=1.2&os_version=Ubuntu_24.04_LTS");
-    EXPECT_NE(request.thread, std::this_thread::get_id());
-}
-
 // --- The outcomes ---
 
 namespace {
@@ -302,12 +284,19 @@ TEST(QFSimpleUpdaterDelivery, OneCallOnTheMainThreadWhileTheUpdaterLivesThenItIs
     std::weak_ptr<QFSimpleUpdater> weak;
     bool aliveInHandler = false;
     auto handler = check.handler();
+    // The system version is read on this thread, the body posted from another one.
+    std::thread::id readOn;
+    auto services = check.services("My App", "1.2");
+    services.systemVersionString = [&readOn]() -> std::optional<std::string> {
+        readOn = std::this_thread::get_id();
+        return "Ubuntu 24.04 LTS";
+    };
     auto updater = std::make_shared<QFSimpleUpdater>(
         [&](const TWError& error) {
             aliveInHandler = !weak.expired();
             handler(error);
         },
-        check.services());
+        services);
     weak = updater;
     updater->start();
     updater.reset();
@@ -321,6 +310,11 @@ TEST(QFSimpleUpdaterDelivery, OneCallOnTheMainThreadWhileTheUpdaterLivesThenItIs
     EXPECT_TRUE(weak.expired());
     ASSERT_EQ(transport->completionThreads.size(), 1u);
     EXPECT_NE(transport->completionThreads[0], std::this_thread::get_id());
+    EXPECT_EQ(readOn, std::this_thread::get_id());
+    ASSERT_EQ(transport->requests.size(), 1u);
+    EXPECT_EQ(transport->requests[0].url, kEndpoint);
+    EXPECT_EQ(transport->requests[0].body, "app=My_App&version=1.2&os_version=Ubuntu_24.04_LTS");
+    EXPECT_NE(transport->requests[0].thread, std::this_thread::get_id());
 }
 
 TEST(QFSimpleUpdaterDelivery, TheClassMethodWithoutAHandlerOrATransport) {

@@ -228,12 +228,15 @@ TEST(TWCommonFinderWindows, EmptyOrSwitchedOffOperationsAskOnceOrNothing) {
     EXPECT_TRUE(f.desk.log().empty());
 }
 
-TEST(TWCommonFinderWindows, CollapseAllThenCloseAllAskingAgainUntilARefusingWindowGoes) {
+TEST(TWCommonFinderWindows, CollapseAllCloseAllAskingAgainThenHideThenOneNewWindowAtItsLocation) {
     Fixture f;
     f.launch(kFinder, "Finder");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
+    f.launch("com.example.p", "P");
     f.shared.setBool(true, TWCloseAllFinderKey);
-    f.desk.addFileManagerWindow("unsaved", false, 2);
+    f.shared.setBool(true, TWShowWindowKey);
+    f.desk.setNewWindowTarget("file:///srv/projects/");
+    f.desk.addFileManagerWindow("unsaved", false, 2); // refuses to close twice
     f.desk.addFileManagerWindow("docs");
     f.desk.clearLog();
 
@@ -241,29 +244,10 @@ TEST(TWCommonFinderWindows, CollapseAllThenCloseAllAskingAgainUntilARefusingWind
 
     EXPECT_EQ(f.effects(),
               (Log{"unhide Finder", "activate Finder 2", "collapse unsaved", "collapse docs",
-                   "close unsaved", "close unsaved", "close unsaved", "close docs"}));
-    EXPECT_TRUE(f.desk.fileManagerWindows().empty());
-}
-
-TEST(TWCommonFinderWindows, NewWindowComesLastAndShowsTheFileManagersOwnLocation) {
-    Fixture f;
-    f.launch(kFinder, "Finder");
-    f.launch(TWOwnBundleIdentifier, "Tidewell");
-    f.launch("com.example.p", "P");
-    f.shared.setBool(true, TWShowWindowKey);
-    f.shared.setBool(false, TWMinimizeKey);
-    f.desk.setNewWindowTarget("file:///srv/projects/");
-    f.desk.addFileManagerWindow("old", true);
-    f.desk.clearLog();
-
-    f.common.showFinderHideOthers();
-
-    const Log effects = f.effects();
-    ASSERT_GE(effects.size(), 3u);
-    EXPECT_EQ(Log(effects.end() - 3, effects.end()),
-              (Log{"hide P", "new object Finder window", "setTarget file:///srv/projects/"}));
+                   "close unsaved", "close unsaved", "close unsaved", "close docs", "hide P",
+                   "new object Finder window", "setTarget file:///srv/projects/"}));
     auto windows = f.desk.fileManagerWindows();
-    ASSERT_EQ(windows.size(), 2u);
+    ASSERT_EQ(windows.size(), 1u);
     EXPECT_FALSE(windows[0].collapsed);
     EXPECT_EQ(windows[0].target, "file:///srv/projects/");
 }
