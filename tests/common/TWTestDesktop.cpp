@@ -335,25 +335,24 @@ std::vector<unsigned long> TWTestDesktop::windowsOfProgram(const std::string& pr
     return out;
 }
 
-static std::string hexID(unsigned long window) {
+std::string TWTestDesktop::hex(unsigned long window) {
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "0x%lx", window);
     return buffer;
 }
 
 bool TWTestDesktop::isIconic(unsigned long window) const {
-    return run({"xprop", "-id", hexID(window), "WM_STATE"}).find("Iconic") != std::string::npos;
+    return run({"xprop", "-id", hex(window), "WM_STATE"}).find("Iconic") != std::string::npos;
 }
 
 bool TWTestDesktop::isMinimized(unsigned long window) const {
-    std::string out = run({"xprop", "-id", hexID(window), "WM_STATE", "_NET_WM_STATE"});
+    std::string out = run({"xprop", "-id", hex(window), "WM_STATE", "_NET_WM_STATE"});
     return out.find("Iconic") != std::string::npos ||
            out.find("_NET_WM_STATE_HIDDEN") != std::string::npos;
 }
 
 bool TWTestDesktop::hasHiddenMark(unsigned long window) const {
-    return run({"xprop", "-id", hexID(window), "_TIDEWELL_HIDDEN"}).find(" = ") !=
-           std::string::npos;
+    return run({"xprop", "-id", hex(window), "_TIDEWELL_HIDDEN"}).find(" = ") != std::string::npos;
 }
 
 unsigned long TWTestDesktop::activeWindow() const {

@@ -56,6 +56,7 @@ class TWTestDesktop {
     std::vector<unsigned long> windowsOfPid(int pid) const;
     // Windows of every process running `program` (its /proc/<pid>/comm).
     std::vector<unsigned long> windowsOfProgram(const std::string& program) const;
+    static std::string hex(unsigned long window); // as xprop -id takes it
     bool isIconic(unsigned long window) const;    // WM_STATE Iconic
     bool isMinimized(unsigned long window) const; // Iconic or _NET_WM_STATE_HIDDEN
     bool hasHiddenMark(unsigned long window) const;

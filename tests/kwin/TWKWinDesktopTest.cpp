@@ -155,7 +155,7 @@ TEST_F(TWKWinDesktopTest, ApplicationsAreListedByProcessWithTheirDesktopEntryIde
     EXPECT_NE(listing.find(kTerminal), std::string::npos) << listing;
 }
 
-TEST_F(TWKWinDesktopTest, HideOthersThenShowAllRestoresExactlyWhatWasHidden) {
+TEST_F(TWKWinDesktopTest, HideOthersThenShowAllRestoresOnlyWhatItHid) {
     pid_t fm = fileManager();
     pid_t terminal = client({"weston-terminal"});
     pid_t flower = client({"weston-flower"});
@@ -187,23 +187,20 @@ TEST_F(TWKWinDesktopTest, HideOthersThenShowAllRestoresExactlyWhatWasHidden) {
     EXPECT_EQ(session_->isMinimized(fmWindow), true);
     EXPECT_TRUE(marks().empty());
     EXPECT_FALSE(std::filesystem::exists(kwin_->kwinWorkspace().record().path()));
-}
 
-TEST_F(TWKWinDesktopTest, AHiddenWindowTheUserBroughtBackAndMinimizedAgainStaysMinimized) {
-    pid_t flower = client({"weston-flower"});
-    std::string w = window(flower);
+    // Hidden again, brought back and minimized again by the user: show-all leaves it so.
     common().showFinderHideOthers();
-    ASSERT_TRUE(becomes(w, true));
-    userMinimizes(w, false);
-    userMinimizes(w, true);
+    ASSERT_TRUE(becomes(flowerWindow, true));
+    userMinimizes(flowerWindow, false);
+    userMinimizes(flowerWindow, true);
     common().showAll();
     // Nothing to wait for: give KWin the time of a full answer, then look.
     kwin_->connection().sync();
-    EXPECT_EQ(session_->isMinimized(w), true);
+    EXPECT_EQ(session_->isMinimized(flowerWindow), true);
     EXPECT_TRUE(marks().empty());
 }
 
-TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAll) {
+TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAllOrTheMenuToggle) {
     pid_t terminal = client({"weston-terminal"});
     pid_t flower = client({"weston-flower"});
     std::string terminalWindow = window(terminal), flowerWindow = window(flower);
@@ -220,18 +217,14 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAl
     common().showAll();
     EXPECT_TRUE(becomes(terminalWindow, false));
     EXPECT_TRUE(isActive(terminalWindow));
-}
 
-TEST_F(TWKWinDesktopTest, TheMenuToggleHidesAShownApplicationAndBringsAHiddenOneForward) {
-    pid_t terminal = client({"weston-terminal"});
-    client({"weston-flower"});
-    std::string w = window(terminal);
+    // The menu toggle hides a shown application and brings a hidden one forward.
     common().activateApplicationWithBundleID(kTerminal, true);
-    EXPECT_TRUE(becomes(w, true));
-    EXPECT_EQ(marks().count(w), 1u);
+    EXPECT_TRUE(becomes(terminalWindow, true));
+    EXPECT_EQ(marks().count(terminalWindow), 1u);
     common().activateApplicationWithBundleID(kTerminal, true);
-    EXPECT_TRUE(becomes(w, false));
-    EXPECT_TRUE(isActive(w));
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    EXPECT_TRUE(isActive(terminalWindow));
     EXPECT_TRUE(marks().empty());
 }
 
