@@ -184,8 +184,5 @@ std::vector<std::string> TWTestTidewell::requestsAtOnce(const std::vector<std::s
 }
 
 std::string TWTestTidewell::log() const {
-    std::ifstream in(logPath());
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return TWReadFile(logPath());
 }

@@ -2,6 +2,7 @@
 #include "TWKWinTestDesktop.h"
 
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 
 #include <filesystem>
 #include <fstream>
@@ -123,9 +124,7 @@ bool TWKWinTestDesktop::startKWin(const std::vector<std::string>& permitted) {
         },
         std::chrono::seconds(60));
     if (!up || kwin_ < 0) {
-        std::ifstream log(root_ + "/kwin.log");
-        std::string text((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
-        error_ = "kwin_wayland did not start: " + text.substr(0, 2000);
+        error_ = "kwin_wayland did not start: " + TWReadFile(root_ + "/kwin.log").substr(0, 2000);
         return false;
     }
     return true;

@@ -3,10 +3,10 @@
 #include "TidewellAppDelegate.h"
 #include "QFSimpleUpdater.h"
 #include "TWAlert.h"
-#include "TWAlertPresenter.h"
 #include "TWCommon.h"
 #include "TWError.h"
 #include "TWProduct.h"
+#include "TWRecordingAlertPresenter.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -39,20 +39,6 @@ TidewellApplication& application() {
     }();
     return *app;
 }
-
-// Answers every alert with a chosen button and remembers what it was shown.
-class RecordingAlertPresenter : public TWAlertPresenter {
-  public:
-    long runModal(const TWAlert& alert) override {
-        shown.push_back(alert);
-        if (onShow)
-            onShow();
-        return answer;
-    }
-    std::vector<TWAlert> shown;
-    std::function<void()> onShow;
-    long answer = TWAlertFirstButtonReturn;
-};
 
 bool contains(const std::vector<std::string>& lines, const std::string& line) {
     return std::find(lines.begin(), lines.end(), line) != lines.end();
@@ -117,7 +103,7 @@ class DelegateTest : public ::testing::Test {
     TWUserDefaults standard{standardStore};
     TWUserDefaults shared{sharedStore};
     TWCommon common{desktop, shared};
-    RecordingAlertPresenter alerts;
+    TWRecordingAlertPresenter alerts;
     TWSimServiceManagement serviceManagement;
     std::vector<std::string> journal;
     std::function<void(const std::string&)> urlHandler;

@@ -3,6 +3,7 @@
 #include "TWLog.h"
 #include "TWLogCapture.h"
 #include "TWStorePaths.h"
+#include "TWTestPaths.h"
 #include "TWUserDefaults.h"
 
 #include <gtest/gtest.h>
@@ -32,10 +33,8 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string readAll(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    return TWReadFile(p);
 }
-
 void writeAll(const fs::path& p, const std::string& bytes) {
     std::ofstream(p, std::ios::binary) << bytes;
 }

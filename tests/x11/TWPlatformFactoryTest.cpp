@@ -100,13 +100,6 @@ int runTool(const std::string& arguments) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-std::string fileContents(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
 TEST_F(TWPlatformFactoryTest, TheToolUsesTheSettingsFilesAndNeverWritesThem) {
     // The user has excluded "Keep".
     TWPlistFileStore shared(TWStorePaths::sharedStorePath());
@@ -117,7 +110,7 @@ TEST_F(TWPlatformFactoryTest, TheToolUsesTheSettingsFilesAndNeverWritesThem) {
         record[TWExcludedURLDataField] = TWPlistData{};
         values[TWExcludedAppsKey] = TWPlistArray{TWPlistValue(record)};
     }));
-    const std::string before = fileContents(TWStorePaths::sharedStorePath());
+    const std::string before = TWReadFile(TWStorePaths::sharedStorePath());
     pid_t keep = desktop_->spawnTestClient({"--class", "keep,Keep"});
     pid_t spare = desktop_->spawnTestClient({"--class", "spare,Spare"});
     pid_t other = desktop_->spawnTestClient({"--class", "other,Other"});
@@ -138,7 +131,7 @@ TEST_F(TWPlatformFactoryTest, TheToolUsesTheSettingsFilesAndNeverWritesThem) {
     ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->isIconic(windowOf(other)); }));
     EXPECT_FALSE(desktop_->isIconic(windowOf(spare)));
     EXPECT_FALSE(desktop_->isIconic(windowOf(keep)));
-    EXPECT_EQ(fileContents(TWStorePaths::sharedStorePath()), before);
+    EXPECT_EQ(TWReadFile(TWStorePaths::sharedStorePath()), before);
     EXPECT_FALSE(std::ifstream(TWStorePaths::ownStorePath()).good()) << "no file was created";
     EXPECT_EQ(runTool("show-all"), 0);
 }

@@ -3,6 +3,7 @@
 // switches, and the preferences window reached through the URL scheme from outside and from the
 // tray menu. (The file manager collapsed and left so by show-all: TWCommonX11Test.)
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 
 #include <gtest/gtest.h>
@@ -218,8 +219,7 @@ TEST_F(TidewellAppX11Test, SettingsChangedInThePreferencesWindowRuleTheNextHide)
     TWTestDesktop::run(
         {"xdotool", "key", "--delay", "20", "Tab", "Tab", "Tab", "Tab", "Tab", "space"});
     const auto sharedFile = [] {
-        std::ifstream in(desktop_->home() + "/.config/tidewell/shared.plist");
-        return std::string(std::istreambuf_iterator<char>(in), {});
+        return TWReadFile(desktop_->home() + "/.config/tidewell/shared.plist");
     };
     EXPECT_TRUE(TWTestDesktop::waitFor([&] {
         const std::string file = sharedFile();

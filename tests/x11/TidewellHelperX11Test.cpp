@@ -6,6 +6,7 @@
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 #include "TWUserDefaults.h"
 #include "TWX11Desktop.h"
@@ -29,13 +30,6 @@ std::vector<TWRegisteredProcess> registeredHelpers() {
         if (process.bundleIdentifier == TWHelperBundleIdentifier)
             helpers.push_back(process);
     return helpers;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 TEST(TidewellHelperX11Test, MenubarModeStartsOneHelperPerSession) {
@@ -74,7 +68,7 @@ TEST(TidewellHelperX11Test, MenubarModeStartsOneHelperPerSession) {
 
     // Its login item: an autostart entry that starts the helper built next to tidewell.
     const std::string entry =
-        readFile(tidewell.autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop");
+        TWReadFile(tidewell.autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop");
     EXPECT_NE(entry.find("Name=Tidewell Menu\n"), std::string::npos) << entry;
     EXPECT_NE(entry.find("Exec=\"" + TWTestTidewell::helperPath() + "\"\n"), std::string::npos)
         << entry;
