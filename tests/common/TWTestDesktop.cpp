@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <poll.h>
 #include <sstream>
 #include <sys/prctl.h>
@@ -22,27 +23,21 @@
 
 namespace {
 
-std::string hexID(unsigned long window) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "0x%lx", window);
-    return buffer;
-}
-
 bool waitExited(pid_t pid, std::chrono::milliseconds deadline) {
-    auto end = std::chrono::steady_clock::now() + deadline;
-    while (std::chrono::steady_clock::now() < end) {
-        int status;
-        pid_t r = waitpid(pid, &status, WNOHANG);
-        if (r == pid || (r < 0 && errno == ECHILD))
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
+    return TWTestDesktop::waitFor(
+        [pid] {
+            int status;
+            pid_t r = waitpid(pid, &status, WNOHANG);
+            return r == pid || (r < 0 && errno == ECHILD);
+        },
+        deadline);
 }
 
-void endGroup(pid_t pid) {
-    kill(-pid, SIGTERM);
-    kill(pid, SIGTERM);
+} // namespace
+
+void TWTestDesktop::endGroup(pid_t pid, int signal) {
+    kill(-pid, signal);
+    kill(pid, signal);
     if (!waitExited(pid, std::chrono::seconds(3))) {
         kill(-pid, SIGKILL);
         kill(pid, SIGKILL);
@@ -52,35 +47,97 @@ void endGroup(pid_t pid) {
     kill(-pid, SIGKILL);
 }
 
-} // namespace
-
-TWTestDesktop::TWTestDesktop(const std::string& windowManager) {
-    char pattern[] = "/tmp/tidewell-x11-test-XXXXXX";
-    if (!mkdtemp(pattern)) {
-        error_ = "cannot create a temporary directory";
-        return;
-    }
-    root_ = pattern;
-    home_ = root_ + "/home";
-    std::filesystem::create_directories(home_ + "/.config");
-    std::filesystem::create_directories(home_ + "/.local/share/applications");
-    std::filesystem::create_directories(home_ + "/.cache");
-    std::filesystem::create_directories(root_ + "/runtime");
-    chmod((root_ + "/runtime").c_str(), 0700);
-    {
-        std::ofstream mime(home_ + "/.config/mimeapps.list");
-        mime << "[Default Applications]\ninode/directory=pcmanfm.desktop\n";
-    }
-    setenv("HOME", home_.c_str(), 1);
-    setenv("XDG_CONFIG_HOME", (home_ + "/.config").c_str(), 1);
-    setenv("XDG_DATA_HOME", (home_ + "/.local/share").c_str(), 1);
-    setenv("XDG_CACHE_HOME", (home_ + "/.cache").c_str(), 1);
-    setenv("XDG_RUNTIME_DIR", (root_ + "/runtime").c_str(), 1);
+std::string TWTestDesktop::makeSession(const std::string& prefix, const std::string& fileManager) {
+    std::string pattern = "/tmp/" + prefix + "-XXXXXX";
+    if (!mkdtemp(pattern.data()))
+        return {};
+    const std::string home = pattern + "/home";
+    for (const char* dir : {"/.config", "/.local/share/applications", "/.cache"})
+        std::filesystem::create_directories(home + dir);
+    std::filesystem::create_directories(pattern + "/runtime");
+    chmod((pattern + "/runtime").c_str(), 0700);
+    std::ofstream(home + "/.config/mimeapps.list")
+        << "[Default Applications]\ninode/directory=" << fileManager << ".desktop\n";
+    setenv("HOME", home.c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (home + "/.config").c_str(), 1);
+    setenv("XDG_DATA_HOME", (home + "/.local/share").c_str(), 1);
+    setenv("XDG_CACHE_HOME", (home + "/.cache").c_str(), 1);
+    setenv("XDG_RUNTIME_DIR", (pattern + "/runtime").c_str(), 1);
     setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);
-    setenv("XDG_CURRENT_DESKTOP", "X-Generic", 1);
     setenv("LANG", "C", 1);
     unsetenv("LC_ALL");
     unsetenv("LC_MESSAGES");
+    return pattern;
+}
+
+pid_t TWTestDesktop::startProcess(const std::vector<std::string>& argv, const std::string& dir,
+                                  const std::string& output, bool compositor) {
+    std::vector<char*> args;
+    for (const auto& a : argv)
+        args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    pid_t pid = fork();
+    if (pid == 0) {
+        setpgid(0, 0);
+        // Nothing of the session outlives a test program that is killed.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        int devnull = open("/dev/null", O_RDWR);
+        int out = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        dup2(devnull, STDIN_FILENO);
+        dup2(out >= 0 ? out : devnull, STDOUT_FILENO);
+        dup2(out >= 0 ? out : devnull, STDERR_FILENO);
+        if (chdir(dir.c_str()) != 0)
+            _exit(126);
+        if (compositor)
+            unsetenv("WAYLAND_DISPLAY");
+        execvp(args[0], args.data());
+        _exit(127);
+    }
+    if (pid > 0)
+        setpgid(pid, pid);
+    return pid;
+}
+
+std::vector<pid_t> TWTestDesktop::processesWith(const std::string& variable,
+                                                const std::string& program) {
+    std::vector<pid_t> found;
+    DIR* d = opendir("/proc");
+    if (!d)
+        return found;
+    while (dirent* e = readdir(d)) {
+        pid_t pid = std::atoi(e->d_name);
+        std::string name;
+        if (pid <= 0 || pid == getpid() ||
+            (!program.empty() &&
+             !(std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/comm"), name) &&
+               name == program)))
+            continue;
+        std::ifstream env("/proc/" + std::to_string(pid) + "/environ");
+        for (std::string var; std::getline(env, var, '\0');)
+            if (var == variable) {
+                found.push_back(pid);
+                break;
+            }
+    }
+    closedir(d);
+    return found;
+}
+
+void TWTestDesktop::killProcessesWith(const std::string& variable,
+                                      const std::vector<pid_t>& spared) {
+    for (pid_t pid : processesWith(variable))
+        if (std::find(spared.begin(), spared.end(), pid) == spared.end())
+            kill(pid, SIGKILL);
+}
+
+TWTestDesktop::TWTestDesktop(const std::string& windowManager) {
+    root_ = makeSession("tidewell-x11-test", "pcmanfm");
+    if (root_.empty()) {
+        error_ = "cannot create a temporary directory";
+        return;
+    }
+    home_ = root_ + "/home";
+    setenv("XDG_CURRENT_DESKTOP", "X-Generic", 1);
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
     // The session's desktop is this X display, even when the tests run inside a Wayland session.
     unsetenv("WAYLAND_DISPLAY");
@@ -91,7 +148,10 @@ TWTestDesktop::TWTestDesktop(const std::string& windowManager) {
 TWTestDesktop::~TWTestDesktop() {
     for (auto it = children_.rbegin(); it != children_.rend(); ++it)
         endGroup(*it);
-    killStrays();
+    // Programs the code under test started detached (a file manager, xdg-open) carry our
+    // display in their environment and belong to no group of ours.
+    if (!display_.empty())
+        killProcessesWith("DISPLAY=" + display_, {server_});
     if (server_ > 0)
         endGroup(server_);
     if (!root_.empty()) {
@@ -100,57 +160,17 @@ TWTestDesktop::~TWTestDesktop() {
     }
 }
 
-void TWTestDesktop::killStrays() {
-    // Programs the code under test started detached (a file manager, xdg-open) carry our
-    // display in their environment and belong to no group of ours.
-    if (display_.empty())
-        return;
-    std::string marker = "DISPLAY=" + display_;
-    DIR* d = opendir("/proc");
-    if (!d)
-        return;
-    std::vector<pid_t> strays;
-    while (dirent* e = readdir(d)) {
-        pid_t pid = std::atoi(e->d_name);
-        if (pid <= 0 || pid == getpid() || pid == server_)
-            continue;
-        std::ifstream env("/proc/" + std::to_string(pid) + "/environ");
-        std::string var;
-        while (std::getline(env, var, '\0')) {
-            if (var == marker) {
-                strays.push_back(pid);
-                break;
-            }
-        }
-    }
-    closedir(d);
-    for (pid_t pid : strays)
-        kill(pid, SIGKILL);
-}
-
 bool TWTestDesktop::startServer() {
     int fds[2];
     if (pipe(fds) != 0) {
         error_ = "pipe failed";
         return false;
     }
-    pid_t pid = fork();
-    if (pid == 0) {
-        setpgid(0, 0);
-        // The server must not outlive a test program that is killed.
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        close(fds[0]);
-        int devnull = open("/dev/null", O_RDWR);
-        dup2(devnull, STDIN_FILENO);
-        dup2(devnull, STDOUT_FILENO);
-        dup2(devnull, STDERR_FILENO);
-        std::string fd = std::to_string(fds[1]);
-        execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24",
-               "-nolisten", "tcp", "-noreset", static_cast<char*>(nullptr));
-        _exit(127);
-    }
+    // The server must not outlive a test program that is killed.
+    server_ = startProcess({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
+                            "1280x1024x24", "-nolisten", "tcp", "-noreset"},
+                           "/");
     close(fds[1]);
-    server_ = pid;
     std::string number;
     auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (std::chrono::steady_clock::now() < end) {
@@ -174,34 +194,28 @@ bool TWTestDesktop::startServer() {
 }
 
 bool TWTestDesktop::startWindowManager(const std::string& name) {
-    std::vector<std::string> argv;
-    if (name == "openbox") {
-        argv = {"openbox", "--sm-disable"};
-    } else if (name == "xfwm4") {
-        argv = {"xfwm4", "--compositor=off", "--sm-client-disable"};
-    } else if (name == "kwin_x11") {
-        argv = {"kwin_x11", "--replace"};
-    } else if (name == "mutter") {
-        argv = {"mutter", "--x11", "--replace", "--sm-disable"};
-    } else if (name == "metacity") {
-        argv = {"metacity", "--replace", "--sm-disable"};
-    } else if (name == "marco") {
-        argv = {"marco", "--replace", "--no-composite", "--sm-disable"};
-    } else if (name == "icewm") {
-        argv = {"icewm"};
-    } else if (name == "fluxbox") {
-        argv = {"fluxbox"};
-    } else if (name == "i3") {
+    static const std::map<std::string, std::vector<std::string>> commands = {
+        {"openbox", {"openbox", "--sm-disable"}},
+        {"xfwm4", {"xfwm4", "--compositor=off", "--sm-client-disable"}},
+        {"kwin_x11", {"kwin_x11", "--replace"}},
+        {"mutter", {"mutter", "--x11", "--replace", "--sm-disable"}},
+        {"metacity", {"metacity", "--replace", "--sm-disable"}},
+        {"marco", {"marco", "--replace", "--no-composite", "--sm-disable"}},
+        {"icewm", {"icewm"}},
+        {"fluxbox", {"fluxbox"}},
         // Without a configuration i3 starts its configuration wizard instead.
-        const std::string config = root_ + "/i3.config";
-        std::ofstream(config) << "font pango:monospace 8\nfocus_on_window_activation focus\n";
-        argv = {"i3", "-c", config};
-    } else {
+        {"i3", {"i3", "-c", root_ + "/i3.config"}},
+    };
+    if (name == "i3")
+        std::ofstream(root_ + "/i3.config")
+            << "font pango:monospace 8\nfocus_on_window_activation focus\n";
+    auto command = commands.find(name);
+    if (command == commands.end()) {
         error_ = "unknown window manager " + name;
         return false;
     }
     windowManagerName_ = name;
-    windowManager_ = spawn(argv);
+    windowManager_ = spawn(command->second);
     bool up = waitFor(
         [] {
             // The client list (or, until the first client, the active window: xfwm4) appears
@@ -237,7 +251,7 @@ bool TWTestDesktop::restartWindowManager() {
     // Up once it has taken every window of the old one into a frame of its own.
     return startWindowManager(windowManagerName_) && waitFor([&] {
                return std::none_of(managed.begin(), managed.end(), [](const TWObservedWindow& w) {
-                   const std::string tree = run({"xwininfo", "-tree", "-id", hexID(w.id)});
+                   const std::string tree = run({"xwininfo", "-tree", "-id", hex(w.id)});
                    const auto parent = tree.find("Parent window id:");
                    return parent != std::string::npos &&
                           tree.substr(parent, tree.find('\n', parent) - parent)
@@ -247,28 +261,9 @@ bool TWTestDesktop::restartWindowManager() {
 }
 
 pid_t TWTestDesktop::spawn(const std::vector<std::string>& argv) {
-    std::vector<char*> args;
-    for (const auto& a : argv)
-        args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    std::string dir = home_;
-    pid_t pid = fork();
-    if (pid == 0) {
-        setpgid(0, 0);
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        int devnull = open("/dev/null", O_RDWR);
-        dup2(devnull, STDIN_FILENO);
-        dup2(devnull, STDOUT_FILENO);
-        dup2(devnull, STDERR_FILENO);
-        if (chdir(dir.c_str()) != 0)
-            _exit(126);
-        execvp(args[0], args.data());
-        _exit(127);
-    }
-    if (pid > 0) {
-        setpgid(pid, pid);
+    pid_t pid = startProcess(argv, home_);
+    if (pid > 0)
         children_.push_back(pid);
-    }
     return pid;
 }
 
@@ -367,19 +362,24 @@ std::vector<unsigned long> TWTestDesktop::windowsOfProgram(const std::string& pr
     return out;
 }
 
+std::string TWTestDesktop::hex(unsigned long window) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "0x%lx", window);
+    return buffer;
+}
+
 bool TWTestDesktop::isIconic(unsigned long window) const {
-    return run({"xprop", "-id", hexID(window), "WM_STATE"}).find("Iconic") != std::string::npos;
+    return run({"xprop", "-id", hex(window), "WM_STATE"}).find("Iconic") != std::string::npos;
 }
 
 bool TWTestDesktop::isMinimized(unsigned long window) const {
-    std::string out = run({"xprop", "-id", hexID(window), "WM_STATE", "_NET_WM_STATE"});
+    std::string out = run({"xprop", "-id", hex(window), "WM_STATE", "_NET_WM_STATE"});
     return out.find("Iconic") != std::string::npos ||
            out.find("_NET_WM_STATE_HIDDEN") != std::string::npos;
 }
 
 bool TWTestDesktop::hasHiddenMark(unsigned long window) const {
-    return run({"xprop", "-id", hexID(window), "_TIDEWELL_HIDDEN"}).find(" = ") !=
-           std::string::npos;
+    return run({"xprop", "-id", hex(window), "_TIDEWELL_HIDDEN"}).find(" = ") != std::string::npos;
 }
 
 unsigned long TWTestDesktop::activeWindow() const {

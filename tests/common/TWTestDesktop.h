@@ -59,6 +59,7 @@ class TWTestDesktop {
     std::vector<unsigned long> windowsOfPid(int pid) const;
     // Windows of every process running `program` (its /proc/<pid>/comm).
     std::vector<unsigned long> windowsOfProgram(const std::string& program) const;
+    static std::string hex(unsigned long window); // as xprop -id takes it
     bool isIconic(unsigned long window) const;    // WM_STATE Iconic
     bool isMinimized(unsigned long window) const; // Iconic or _NET_WM_STATE_HIDDEN
     bool hasHiddenMark(unsigned long window) const;
@@ -66,10 +67,25 @@ class TWTestDesktop {
     // Writes an applications/<id>.desktop file in the temporary XDG_DATA_HOME.
     void writeDesktopEntry(const std::string& id, const std::string& contents) const;
 
+    // Shared with the KWin desktop. A temporary session root with a home whose XDG directories
+    // (and the variables naming them) are set, `fileManager` its default file manager; empty
+    // when no directory could be made.
+    static std::string makeSession(const std::string& prefix, const std::string& fileManager);
+    // Starts `argv` in its own process group, output to `output`, dying with this process;
+    // `compositor`: without WAYLAND_DISPLAY, so it does not run nested.
+    static pid_t startProcess(const std::vector<std::string>& argv, const std::string& dir,
+                              const std::string& output = "/dev/null", bool compositor = false);
+    // Ends a process group with `signal`, with SIGKILL when it lingers, and reaps its leader.
+    static void endGroup(pid_t pid, int signal = 15);
+    // The processes but ours whose environment holds `variable` (and that run `program`, when
+    // one is named); killProcessesWith kills them, but for `spared`.
+    static std::vector<pid_t> processesWith(const std::string& variable,
+                                            const std::string& program = {});
+    static void killProcessesWith(const std::string& variable, const std::vector<pid_t>& spared);
+
   private:
     bool startServer();
     bool startWindowManager(const std::string& name);
-    void killStrays();
     std::string error_;
     std::string display_;
     std::string root_;

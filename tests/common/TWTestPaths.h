@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 // The absolute path of one of the project's programs (tidewell, tidewell-x11, ...).
@@ -15,6 +17,12 @@ inline std::string TWTestProgramPath(const std::string& name) {
     const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
     return std::filesystem::absolute((error ? std::filesystem::path(".") : self.parent_path()) /
                                      name);
+}
+
+// The whole contents of a file, empty when it cannot be read.
+inline std::string TWReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // A file of the source tree, by its path from the tree's root.

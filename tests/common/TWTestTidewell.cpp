@@ -24,21 +24,11 @@ std::string runtimeDirectory() {
     return std::string(runtime ? runtime : "/tmp") + "/tidewell";
 }
 
-bool sendAll(int fd, const std::string& bytes) {
-    size_t done = 0;
-    while (done < bytes.size()) {
-        ssize_t n = ::send(fd, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
-        if (n <= 0)
-            return false;
-        done += size_t(n);
-    }
-    return true;
-}
-
-bool receiveAll(int fd, char* buffer, size_t size) {
-    size_t done = 0;
-    while (done < size) {
-        ssize_t n = ::recv(fd, buffer + done, size - done, 0);
+// Sends or receives all `size` bytes at `buffer`; false when the peer ends before.
+bool transfer(int fd, char* buffer, size_t size, bool sending) {
+    for (size_t done = 0; done < size;) {
+        ssize_t n = sending ? ::send(fd, buffer + done, size - done, MSG_NOSIGNAL)
+                            : ::recv(fd, buffer + done, size - done, 0);
         if (n <= 0)
             return false;
         done += size_t(n);
@@ -121,18 +111,9 @@ pid_t TWTestTidewell::start() {
 }
 
 int TWTestTidewell::runAgain(const std::vector<std::string>& arguments) const {
-    pid_t pid = fork();
-    if (pid == 0) {
-        std::vector<char*> argv;
-        std::string program = programPath();
-        argv.push_back(program.data());
-        std::vector<std::string> copies = arguments;
-        for (auto& argument : copies)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        execv(program.c_str(), argv.data());
-        _exit(127);
-    }
+    std::vector<std::string> argv{programPath()};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    const pid_t pid = TWTestDesktop::startProcess(argv, desktop_.home());
     int status = 0;
     if (pid < 0 || waitpid(pid, &status, 0) != pid)
         return -1;
@@ -165,8 +146,9 @@ int sendRequest(const std::string& path, const std::string& message) {
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     // One frame each way: four bytes of length, big-endian, then the bytes.
     const uint32_t length = htonl(uint32_t(message.size()));
+    std::string frame = std::string(reinterpret_cast<const char*>(&length), 4) + message;
     if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        !sendAll(fd, std::string(reinterpret_cast<const char*>(&length), 4) + message)) {
+        !transfer(fd, frame.data(), frame.size(), true)) {
         ::close(fd);
         return -1;
     }
@@ -176,9 +158,9 @@ int sendRequest(const std::string& path, const std::string& message) {
 std::string receiveReply(int fd) {
     std::string reply;
     uint32_t replyLength = 0;
-    if (fd >= 0 && receiveAll(fd, reinterpret_cast<char*>(&replyLength), 4)) {
+    if (fd >= 0 && transfer(fd, reinterpret_cast<char*>(&replyLength), 4, false)) {
         reply.resize(ntohl(replyLength));
-        if (!receiveAll(fd, reply.data(), reply.size()))
+        if (!transfer(fd, reply.data(), reply.size(), false))
             reply.clear();
     }
     if (fd >= 0)
@@ -202,8 +184,5 @@ std::vector<std::string> TWTestTidewell::requestsAtOnce(const std::vector<std::s
 }
 
 std::string TWTestTidewell::log() const {
-    std::ifstream in(logPath());
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return TWReadFile(logPath());
 }

@@ -4,6 +4,7 @@
 // a client killed mid-action, and what the backend factory says on each compositor.
 #include "TWKWinDesktop.h"
 #include "TWCommon.h"
+#include "TWInterruptedDesktop.h"
 #include "TWKWinTestDesktop.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
@@ -29,38 +30,6 @@ const std::string kFileManager = "thunar";
 std::string tool() {
     return TWTestProgramPath("tidewell-x11");
 }
-
-// The KWin desktop with one hook: something that happens right after the running list is taken.
-class TWInterruptedDesktop : public TWDesktop, public TWWorkspace {
-  public:
-    explicit TWInterruptedDesktop(TWKWinDesktop& real) : real_(real) {}
-    std::function<void()> afterListing;
-    TWWorkspace& workspace() override { return *this; }
-    TWScriptingBridge& scriptingBridge() override { return real_.scriptingBridge(); }
-    TWFrontSwitchSource& frontSwitchSource() override { return real_.frontSwitchSource(); }
-    TWKeyboard& keyboard() override { return real_.keyboard(); }
-    TWAppleEventSender& appleEventSender() override { return real_.appleEventSender(); }
-    TWSystemSound& systemSound() override { return real_.systemSound(); }
-    std::vector<TWRunningApplication> runningApplications() override {
-        auto list = real_.workspace().runningApplications();
-        if (afterListing)
-            std::exchange(afterListing, nullptr)();
-        return list;
-    }
-    void hide(const TWRunningApplication& a) override { real_.workspace().hide(a); }
-    void unhide(const TWRunningApplication& a) override { real_.workspace().unhide(a); }
-    void activateWithOptions(const TWRunningApplication& a, unsigned o) override {
-        real_.workspace().activateWithOptions(a, o);
-    }
-    void flush() override { real_.workspace().flush(); }
-    bool openURL(const std::string& url) override { return real_.workspace().openURL(url); }
-    std::string fileManagerBundleIdentifier() override {
-        return real_.workspace().fileManagerBundleIdentifier();
-    }
-
-  private:
-    TWKWinDesktop& real_;
-};
 
 class TWKWinDesktopTest : public ::testing::Test {
   protected:
@@ -186,7 +155,7 @@ TEST_F(TWKWinDesktopTest, ApplicationsAreListedByProcessWithTheirDesktopEntryIde
     EXPECT_NE(listing.find(kTerminal), std::string::npos) << listing;
 }
 
-TEST_F(TWKWinDesktopTest, HideOthersThenShowAllRestoresExactlyWhatWasHidden) {
+TEST_F(TWKWinDesktopTest, HideOthersThenShowAllRestoresOnlyWhatItHid) {
     pid_t fm = fileManager();
     pid_t terminal = client({"weston-terminal"});
     pid_t flower = client({"weston-flower"});
@@ -218,23 +187,20 @@ TEST_F(TWKWinDesktopTest, HideOthersThenShowAllRestoresExactlyWhatWasHidden) {
     EXPECT_EQ(session_->isMinimized(fmWindow), true);
     EXPECT_TRUE(marks().empty());
     EXPECT_FALSE(std::filesystem::exists(kwin_->kwinWorkspace().record().path()));
-}
 
-TEST_F(TWKWinDesktopTest, AHiddenWindowTheUserBroughtBackAndMinimizedAgainStaysMinimized) {
-    pid_t flower = client({"weston-flower"});
-    std::string w = window(flower);
+    // Hidden again, brought back and minimized again by the user: show-all leaves it so.
     common().showFinderHideOthers();
-    ASSERT_TRUE(becomes(w, true));
-    userMinimizes(w, false);
-    userMinimizes(w, true);
+    ASSERT_TRUE(becomes(flowerWindow, true));
+    userMinimizes(flowerWindow, false);
+    userMinimizes(flowerWindow, true);
     common().showAll();
     // Nothing to wait for: give KWin the time of a full answer, then look.
     kwin_->connection().sync();
-    EXPECT_EQ(session_->isMinimized(w), true);
+    EXPECT_EQ(session_->isMinimized(flowerWindow), true);
     EXPECT_TRUE(marks().empty());
 }
 
-TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAll) {
+TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAllOrTheMenuToggle) {
     pid_t terminal = client({"weston-terminal"});
     pid_t flower = client({"weston-flower"});
     std::string terminalWindow = window(terminal), flowerWindow = window(flower);
@@ -251,18 +217,14 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAl
     common().showAll();
     EXPECT_TRUE(becomes(terminalWindow, false));
     EXPECT_TRUE(isActive(terminalWindow));
-}
 
-TEST_F(TWKWinDesktopTest, TheMenuToggleHidesAShownApplicationAndBringsAHiddenOneForward) {
-    pid_t terminal = client({"weston-terminal"});
-    client({"weston-flower"});
-    std::string w = window(terminal);
+    // The menu toggle hides a shown application and brings a hidden one forward.
     common().activateApplicationWithBundleID(kTerminal, true);
-    EXPECT_TRUE(becomes(w, true));
-    EXPECT_EQ(marks().count(w), 1u);
+    EXPECT_TRUE(becomes(terminalWindow, true));
+    EXPECT_EQ(marks().count(terminalWindow), 1u);
     common().activateApplicationWithBundleID(kTerminal, true);
-    EXPECT_TRUE(becomes(w, false));
-    EXPECT_TRUE(isActive(w));
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    EXPECT_TRUE(isActive(terminalWindow));
     EXPECT_TRUE(marks().empty());
 }
 
@@ -270,7 +232,7 @@ TEST_F(TWKWinDesktopTest, AClientKilledMidActionLeavesTheRestHiddenAndRestorable
     pid_t terminal = client({"weston-terminal"});
     pid_t flower = client({"weston-flower"});
     std::string terminalWindow = window(terminal), flowerWindow = window(flower);
-    TWInterruptedDesktop interrupted(*kwin_);
+    TWInterruptedDesktop<TWKWinDesktop> interrupted(*kwin_);
     interrupted.afterListing = [&] {
         session_->terminate(flower, SIGKILL);
         std::erase(clients_, flower);

@@ -2,74 +2,16 @@
 #include "TWKWinTestDesktop.h"
 
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <dirent.h>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
-
-bool waitExited(pid_t pid, std::chrono::milliseconds deadline) {
-    auto end = std::chrono::steady_clock::now() + deadline;
-    while (std::chrono::steady_clock::now() < end) {
-        int status;
-        pid_t r = waitpid(pid, &status, WNOHANG);
-        if (r == pid || (r < 0 && errno == ECHILD))
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
-}
-
-void endGroup(pid_t pid, int signal = SIGTERM) {
-    kill(-pid, signal);
-    kill(pid, signal);
-    if (!waitExited(pid, std::chrono::seconds(3))) {
-        kill(-pid, SIGKILL);
-        kill(pid, SIGKILL);
-        waitExited(pid, std::chrono::seconds(3));
-    }
-    kill(-pid, SIGKILL);
-}
-
-pid_t start(const std::vector<std::string>& argv, const std::string& dir,
-            const std::string& output = "/dev/null", bool compositor = false) {
-    std::vector<char*> args;
-    for (const auto& a : argv)
-        args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    pid_t pid = fork();
-    if (pid == 0) {
-        setpgid(0, 0);
-        // Nothing of the session outlives a test program that is killed.
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        int devnull = open("/dev/null", O_RDWR);
-        int out = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-        dup2(devnull, STDIN_FILENO);
-        dup2(out >= 0 ? out : devnull, STDOUT_FILENO);
-        dup2(out >= 0 ? out : devnull, STDERR_FILENO);
-        if (chdir(dir.c_str()) != 0)
-            _exit(126);
-        // A compositor that finds a Wayland display would try to run nested in it.
-        if (compositor)
-            unsetenv("WAYLAND_DISPLAY");
-        execvp(args[0], args.data());
-        _exit(127);
-    }
-    if (pid > 0)
-        setpgid(pid, pid);
-    return pid;
-}
 
 std::string selfExecutable() {
     std::error_code ec;
@@ -94,39 +36,20 @@ std::string TWKWinTestDesktop::kwinExecutable(const std::string& scratchDirector
 }
 
 TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted) {
-    char pattern[] = "/tmp/tidewell-kwin-test-XXXXXX";
-    if (!mkdtemp(pattern)) {
+    root_ = TWTestDesktop::makeSession("tidewell-kwin-test", "thunar");
+    if (root_.empty()) {
         error_ = "cannot create a temporary directory";
         return;
     }
-    root_ = pattern;
     home_ = root_ + "/home";
     runtime_ = root_ + "/runtime";
     socket_ = "tidewell-kwin-" + std::to_string(getpid());
-    std::filesystem::create_directories(home_ + "/.config");
-    std::filesystem::create_directories(home_ + "/.local/share/applications");
-    std::filesystem::create_directories(home_ + "/.cache");
-    std::filesystem::create_directories(runtime_);
     std::filesystem::create_directories(root_ + "/bin");
-    chmod(runtime_.c_str(), 0700);
-    {
-        std::ofstream mime(home_ + "/.config/mimeapps.list");
-        mime << "[Default Applications]\ninode/directory=thunar.desktop\n";
-    }
-    setenv("HOME", home_.c_str(), 1);
-    setenv("XDG_CONFIG_HOME", (home_ + "/.config").c_str(), 1);
-    setenv("XDG_DATA_HOME", (home_ + "/.local/share").c_str(), 1);
-    setenv("XDG_CACHE_HOME", (home_ + "/.cache").c_str(), 1);
-    setenv("XDG_RUNTIME_DIR", runtime_.c_str(), 1);
-    setenv("XDG_DATA_DIRS", "/usr/local/share:/usr/share", 1);
     setenv("XDG_CURRENT_DESKTOP", "KDE", 1);
     setenv("XDG_SESSION_TYPE", "wayland", 1);
     setenv("WAYLAND_DISPLAY", socket_.c_str(), 1);
     setenv("GDK_BACKEND", "wayland", 1);
     setenv("QT_QPA_PLATFORM", "wayland", 1);
-    setenv("LANG", "C", 1);
-    unsetenv("LC_ALL");
-    unsetenv("LC_MESSAGES");
     unsetenv("DISPLAY");
     if (!startBus() || !startKWin(permitted))
         return;
@@ -134,12 +57,12 @@ TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted) 
 
 TWKWinTestDesktop::~TWKWinTestDesktop() {
     for (auto it = children_.rbegin(); it != children_.rend(); ++it)
-        endGroup(*it);
+        TWTestDesktop::endGroup(*it);
     killStrays();
     if (kwin_ > 0)
-        endGroup(kwin_);
+        TWTestDesktop::endGroup(kwin_);
     if (bus_ > 0)
-        endGroup(bus_);
+        TWTestDesktop::endGroup(bus_);
     killStrays();
     if (!root_.empty()) {
         std::error_code ec;
@@ -150,36 +73,16 @@ TWKWinTestDesktop::~TWKWinTestDesktop() {
 void TWKWinTestDesktop::killStrays() {
     // Programs started detached (a file manager, services the bus activated) carry this
     // session's runtime directory in their environment and belong to no group of ours.
-    if (runtime_.empty())
-        return;
-    std::string marker = "XDG_RUNTIME_DIR=" + runtime_;
-    DIR* d = opendir("/proc");
-    if (!d)
-        return;
-    std::vector<pid_t> strays;
-    while (dirent* e = readdir(d)) {
-        pid_t pid = std::atoi(e->d_name);
-        if (pid <= 0 || pid == getpid() || pid == kwin_ || pid == bus_)
-            continue;
-        std::ifstream env("/proc/" + std::to_string(pid) + "/environ");
-        std::string var;
-        while (std::getline(env, var, '\0')) {
-            if (var == marker) {
-                strays.push_back(pid);
-                break;
-            }
-        }
-    }
-    closedir(d);
-    for (pid_t pid : strays)
-        kill(pid, SIGKILL);
+    if (!runtime_.empty())
+        TWTestDesktop::killProcessesWith("XDG_RUNTIME_DIR=" + runtime_, {kwin_, bus_});
 }
 
 bool TWKWinTestDesktop::startBus() {
     std::string socket = runtime_ + "/bus";
-    bus_ = start({"dbus-daemon", "--config-file=/usr/share/dbus-1/session.conf",
-                  "--address=unix:path=" + socket, "--nofork", "--nopidfile"},
-                 home_);
+    bus_ =
+        TWTestDesktop::startProcess({"dbus-daemon", "--config-file=/usr/share/dbus-1/session.conf",
+                                     "--address=unix:path=" + socket, "--nofork", "--nopidfile"},
+                                    home_);
     if (!TWTestDesktop::waitFor([&] { return std::filesystem::exists(socket); })) {
         error_ = "dbus-daemon did not start";
         return false;
@@ -200,10 +103,10 @@ bool TWKWinTestDesktop::startKWin(const std::vector<std::string>& permitted) {
                               "\nExec=" + programs[i] +
                               "\nNoDisplay=true\nX-KDE-Wayland-Interfaces="
                               "org_kde_plasma_window_management\n");
-    kwin_ =
-        start({kwinExecutable(root_ + "/bin"), "--virtual", "--width", "1280", "--height", "800",
-               "--socket", socket_, "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities"},
-              home_, root_ + "/kwin.log", true);
+    kwin_ = TWTestDesktop::startProcess(
+        {kwinExecutable(root_ + "/bin"), "--virtual", "--width", "1280", "--height", "800",
+         "--socket", socket_, "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities"},
+        home_, root_ + "/kwin.log", true);
     std::string path = runtime_ + "/" + socket_;
     bool up = TWTestDesktop::waitFor(
         [&] {
@@ -221,23 +124,21 @@ bool TWKWinTestDesktop::startKWin(const std::vector<std::string>& permitted) {
         },
         std::chrono::seconds(60));
     if (!up || kwin_ < 0) {
-        std::ifstream log(root_ + "/kwin.log");
-        std::string text((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
-        error_ = "kwin_wayland did not start: " + text.substr(0, 2000);
+        error_ = "kwin_wayland did not start: " + TWReadFile(root_ + "/kwin.log").substr(0, 2000);
         return false;
     }
     return true;
 }
 
 pid_t TWKWinTestDesktop::spawn(const std::vector<std::string>& argv) {
-    pid_t pid = start(argv, home_);
+    pid_t pid = TWTestDesktop::startProcess(argv, home_);
     if (pid > 0)
         children_.push_back(pid);
     return pid;
 }
 
 void TWKWinTestDesktop::terminate(pid_t pid, int signal) {
-    endGroup(pid, signal);
+    TWTestDesktop::endGroup(pid, signal);
     std::erase(children_, pid);
 }
 

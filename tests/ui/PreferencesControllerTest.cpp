@@ -2,7 +2,7 @@
 // style, menu-bar mode, start at login, pane switching and the close question.
 #include "PreferencesController.h"
 #include "TWAlert.h"
-#include "TWAlertPresenter.h"
+#include "TWRecordingAlertPresenter.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimLoginItemList.h"
@@ -25,16 +25,6 @@ QApplication& application() {
     return TWTestApplication();
 }
 
-class RecordingAlertPresenter : public TWAlertPresenter {
-  public:
-    long runModal(const TWAlert& alert) override {
-        shown.push_back(alert);
-        return answer;
-    }
-    std::vector<TWAlert> shown;
-    long answer = TWAlertFirstButtonReturn;
-};
-
 class PreferencesTest : public ::testing::Test {
   protected:
     PreferencesTest() {
@@ -54,7 +44,7 @@ class PreferencesTest : public ::testing::Test {
 
     TWUserDefaults standard{std::make_shared<TWSimDefaultsStore>()};
     TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
-    RecordingAlertPresenter alerts;
+    TWRecordingAlertPresenter alerts;
     TWSimServiceManagement serviceManagement;
     TWSimLoginItemList loginItems;
     std::vector<std::string> icons;

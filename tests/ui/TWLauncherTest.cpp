@@ -49,9 +49,10 @@ class LauncherTest : public ::testing::Test {
 
     QString channelDirectory() const { return runtime.path() + "/tidewell"; }
 
-    void startInstance() {
+    void startInstance(const QString& program = programPath(),
+                       const QStringList& arguments = {"--desktop=sim"}) {
         instance.setProcessEnvironment(environment);
-        instance.start(programPath(), {"--desktop=sim"});
+        instance.start(program, arguments);
         ASSERT_TRUE(instance.waitForStarted(5000));
         // Ready once it answers a status query.
         QElapsedTimer waited;
@@ -83,8 +84,8 @@ class LauncherTest : public ::testing::Test {
     }
 
     // A raw connection to the instance's socket, for messages no tidewell would send.
-    int connectRaw() {
-        int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    int connectRaw(int flags = 0) {
+        int fd = ::socket(AF_UNIX, SOCK_STREAM | flags, 0);
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         const QByteArray path = QFile::encodeName(channelDirectory() + "/instance.sock");
@@ -115,7 +116,7 @@ class LauncherTest : public ::testing::Test {
     QProcess instance;
 };
 
-TEST_F(LauncherTest, ASecondStartHandsItsRequestToTheRunningInstance) {
+TEST_F(LauncherTest, ASecondStartHandsItsRequestToTheRunningInstanceOrReplacesACrashedOne) {
     startInstance();
     struct stat info {};
     ASSERT_EQ(::stat(QFile::encodeName(channelDirectory()).constData(), &info), 0);
@@ -142,6 +143,14 @@ TEST_F(LauncherTest, ASecondStartHandsItsRequestToTheRunningInstance) {
 
     // Still one instance: the second starts all exited, the first runs on.
     EXPECT_EQ(instance.state(), QProcess::Running);
+
+    // A crashed instance leaves its socket behind; the next start replaces it.
+    ::kill(pid_t(instance.processId()), SIGKILL);
+    instance.waitForFinished(5000);
+    ASSERT_TRUE(QFile::exists(channelDirectory() + "/instance.sock"));
+    startInstance();
+    EXPECT_EQ(runAgain({"--hide-all"}).first, 0);
+    EXPECT_TRUE(status().contains("hide-all"));
 }
 
 TEST_F(LauncherTest, BadArgumentsAndNoInstanceAreReported) {
@@ -248,17 +257,6 @@ TEST_F(LauncherTest, MalformedOversizedAndSlowMessagesAreDroppedAndTheInstanceRu
     EXPECT_TRUE(log.contains("TWInstanceChannel: message not received in time"));
 }
 
-TEST_F(LauncherTest, ACrashedInstanceIsReplacedByTheNextStart) {
-    startInstance();
-    ::kill(pid_t(instance.processId()), SIGKILL);
-    instance.waitForFinished(5000);
-    ASSERT_TRUE(QFile::exists(channelDirectory() + "/instance.sock")); // left behind
-
-    startInstance();
-    EXPECT_EQ(runAgain({"--hide-all"}).first, 0);
-    EXPECT_TRUE(status().contains("hide-all"));
-}
-
 TEST_F(LauncherTest, AStartOutlastsAProcessBrieflyHoldingTheInstanceLock) {
     // As a status query or another start handing over does: it holds the lock for a moment
     // and never listens.
@@ -289,26 +287,12 @@ TEST_F(LauncherTest, RunningOutOfDescriptorsLeavesTheChannelListening) {
 #endif
     // An instance allowed 64 descriptors, sent 200 idle connections: it runs out, says so once,
     // drops the idle connections after their time-out and answers again.
-    instance.setProcessEnvironment(environment);
-    instance.start("sh", {"-c", "ulimit -n 64 && exec \"$0\" --desktop=sim", programPath()});
-    ASSERT_TRUE(instance.waitForStarted(5000));
-    QElapsedTimer waited;
-    waited.start();
-    while (!TWInstanceChannel::sendMessage(channelDirectory(), "status", 200))
-        ASSERT_LT(waited.elapsed(), 10000) << "the instance never answered";
+    startInstance("sh", {"-c", "ulimit -n 64 && exec \"$0\" --desktop=sim", programPath()});
 
     std::vector<int> idle;
-    for (int i = 0; i < 200; ++i) {
-        int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        const QByteArray path = QFile::encodeName(channelDirectory() + "/instance.sock");
-        std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
-        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
+    for (int i = 0; i < 200; ++i)
+        if (int fd = connectRaw(SOCK_NONBLOCK); fd >= 0)
             idle.push_back(fd);
-        else
-            ::close(fd);
-    }
     EXPECT_GT(idle.size(), 64u);
     // The instance drops every idle connection it accepted after two seconds; these are done
     // once each has been closed by the instance.

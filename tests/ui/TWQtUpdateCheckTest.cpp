@@ -3,10 +3,8 @@
 #include "TWQtAlertPresenter.h"
 #include "TWQtHTTPTransport.h"
 #include "TWQtMainQueue.h"
-#include "TWRecordingWorkspace.h"
 #include "TWTestApplication.h"
 #include "TWTestPaths.h"
-#include "TWUpdateHandlers.h"
 
 #include <gtest/gtest.h>
 
@@ -210,55 +208,38 @@ bool TWQtUpdateCheck::serverStarted_ = false;
 
 } // namespace
 
-TEST_F(TWQtUpdateCheck, LinkOnTheEndpointHostIsAnUpdate) {
-    std::string link = server_->url("/download/x.zip");
-    server_->respond(200, QByteArray::fromStdString(link));
-    CheckResult r = runCheck(services(trustingTransport()));
-    ASSERT_EQ(r.calls, 1);
-    EXPECT_TRUE(r.onMainThread);
-    EXPECT_EQ(description(r), "There is an update to Tidewell available online.");
-    EXPECT_EQ(r.error->stringForKey(TWURLErrorKey), link);
-}
-
-TEST_F(TWQtUpdateCheck, RequestBodyCarriesTheValuesWithUnderscoresForSpaces) {
-    auto s = services(trustingTransport());
-    s.bundleName = "Tide well";
-    s.systemVersionString = [] { return std::optional<std::string>("Debian 12 (bookworm)"); };
-    CheckResult r = runCheck(std::move(s));
-    ASSERT_EQ(r.calls, 1);
-    auto received = server_->received();
-    ASSERT_TRUE(received);
-    EXPECT_EQ(received->first, "/updates/simpleupdate.php");
-    EXPECT_EQ(received->second, "app=Tide_well&version=1.0&os_version=Debian_12_(bookworm)");
-}
-
-TEST_F(TWQtUpdateCheck, LinkOnAnotherHostOrEmptyBodyMeansCurrent) {
-    for (const QByteArray& body :
-         {QByteArray("https://example.org/download/x.zip"), QByteArray()}) {
-        SCOPED_TRACE(body.toStdString());
-        server_->respond(200, body);
-        CheckResult r = runCheck(services(trustingTransport()));
+TEST_F(TWQtUpdateCheck, EachAnswerOfTheServerGivesItsOutcomeOnTheMainThread) {
+    const std::string link = server_->url("/download/x.zip");
+    const std::string current = "You have the current version of Tide well.";
+    const std::string failed = "An error occurred while checking for an update.";
+    const struct {
+        int status;
+        std::string body, expected;
+    } cases[] = {
+        {200, link, "There is an update to Tide well available online."},
+        {200, "https://example.org/download/x.zip", current},
+        {200, "", current},
+        {500, "Internal Server Error", current}, // an error page with a body is read as text
+        {0, "", failed},                         // the server hangs up
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.body);
+        server_->respond(c.status, QByteArray::fromStdString(c.body));
+        auto s = services(trustingTransport());
+        s.bundleName = "Tide well";
+        s.systemVersionString = [] { return std::optional<std::string>("Debian 12 (bookworm)"); };
+        CheckResult r = runCheck(std::move(s));
         ASSERT_EQ(r.calls, 1);
         EXPECT_TRUE(r.onMainThread);
-        EXPECT_EQ(description(r), "You have the current version of Tidewell.");
+        EXPECT_EQ(description(r), c.expected);
+        EXPECT_EQ(r.error->stringForKey(TWURLErrorKey).has_value(), c.body == link);
+        auto received = server_->received();
+        ASSERT_TRUE(received);
+        EXPECT_EQ(received->first, "/updates/simpleupdate.php");
+        EXPECT_EQ(received->second, "app=Tide_well&version=1.0&os_version=Debian_12_(bookworm)");
     }
-}
 
-TEST_F(TWQtUpdateCheck, ErrorPageWithABodyIsReadAsText) {
-    server_->respond(500, "Internal Server Error");
-    CheckResult r = runCheck(services(trustingTransport()));
-    ASSERT_EQ(r.calls, 1);
-    EXPECT_EQ(description(r), "You have the current version of Tidewell.");
-}
-
-TEST_F(TWQtUpdateCheck, NoAnswerFails) {
-    // A server that hangs up, and a port nobody listens on.
-    server_->respond(0, "");
-    CheckResult hungUp = runCheck(services(trustingTransport()));
-    ASSERT_EQ(hungUp.calls, 1);
-    EXPECT_TRUE(hungUp.onMainThread);
-    EXPECT_EQ(description(hungUp), "An error occurred while checking for an update.");
-
+    // A port nobody listens on.
     QTcpServer probe;
     ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
     quint16 closedPort = probe.serverPort();
@@ -267,7 +248,7 @@ TEST_F(TWQtUpdateCheck, NoAnswerFails) {
         runCheck(services(trustingTransport(), "https://localhost:" + std::to_string(closedPort) +
                                                    "/updates/simpleupdate.php"));
     ASSERT_EQ(refused.calls, 1);
-    EXPECT_EQ(description(refused), "An error occurred while checking for an update.");
+    EXPECT_EQ(description(refused), failed);
 }
 
 TEST_F(TWQtUpdateCheck, AnOversizedOrTricklingAnswerFailsWithinTheTimeLimit) {
@@ -299,26 +280,6 @@ TEST_F(TWQtUpdateCheck, UntrustedCertificateFails) {
     EXPECT_FALSE(server_->received()); // the request never got past the handshake
 }
 
-TEST_F(TWQtUpdateCheck, ManualCheckShowsTheAnswerInAMessageBox) {
-    std::string link = server_->url("/download/x.zip");
-    server_->respond(200, QByteArray::fromStdString(link));
-    CheckResult r = runCheck(services(trustingTransport()));
-    ASSERT_TRUE(r.error);
-
-    TWQtAlertPresenter presenter;
-    TWRecordingWorkspace workspace;
-    BoxAnswer answer;
-    answerNextMessageBox("Download", &answer);
-    TWManualUpdateHandler(*r.error, presenter, workspace);
-
-    ASSERT_TRUE(answer.answered);
-    EXPECT_EQ(answer.windowTitle, "Tidewell");
-    EXPECT_EQ(answer.text, "There is an update to Tidewell available online.");
-    EXPECT_EQ(answer.icon, QMessageBox::Information);
-    EXPECT_EQ(answer.buttonsLeftToRight, (QStringList{"Download", "Cancel"}));
-    EXPECT_EQ(workspace.opened, std::vector<std::string>{link});
-}
-
 TEST(TWQtAlertPresenter, ReturnsTheCodeOfTheClickedButton) {
     auto alert = TWAlert::ov_alertWithMessageText("Remove?", "Remove", "Keep", "Later",
                                                   "Remove %@ from the list?", "xterm");
@@ -338,24 +299,23 @@ TEST(TWQtAlertPresenter, ReturnsTheCodeOfTheClickedButton) {
     }
 }
 
-TEST(TWQtAlertPresenter, AnAlertWithoutButtonsGetsOK) {
-    auto alert = TWAlert::ov_alertWithMessageText("Done", std::nullopt, std::nullopt, std::nullopt,
-                                                  std::nullopt);
+TEST(TWQtAlertPresenter, AnAlertWithoutButtonsGetsOKAndClosingWithoutAButtonMeansCancel) {
     TWQtAlertPresenter presenter;
+    auto done = TWAlert::ov_alertWithMessageText("Done", std::nullopt, std::nullopt, std::nullopt,
+                                                 std::nullopt);
     BoxAnswer answer;
     answerNextMessageBox("OK", &answer);
-    EXPECT_EQ(alert->runModal(presenter), 1000);
+    EXPECT_EQ(done->runModal(presenter), 1000);
     EXPECT_EQ(answer.buttonsLeftToRight, QStringList{"OK"});
     EXPECT_EQ(answer.icon, QMessageBox::Warning);
-}
 
-TEST(TWQtAlertPresenter, ClosingWithoutAButtonMeansCancel) {
-    auto alert = TWAlert::ov_alertWithMessageText("Update", "Download", "Cancel", std::nullopt,
-                                                  std::nullopt);
-    TWQtAlertPresenter presenter;
-    BoxAnswer answer;
+    auto update = TWAlert::ov_alertWithMessageText("Update", "Download", "Cancel", std::nullopt,
+                                                   std::nullopt);
+    update->setAlertStyle(TWAlertStyleInformational);
     answerNextMessageBox("(none: the box is dismissed)", &answer);
-    EXPECT_EQ(alert->runModal(presenter), 1001);
+    EXPECT_EQ(update->runModal(presenter), 1001);
+    EXPECT_EQ(answer.icon, QMessageBox::Information);
+    EXPECT_EQ(answer.windowTitle, "Tidewell");
 }
 
 int main(int argc, char** argv) {

@@ -1,11 +1,12 @@
 // The application shell on the simulated desktop: launch sequence, dock click, dock icon and
 // menu, URL scheme, support actions, and the application object's deactivation event.
 #include "TidewellAppDelegate.h"
+#include "QFSimpleUpdater.h"
 #include "TWAlert.h"
-#include "TWAlertPresenter.h"
 #include "TWCommon.h"
 #include "TWError.h"
 #include "TWProduct.h"
+#include "TWRecordingAlertPresenter.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -38,20 +39,6 @@ TidewellApplication& application() {
     }();
     return *app;
 }
-
-// Answers every alert with a chosen button and remembers what it was shown.
-class RecordingAlertPresenter : public TWAlertPresenter {
-  public:
-    long runModal(const TWAlert& alert) override {
-        shown.push_back(alert);
-        if (onShow)
-            onShow();
-        return answer;
-    }
-    std::vector<TWAlert> shown;
-    std::function<void()> onShow;
-    long answer = TWAlertFirstButtonReturn;
-};
 
 bool contains(const std::vector<std::string>& lines, const std::string& line) {
     return std::find(lines.begin(), lines.end(), line) != lines.end();
@@ -116,7 +103,7 @@ class DelegateTest : public ::testing::Test {
     TWUserDefaults standard{standardStore};
     TWUserDefaults shared{sharedStore};
     TWCommon common{desktop, shared};
-    RecordingAlertPresenter alerts;
+    TWRecordingAlertPresenter alerts;
     TWSimServiceManagement serviceManagement;
     std::vector<std::string> journal;
     std::function<void(const std::string&)> urlHandler;
@@ -147,9 +134,7 @@ TEST_F(DelegateTest, TranslocatedLaunchBeepsAlertsAndQuitsBeforeAnythingElse) {
     EXPECT_FALSE(shared.objectForKey(TWShowFinderKey).has_value());
     EXPECT_TRUE(serviceManagement.requests().empty());
     EXPECT_TRUE(pending.empty());
-}
-
-TEST_F(DelegateTest, TranslocationIsPlainCaseSensitiveContainment) {
+    // Plain, case-sensitive containment.
     EXPECT_TRUE(TidewellAppDelegate(services("/AppTranslocation/")).isRunningTranslocated());
     EXPECT_FALSE(TidewellAppDelegate(services("/tmp/apptranslocation/x")).isRunningTranslocated());
     EXPECT_FALSE(TidewellAppDelegate(services("/tmp/AppTranslocation")).isRunningTranslocated());
@@ -162,14 +147,9 @@ TEST_F(DelegateTest, LaunchRegistersDefaultsSetsIconChecksUpdatesAndRepeatsTheIc
 
     EXPECT_EQ(journal, (std::vector<std::string>{"common", "icon AppIcon", "checkForUpdate",
                                                  "runAfter 7000"}));
+    // The defaults registered in both stores, never persisted.
     EXPECT_EQ(standard.integerForKey(TWIconStyleKey), 1);
-    EXPECT_FALSE(standard.boolForKey(TWMenubarKey));
-    EXPECT_TRUE(standard.boolForKey(TWCheckForUpdatesKey));
     EXPECT_TRUE(shared.boolForKey(TWShowFinderKey));
-    EXPECT_FALSE(shared.boolForKey(TWShowWindowKey));
-    EXPECT_TRUE(shared.boolForKey(TWMinimizeKey));
-    EXPECT_FALSE(shared.boolForKey(TWCloseAllFinderKey));
-    // Registered, never persisted.
     EXPECT_TRUE(standardStore->load().empty());
     EXPECT_TRUE(sharedStore->load().empty());
     EXPECT_TRUE(serviceManagement.requests().empty()); // "Menubar" is off
@@ -180,14 +160,13 @@ TEST_F(DelegateTest, LaunchRegistersDefaultsSetsIconChecksUpdatesAndRepeatsTheIc
     standard.setInteger(5, TWIconStyleKey);
     pending[0]();
     EXPECT_EQ(iconsApplied(), (std::vector<std::string>{"icon AppIcon", "icon Dark"}));
-}
 
-TEST_F(DelegateTest, NoUpdateCheckWhenTurnedOff) {
+    // No update check when turned off.
     standard.setBool(false, TWCheckForUpdatesKey);
-    TidewellAppDelegate delegate(services());
-    delegate.applicationDidFinishLaunching();
-    EXPECT_FALSE(contains(journal, "checkForUpdate"));
-    EXPECT_TRUE(contains(journal, "runAfter 7000"));
+    TidewellAppDelegate second(services());
+    journal.clear();
+    second.applicationDidFinishLaunching();
+    EXPECT_EQ(journal, (std::vector<std::string>{"common", "icon Dark", "runAfter 7000"}));
 }
 
 TEST_F(DelegateTest, MenuBarModeStartsTheHelperOnlyWhenItIsNotRunning) {
@@ -214,22 +193,16 @@ TEST_F(DelegateTest, LaunchCheckIsSilentUnlessThereIsALinkManualCheckAlwaysAnswe
     TidewellAppDelegate delegate(services());
     delegate.applicationDidFinishLaunching();
     ASSERT_TRUE(updateHandler);
-    TWError upToDate{"net.quillfen.updater",
-                     -1,
-                     {{TWLocalizedDescriptionKey, "You have the current version of Tidewell."}}};
+    const std::string endpoint = "https://quillfen.net/updates/simpleupdate.php";
+    const std::string link = "https://quillfen.net/download/Tidewell.tar.gz";
+    const TWError upToDate = QFSimpleUpdater::resultForResponse("", "Tidewell", endpoint);
+    const TWError available = QFSimpleUpdater::resultForResponse(link, "Tidewell", endpoint);
     updateHandler(upToDate);
     EXPECT_TRUE(alerts.shown.empty());
 
-    TWError available{
-        "net.quillfen.updater",
-        -1,
-        {{TWLocalizedDescriptionKey, "There is an update to Tidewell available online."},
-         {TWLocalizedRecoveryOptionsErrorKey, TWPlistArray{"Download", "Cancel"}},
-         {TWURLErrorKey, "https://quillfen.net/download/Tidewell.tar.gz"}}};
     updateHandler(available);
     ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(desktop.openedURLs(),
-              std::vector<std::string>{"https://quillfen.net/download/Tidewell.tar.gz"});
+    EXPECT_EQ(desktop.openedURLs(), std::vector<std::string>{link});
 
     updateHandler = nullptr;
     delegate.checkForUpdate();
@@ -240,7 +213,7 @@ TEST_F(DelegateTest, LaunchCheckIsSilentUnlessThereIsALinkManualCheckAlwaysAnswe
     EXPECT_EQ(desktop.openedURLs().size(), 1u);
 }
 
-TEST_F(DelegateTest, SecondCreationYieldsTheFirstAndRegistersTheURLHandlerOnce) {
+TEST_F(DelegateTest, SecondCreationYieldsTheFirstAndQuittingIsImmediate) {
     EXPECT_EQ(TidewellAppDelegate::sharedInstance(), nullptr);
     TidewellAppDelegate& first = TidewellAppDelegate::create(services());
     TidewellAppDelegate& second = TidewellAppDelegate::create(services("/elsewhere"));
@@ -248,6 +221,12 @@ TEST_F(DelegateTest, SecondCreationYieldsTheFirstAndRegistersTheURLHandlerOnce) 
     EXPECT_EQ(TidewellAppDelegate::sharedInstance(), &first);
     EXPECT_EQ(std::count(journal.begin(), journal.end(), "registerURLHandler"), 1);
     EXPECT_FALSE(first.isRunningTranslocated());
+
+    // Quitting detaches the preferences window and is immediate.
+    TidewellAppServices s = services();
+    s.detachPreferencesWindow = [this] { journal.push_back("detach"); };
+    EXPECT_EQ(TidewellAppDelegate(std::move(s)).applicationShouldTerminate(), TWTerminateNow);
+    EXPECT_TRUE(contains(journal, "detach"));
 }
 
 // --- Dock click and quit ---
@@ -274,19 +253,14 @@ TEST_F(DelegateTest, ReopenHidesOthersUnlessShiftIsHeld) {
     }
 }
 
-TEST_F(DelegateTest, QuittingDetachesThePreferencesWindowAndIsImmediate) {
-    TidewellAppServices s = services();
-    s.detachPreferencesWindow = [this] { journal.push_back("detach"); };
-    TidewellAppDelegate delegate(std::move(s));
-    EXPECT_EQ(delegate.applicationShouldTerminate(), TWTerminateNow);
-    EXPECT_TRUE(contains(journal, "detach"));
-}
-
 // --- Dock icon and menu ---
 
-TEST_F(DelegateTest, InvalidIconStylesAreRepairedValidOnesKept) {
+TEST_F(DelegateTest, AbsentIconStyleIsTheDefaultInvalidOnesAreRepairedValidOnesKept) {
     TidewellAppDelegate delegate(services());
     delegate.registerDefaults();
+    delegate.setDockIcon(); // absent: the registered default, nothing written
+    EXPECT_EQ(iconsApplied(), std::vector<std::string>{"icon AppIcon"});
+    EXPECT_EQ(standardStore->updateCount(), 0);
     for (int invalid : {3, 0, 6, -1, 1000}) {
         standard.setInteger(invalid, TWIconStyleKey);
         journal.clear();
@@ -301,7 +275,9 @@ TEST_F(DelegateTest, InvalidIconStylesAreRepairedValidOnesKept) {
 
     const std::pair<int, const char*> valid[] = {
         {1, "AppIcon"}, {2, "Purple"}, {4, "Graphite"}, {5, "Dark"}};
+    EXPECT_TRUE(TWTrayIcon::iconNamed("Sepia").isNull());
     for (auto [style, name] : valid) {
+        EXPECT_FALSE(TWTrayIcon::iconNamed(name).isNull()) << name; // compiled in
         standard.setInteger(style, TWIconStyleKey);
         const int updatesBefore = standardStore->updateCount();
         journal.clear();
@@ -312,34 +288,14 @@ TEST_F(DelegateTest, InvalidIconStylesAreRepairedValidOnesKept) {
     }
 }
 
-TEST_F(DelegateTest, AbsentStyleUsesTheRegisteredDefaultWithoutWriting) {
-    TidewellAppDelegate delegate(services());
-    delegate.registerDefaults();
-    delegate.setDockIcon();
-    EXPECT_EQ(iconsApplied(), std::vector<std::string>{"icon AppIcon"});
-    EXPECT_EQ(standardStore->updateCount(), 0);
-}
-
-TEST_F(DelegateTest, EveryIconStyleHasACompiledInImage) {
-    for (const char* name : {"AppIcon", "Purple", "Graphite", "Dark"})
-        EXPECT_FALSE(TWTrayIcon::iconNamed(name).isNull()) << name;
-    EXPECT_TRUE(TWTrayIcon::iconNamed("Sepia").isNull());
-}
-
-TEST_F(DelegateTest, EachDockMenuRequestBuildsANewMenu) {
+TEST_F(DelegateTest, TrayMenuRendersTheModelAndEveryItemWorks) {
     TidewellAppDelegate delegate(services());
     EXPECT_EQ(delegate.twMenu(), nullptr);
     delegate.removeMenu(); // no status item: nothing happens
+    // Each request builds a new menu.
     std::shared_ptr<TWMenu> first = delegate.applicationDockMenu();
-    std::shared_ptr<TWMenu> second = delegate.applicationDockMenu();
-    ASSERT_TRUE(first && second);
-    EXPECT_NE(first, second);
-    EXPECT_EQ(delegate.dockMenu(), second);
-    EXPECT_EQ(second->title(), "DockMenu");
-}
-
-TEST_F(DelegateTest, TrayMenuRendersTheModelAndEveryItemWorks) {
-    TidewellAppDelegate delegate(services());
+    EXPECT_NE(first, delegate.applicationDockMenu());
+    EXPECT_EQ(delegate.dockMenu()->title(), "DockMenu");
     QMenu menu;
     TWTrayIcon::fillMenu(&menu, delegate.applicationDockMenu());
     QStringList titles;
@@ -356,24 +312,18 @@ TEST_F(DelegateTest, TrayMenuRendersTheModelAndEveryItemWorks) {
     EXPECT_FALSE(actionTitled("Toggle Visibility")->isEnabled());
     EXPECT_TRUE(actionTitled("   Terminal")->isEnabled());
 
-    desktop.clearLog();
-    actionTitled("Preferences...")->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(desktop.openedURLs(), std::vector<std::string>{"x-tidewell-action://preferences"});
-
-    actionTitled("   Terminal")->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(contains(desktop.log(), "hide Terminal"));
-
-    desktop.clearLog();
-    actionTitled("Hide All")->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(contains(desktop.log(), "hide Editor"));
-
-    desktop.clearLog();
-    actionTitled("Show All")->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(contains(desktop.log(), "unhide Editor"));
+    // Each item runs its action (one request each makes of the desktop).
+    const std::pair<const char*, const char*> triggered[] = {
+        {"Preferences...", "openURL x-tidewell-action://preferences"},
+        {"   Terminal", "hide Terminal"},
+        {"Hide All", "hide Editor"},
+        {"Show All", "unhide Editor"}};
+    for (const auto& [title, request] : triggered) {
+        desktop.clearLog();
+        actionTitled(title)->trigger();
+        QCoreApplication::processEvents();
+        EXPECT_TRUE(contains(desktop.log(), request)) << title;
+    }
 
     // Rebuilding replaces the contents rather than appending.
     TWTrayIcon::fillMenu(&menu, delegate.applicationDockMenu());
@@ -411,25 +361,20 @@ TEST_F(DelegateTest, OnlyThePreferencesRequestOfOurSchemeOpensPreferences) {
     EXPECT_TRUE(desktop.openedURLs().empty());
 }
 
-TEST_F(DelegateTest, FeedbackMailNamesTheVersionUnescaped) {
+TEST_F(DelegateTest, FeedbackMailNamesTheVersionUnescapedProductPageOpensInvalidURLsNothing) {
     TidewellAppDelegate delegate(services());
     delegate.sendFeedback();
     ASSERT_EQ(desktop.openedURLs().size(), 1u);
     const std::string opened = desktop.openedURLs()[0];
     EXPECT_EQ(opened, std::string("mailto:") + TWSupportEmailAddress +
                           "?subject=Tidewell%202.0.1%20feedback");
-    std::optional<TWURL> url = TWURL::URLWithString(opened);
-    ASSERT_TRUE(url);
-    EXPECT_EQ(url->scheme(), "mailto");
-    EXPECT_EQ(url->query(), "subject=Tidewell%202.0.1%20feedback");
-}
+    ASSERT_TRUE(TWURL::URLWithString(opened));
+    EXPECT_EQ(TWURL::URLWithString(opened)->query(), "subject=Tidewell%202.0.1%20feedback");
 
-TEST_F(DelegateTest, ProductPageOpensAndInvalidURLsOpenNothing) {
-    TidewellAppDelegate delegate(services());
     delegate.productPage();
     delegate.performOpenURL("not a url");
     delegate.performOpenURL("");
-    EXPECT_EQ(desktop.openedURLs(), std::vector<std::string>{TWProductPageURL});
+    EXPECT_EQ(desktop.openedURLs(), (std::vector<std::string>{opened, TWProductPageURL}));
 }
 
 // --- The application object ---

@@ -23,8 +23,6 @@ std::string bailout(const std::string& text) {
            "\".";
 }
 
-// Collects every logged line while alive.
-
 enum class Logged { Nothing, Warning, Bailout };
 
 struct ParseCase {
@@ -245,7 +243,7 @@ TEST_F(OVSystemVersionCurrent, VersionIDIsReadWithShellQuoting) {
     }
 }
 
-TEST_F(OVSystemVersionCurrent, FallsBackOnlyWhenTheFirstFileIsMissing) {
+TEST_F(OVSystemVersionCurrent, FallsBackOnlyWhenTheFirstFileIsMissingAndKeepsWhatItRead) {
     EXPECT_EQ(current(), "(nil)") << "neither file exists";
     write(lib, "VERSION_ID=\"11\"\n");
     EXPECT_EQ(current(), "11") << "a failed read is retried, and the fallback file is used";
@@ -253,16 +251,14 @@ TEST_F(OVSystemVersionCurrent, FallsBackOnlyWhenTheFirstFileIsMissing) {
     OVSystemVersion::setOSReleasePathsForTesting({etc.string(), lib.string()});
     write(etc, "NAME=Nothing\n");
     EXPECT_EQ(current(), "(nil)") << "an existing first file is the one that counts";
-}
 
-TEST_F(OVSystemVersionCurrent, ASuccessfulReadIsKeptForTheProcess) {
+    // A successful read is kept for the process: the same shared instance, not a re-read.
     write(etc, "VERSION_ID=10.0\n");
     auto first = OVSystemVersion::currentSystemVersion();
     ASSERT_TRUE(first);
     write(etc, "VERSION_ID=11.0\n");
-    auto second = OVSystemVersion::currentSystemVersion();
-    EXPECT_EQ(second.get(), first.get()) << "the same shared instance, not a re-read";
-    EXPECT_EQ(second->string(), "10.0");
+    EXPECT_EQ(OVSystemVersion::currentSystemVersion().get(), first.get());
+    EXPECT_EQ(first->string(), "10.0");
 }
 
 TEST_F(OVSystemVersionCurrent, ClassWideAnswersAreCachedPerStringIncludingUnreadableOnes) {

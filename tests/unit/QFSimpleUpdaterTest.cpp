@@ -185,24 +185,6 @@ TEST(QFSimpleUpdaterRequest, BodyEscapesOnlySpacesAndAMissingValueEndsTheList) {
               "app=Tidewell&version=1.0&os_version=(null)");
 }
 
-TEST(QFSimpleUpdaterRequest, TheSystemVersionIsReadHereAndTheBodyPostedFromAnotherThread) {
-    Check check("");
-    std::thread::id readOn;
-    auto services = check.services("My App", "1.2");
-    services.systemVersionString = [&readOn]() -> std::optional<std::string> {
-        readOn = std::this_thread::get_id();
-        return "Ubuntu 24.04 LTS";
-    };
-    std::make_shared<QFSimpleUpdater>(check.handler(), services)->start();
-    ASSERT_TRUE(check.waitForResult());
-    EXPECT_EQ(readOn, std::this_thread::get_id());
-    ASSERT_EQ(check.transport->requests.size(), 1u);
-    const auto& request = check.transport->requests[0];
-    EXPECT_EQ(request.url, kEndpoint);
-    EXPECT_EQ(request.body, "app=My_App&version=1.2&os_version=Ubuntu_24.04_LTS");
-    EXPECT_NE(request.thread, std::this_thread::get_id());
-}
-
 // --- The outcomes ---
 
 namespace {
@@ -302,12 +284,19 @@ TEST(QFSimpleUpdaterDelivery, OneCallOnTheMainThreadWhileTheUpdaterLivesThenItIs
     std::weak_ptr<QFSimpleUpdater> weak;
     bool aliveInHandler = false;
     auto handler = check.handler();
+    // The system version is read on this thread, the body posted from another one.
+    std::thread::id readOn;
+    auto services = check.services("My App", "1.2");
+    services.systemVersionString = [&readOn]() -> std::optional<std::string> {
+        readOn = std::this_thread::get_id();
+        return "Ubuntu 24.04 LTS";
+    };
     auto updater = std::make_shared<QFSimpleUpdater>(
         [&](const TWError& error) {
             aliveInHandler = !weak.expired();
             handler(error);
         },
-        check.services());
+        services);
     weak = updater;
     updater->start();
     updater.reset();
@@ -321,36 +310,36 @@ TEST(QFSimpleUpdaterDelivery, OneCallOnTheMainThreadWhileTheUpdaterLivesThenItIs
     EXPECT_TRUE(weak.expired());
     ASSERT_EQ(transport->completionThreads.size(), 1u);
     EXPECT_NE(transport->completionThreads[0], std::this_thread::get_id());
+    EXPECT_EQ(readOn, std::this_thread::get_id());
+    ASSERT_EQ(transport->requests.size(), 1u);
+    EXPECT_EQ(transport->requests[0].url, kEndpoint);
+    EXPECT_EQ(transport->requests[0].body, "app=My_App&version=1.2&os_version=Ubuntu_24.04_LTS");
+    EXPECT_NE(transport->requests[0].thread, std::this_thread::get_id());
 }
 
-TEST(QFSimpleUpdaterDelivery, WithoutAHandlerTheRequestIsStillSentAndNothingIsCalled) {
-    Check check("https://updates.quillfen.net/x");
-    std::make_shared<QFSimpleUpdater>(nullptr, check.services())->start();
-    // Nothing reaches the main queue, so wait for the transport's completion to return.
-    for (int i = 0; i < 4000 && check.transport->completed.load() == 0; ++i)
-        std::this_thread::sleep_for(5ms);
-    EXPECT_EQ(check.transport->completed.load(), 1);
-    EXPECT_TRUE(check.results.empty());
-}
-
-TEST(QFSimpleUpdaterDelivery, TheClassMethodUsesTheConfiguredServices) {
+TEST(QFSimpleUpdaterDelivery, TheClassMethodWithoutAHandlerOrATransport) {
+    // The configured services; without a handler the request is still sent, nothing called.
     Check check("https://updates.quillfen.net/y");
     QFSimpleUpdater::configure(check.services("Configured", "9"));
     QFSimpleUpdater::checkForUpdateWithCompletionHandler(check.handler());
+    QFSimpleUpdater::checkForUpdateWithCompletionHandler(nullptr);
     QFSimpleUpdater::configure({});
     ASSERT_TRUE(check.waitForResult());
+    for (int i = 0; i < 4000 && check.transport->completed.load() < 2; ++i)
+        std::this_thread::sleep_for(5ms);
+    EXPECT_EQ(check.transport->completed.load(), 2);
+    EXPECT_EQ(check.results.size(), 1u);
     EXPECT_EQ(check.transport->requests.at(0).body, "app=Configured&version=9&os_version=12");
     EXPECT_EQ(text(check.results.at(0), TWURLErrorKey), "https://updates.quillfen.net/y");
-}
 
-TEST(QFSimpleUpdaterDelivery, NoTransportGivesTheFailedOutcomeAndSaysWhy) {
+    // No transport: the failed outcome, and a line saying why.
     TWLogCapture log;
-    Check check("");
-    auto services = check.services();
+    Check none("");
+    auto services = none.services();
     services.transport = nullptr;
-    std::make_shared<QFSimpleUpdater>(check.handler(), services)->start();
-    ASSERT_TRUE(check.waitForResult());
-    EXPECT_EQ(text(check.results.at(0), TWLocalizedDescriptionKey),
+    std::make_shared<QFSimpleUpdater>(none.handler(), services)->start();
+    ASSERT_TRUE(none.waitForResult());
+    EXPECT_EQ(text(none.results.at(0), TWLocalizedDescriptionKey),
               "An error occurred while checking for an update.");
     ASSERT_FALSE(log.lines.empty());
     EXPECT_EQ(log.lines[0].rfind("QFSimpleUpdater: ", 0), 0u);

@@ -60,7 +60,7 @@ TEST(TWAlertBuilder, ButtonsAreAddedInOrderAndCodedByPosition) {
     EXPECT_EQ(choose(*none, "OK"), 1000);
 }
 
-TEST(TWAlertBuilder, InformativeTextIsFormattedOnlyFromANonEmptyFormat) {
+TEST(TWAlertBuilder, InformativeTextIsFormattedOnlyFromANonEmptyFormatMessageKeptIfGiven) {
     auto one = TWAlert::ov_alertWithMessageText("m", "OK", std::nullopt, std::nullopt,
                                                 "Remove %@ from the list?", "Firefox");
     EXPECT_EQ(one->informativeText(), "Remove Firefox from the list?");
@@ -76,13 +76,9 @@ TEST(TWAlertBuilder, InformativeTextIsFormattedOnlyFromANonEmptyFormat) {
     auto missing = TWAlert::ov_alertWithMessageText("m", "OK", std::nullopt, std::nullopt,
                                                     std::nullopt, "ignored");
     EXPECT_FALSE(missing->informativeText());
-}
-
-TEST(TWAlertBuilder, MessageIsSetWhenGivenEvenIfEmpty) {
+    // The message is set when given, even if empty.
     EXPECT_EQ(TWAlert::ov_alertWithMessageText("", "OK", "", "", "")->messageText(), "");
-    EXPECT_FALSE(TWAlert::ov_alertWithMessageText(std::nullopt, "OK", "", "", "")->messageText());
-    EXPECT_EQ(TWAlert::ov_alertWithMessageText("Hello", "OK", "", "", "")->alertStyle(),
-              TWAlertStyleWarning);
+    EXPECT_EQ(empty->alertStyle(), TWAlertStyleWarning);
 }
 
 TEST(TWAlertFromError, TextsAndButtonsComeFromTheUserInformation) {
@@ -123,61 +119,41 @@ TWError failed() {
 }
 } // namespace
 
-TEST(TWUpdateHandlers, UpdateAlertDownloadOpensTheLink) {
+TEST(TWUpdateHandlers, AnUpdateIsOfferedAlwaysAndDownloadOpensTheLink) {
     for (auto handler : {&TWLaunchUpdateHandler, &TWManualUpdateHandler}) {
-        ChoosingPresenter presenter("Download");
-        TWRecordingWorkspace workspace;
-        handler(available(), presenter, workspace);
+        for (const char* choice : {"Download", "Cancel"}) {
+            ChoosingPresenter presenter(choice);
+            TWRecordingWorkspace workspace;
+            handler(available(), presenter, workspace);
 
-        ASSERT_EQ(presenter.shown.size(), 1u);
-        const TWAlert& alert = presenter.shown[0];
-        EXPECT_EQ(alert.messageText(), "There is an update to Tidewell available online.");
-        EXPECT_EQ(alert.informativeText(), "");
-        EXPECT_EQ(alert.buttons(), (std::vector<std::string>{"Download", "Cancel"}));
-        EXPECT_EQ(alert.alertStyle(), TWAlertStyleInformational);
-        EXPECT_EQ(workspace.opened, std::vector<std::string>{kLink});
+            ASSERT_EQ(presenter.shown.size(), 1u);
+            const TWAlert& alert = presenter.shown[0];
+            EXPECT_EQ(alert.messageText(), "There is an update to Tidewell available online.");
+            EXPECT_EQ(alert.informativeText(), "");
+            EXPECT_EQ(alert.buttons(), (std::vector<std::string>{"Download", "Cancel"}));
+            EXPECT_EQ(alert.alertStyle(), TWAlertStyleInformational);
+            EXPECT_EQ(workspace.opened, std::string(choice) == "Download"
+                                            ? std::vector<std::string>{kLink}
+                                            : std::vector<std::string>{});
+        }
     }
 }
 
-TEST(TWUpdateHandlers, UpdateAlertCancelOpensNothing) {
-    for (auto handler : {&TWLaunchUpdateHandler, &TWManualUpdateHandler}) {
-        ChoosingPresenter presenter("Cancel");
-        TWRecordingWorkspace workspace;
-        handler(available(), presenter, workspace);
-        EXPECT_EQ(presenter.shown.size(), 1u);
-        EXPECT_TRUE(workspace.opened.empty());
-    }
-}
-
-TEST(TWUpdateHandlers, AtLaunchOnlyAnUpdateIsShown) {
-    for (const TWError& error : {current(), failed()}) {
-        ChoosingPresenter presenter;
+TEST(TWUpdateHandlers, OtherOutcomesAreAnsweredOnRequestOnlyAndOpenNothing) {
+    const std::pair<TWError, std::string> cases[] = {
+        {current(), "You have the current version of Tidewell.|No updates are available."},
+        {failed(), "An error occurred while checking for an update.|Please check your internet "
+                   "connection and try again."},
+    };
+    for (const auto& [error, texts] : cases) {
+        ChoosingPresenter presenter("OK");
         TWRecordingWorkspace workspace;
         TWLaunchUpdateHandler(error, presenter, workspace);
         EXPECT_TRUE(presenter.shown.empty());
-        EXPECT_TRUE(workspace.opened.empty());
-    }
-}
-
-TEST(TWUpdateHandlers, OnRequestEveryOutcomeIsAnswered) {
-    struct Case {
-        TWError error;
-        std::string message;
-        std::string informative;
-    };
-    const Case cases[] = {
-        {current(), "You have the current version of Tidewell.", "No updates are available."},
-        {failed(), "An error occurred while checking for an update.",
-         "Please check your internet connection and try again."},
-    };
-    for (const Case& c : cases) {
-        ChoosingPresenter presenter("OK");
-        TWRecordingWorkspace workspace;
-        TWManualUpdateHandler(c.error, presenter, workspace);
+        TWManualUpdateHandler(error, presenter, workspace);
         ASSERT_EQ(presenter.shown.size(), 1u);
         const TWAlert& alert = presenter.shown[0];
-        EXPECT_EQ(alert.messageText(), c.message);
-        EXPECT_EQ(alert.informativeText(), c.informative);
+        EXPECT_EQ(*alert.messageText() + "|" + *alert.informativeText(), texts);
         EXPECT_TRUE(alert.buttons().empty()); // the presenter's own "OK", code 1000
         EXPECT_EQ(alert.alertStyle(), TWAlertStyleInformational);
         EXPECT_TRUE(workspace.opened.empty());

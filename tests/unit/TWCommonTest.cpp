@@ -38,6 +38,23 @@ struct Fixture {
     void exclude(const std::vector<TWPlistValue>& records) {
         shared.setObject(TWPlistArray(records), TWExcludedAppsKey);
     }
+    // The requests that change something, in order (queries left out); or only those that
+    // begin with `prefix`.
+    Log effects(const std::string& prefix = "") const {
+        static const char* const kinds[] = {"hide ",  "unhide ",    "activate ", "collapse ",
+                                            "close ", "setTarget ", "openURL ",  "new object "};
+        Log out;
+        for (const auto& line : desk.log())
+            if (prefix.empty() ? std::any_of(std::begin(kinds), std::end(kinds),
+                                             [&](const char* k) { return line.starts_with(k); })
+                               : line.starts_with(prefix))
+                out.push_back(line);
+        return out;
+    }
+    bool logged(const std::string& line) const {
+        const Log log = desk.log();
+        return std::find(log.begin(), log.end(), line) != log.end();
+    }
 };
 
 TWPlistValue excludedRecord(const std::string& name, const std::string& bundleID) {
@@ -55,8 +72,8 @@ TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRe
     auto finder = f.launch(kFinder, "Finder");
     auto self = f.launch(TWOwnBundleIdentifier, "Tidewell");
     auto p = f.launch("com.example.p", "P");
-    auto q = f.launch("com.example.q", "Q");
-    auto r = f.launch("com.example.r", "R");
+    f.launch("com.example.q", "Q");
+    f.launch("com.example.r", "R");
     f.desk.setHidden(finder, true);
     f.desk.makeActive(self); // the dock click
     f.desk.addFileManagerWindows(2);
@@ -64,58 +81,44 @@ TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRe
 
     f.common.showFinderHideOthers();
 
-    EXPECT_EQ(f.desk.log(),
-              (Log{"runningApplications", "unhide Finder", "activate Finder 2",
-                   "runningApplications", // the front switch to Finder, recorded
-                   "scripting com.apple.finder", "FinderWindows", "count", "FinderWindows",
-                   "firstObject", "collapse window 1", "count", "FinderWindows", "firstObject",
-                   "collapse window 2", "count", "hide R", "hide Q", "hide P"}));
+    // Finder forward, its windows collapsed, then the most recently launched hidden first.
+    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "activate Finder 2", "collapse window 1",
+                                "collapse window 2", "hide R", "hide Q", "hide P"}));
     EXPECT_EQ(f.desk.flushCount(), 1);
-    EXPECT_FALSE(f.hidden(finder));
     EXPECT_TRUE(f.desk.application(finder)->active);
     EXPECT_FALSE(f.hidden(self));
-    EXPECT_TRUE(f.hidden(p) && f.hidden(q) && f.hidden(r));
-    for (const auto& w : f.desk.fileManagerWindows())
-        EXPECT_TRUE(w.collapsed) << w.name;
+    EXPECT_TRUE(f.hidden(p));
     EXPECT_EQ(f.common.currentActiveBundleID(), std::optional<std::string>(kFinder));
 }
 
-TEST(TWCommonHideOthers, ShowFinderOffHidesFinderFirstAndOpensNoWindow) {
-    Fixture f;
-    f.launch(kFinder, "Finder");
-    f.launch(TWOwnBundleIdentifier, "Tidewell");
-    f.launch("com.example.p", "P");
-    f.launch("com.example.q", "Q");
-    f.shared.setBool(false, TWShowFinderKey);
-    f.shared.setBool(true, TWShowWindowKey);
-    f.shared.setBool(false, TWMinimizeKey);
-    f.desk.clearLog();
+TEST(TWCommonHideOthers, ShowFinderOffHidesFinderFirstUnlessOurOwnApplicationIsAbsent) {
+    for (bool ownRunning : {true, false}) {
+        SCOPED_TRACE(ownRunning);
+        Fixture f;
+        auto finder = f.launch(kFinder, "Finder");
+        if (ownRunning)
+            f.launch(TWOwnBundleIdentifier, "Tidewell");
+        else // the helper acting alone still brings the file manager forward
+            f.launch(TWHelperBundleIdentifier, "Tidewell Menu", TWActivationPolicyAccessory);
+        f.launch("com.example.p", "P");
+        f.launch("com.example.q", "Q");
+        f.shared.setBool(false, TWShowFinderKey);
+        f.shared.setBool(true, TWShowWindowKey);
+        f.shared.setBool(false, TWMinimizeKey);
+        f.desk.clearLog();
 
-    f.common.showFinderHideOthers();
+        f.common.showFinderHideOthers();
 
-    EXPECT_EQ(f.desk.log(), (Log{"runningApplications", "hide Finder", "hide Q", "hide P"}));
-    // The new-window step, last, asks for "ShowWindow" first, then "ShowFinder".
-    const Log reads = f.sharedBacking->readKeys();
-    const auto step = std::find(reads.rbegin(), reads.rend(), TWCloseAllFinderKey).base();
-    EXPECT_EQ(Log(step, reads.end()), (Log{TWShowWindowKey, TWShowFinderKey}));
-}
-
-TEST(TWCommonHideOthers, WithoutOurOwnApplicationRunningFinderIsShownWhateverTheSetting) {
-    Fixture f;
-    auto finder = f.launch(kFinder, "Finder");
-    f.launch(TWHelperBundleIdentifier, "Tidewell Menu", TWActivationPolicyAccessory);
-    f.launch("com.example.p", "P");
-    f.desk.setHidden(finder, true);
-    f.shared.setBool(false, TWShowFinderKey);
-    f.shared.setBool(true, TWShowWindowKey);
-    f.shared.setBool(false, TWMinimizeKey);
-    f.desk.clearLog();
-
-    f.common.showFinderHideOthers();
-
-    EXPECT_EQ(f.desk.log(), (Log{"runningApplications", "unhide Finder", "activate Finder 2",
-                                 "runningApplications", "hide P"}))
-        << "Finder shown, but no new window: that still needs ShowFinder";
+        // Never a new window: that needs "ShowFinder" as well.
+        EXPECT_EQ(f.effects(),
+                  ownRunning ? (Log{"hide Finder", "hide Q", "hide P"})
+                             : (Log{"unhide Finder", "activate Finder 2", "hide Q", "hide P"}));
+        EXPECT_EQ(f.hidden(finder), ownRunning);
+        // The new-window step, last, asks for "ShowWindow" first, then "ShowFinder".
+        const Log reads = f.sharedBacking->readKeys();
+        const auto step = std::find(reads.rbegin(), reads.rend(), TWCloseAllFinderKey).base();
+        EXPECT_EQ(Log(step, reads.end()), (Log{TWShowWindowKey, TWShowFinderKey}));
+    }
 }
 
 TEST(TWCommonHideOthers, ExcludedIdentifiersStayVisibleWhateverTheRestOfTheRecord) {
@@ -125,7 +128,6 @@ TEST(TWCommonHideOthers, ExcludedIdentifiersStayVisibleWhateverTheRestOfTheRecor
     f.launch(TWOwnBundleIdentifier, "Tidewell");
     auto p = f.launch("com.example.p", "P");
     auto q = f.launch("com.example.q", "Q");
-    auto r = f.launch("com.example.r", "R");
     f.shared.setBool(false, TWMinimizeKey);
     // Q twice (the second record's bookmark is garbage, as for a deleted application), one
     // record of an application not running, and two malformed entries.
@@ -134,56 +136,49 @@ TEST(TWCommonHideOthers, ExcludedIdentifiersStayVisibleWhateverTheRestOfTheRecor
                                  {TWExcludedURLDataField, TWPlistValue(TWPlistData{})}},
                excludedRecord("Gone", "com.example.gone"), TWPlistValue("not a record"),
                TWPlistDictionary{{TWExcludedNameField, TWPlistValue("no id")}}});
-    f.desk.clearLog();
 
     f.common.showFinderHideOthers();
 
-    auto log = f.desk.log();
-    EXPECT_EQ(Log(log.end() - 2, log.end()), (Log{"hide R", "hide P"}));
     EXPECT_FALSE(f.hidden(q));
-    EXPECT_TRUE(f.hidden(p) && f.hidden(r));
-    EXPECT_EQ(std::count_if(captured.lines.begin(), captured.lines.end(),
-                            [](const std::string& l) { return l.rfind("TWCommon: ", 0) == 0; }),
-              2);
+    EXPECT_TRUE(f.hidden(p));
+    EXPECT_EQ(captured.countStartingWith("TWCommon: "), 2);
 }
 
-TEST(TWCommonHideOthers, OnlyRegularApplicationsAreHiddenWithOrWithoutAnIdentifier) {
+TEST(TWCommonHideOthers, OnlyRegularApplicationsAreHiddenOrShownWithOrWithoutAnIdentifier) {
     Fixture f;
     f.launch(kFinder, "Finder");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
-    auto first = f.launch("org.example.editor", "Editor");
+    f.launch("org.example.editor", "Editor");
     auto menuUtility = f.launch("org.example.meter", "Meter", TWActivationPolicyAccessory);
     auto daemon = f.launch("org.example.daemon", "Daemon", TWActivationPolicyProhibited);
-    auto anonymous = f.launch(nullptr, "xclock");
-    auto second = f.launch("org.example.editor", "Editor");
+    f.launch(nullptr, "xclock");
+    f.launch("org.example.editor", "Editor");
     f.shared.setBool(false, TWMinimizeKey);
     f.desk.clearLog();
 
     f.common.showFinderHideOthers();
-
-    auto log = f.desk.log();
-    EXPECT_EQ(Log(log.begin() + 4, log.end()), (Log{"hide Editor", "hide xclock", "hide Editor"}));
-    EXPECT_TRUE(f.hidden(first) && f.hidden(second) && f.hidden(anonymous));
-    EXPECT_FALSE(f.hidden(menuUtility) || f.hidden(daemon));
-
-    // Show-all does not touch them either.
+    EXPECT_EQ(f.effects("hide "), (Log{"hide Editor", "hide xclock", "hide Editor"}));
     f.desk.clearLog();
     f.common.showAll();
-    for (const auto& entry : f.desk.log())
-        EXPECT_TRUE(entry.find("Meter") == std::string::npos &&
-                    entry.find("Daemon") == std::string::npos)
-            << entry;
+    EXPECT_EQ(f.effects("unhide "), (Log{"unhide Finder", "unhide Tidewell", "unhide Editor",
+                                         "unhide xclock", "unhide Editor"}));
+    EXPECT_FALSE(f.hidden(menuUtility) || f.hidden(daemon));
 }
 
-TEST(TWCommonHideOthers, SettingsChangedBetweenTwoActionsTakeEffect) {
+TEST(TWCommonHideOthers, SettingsChangedBetweenTwoActionsTakeEffectForAnyFileManager) {
     Fixture f;
-    auto finder = f.launch(kFinder, "Finder");
+    f.desk.setFileManagerBundleIdentifier("org.gnome.Nautilus");
+    f.launch(kFinder, "Old Finder");
+    auto files = f.launch("org.gnome.Nautilus", "Files");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
     f.desk.addFileManagerWindows(1);
 
     f.common.showFinderHideOthers();
-    EXPECT_FALSE(f.hidden(finder));
+    EXPECT_FALSE(f.hidden(files));
     EXPECT_TRUE(f.desk.fileManagerWindows()[0].collapsed);
+    EXPECT_EQ(f.effects().front(), "unhide Files");
+    EXPECT_EQ(f.effects().back(), "hide Old Finder");
+    EXPECT_TRUE(f.logged("scripting org.gnome.Nautilus"));
 
     f.shared.setBool(false, TWShowFinderKey);
     f.shared.setBool(false, TWMinimizeKey);
@@ -192,28 +187,10 @@ TEST(TWCommonHideOthers, SettingsChangedBetweenTwoActionsTakeEffect) {
     f.desk.clearLog();
     f.common.showFinderHideOthers();
 
-    EXPECT_TRUE(f.hidden(finder));
+    EXPECT_TRUE(f.hidden(files));
     EXPECT_TRUE(f.desk.fileManagerWindows().empty());
-    EXPECT_EQ(f.desk.log()[1], "hide Finder");
+    EXPECT_EQ(f.effects().front(), "hide Files");
     EXPECT_GT(f.sharedBacking->loadCount(), loadsBefore);
-}
-
-TEST(TWCommonHideOthers, AnotherFileManagerIsTreatedAsFinder) {
-    Fixture f;
-    f.desk.setFileManagerBundleIdentifier("org.gnome.Nautilus");
-    f.launch(kFinder, "Old Finder");
-    auto files = f.launch("org.gnome.Nautilus", "Files");
-    f.launch(TWOwnBundleIdentifier, "Tidewell");
-    f.desk.addFileManagerWindows(1);
-    f.desk.clearLog();
-
-    f.common.showFinderHideOthers();
-
-    auto log = f.desk.log();
-    EXPECT_EQ(log[1], "unhide Files");
-    EXPECT_EQ(log[4], "scripting org.gnome.Nautilus");
-    EXPECT_EQ(log.back(), "hide Old Finder");
-    EXPECT_FALSE(f.hidden(files));
 }
 
 // ---------------------------------------------------------------- file-manager windows
@@ -251,68 +228,26 @@ TEST(TWCommonFinderWindows, EmptyOrSwitchedOffOperationsAskOnceOrNothing) {
     EXPECT_TRUE(f.desk.log().empty());
 }
 
-TEST(TWCommonFinderWindows, CloseAllAsksAgainUntilARefusingWindowGoes) {
-    Fixture f;
-    f.shared.setBool(true, TWCloseAllFinderKey);
-    f.desk.addFileManagerWindow("unsaved", false, 2);
-    f.desk.addFileManagerWindow("docs");
-    f.desk.clearLog();
-
-    f.common.closeAllFinderWindows(nullptr);
-
-    Log expected{"scripting com.apple.finder", "FinderWindows", "count"};
-    for (const char* name : {"unsaved", "unsaved", "unsaved", "docs"})
-        expected.insert(expected.end(), {"FinderWindows", "firstObject",
-                                         std::string("close ") + name, "FinderWindows", "count"});
-    EXPECT_EQ(f.desk.log(), expected);
-    EXPECT_TRUE(f.desk.fileManagerWindows().empty());
-}
-
-TEST(TWCommonFinderWindows, MinimizeAndCloseTogetherCollapseFirstThenCloseAll) {
-    Fixture f;
-    f.launch(kFinder, "Finder");
-    f.launch(TWOwnBundleIdentifier, "Tidewell");
-    f.shared.setBool(true, TWCloseAllFinderKey);
-    f.desk.addFileManagerWindows(2);
-    f.desk.clearLog();
-
-    f.common.showFinderHideOthers();
-
-    Log closes, collapses;
-    for (const auto& entry : f.desk.log()) {
-        if (entry.rfind("collapse ", 0) == 0)
-            collapses.push_back(entry);
-        if (entry.rfind("close ", 0) == 0) {
-            EXPECT_EQ(collapses.size(), 2u) << "a close came before the collapses ended";
-            closes.push_back(entry);
-        }
-    }
-    EXPECT_EQ(collapses, (Log{"collapse window 1", "collapse window 2"}));
-    EXPECT_EQ(closes, (Log{"close window 1", "close window 2"}));
-    EXPECT_TRUE(f.desk.fileManagerWindows().empty());
-}
-
-TEST(TWCommonFinderWindows, NewWindowComesLastAndShowsTheFileManagersOwnLocation) {
+TEST(TWCommonFinderWindows, CollapseAllCloseAllAskingAgainThenHideThenOneNewWindowAtItsLocation) {
     Fixture f;
     f.launch(kFinder, "Finder");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
     f.launch("com.example.p", "P");
+    f.shared.setBool(true, TWCloseAllFinderKey);
     f.shared.setBool(true, TWShowWindowKey);
-    f.shared.setBool(false, TWMinimizeKey);
     f.desk.setNewWindowTarget("file:///srv/projects/");
-    f.desk.addFileManagerWindow("old", true);
+    f.desk.addFileManagerWindow("unsaved", false, 2); // refuses to close twice
+    f.desk.addFileManagerWindow("docs");
     f.desk.clearLog();
 
     f.common.showFinderHideOthers();
 
-    auto log = f.desk.log();
-    ASSERT_GE(log.size(), 7u);
-    EXPECT_EQ(
-        Log(log.end() - 7, log.end()),
-        (Log{"hide P", "scripting com.apple.finder", "new object Finder window", "FinderWindows",
-             "addObject", "newWindowTarget", "setTarget file:///srv/projects/"}));
+    EXPECT_EQ(f.effects(),
+              (Log{"unhide Finder", "activate Finder 2", "collapse unsaved", "collapse docs",
+                   "close unsaved", "close unsaved", "close unsaved", "close docs", "hide P",
+                   "new object Finder window", "setTarget file:///srv/projects/"}));
     auto windows = f.desk.fileManagerWindows();
-    ASSERT_EQ(windows.size(), 2u);
+    ASSERT_EQ(windows.size(), 1u);
     EXPECT_FALSE(windows[0].collapsed);
     EXPECT_EQ(windows[0].target, "file:///srv/projects/");
 }
@@ -364,7 +299,7 @@ TEST(TWCommonFinderWindows, ABrokenFileManagerAnswerEndsTheLoopsWithAMessage) {
 
 // ---------------------------------------------------------------- show-all and activation
 
-TEST(TWCommonShowAll, UnhidesEveryRegularApplicationAndReactivatesTheRecordedOne) {
+TEST(TWCommonShowAll, UnhidesEveryRegularApplicationAndReactivatesTheRecordedOneIfAny) {
     Fixture f;
     f.launch(kFinder, "Finder");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
@@ -380,33 +315,20 @@ TEST(TWCommonShowAll, UnhidesEveryRegularApplicationAndReactivatesTheRecordedOne
     f.common.showAll();
 
     // Every regular application unhidden before the recorded one is activated (and not toggled).
-    Log log = f.desk.log();
-    std::erase(log, "runningApplications");
-    EXPECT_EQ(log, (Log{"unhide Finder", "unhide Tidewell", "unhide P", "activate P 2"}));
-    EXPECT_FALSE(f.hidden(p));
+    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "unhide Tidewell", "unhide P", "activate P 2"}));
     EXPECT_TRUE(f.desk.application(p)->active);
-}
 
-TEST(TWCommonShowAll, NothingRecordedOrRecordedApplicationGoneActivatesNothing) {
-    Fixture f;
-    f.launch(kFinder, "Finder");
-    auto p = f.launch("com.example.p", "P");
-    auto activations = [&] {
-        const Log log = f.desk.log();
-        return std::count_if(log.begin(), log.end(),
-                             [](const std::string& line) { return line.starts_with("activate"); });
-    };
-    f.common.showAll();
-    EXPECT_EQ(activations(), 0);
-
-    f.desk.makeActive(p);
-    f.desk.quitApplication(p);
+    // Nothing recorded, or the recorded application gone: nothing is activated.
+    f.common.setCurrentActiveBundleID(std::nullopt);
     f.desk.clearLog();
     f.common.showAll();
-    EXPECT_EQ(activations(), 0);
+    f.desk.makeActive(p);
+    f.desk.quitApplication(p);
+    f.common.showAll();
+    EXPECT_TRUE(f.effects("activate").empty());
 }
 
-TEST(TWCommonActivation, FrontSwitchesAreRecordedThroughTheHandler) {
+TEST(TWCommonActivation, FrontSwitchesAreRecordedThroughTheHandlerWhateverThePolicy) {
     Fixture f;
     auto p = f.launch("com.example.p", "P");
     auto anonymous = f.launch(nullptr, "xclock");
@@ -424,6 +346,10 @@ TEST(TWCommonActivation, FrontSwitchesAreRecordedThroughTheHandler) {
     f.desk.hide(*f.desk.application(anonymous)); // nothing is active now
     f.common.setCurrentProcess();
     EXPECT_EQ(f.common.currentActiveBundleID(), std::optional<std::string>("com.example.p"));
+
+    // Whether an application runs ignores its activation policy.
+    EXPECT_TRUE(f.common.isApplicationRunning("com.example.meter"));
+    EXPECT_FALSE(f.common.isApplicationRunning(TWOwnBundleIdentifier));
 }
 
 TEST(TWCommonActivation, ToggleHidesAVisibleApplicationAndActivatesAHiddenOneFirstInstanceOnly) {
@@ -442,37 +368,18 @@ TEST(TWCommonActivation, ToggleHidesAVisibleApplicationAndActivatesAHiddenOneFir
     EXPECT_TRUE(f.desk.application(first)->active);
     f.common.activateApplicationWithBundleID("org.example.nothing", true);
 
-    EXPECT_EQ(f.desk.log(),
-              (Log{"runningApplications", "hide Editor", "runningApplications", "activate Editor 2",
-                   "runningApplications", // the switch to Editor
-                   "runningApplications"}));
+    EXPECT_EQ(f.effects(), (Log{"hide Editor", "activate Editor 2"}));
     EXPECT_EQ(f.desk.flushCount(), 2);
 }
 
-TEST(TWCommonActivation, RunningTestIgnoresActivationPolicy) {
-    Fixture f;
-    f.launch(TWHelperBundleIdentifier, "Tidewell Menu", TWActivationPolicyAccessory);
-    EXPECT_TRUE(f.common.isApplicationRunning(TWHelperBundleIdentifier));
-    EXPECT_FALSE(f.common.isApplicationRunning(TWOwnBundleIdentifier));
-}
-
 TEST(TWCommonActivation, AppleEventsAreBuiltExactlyAndSent) {
-    TWAppleEvent reopen = TWCommon::reopenEventForCreator(TWFourCharCode("MACS"));
-    EXPECT_EQ(reopen.eventClass, 0x61657674u);
-    EXPECT_EQ(reopen.eventID, 0x72617070u);
-    EXPECT_EQ(reopen.targetDescriptorType, 0x7369676Eu);
-    EXPECT_EQ(reopen.targetData, (std::array<std::uint8_t, 4>{'M', 'A', 'C', 'S'}));
-    EXPECT_EQ(reopen.returnID, -1);
-    EXPECT_EQ(reopen.transactionID, 0);
-    EXPECT_EQ(reopen.sendMode, 1);
-    EXPECT_EQ(reopen.priority, 0);
-    EXPECT_EQ(reopen.timeout, -1);
-
-    TWAppleEvent activate = TWCommon::activateEventForCreator(0x01020304);
-    EXPECT_EQ(activate.eventClass, 0x6D697363u);
-    EXPECT_EQ(activate.eventID, 0x61637476u);
-    EXPECT_EQ(activate.targetData, (std::array<std::uint8_t, 4>{1, 2, 3, 4}));
-    EXPECT_EQ(activate.targetDescriptorType, reopen.targetDescriptorType);
+    // 'aevt'/'rapp' and 'misc'/'actv' to the creator as 'sign'; the rest as the fields' defaults
+    // (-1, 0, no reply, normal priority, the default time-out) spelled out.
+    EXPECT_EQ(TWCommon::reopenEventForCreator(TWFourCharCode("MACS")),
+              (TWAppleEvent{
+                  0x61657674u, 0x72617070u, 0x7369676Eu, {'M', 'A', 'C', 'S'}, -1, 0, 1, 0, -1}));
+    EXPECT_EQ(TWCommon::activateEventForCreator(0x01020304),
+              (TWAppleEvent{0x6D697363u, 0x61637476u, 0x7369676Eu, {1, 2, 3, 4}, -1, 0, 1, 0, -1}));
 
     Fixture f;
     f.common.sendReopenEventToApplicationWithCreator(TWFourCharCode("ttxt"));
@@ -502,37 +409,29 @@ TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
 
     EXPECT_EQ(menu->title(), "DockMenu");
     const auto& items = menu->items();
-    ASSERT_EQ(items.size(), 11u);
-    struct Expected {
-        const char* title;
-        const char* action;
-        const void* target;
-    };
-    const Expected fixed[] = {{"Preferences...", "showPreferences", &f.common},
-                              {"", "", nullptr},
-                              {"Hide All", "showFinderHideOthers", &f.common},
-                              {"Show All", "showAll", &f.common},
-                              {"", "", nullptr},
-                              {"Toggle Visibility", "", nullptr}};
-    for (std::size_t i = 0; i < 6; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(items[i]->isSeparatorItem(), i == 1 || i == 4);
-        EXPECT_EQ(items[i]->title(), fixed[i].title);
-        EXPECT_EQ(items[i]->action(), fixed[i].action);
-        EXPECT_EQ(items[i]->target(), fixed[i].target);
-        EXPECT_EQ(items[i]->keyEquivalent(), "");
-        EXPECT_EQ(items[i]->state(), 0);
-        EXPECT_FALSE(items[i]->representedObject());
+    // Title, action, target (the actions instance, the item itself, none), separator, no key
+    // equivalent, state or object on the fixed items.
+    std::vector<std::string> seen;
+    for (const auto& item : items) {
+        const void* target = item->target();
+        seen.push_back(item->title() + "|" + item->action() + "|" +
+                       (target == &f.common    ? "common"
+                        : target == item.get() ? "self"
+                                               : "-") +
+                       (item->isSeparatorItem() ? "|separator" : "") +
+                       (item->keyEquivalent().empty() && item->state() == 0 ? "" : "|extra") +
+                       (item->representedObject() ? "|object" : ""));
+        EXPECT_TRUE(item->target() != item.get() || dynamic_cast<TWDockMenuItem*>(item.get()));
     }
-    const char* titles[] = {"   Books", "   calendar", "   Finder", "   \u00e9bauche",
-                            "   \u00c9diteur"};
-    for (std::size_t i = 6; i < 11; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(items[i]->title(), titles[i - 6]);
-        EXPECT_EQ(items[i]->action(), "toggleAppVisibility");
-        EXPECT_EQ(items[i]->target(), items[i].get());
-        EXPECT_NE(dynamic_cast<TWDockMenuItem*>(items[i].get()), nullptr);
-    }
+    EXPECT_EQ(seen, (std::vector<std::string>{
+                        "Preferences...|showPreferences|common", "||-|separator",
+                        "Hide All|showFinderHideOthers|common", "Show All|showAll|common",
+                        "||-|separator", "Toggle Visibility||-",
+                        "   Books|toggleAppVisibility|self|object",
+                        "   calendar|toggleAppVisibility|self|object",
+                        "   Finder|toggleAppVisibility|self|object",
+                        "   \u00e9bauche|toggleAppVisibility|self|object",
+                        "   \u00c9diteur|toggleAppVisibility|self|object"}));
     EXPECT_EQ(*items[6]->representedObject(),
               (TWPlistDictionary{{"pid", TWPlistValue(4242)},
                                  {"name", TWPlistValue("Books")},
@@ -562,7 +461,7 @@ TEST(TWCommonMenu, CaseIsFoldedInLatinExtendedGreekAndCyrillicToo) {
                                                 "\u042f\u0431\u043b", "\u0401\u0436"}));
 }
 
-TEST(TWCommonMenu, SameNameGivesTwoItemsBothForTheLastOneMet) {
+TEST(TWCommonMenu, ItemsPerformTheirActionsSameNameItemsBothForTheLastOneMet) {
     Fixture f;
     auto older = f.launch("com.example.notes", "Notes");
     f.launch("org.other.notes", "Notes");
@@ -582,34 +481,20 @@ TEST(TWCommonMenu, SameNameGivesTwoItemsBothForTheLastOneMet) {
     EXPECT_EQ(f.desk.log(), (Log{"runningApplications", "hide Notes"}));
     EXPECT_FALSE(f.hidden(older));
     EXPECT_TRUE(f.desk.applicationWithIdentifier("org.other.notes")->hidden);
-}
+    menu->items()[7]->perform(); // hidden now: activated
+    EXPECT_TRUE(f.desk.applicationWithIdentifier("org.other.notes")->active);
 
-TEST(TWCommonMenu, ItemsPerformTheirActions) {
-    Fixture f;
-    f.launch(kFinder, "Finder");
-    f.launch(TWOwnBundleIdentifier, "Tidewell");
-    auto p = f.launch("com.example.p", "P");
-    f.shared.setBool(false, TWMinimizeKey);
-    auto menu = f.common.buildAppMenu();
-    const auto& items = menu->items();
+    // The fixed items: a caption that does nothing, then the actions.
     f.desk.clearLog();
-
-    items[5]->perform(); // Toggle Visibility: a caption
+    menu->items()[5]->perform();
     EXPECT_TRUE(f.desk.log().empty());
-
-    items[0]->perform();
+    menu->items()[0]->perform();
     EXPECT_EQ(f.desk.log(), (Log{"openURL x-tidewell-action://preferences"}));
-
-    items[2]->perform();
-    EXPECT_TRUE(f.hidden(p));
-    items[3]->perform();
-    EXPECT_FALSE(f.hidden(p));
-
-    items.back()->perform(); // P, visible: hidden
-    EXPECT_TRUE(f.hidden(p));
-    items.back()->perform(); // P, hidden: activated
-    EXPECT_FALSE(f.hidden(p));
-    EXPECT_TRUE(f.desk.application(p)->active);
+    f.shared.setBool(false, TWMinimizeKey);
+    menu->items()[2]->perform();
+    EXPECT_TRUE(f.hidden(older));
+    menu->items()[3]->perform();
+    EXPECT_FALSE(f.hidden(older));
 }
 
 TEST(TWCommonMenu, TitlesGoThroughTheStringTable) {

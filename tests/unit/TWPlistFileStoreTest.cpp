@@ -3,6 +3,7 @@
 #include "TWLog.h"
 #include "TWLogCapture.h"
 #include "TWStorePaths.h"
+#include "TWTestPaths.h"
 #include "TWUserDefaults.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -18,6 +20,7 @@
 #include <random>
 #include <regex>
 #include <string>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -30,10 +33,8 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string readAll(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    return TWReadFile(p);
 }
-
 void writeAll(const fs::path& p, const std::string& bytes) {
     std::ofstream(p, std::ios::binary) << bytes;
 }
@@ -298,6 +299,28 @@ TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
     EXPECT_NE(readAll(kept[0]), readAll(kept[1]));
     EXPECT_TRUE(readAll(kept[0]) == list || readAll(kept[1]) == list);
     EXPECT_EQ(store->load(), (TWPlistDictionary{{"Minimize", TWPlistValue(false)}}));
+
+    // Replaced by another writer while the reader waited for the lock to move it aside: the
+    // replacement is read, never moved aside.
+    writeAll(file, garbage);
+    const int lock = ::open((file.string() + ".lock").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+    TWPlistDictionary seen;
+    std::thread reader([&] { seen = TWPlistFileStore(file.string()).load(); });
+    const std::regex waiting("-> FLOCK +ADVISORY +WRITE +" + std::to_string(getpid()) + " ");
+    EXPECT_TRUE([&] {
+        for (int i = 0; i < 2000; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(5)))
+            if (std::regex_search(readAll("/proc/locks"), waiting))
+                return true;
+        return false;
+    }()) << "the reader never waited for the lock";
+    writeAll(file.string() + ".new",
+             list.substr(0, list.find("<array>")) + "<dict><key>k</key><true/></dict></plist>");
+    fs::rename(file.string() + ".new", file);
+    ::close(lock);
+    reader.join();
+    EXPECT_EQ(seen, (TWPlistDictionary{{"k", TWPlistValue(true)}}));
+    EXPECT_EQ(corruptCopies(file).size(), 2u);
 }
 
 TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {

@@ -6,69 +6,43 @@
 #include <optional>
 #include <string>
 
-namespace {
-struct URLCase {
-    const char* string;
-    std::optional<std::string> scheme;
-    std::string resourceSpecifier;
-    std::optional<std::string> host;
-    std::optional<int> port;
-    std::string path;
-};
-} // namespace
-
 TEST(TWURL, PartsOfValidURLs) {
-    const URLCase cases[] = {
-        {"x-tidewell-action://preferences",
-         "x-tidewell-action",
-         "//preferences",
-         "preferences",
-         {},
-         ""},
-        {"x-tidewell-action:preferences",
-         "x-tidewell-action",
-         "preferences",
-         {},
-         {},
+    // The string, then its scheme, resource specifier, host, port and path ("-": none).
+    const char* const cases[][6] = {
+        {"x-tidewell-action://preferences", "x-tidewell-action", "//preferences", "preferences",
+         "-", ""},
+        {"x-tidewell-action:preferences", "x-tidewell-action", "preferences", "-", "-",
          "preferences"},
-        {"x-tidewell-action:///preferences/",
-         "x-tidewell-action",
-         "///preferences/",
-         {},
-         {},
+        {"x-tidewell-action:///preferences/", "x-tidewell-action", "///preferences/", "-", "-",
          "/preferences/"},
-        {"X-Tidewell-Action://Preferences",
-         "X-Tidewell-Action",
-         "//Preferences",
-         "Preferences",
-         {},
-         ""},
+        {"X-Tidewell-Action://Preferences", "X-Tidewell-Action", "//Preferences", "Preferences",
+         "-", ""},
         {"https://updates.quillfen.net:443/updates/simpleupdate.php?a=1&b=2#top", "https",
          "//updates.quillfen.net:443/updates/simpleupdate.php?a=1&b=2#top", "updates.quillfen.net",
-         443, "/updates/simpleupdate.php"},
+         "443", "/updates/simpleupdate.php"},
         {"https://user:pw@localhost:8443/x.zip", "https", "//user:pw@localhost:8443/x.zip",
-         "localhost", 8443, "/x.zip"},
-        {"https://[::1]:8080/x", "https", "//[::1]:8080/x", "::1", 8080, "/x"},
-        {"https://h%6Fst/", "https", "//h%6Fst/", "host", {}, "/"},
-        {"mailto:support@quillfen.net?subject=Tidewell%201.2%20feedback",
-         "mailto",
-         "support@quillfen.net?subject=Tidewell%201.2%20feedback",
-         {},
-         {},
+         "localhost", "8443", "/x.zip"},
+        {"https://[::1]:8080/x", "https", "//[::1]:8080/x", "::1", "8080", "/x"},
+        {"https://h%6Fst/", "https", "//h%6Fst/", "host", "-", "/"},
+        {"mailto:support@quillfen.net?subject=Tidewell%201.2%20feedback", "mailto",
+         "support@quillfen.net?subject=Tidewell%201.2%20feedback", "-", "-",
          "support@quillfen.net"},
-        {"relative/path", {}, "relative/path", {}, {}, "relative/path"},
-        {"1http://x", {}, "1http://x", {}, {}, "1http://x"},
+        {"relative/path", "-", "relative/path", "-", "-", "relative/path"},
+        {"1http://x", "-", "1http://x", "-", "-", "1http://x"},
     };
-    for (const URLCase& c : cases) {
-        SCOPED_TRACE(c.string);
-        auto url = TWURL::URLWithString(c.string);
+    const auto part = [](const char* text) {
+        return std::string(text) == "-" ? std::nullopt : std::optional<std::string>(text);
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c[0]);
+        auto url = TWURL::URLWithString(c[0]);
         ASSERT_TRUE(url);
-        EXPECT_EQ(url->absoluteString(), c.string);
-        EXPECT_EQ(url->scheme(), c.scheme);
-        EXPECT_EQ(url->resourceSpecifier(), c.resourceSpecifier);
-        EXPECT_EQ(url->host(), c.host);
-        EXPECT_EQ(url->port(), c.port);
-        EXPECT_EQ(url->path(), c.path);
+        EXPECT_EQ(url->absoluteString(), c[0]);
+        EXPECT_EQ(url->scheme(), part(c[1]));
+        EXPECT_EQ(url->resourceSpecifier(), c[2]);
+        EXPECT_EQ(url->host(), part(c[3]));
+        EXPECT_EQ(url->port(), part(c[4]) ? std::optional<int>(std::stoi(c[4])) : std::nullopt);
+        EXPECT_EQ(url->path(), c[5]);
     }
 }
 

@@ -1,5 +1,5 @@
 // A tiny X client for the desktop tests and the benchmark: shows windows with exactly the
-// properties a case needs (class, pid, taskbar hints, window type, transients) and closes them
+// properties a case needs (class, pid, taskbar hints, window type) and closes them
 // when the window manager asks. SIGUSR1 withdraws every window (ICCCM: unmap plus a synthetic
 // UnmapNotify, which reaches the window manager even for a minimized window), SIGUSR2 maps them
 // again.
@@ -16,23 +16,10 @@
 #include <unistd.h>
 #include <vector>
 
-namespace {
-
-void usage() {
-    const char* text =
-        "usage: tidewell-test-client [--class INSTANCE,CLASS | --no-class] [--title T]\n"
-        "       [--windows N] [--skip-taskbar] [--type normal|utility|dialog|desktop|dock]\n"
-        "       [--no-pid] [--transient] [--gtk-id ID] [--iconic]\n";
-    ssize_t n = write(2, text, std::strlen(text));
-    (void)n;
-}
-
-} // namespace
-
 int main(int argc, char** argv) {
     std::string instance = "twclient", cls = "TWClient", title = "tidewell test client";
     std::string type, gtkID;
-    bool setClass = true, skipTaskbar = false, setPid = true, transient = false, iconic = false;
+    bool setClass = true, skipTaskbar = false, setPid = true;
     int count = 1;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
@@ -54,15 +41,14 @@ int main(int argc, char** argv) {
             type = next();
         } else if (a == "--no-pid") {
             setPid = false;
-        } else if (a == "--transient") {
-            transient = true;
         } else if (a == "--gtk-id") {
             gtkID = next();
-        } else if (a == "--iconic") {
-            iconic = true;
         } else {
-            usage();
-            return 2;
+            const char usage[] =
+                "usage: tidewell-test-client [--class INSTANCE,CLASS | --no-class] "
+                "[--title T] [--windows N] [--skip-taskbar] [--type TYPE] "
+                "[--no-pid] [--gtk-id ID]\n";
+            return write(2, usage, sizeof usage - 1) < 0 ? 2 : 2;
         }
     }
     xcb_connection_t* c = xcb_connect(nullptr, nullptr);
@@ -75,7 +61,7 @@ int main(int argc, char** argv) {
     xcb_atom_t skip = TWInternAtom(c, "_NET_WM_STATE_SKIP_TASKBAR"),
                netType = TWInternAtom(c, "_NET_WM_WINDOW_TYPE");
     xcb_atom_t netName = TWInternAtom(c, "_NET_WM_NAME"), utf8 = TWInternAtom(c, "UTF8_STRING");
-    xcb_atom_t gtk = TWInternAtom(c, "_GTK_APPLICATION_ID"), wmHints = XCB_ATOM_WM_HINTS;
+    xcb_atom_t gtk = TWInternAtom(c, "_GTK_APPLICATION_ID");
     xcb_atom_t typeAtom = XCB_NONE;
     if (!type.empty()) {
         std::string name = "_NET_WM_WINDOW_TYPE_" + type;
@@ -84,7 +70,6 @@ int main(int argc, char** argv) {
         typeAtom = TWInternAtom(c, name.c_str());
     }
     std::set<xcb_window_t> open;
-    xcb_window_t first = XCB_NONE;
     uint32_t pid = static_cast<uint32_t>(getpid());
     for (int i = 0; i < count; ++i) {
         xcb_window_t w = xcb_generate_id(c);
@@ -115,17 +100,7 @@ int main(int argc, char** argv) {
         if (!gtkID.empty())
             xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, gtk, utf8, 8,
                                 static_cast<uint32_t>(gtkID.size()), gtkID.data());
-        if (transient && first != XCB_NONE)
-            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, XCB_ATOM_WM_TRANSIENT_FOR,
-                                XCB_ATOM_WINDOW, 32, 1, &first);
-        if (iconic) {
-            // WM_HINTS: flags StateHint, initial_state IconicState.
-            uint32_t hints[9] = {2, 0, 3, 0, 0, 0, 0, 0, 0};
-            xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, wmHints, wmHints, 32, 9, hints);
-        }
         xcb_map_window(c, w);
-        if (first == XCB_NONE)
-            first = w;
         open.insert(w);
     }
     xcb_flush(c);

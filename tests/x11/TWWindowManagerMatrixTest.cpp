@@ -20,6 +20,7 @@
 namespace {
 
 constexpr int kRounds = 20;
+constexpr auto hex = &TWTestDesktop::hex;
 
 struct Observed {
     bool iconic = false;
@@ -75,11 +76,6 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         ASSERT_TRUE(TWTestDesktop::waitFor([&] { return observe(userMinimized_).iconic; }));
     }
 
-    static std::string hex(unsigned long w) {
-        char buffer[32];
-        std::snprintf(buffer, sizeof buffer, "0x%lx", w);
-        return buffer;
-    }
     static Observed observe(unsigned long w) {
         const std::string out =
             TWTestDesktop::run({"xprop", "-id", hex(w), "WM_STATE", "_TIDEWELL_HIDDEN"});

@@ -6,6 +6,7 @@
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 #include "TWUserDefaults.h"
 #include "TWX11Desktop.h"
@@ -13,35 +14,14 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <fstream>
 #include <sstream>
 
 namespace {
 
-// Processes running `program` on this test's display.
-std::vector<pid_t> processesOf(const std::string& program, const std::string& display) {
-    std::vector<pid_t> found;
-    DIR* proc = opendir("/proc");
-    if (!proc)
-        return found;
-    while (dirent* entry = readdir(proc)) {
-        const pid_t pid = std::atoi(entry->d_name);
-        if (pid <= 0)
-            continue;
-        std::ifstream comm("/proc/" + std::to_string(pid) + "/comm");
-        std::string name;
-        if (!std::getline(comm, name) || name != program)
-            continue;
-        std::ifstream environment("/proc/" + std::to_string(pid) + "/environ");
-        for (std::string variable; std::getline(environment, variable, '\0');)
-            if (variable == "DISPLAY=" + display) {
-                found.push_back(pid);
-                break;
-            }
-    }
-    closedir(proc);
-    return found;
+// The helpers running on this test's display.
+std::vector<pid_t> helperProcesses(const TWTestDesktop& desktop) {
+    return TWTestDesktop::processesWith("DISPLAY=" + desktop.display(), "tidewell-helper");
 }
 
 std::vector<TWRegisteredProcess> registeredHelpers() {
@@ -52,19 +32,22 @@ std::vector<TWRegisteredProcess> registeredHelpers() {
     return helpers;
 }
 
-std::string readFile(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 TEST(TidewellHelperX11Test, MenubarModeStartsOneHelperPerSession) {
     TWTestDesktop desktop;
     ASSERT_TRUE(desktop.ok()) << desktop.error();
     TWTestTidewell tidewell(desktop);
-    tidewell.writeSettings({{"CheckForUpdates", false}, {"Menubar", true}});
+    // Without "Menubar" nothing is started: the launch sequence is over once the instance
+    // answers.
+    const pid_t without = tidewell.start();
+    ASSERT_GT(without, 0) << tidewell.log();
+    EXPECT_TRUE(registeredHelpers().empty());
+    EXPECT_TRUE(helperProcesses(desktop).empty());
+    EXPECT_FALSE(
+        std::ifstream(tidewell.autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop")
+            .good());
+    desktop.terminate(without);
 
+    tidewell.writeSettings({{"CheckForUpdates", false}, {"Menubar", true}});
     const pid_t first = tidewell.start();
     ASSERT_GT(first, 0) << tidewell.log();
     ASSERT_TRUE(TWTestDesktop::waitFor([] { return registeredHelpers().size() == 1; }))
@@ -72,7 +55,7 @@ TEST(TidewellHelperX11Test, MenubarModeStartsOneHelperPerSession) {
     const TWRegisteredProcess helper = registeredHelpers().front();
     EXPECT_EQ(helper.name, "Tidewell Menu");
     EXPECT_EQ(helper.activationPolicy, 1);
-    EXPECT_EQ(processesOf("tidewell-helper", desktop.display()), std::vector<pid_t>{helper.pid});
+    EXPECT_EQ(helperProcesses(desktop), std::vector<pid_t>{helper.pid});
 
     // The workspace sees it as a running application, as the launch sequence asks it.
     {
@@ -85,7 +68,7 @@ TEST(TidewellHelperX11Test, MenubarModeStartsOneHelperPerSession) {
 
     // Its login item: an autostart entry that starts the helper built next to tidewell.
     const std::string entry =
-        readFile(tidewell.autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop");
+        TWReadFile(tidewell.autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop");
     EXPECT_NE(entry.find("Name=Tidewell Menu\n"), std::string::npos) << entry;
     EXPECT_NE(entry.find("Exec=\"" + TWTestTidewell::helperPath() + "\"\n"), std::string::npos)
         << entry;
@@ -101,36 +84,21 @@ TEST(TidewellHelperX11Test, MenubarModeStartsOneHelperPerSession) {
     std::vector<TWRegisteredProcess> helpers = registeredHelpers();
     ASSERT_EQ(helpers.size(), 1u);
     EXPECT_EQ(helpers.front().pid, helper.pid);
-    EXPECT_EQ(processesOf("tidewell-helper", desktop.display()), std::vector<pid_t>{helper.pid});
+    EXPECT_EQ(helperProcesses(desktop), std::vector<pid_t>{helper.pid});
 
     // Menu-bar mode turned off, as the preferences do it: the login item goes and the helper
     // quits, taking its registration with it; turned on again, one helper starts.
     TWXDGServiceManagement services({{TWHelperBundleIdentifier, TWTestTidewell::helperPath()}},
                                     tidewell.autostartDirectory());
     EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, false));
-    EXPECT_TRUE(TWTestDesktop::waitFor([&] {
-        return registeredHelpers().empty() &&
-               processesOf("tidewell-helper", desktop.display()).empty();
-    }));
+    EXPECT_TRUE(TWTestDesktop::waitFor(
+        [&] { return registeredHelpers().empty() && helperProcesses(desktop).empty(); }));
     EXPECT_FALSE(std::ifstream(services.autostartEntryPath(TWHelperBundleIdentifier)).good());
     EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, true));
     EXPECT_TRUE(std::ifstream(services.autostartEntryPath(TWHelperBundleIdentifier)).good());
     EXPECT_TRUE(TWTestDesktop::waitFor([] { return registeredHelpers().size() == 1; }));
     EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, false));
     EXPECT_TRUE(TWTestDesktop::waitFor([] { return registeredHelpers().empty(); }));
-}
-
-TEST(TidewellHelperX11Test, WithoutMenubarNoHelperStarts) {
-    TWTestDesktop desktop;
-    ASSERT_TRUE(desktop.ok()) << desktop.error();
-    TWTestTidewell tidewell(desktop);
-    ASSERT_GT(tidewell.start(), 0) << tidewell.log();
-    // The launch sequence is over once the instance answers: nothing was started by then.
-    EXPECT_TRUE(registeredHelpers().empty());
-    EXPECT_TRUE(processesOf("tidewell-helper", desktop.display()).empty());
-    EXPECT_FALSE(
-        std::ifstream(tidewell.autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop")
-            .good());
 }
 
 } // namespace

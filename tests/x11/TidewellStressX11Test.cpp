@@ -21,12 +21,6 @@ int rounds() {
     return value && std::atoi(value) > 0 ? std::atoi(value) : 200;
 }
 
-std::string hex(unsigned long w) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "0x%lx", w);
-    return buffer;
-}
-
 TEST(TidewellStressX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow) {
     TWTestDesktop desktop;
     ASSERT_TRUE(desktop.ok()) << desktop.error();
@@ -72,8 +66,8 @@ TEST(TidewellStressX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow
             end - std::chrono::steady_clock::now());
         const bool shown = TWTestDesktop::waitFor(
             [&] {
-                const std::string state =
-                    TWTestDesktop::run({"xprop", "-id", hex(w), "WM_STATE", "_TIDEWELL_HIDDEN"});
+                const std::string state = TWTestDesktop::run(
+                    {"xprop", "-id", TWTestDesktop::hex(w), "WM_STATE", "_TIDEWELL_HIDDEN"});
                 return state.find("Normal") != std::string::npos &&
                        state.find("_TIDEWELL_HIDDEN(CARDINAL)") == std::string::npos;
             },
