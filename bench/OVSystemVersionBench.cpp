@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Figures for version parsing and comparison.
 #include "OVSystemVersion.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the benchmarks read about a running process.
 #pragma once
 

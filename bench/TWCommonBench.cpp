@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Figures for the desktop actions on the simulated desktop: hide-others and the menu at scale.
 #include "TWCommon.h"
 #include "TWSettings.h"

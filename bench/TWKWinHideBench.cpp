@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hiding 50 applications (one weston-flower window each) on a headless KWin: Tidewell's
 // hide-others, timed from the request until KWin has reported every window minimized to an
 // observer on a connection of its own. Show-all between the runs is not timed. The send time

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Figures for the property-list file store: cached reads, reads after another process's write,
 // and updates on disk and in memory.
 #include "TWPlistFileStore.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hiding 50 applications of 2 windows each on Xvfb + openbox: Tidewell's hide-others against a
 // shell loop of xdotool and against sending the same requests one round trip at a time. Each
 // run is timed from the first request until the window manager has set WM_STATE Iconic on every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hide-others from the command line on Xvfb + openbox, 50 applications of 2 windows each:
 // `tidewell-x11 hide-others` (a process that connects, lists, hides and ends) against the same
 // request handed to the running tidewell (`tidewell --hide-all`, and the bare request on its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tidewell program's start-up, the relaunch hand-over round trip and the idle instance's
 // memory, measured on real processes (simulated desktop, Qt offscreen: no tray there).
 #include "TWBenchProcess.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The preferences on Qt's offscreen platform: from the URL request to the window shown (first
 // time, with the window built, and again), and the exclusion list's rebuild of 200 records with
 // the main thread's share of it.

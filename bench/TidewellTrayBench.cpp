@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tidewell program on a real desktop (Xvfb, openbox, tint2's system tray): from exec until
 // its icon is embedded in the tray, the reopen hand-over round trip on the X11 backend (until the
 // second start exits, and until the window manager has minimized the others), and the idle

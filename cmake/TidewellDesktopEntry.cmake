@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # tidewell_install_desktop_entry(<entry file> <program>)
 # Installs a desktop entry whose Exec lines start <program> by its full installed path. KWin
 # grants its window management (X-KDE-Wayland-Interfaces) only to a client whose executable is

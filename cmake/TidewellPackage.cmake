@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The Debian package (CPack): `scripts/package` builds it. Library dependencies come from
 # dpkg-shlibdeps; what the linker cannot see is named here: Qt's SVG image and icon-engine
 # plugins (the tray and preference icons are SVG), xdg-open for URLs.

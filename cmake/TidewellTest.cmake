@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # tidewell_add_test(NAME <name> LABEL unit|ui|x11 SOURCES ... LIBS ... [TIMEOUT s] [CASES c...])
 # One test program per module, registered with CTest and labelled. With CASES, the program is
 # registered once per case as <name>.<case>, running the tests whose name ends in /<case>.

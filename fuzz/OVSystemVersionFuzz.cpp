@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Version strings: any text parses; the canonical text parses back to an equal version, and
 // the order is consistent between two versions.
 #include "OVSystemVersion.h"

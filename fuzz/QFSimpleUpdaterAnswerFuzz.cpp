@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The update server's answer: any body gives one of the three outcomes, and a download link is
 // offered only for an https URL on the update host.
 #include "QFSimpleUpdater.h"

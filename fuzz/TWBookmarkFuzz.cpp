@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exclusion-list bookmark records: any bytes parse as a record or are refused; a record that
 // parses serialises back to bytes that parse to the same record, and resolving it never fails
 // in another way than "not found".

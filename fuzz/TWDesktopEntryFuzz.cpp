@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Desktop entries: any file parses as an entry or is refused; any Exec value splits into a
 // command line without field codes.
 #include "TWDesktopEntryIndex.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Instance-channel frames: any bytes read as incomplete, invalid or one frame whose payload is
 // exactly what the header announces and which frames back to the same bytes.
 #include "TWInstanceFrame.h"

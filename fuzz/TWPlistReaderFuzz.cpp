@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Settings-file reader: any bytes (XML or binary property list) read as a dictionary or are
 // refused with a reason, never crash or hang.
 #include "TWLog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // URLs and the application's URL handler: any string parses or is refused; a parsed URL keeps
 // its text; the handler shows the preferences for x-tidewell-action:[/...]preferences[/...]
 // only, and does nothing else for any URL.

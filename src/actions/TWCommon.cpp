@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The desktop actions: hide-others, show-all, file-manager windows, activation, the menu.
 #include "TWCommon.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A platform-neutral menu model: what the shell renders as the dock (tray) menu.
 #include "TWMenu.h"
 

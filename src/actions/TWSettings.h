@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings keys, the store each lives in, and their registered defaults.
 #pragma once
 

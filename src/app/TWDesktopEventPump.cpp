@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The desktop backend's events, dispatched from the Qt event loop.
 #include "TWDesktopEventPump.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Hands the desktop backend's events to it from the Qt event loop.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One Tidewell per user session: the private local socket between instances.
 #include "TWInstanceChannel.h"
 

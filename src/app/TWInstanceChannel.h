@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One Tidewell per user session: the running instance listens on a private local socket and
 // later starts hand it their request (a reopen, a URL) instead of running a second copy.
 #pragma once

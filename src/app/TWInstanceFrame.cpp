@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The frames of the instance channel.
 #include "TWInstanceFrame.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The frames of the instance channel: four bytes of length (big-endian), then the payload.
 // See also TWInstanceChannel, which sends and receives them.
 #pragma once

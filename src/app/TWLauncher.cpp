@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Start-up of the tidewell program: one instance per session, the rest hand over and exit. The
 // instance is wired here; what it offers for testing is in TWLauncherTestHooks.
 #include "TWLauncher.h"

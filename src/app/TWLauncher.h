@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Start-up of the tidewell program: hands the request to a running instance, or becomes the
 // instance (desktop, settings, delegate, tray, instance channel) and runs the event loop.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tidewell program offers for testing: the simulated desktop, the request journal and
 // the "menu <title>" request.
 #include "TWLauncherTestHooks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tidewell program offers for testing, kept apart from its wiring: the simulated
 // desktop (--desktop=sim) with its in-memory stores and offline network, the journal of handled
 // requests that --status prints, and the "menu <title>" request. See also TWLauncher.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the running instance has handled, newest last, within a fixed bound.
 #include "TWRequestJournal.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the running instance has handled, newest last: the answer to a status query. Bounded,
 // so that a stream of requests cannot grow the instance's memory without end.
 #pragma once

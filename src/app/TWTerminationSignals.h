@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SIGTERM and SIGINT as a normal end of the Qt event loop, for Tidewell's long-running programs.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The translations of Tidewell's texts, compiled into the program, keyed by the English texts.
 #include "TWTranslations.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The translations of Tidewell's texts (and of Qt's own) for the user's language, behind the
 // localized string table. See also resources/translations/.
 #pragma once

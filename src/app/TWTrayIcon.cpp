@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The dock tile on Linux: a tray icon with the chosen style, the dock click and the dock menu.
 #include "TWTrayIcon.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The dock tile on Linux: a tray icon showing the chosen icon style, whose click is the dock
 // click and whose menu is the dock menu, rebuilt each time it opens.
 #pragma once

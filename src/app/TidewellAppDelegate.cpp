@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The application delegate: launch sequence, dock click, dock icon and menu, URL scheme.
 #include "TidewellAppDelegate.h"
 

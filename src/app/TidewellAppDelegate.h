@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The application delegate: launch sequence, dock click, quit, dock icon and menu, the URL
 // scheme and the support actions (product page, feedback, update check).
 #pragma once

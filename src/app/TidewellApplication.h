@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The application object: Qt's application with one platform event watched on the way through.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The entry point of tidewell.
 #include "TWLauncher.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tidewell-x11: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
 // session's desktop (KWin on Wayland, or X11) from a terminal, with the user's settings as the
 // application would; "watch" keeps running, records front switches and reads the same commands from

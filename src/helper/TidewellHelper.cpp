@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The menu-bar helper's menu and its one-per-session lock.
 #include "TidewellHelper.h"
 

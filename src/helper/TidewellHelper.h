@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The menu-bar helper ("Tidewell Menu"): its menu, what each item does, and the one-per-session
 // lock. The program around it (tray icon, desktop, settings) is wired in main.cpp.
 #pragma once

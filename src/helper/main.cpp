@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The entry point of tidewell-helper, "Tidewell Menu": Tidewell's actions from a tray icon of
 // their own, on the X11 desktop, with the main application's settings files.
 #include "TWCommon.h"

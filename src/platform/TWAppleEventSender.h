@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reopen and activate events to an application named by its four-character creator code.
 #pragma once
 

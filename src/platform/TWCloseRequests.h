@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Windows a backend asked to close, each with its process, remembered for a while.
 #pragma once
 

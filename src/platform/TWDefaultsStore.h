@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The persistent half of a settings store: a dictionary of property-list values kept somewhere.
 #pragma once
 

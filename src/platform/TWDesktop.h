@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One desktop backend: every desktop service the actions need, from one place.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file manager's windows as a desktop backend carries them out: list, minimize or restore,
 // close, open. TWScriptingAdapter serves the scripting terms of the actions over this.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Notification that another application came to the front.
 #pragma once
 

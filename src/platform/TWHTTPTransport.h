@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sends HTTPS requests and hands back the answer's body on the transport's own thread.
 #pragma once
 

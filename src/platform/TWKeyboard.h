@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The keyboard modifiers held at this moment.
 #pragma once
 

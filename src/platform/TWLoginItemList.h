@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The session's list of programs started at login.
 #pragma once
 

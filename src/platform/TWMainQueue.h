@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The main (user-interface) thread's queue, reachable from any other thread.
 #pragma once
 

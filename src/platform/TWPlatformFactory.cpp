@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Backend selection: KWin on a Wayland session that offers window management, X11 when only a
 // display is there, the simulated desktop when asked for (or as the automatic last resort).
 #include "TWPlatformFactory.h"

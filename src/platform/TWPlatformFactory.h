@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one place that chooses the desktop backend.
 #pragma once
 

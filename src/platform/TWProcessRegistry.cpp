@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Registrations of Tidewell's own processes: one small file per process in a per-user directory.
 #include "TWProcessRegistry.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tidewell's own processes (which own no windows) announce themselves here for the workspace.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Property-list values: the value type of the settings stores and of menu items' represented
 // objects.
 #pragma once

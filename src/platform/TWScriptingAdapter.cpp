@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file manager's scripting objects over a backend's window operations: every fetch and
 // count asks the backend afresh; a window object keeps only the backend's name for its window.
 #include "TWScriptingAdapter.h"

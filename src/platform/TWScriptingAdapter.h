@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The scripting terms of the file manager's windows (TWScriptingBridge), served for every
 // backend over the few operations of TWFileManagerWindows.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scripting the file manager's windows: the terms the Finder-window operations use.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Login-item registration and launching of companion programs (the menu-bar helper).
 #pragma once
 

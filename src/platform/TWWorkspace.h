@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The workspace of running applications: listing them in order, hiding, showing, activating.
 #pragma once
 

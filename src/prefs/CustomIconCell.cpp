@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exclusion list's cell: geometry and drawing.
 #include "CustomIconCell.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exclusion list's cell: an application's icon at the left edge, its name as text beside it.
 #pragma once
 

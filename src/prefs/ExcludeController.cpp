@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Exclude pane: rows, chooser, drag and drop, write-back and the background rebuild.
 #include "ExcludeController.h"
 

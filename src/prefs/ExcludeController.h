@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Exclude pane: the list of applications that hide-others never hides, edited by a file
 // chooser, by drag and drop of application entries and by removing rows; written to the store
 // shared with the menu-bar helper after every change.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Start at login over the session's login-item list.
 #include "OVLoginItem.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Start at login: whether the application is among the session's login items, adding it,
 // removing it, and repairing an entry that starts a copy elsewhere.
 #pragma once

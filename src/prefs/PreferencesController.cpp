@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The preferences window: toolbar, General pane, pane switching and the close question.
 #include "PreferencesController.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The preferences window: a toolbar that switches between the General pane (the settings of the
 // hide-others action, the icon style, menu-bar mode, start at login) and the Exclude pane.
 #pragma once

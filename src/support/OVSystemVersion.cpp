@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Dotted version strings with beta/alpha/development suffixes: parsing, canonical text,
 // ordering, and the running system's version.
 #include "OVSystemVersion.h"

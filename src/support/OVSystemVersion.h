@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Dotted version strings with beta/alpha/development suffixes ("10.6.8", "1.0b2"): parsing,
 // canonical text and ordering, and the running system's version.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The update check: gathers the request values, posts them from a worker thread and turns the
 // server's answer into a result for the completion handler on the main thread.
 #include "QFSimpleUpdater.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The update check: one HTTPS POST to the update server, answered with a result object that
 // is handed to a completion handler on the main thread.
 #pragma once

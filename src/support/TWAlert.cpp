@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The alert model: building alerts from texts and button titles, or from an error.
 #include "TWAlert.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The alert model: message, informative text, buttons and style, shown by a presenter.
 #pragma once
 

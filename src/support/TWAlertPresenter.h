@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shows an alert to the user and waits for the answer.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The error object that carries an outcome (texts, buttons, a link) to whoever presents it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // printf-style formatting of the system's messages, with "%@" for objects (strings).
 #include "TWFormat.h"
 

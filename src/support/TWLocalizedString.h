@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The localized string table: every user-visible text is looked up by its English text.
 #pragma once
 

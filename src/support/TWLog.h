@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Diagnostics to the system log. Lines begin with the class name and a colon.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Product constants: name, version, and the addresses the application talks to.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // URL strings: strict validation and splitting into scheme, authority, path, query, fragment.
 #include "TWURL.h"
 

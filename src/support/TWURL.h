@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // URL strings: strict validation and the parts the application looks at (scheme, host, ...).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two ways of presenting an update-check result.
 #include "TWUpdateHandlers.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two ways of presenting an update-check result: silent unless an update exists (at
 // launch), or always answering (when the user asked).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A settings store: registered defaults (volatile, per process) under persisted values.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A real desktop with one hook: something that happens right after the running list is taken
 // (a client killed mid-action, say).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Collects every line logged while it is alive, for tests that check what the system reported.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Answers every alert with a chosen button and remembers what it was shown.
 #pragma once
 

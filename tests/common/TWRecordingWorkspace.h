@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A workspace with no applications that records the URLs it is asked to open.
 #pragma once
 

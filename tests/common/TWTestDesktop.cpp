@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Xvfb + a window manager per test program, with teardown that leaves nothing running.
 #include "TWTestDesktop.h"
 #include "TWTestPaths.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A private X11 desktop for one test program: Xvfb on its own display, a window manager (openbox
 // unless told otherwise), a temporary home
 // with XDG directories (pcmanfm as the default file manager), spawned clients, and observers

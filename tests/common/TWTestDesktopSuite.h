@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A test suite whose tests share one test desktop, started before the first and ended after
 // the last.
 #pragma once

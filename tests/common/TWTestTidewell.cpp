@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tidewell on a test desktop: session files, the real program, its journal.
 #include "TWTestTidewell.h"
 #include "TWTestPaths.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tidewell itself on a test desktop: the session files it reads (settings, mimeapps.list, its
 // desktop entry pointing at the build), starting the real program and asking it what it did.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Interning an atom on an xcb connection, for the test programs and benchmarks that talk X.
 #pragma once
 

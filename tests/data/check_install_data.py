@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks what Tidewell installs for users: every option each program's --help lists is
 documented in its man page (and the reverse); the desktop entries and the AppStream metadata
 pass their validators; the German and French translations are complete for every text the

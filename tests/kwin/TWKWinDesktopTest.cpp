@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The desktop actions on a headless KWin with real Wayland clients, checked through KWin's own
 // D-Bus description of each window: listing and identity, hide-others and show-all with the
 // file manager, an exclusion and a window the user minimized, front switches, the menu toggle,

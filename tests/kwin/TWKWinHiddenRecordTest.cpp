@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record of hidden windows on its own (no compositor): how long a mark lives, and two
 // processes changing the record at once.
 #include "TWKWinHiddenRecord.h"

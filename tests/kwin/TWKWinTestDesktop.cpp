@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A session bus and a headless KWin per test program, with teardown that leaves nothing running.
 #include "TWKWinTestDesktop.h"
 

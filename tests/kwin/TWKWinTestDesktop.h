@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A private KDE Plasma compositor for one test program: a session bus and a headless KWin on
 // its own Wayland socket, a temporary home with XDG directories (thunar as the default file
 // manager), desktop entries that permit the named programs to use KWin's window management,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exclusion list on Qt's offscreen platform, over desktop entries in a temporary data
 // directory: adding, dropping, removing, writing back, the rebuild, and the cell's geometry.
 #include "ExcludeController.h"

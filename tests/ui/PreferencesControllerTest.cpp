@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The preferences window on Qt's offscreen platform: the General pane's settings, the icon
 // style, menu-bar mode, start at login, pane switching and the close question.
 #include "PreferencesController.h"

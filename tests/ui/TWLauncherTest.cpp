@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tidewell program as the session sees it: one instance, later starts hand over their
 // request through the private socket, which survives bad messages and a crashed instance.
 #include "TWInstanceChannel.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The update check end to end over real HTTPS to a local server, and the Qt alert presenter.
 #include "QFSimpleUpdater.h"
 #include "TWQtAlertPresenter.h"

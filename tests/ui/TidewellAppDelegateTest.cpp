@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The application shell on the simulated desktop: launch sequence, dock click, dock icon and
 // menu, URL scheme, support actions, and the application object's deactivation event.
 #include "TidewellAppDelegate.h"

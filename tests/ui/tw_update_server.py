@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 # A one-endpoint HTTPS server for the update-check tests: answers every POST from a response
 # file and records what it received.
 #

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Start at login over real XDG autostart entries in a temporary config folder.
 #include "OVLoginItem.h"
 #include "TWXDGAutostart.h"

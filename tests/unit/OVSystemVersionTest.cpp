@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Version strings: parsing, canonical text, ordering, and the running system's version.
 #include "OVSystemVersion.h"
 #include "TWLog.h"

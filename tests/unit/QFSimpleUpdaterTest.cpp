@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The update check: request body, outcomes, threads, lifetime.
 #include "QFSimpleUpdater.h"
 #include "TWLocalizedString.h"

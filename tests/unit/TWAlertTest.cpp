@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The alert model and the update handlers: button order and codes, texts, what gets opened.
 #include "TWAlert.h"
 #include "QFSimpleUpdater.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TWBaseDirectories: the runtime directory's rule and the check that makes a directory private.
 #include "TWBaseDirectories.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The desktop actions on the simulated desktop, checked against the ordered request log.
 #include "TWCommon.h"
 #include "TWLocalizedString.h"

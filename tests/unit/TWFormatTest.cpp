@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Formatting of the system's messages: objects, numbers, missing arguments.
 #include "TWFormat.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The default application for a MIME type, read from the mimeapps.list files in-process: the
 // desktop's own list before the generic one, entries that are not installed skipped, removed
 // associations honoured, and a change of a file noticed by the running program.

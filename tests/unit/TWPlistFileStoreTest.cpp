@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The property-list file store: durability, sharing between processes, damaged files, paths.
 #include "TWPlistFileStore.h"
 #include "TWLog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The scripting terms the adapter serves over a backend's window operations: arrays and counts
 // that answer for the file manager now, window objects that outlive their windows, and the
 // new-window object's one window.

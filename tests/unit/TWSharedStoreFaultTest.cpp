@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The shared settings store under fire: the application and the helper (two processes, each with
 // its own TWUserDefaults on the same file) write and read it 10,000 times while either is killed
 // (SIGKILL) at random moments and started again. No acknowledged write may be lost, no read may

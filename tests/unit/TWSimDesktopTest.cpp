@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated desktop's own behaviour: what tests and demos rely on it to model faithfully.
 #include "TWSimDesktop.h"
 

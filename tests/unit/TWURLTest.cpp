@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The URL parser: the parts of valid URLs, and the strings that are not URLs.
 #include "TWURL.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings store's layering (registered under persisted) and its conversions.
 #include "TWUserDefaults.h"
 #include "TWSettings.h"

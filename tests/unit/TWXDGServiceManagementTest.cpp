@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TWXDGServiceManagement: starting programs reports the ones that cannot start.
 #include "TWXDGServiceManagement.h"
 #include "TWLog.h"

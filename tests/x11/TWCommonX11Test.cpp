@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The desktop actions on the real X11 backend, checked by an independent observer (xprop,
 // wmctrl): the file manager's settings, the menu toggle, a client killed mid-action. (The
 // round of hide-others and show-all with an exclusion and a window the user minimized runs on

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults on the test desktop, through tidewell-x11 as a keyboard shortcut would run it: clients
 // killed at random moments of hide-others and show-all, and the window manager killed (as a crash
 // would) and started again in the middle of hide-others. After each round show-all must have

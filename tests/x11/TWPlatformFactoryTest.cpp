@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Choosing the desktop backend, and the command-line tool that acts through it with the user's
 // settings files.
 #include "TWPlatformFactory.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Identity with real programs from Debian packages on the test desktop: thunar as the default
 // file manager (its toolkit ID names no entry), mousepad with its file chooser open (a GTK
 // dialog without hints of its own), and a Tk program with a dialog and a secondary window of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A tiny X client for the desktop tests and the benchmark: shows windows with exactly the
 // properties a case needs (class, pid, taskbar hints, window type) and closes them
 // when the window manager asks. SIGUSR1 withdraws every window (ICCCM: unmap plus a synthetic

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One scenario on every window manager Tidewell supports, each on its own Xvfb: three
 // applications (one window minimized by the user beforehand), the file manager with two windows
 // and an excluded application; hide-others with the default settings and with "Minimize" off,

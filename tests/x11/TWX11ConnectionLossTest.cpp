@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The X11 backend when the X server goes away under it: every operation is a no-op, nothing
 // crashes or hangs, and the loss is reported once.
 #include "TWLog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The X11 backend against a real window manager: listing, identity, hide / unhide, front
 // switches, vanished windows, the process registry and the file manager's windows. (The file
 // manager's windows collapsed, closed and opened through the actions: TWCommonX11Test.)

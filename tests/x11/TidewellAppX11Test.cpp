@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real tidewell program on a real desktop (Xvfb + openbox, xlogo, xterm, pcmanfm), checked
 // by independent observers (xprop, wmctrl): the click as a second start, show-all, front
 // switches, and the preferences window reached through the URL scheme from outside and from the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The menu-bar helper started by Tidewell on a real desktop: with "Menubar" set, the launch
 // starts tidewell-helper once per session, registers it as a login item, and the workspace lists
 // it as a running application; turning the mode off removes the login item and quits the helper.

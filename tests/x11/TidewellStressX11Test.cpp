@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The running tidewell under load: 500 windows from 100 clients, hide-others and show-all sent
 // back to back to the instance round after round while other clients keep creating and
 // destroying windows. Afterwards an independent observer (xprop) finds every window shown and

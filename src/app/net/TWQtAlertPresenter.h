@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shows alerts as Qt message boxes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // HTTPS requests through Qt's network access, on a network thread of their own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The GUI thread's queue for Qt applications.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // tidewell-icon-render: renders an SVG icon to a square PNG of the given size, for the icon
 // theme's fixed-size folders (a build tool, not installed).
 #include <QGuiApplication>

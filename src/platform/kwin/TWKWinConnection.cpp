@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Wayland side of the KWin backend: registry, window-management events, requests.
 #include "TWKWinConnection.h"
 

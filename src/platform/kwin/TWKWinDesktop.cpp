@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Assembly of the KWin backend around one connection.
 #include "TWKWinDesktop.h"
 

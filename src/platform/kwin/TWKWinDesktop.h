@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The KDE Plasma desktop on Wayland: every platform service through KWin's window management.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // File-manager windows through the Plasma window management.
 #include "TWKWinFileManagerWindows.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file manager's windows on KWin: listing front to back, minimize, close, and new windows
 // started from the file manager's desktop entry.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Front-application switch detection from the windows' active state.
 #include "TWKWinFrontSwitchSource.h"
 

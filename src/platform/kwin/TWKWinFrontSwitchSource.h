@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Front-application switches on KWin: active-state changes whose owning application differs.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The hidden-window record file: one "uuid position since confirmed" line per mark.
 #include "TWKWinHiddenRecord.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What Tidewell hid on a KWin session. Wayland windows carry no properties, so the record is a
 // small file in the per-user runtime directory that the application, the helper and the
 // command-line tool all read and change under a file lock. A mark lives exactly as long as the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running applications on KWin, and the hide / unhide / activate requests for them.
 #include "TWKWinWorkspace.h"
 

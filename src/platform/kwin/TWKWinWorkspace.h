@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running applications on KWin: the compositor's windows grouped by process and desktop-entry
 // identity, plus Tidewell's registered processes; hide, unhide and activate through the Plasma
 // window management, with the record of what Tidewell hid (TWKWinHiddenRecord).

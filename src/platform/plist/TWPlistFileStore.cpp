@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A settings store kept in one XML property-list file that several processes share.
 #include "TWPlistFileStore.h"
 

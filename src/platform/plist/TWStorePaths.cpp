@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where the two settings stores live: files under the user's XDG configuration directory.
 #include "TWStorePaths.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user's XDG base directories and the private-directory check.
 #include "TWBaseDirectories.h"
 

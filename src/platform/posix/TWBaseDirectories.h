@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user's XDG base directories (configuration, runtime) and the check that makes a directory
 // ours alone. Every path below them is built from these functions; see also TWStorePaths,
 // TWXDGAutostart, TWMimeApps, TWProcessRegistry and TWInstanceChannel.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Detached program starts by double fork (exec failures reported through a close-on-exec
 // pipe), and small command captures.
 #include "TWProcessLauncher.h"

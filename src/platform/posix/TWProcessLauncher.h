@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Starting other programs detached from us: no waiting, no zombies, no shared session.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A settings store kept in memory: for the simulated desktop, tests and benchmarks.
 #pragma once
 

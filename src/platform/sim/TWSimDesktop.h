@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A desktop kept in memory: applications, a file manager with windows, keyboard, URL opening
 // and Apple events, scriptable by tests and demos, recording every request in order.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A login-item list in memory.
 #include "TWSimLoginItemList.h"
 

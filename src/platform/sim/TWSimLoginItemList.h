@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A login-item list in memory, for tests and the simulated desktop.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Login items and launches recorded in memory, for tests.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Dropping Apple events with a log line that says what was dropped.
 #include "TWX11AppleEventSender.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Apple events on Linux: no application can receive them, so each is dropped and logged.
 #pragma once
 

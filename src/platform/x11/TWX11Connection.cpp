@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The X connection of the backend: pipelined property fetches, EWMH/ICCCM requests, events.
 #include "TWX11Connection.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connection to the X server: atoms, the window snapshot (fetched in one pipelined batch),
 // client messages, server time and the event queue. Every X request of the backend passes here.
 #pragma once

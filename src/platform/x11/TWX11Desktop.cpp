@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Assembly of the X11 backend around one connection.
 #include "TWX11Desktop.h"
 

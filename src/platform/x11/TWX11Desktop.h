@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real Linux desktop: every platform service on an X11 display with an EWMH window manager.
 #pragma once
 

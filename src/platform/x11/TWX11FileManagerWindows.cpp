@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // File-manager windows through EWMH: listing by stacking order, iconify, close, new windows.
 #include "TWX11FileManagerWindows.h"
 

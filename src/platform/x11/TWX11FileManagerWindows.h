@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file manager's windows through the window manager: listing by stacking order, iconify,
 // close, and new windows started from the file manager's desktop entry.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Front-application switch detection from root PropertyNotify events.
 #include "TWX11FrontSwitchSource.h"
 

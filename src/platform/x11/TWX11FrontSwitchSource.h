@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Front-application switches on X11: _NET_ACTIVE_WINDOW changes whose owning application differs.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Keyboard modifiers through xcb_query_pointer, translated into the modifier bit layout.
 #include "TWX11Keyboard.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Keyboard modifiers held now, from the X server's pointer query.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The X bell as the alert sound.
 #include "TWX11SystemSound.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The alert sound on X11: the server's bell.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running applications on X11, and the hide / unhide / activate requests for them.
 #include "TWX11Workspace.h"
 

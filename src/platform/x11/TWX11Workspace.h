@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running applications on X11: managed windows grouped by process and desktop-entry identity,
 // plus Tidewell's registered processes; hide, unhide and activate through the window manager.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bookmarks of desktop entries: a versioned text record, and its resolution.
 #include "TWBookmark.h"
 

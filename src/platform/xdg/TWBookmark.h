@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bookmarks of desktop entries: a small record that finds an application's entry again after it
 // moved or was replaced (its path, its desktop-entry ID and its file identity).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Desktop-entry parsing and the dock-style lookup from window hints to an application identity.
 #include "TWDesktopEntryIndex.h"
 

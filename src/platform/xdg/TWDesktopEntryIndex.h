@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The installed desktop entries (applications/*.desktop under the XDG data directories), parsed
 // once, and the lookups that turn a window's hints into an application identity.
 #pragma once

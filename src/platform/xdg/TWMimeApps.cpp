@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // mimeapps.list reading: default applications without running xdg-mime.
 #include "TWMimeApps.h"
 

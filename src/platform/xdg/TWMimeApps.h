@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user's default applications under the XDG MIME-applications rules, read from the
 // mimeapps.list files in-process and read again when one of them changes.
 // See also TWDesktopEntryIndex (which entries are installed).

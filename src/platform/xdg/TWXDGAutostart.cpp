@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // XDG autostart entries: listing in a stable order, resolving their programs, writing them.
 #include "TWXDGAutostart.h"
 

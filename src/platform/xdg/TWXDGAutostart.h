@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // XDG autostart entries ($XDG_CONFIG_HOME/autostart/*.desktop): the session's login items.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Login items as XDG autostart entries, programs started as detached processes.
 #include "TWXDGServiceManagement.h"
 
