@@ -57,11 +57,15 @@ class TWCommonX11Test : public TWTestDesktopSuite {
     pid_t fileManager(int windows) {
         pid_t fm = desktop_->spawn({"pcmanfm", desktop_->home()});
         clients_.push_back(fm);
-        EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->windowsOfPid(fm).size() == 1; }));
+        // A GTK program's first window takes long on a loaded machine (icon theme, fonts).
+        constexpr auto kStart = std::chrono::seconds(45);
+        EXPECT_TRUE(
+            TWTestDesktop::waitFor([&] { return desktop_->windowsOfPid(fm).size() == 1; }, kStart));
         for (int i = 1; i < windows; ++i) {
             TWTestDesktop::run({"pcmanfm", "-n", desktop_->home()});
             EXPECT_TRUE(TWTestDesktop::waitFor(
-                [&] { return static_cast<int>(desktop_->windowsOfPid(fm).size()) == i + 1; }));
+                [&] { return static_cast<int>(desktop_->windowsOfPid(fm).size()) == i + 1; },
+                kStart));
         }
         return fm;
     }
