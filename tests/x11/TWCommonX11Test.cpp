@@ -81,7 +81,10 @@ class TWCommonX11Test : public TWTestDesktopSuite {
     bool visible(unsigned long w) { return !desktop_->isIconic(w); }
     void set(const char* key, bool value) { shared_->setBool(value, key); }
     // Follows the window manager's answers as the application's event loop would.
-    void settle() { EXPECT_TRUE(x11_->x11Workspace().settle(std::chrono::seconds(15))); }
+    void settle() {
+        EXPECT_TRUE(x11_->x11Workspace().settle(std::chrono::seconds(15)))
+            << "logged: " << ::testing::PrintToString(log_);
+    }
 
     std::unique_ptr<TWX11Desktop> x11_;
     std::shared_ptr<TWSimDefaultsStore> store_;
