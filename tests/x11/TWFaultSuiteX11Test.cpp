@@ -108,6 +108,14 @@ TEST_F(TWFaultSuiteX11Test, AWindowManagerCrashMidHideLosesNoWindow) {
         ASSERT_TRUE(desktop.restartWindowManager());
         finish(hide);
         finish(desktop.spawn({tool, "show-all"}));
+        // A window manager that has just started can drop a restore it is sent (seen with
+        // openbox in about one round of a hundred, twice asked). Such a window must still be
+        // minimized with its mark, so that the next show-all brings it back: nothing is lost.
+        for (const auto& c : clients)
+            for (unsigned long w : c.windows)
+                EXPECT_TRUE(!desktop.isIconic(w) || desktop.hasHiddenMark(w))
+                    << "window " << w << " minimized without a mark: lost";
+        finish(desktop.spawn({tool, "show-all"}));
         expectAllShown(clients);
         if (HasFailure())
             return;

@@ -355,6 +355,9 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
             // The mark stays until the window is seen restored.
             connection_.restore(w->id, w->mapped);
             follow(w->id, Step::AwaitNormal, now + kAnswerBound);
+        } else if (f != followed_.end() && f->second.step == Step::AwaitNormal) {
+            // Restored by a restore asked for moments ago (this listing came before its answer
+            // was handled): that answer ends the mark.
         } else if (markIsRecent(*w)) {
             // Hidden a moment ago and not minimized yet: restoring it now would come before the
             // minimize and be undone by it.
@@ -362,7 +365,7 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
             auto deadline = f != followed_.end() ? f->second.deadline : now + kAnswerBound;
             follow(w->id, Step::RestoreWhenIconic, deadline);
             followed_[w->id].late = late;
-        } else if (f == followed_.end() || f->second.step != Step::AwaitNormal) {
+        } else {
             // Back already (restored by hand, or withdrawn and shown again): the hidden state
             // the mark recorded is over.
             connection_.removeMark(w->id);
