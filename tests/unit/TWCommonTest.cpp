@@ -66,8 +66,6 @@ TWPlistValue excludedRecord(const std::string& name, const std::string& bundleID
 
 } // namespace
 
-// ---------------------------------------------------------------- hide-others
-
 TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRestLastFirst) {
     Fixture f;
     auto finder = f.launch(kFinder, "Finder");
@@ -194,8 +192,6 @@ TEST(TWCommonHideOthers, SettingsChangedBetweenTwoActionsTakeEffectForAnyFileMan
     EXPECT_GT(f.sharedBacking->loadCount(), loadsBefore);
 }
 
-// ---------------------------------------------------------------- file-manager windows
-
 TEST(TWCommonFinderWindows, MinimizeCollapsesTheFirstWindowOfAFreshFetchOncePerWindow) {
     Fixture f;
     f.desk.addFileManagerWindows(2);
@@ -298,8 +294,6 @@ TEST(TWCommonFinderWindows, ABrokenFileManagerAnswerEndsTheLoopsWithAMessage) {
     EXPECT_NE(captured.lines[1].find("Finder window"), std::string::npos);
 }
 
-// ---------------------------------------------------------------- show-all and activation
-
 TEST(TWCommonShowAll, UnhidesEveryRegularApplicationAndReactivatesTheRecordedOneIfAny) {
     Fixture f;
     f.launch(kFinder, "Finder");
@@ -392,8 +386,6 @@ TEST(TWCommonActivation, AppleEventsAreBuiltExactlyAndSent) {
     EXPECT_EQ(sent[0], TWCommon::reopenEventForCreator(TWFourCharCode("ttxt")));
     EXPECT_EQ(sent[1], TWCommon::activateEventForCreator(TWFourCharCode("ttxt")));
 }
-
-// ---------------------------------------------------------------- the menu
 
 TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
     Fixture f;
@@ -514,8 +506,6 @@ TEST(TWCommonMenu, TitlesGoThroughTheStringTable) {
     EXPECT_EQ(menu->items()[3]->title(), "Show All");
     EXPECT_EQ(menu->items()[6]->title(), "   P");
 }
-
-// ---------------------------------------------------------------- the shared instance
 
 TEST(TWCommonShared, CreatedOnceFromTheConfiguredServices) {
     EXPECT_THROW(TWCommon::sharedInstance(), std::logic_error);
