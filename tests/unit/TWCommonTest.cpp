@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The desktop actions on the simulated desktop, checked against the ordered request log.
 #include "TWCommon.h"
-#include "TWLocalizedString.h"
 #include "TWLog.h"
 #include "TWLogCapture.h"
 #include "TWSettings.h"
@@ -488,23 +487,6 @@ TEST(TWCommonMenu, ItemsPerformTheirActionsSameNameItemsBothForTheLastOneMet) {
     EXPECT_TRUE(f.hidden(older));
     menu->items()[3]->perform();
     EXPECT_FALSE(f.hidden(older));
-}
-
-TEST(TWCommonMenu, TitlesGoThroughTheStringTable) {
-    Fixture f;
-    f.launch("com.example.p", "P");
-    TWSetLocalizer([](std::string_view key) -> std::string {
-        if (key == "Hide All")
-            return "Alles ausblenden";
-        if (key == "P")
-            return "translated P"; // application names are already localized: never looked up
-        return "";
-    });
-    auto menu = f.common.buildAppMenu();
-    TWSetLocalizer({});
-    EXPECT_EQ(menu->items()[2]->title(), "Alles ausblenden");
-    EXPECT_EQ(menu->items()[3]->title(), "Show All");
-    EXPECT_EQ(menu->items()[6]->title(), "   P");
 }
 
 TEST(TWCommonShared, CreatedOnceFromTheConfiguredServices) {
