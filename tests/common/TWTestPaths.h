@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <unistd.h>
 
 // The absolute path of one of the project's programs (tidewell, tidewell-x11, ...).
 inline std::string TWTestProgramPath(const std::string& name) {
@@ -25,6 +26,27 @@ inline std::string TWReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
+
+// Replaces a file's contents with `bytes`.
+inline void TWWriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// A private temporary directory, removed with the object; `memory`: in /dev/shm where there is
+// one, for tests that sync thousands of times.
+struct TWTempDir {
+    std::filesystem::path path;
+    explicit TWTempDir(const std::string& name, bool memory = false) {
+        std::string pattern =
+            (memory && std::filesystem::is_directory("/dev/shm") ? "/dev/shm/" : "/tmp/") + name +
+            "-XXXXXX";
+        path = mkdtemp(pattern.data()) ? pattern : "";
+    }
+    ~TWTempDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+};
 
 // A file of the source tree, by its path from the tree's root.
 inline std::string TWTestSourcePath(const std::string& relative) {

@@ -15,15 +15,8 @@ import xml.etree.ElementTree as ET
 
 source_dir, binary_dir, lupdate = sys.argv[1:4]
 failures = []
-
-
-def fail(text):
-    failures.append(text)
-    print("FAIL: " + text)
-
-
-def long_options(text):
-    return set(re.findall(r"(?<![\w-])--[a-z][a-z0-9-]*", text))
+fail = lambda text: failures.append(text) or print("FAIL: " + text)
+long_options = lambda text: set(re.findall(r"(?<![\w-])--[a-z][a-z0-9-]*", text))
 
 
 # Man pages against --help.
@@ -37,10 +30,9 @@ for program in ("tidewell", "tidewell-helper", "tidewell-x11"):
         # troff escapes the dashes: \-\- is --.
         manual = page.read().replace("\\-", "-")
     in_help, in_manual = long_options(run.stdout), long_options(manual)
-    for option in sorted(in_help - in_manual):
-        fail(f"{program}: {option} is in --help but not in the man page")
-    for option in sorted(in_manual - in_help):
-        fail(f"{program}: {option} is in the man page but not in --help")
+    for option in sorted(in_help ^ in_manual):
+        fail(f"{program}: {option} is in " + ("--help but not in the man page" if option in in_help
+                                              else "the man page but not in --help"))
 
 # Validators.
 for command in (["desktop-file-validate", f"{source_dir}/resources/net.quillfen.Tidewell.desktop",
@@ -67,12 +59,9 @@ if len(texts) < 30:
     fail(f"only {len(texts)} texts collected from the sources")
 for language in ("de", "fr"):
     path = f"{source_dir}/resources/translations/tidewell_{language}.ts"
-    translated = {}
-    for message in ET.parse(path).iter("message"):
-        translation = message.find("translation")
-        if translation.get("type") in ("unfinished", "obsolete", "vanished") or not translation.text:
-            continue
-        translated[message.get("id")] = translation.text
+    translated = {m.get("id"): t.text for m in ET.parse(path).iter("message")
+                  if (t := m.find("translation")).text
+                  and t.get("type") not in ("unfinished", "obsolete", "vanished")}
     for text in sorted(texts):
         if text not in translated:
             fail(f"{language}: no translation of \"{text}\"")

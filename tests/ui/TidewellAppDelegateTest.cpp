@@ -113,8 +113,6 @@ class DelegateTest : public ::testing::Test {
     std::uint64_t finder = 0, terminal = 0, editor = 0;
 };
 
-// --- Launch ---
-
 TEST_F(DelegateTest, TranslocatedLaunchBeepsAlertsAndQuitsBeforeAnythingElse) {
     TidewellAppDelegate delegate(services("/tmp/AppTranslocation/0A1B/d/Tidewell"));
     ASSERT_TRUE(delegate.isRunningTranslocated());
@@ -230,8 +228,6 @@ TEST_F(DelegateTest, SecondCreationYieldsTheFirstAndQuittingIsImmediate) {
     EXPECT_TRUE(contains(journal, "detach"));
 }
 
-// --- Dock click and quit ---
-
 TEST_F(DelegateTest, ReopenHidesOthersUnlessShiftIsHeld) {
     TidewellAppDelegate delegate(services());
     for (std::uint32_t modifiers : {0u, TWCommandKey, TWOptionKey, TWControlKey,
@@ -253,8 +249,6 @@ TEST_F(DelegateTest, ReopenHidesOthersUnlessShiftIsHeld) {
         EXPECT_FALSE(contains(desktop.log(), "hide Editor")) << "modifiers " << modifiers;
     }
 }
-
-// --- Dock icon and menu ---
 
 TEST_F(DelegateTest, AbsentIconStyleIsTheDefaultInvalidOnesAreRepairedValidOnesKept) {
     TidewellAppDelegate delegate(services());
@@ -331,8 +325,6 @@ TEST_F(DelegateTest, TrayMenuRendersTheModelAndEveryItemWorks) {
     EXPECT_EQ(menu.actions().size(), 9);
 }
 
-// --- URL scheme and support actions ---
-
 TEST_F(DelegateTest, OnlyThePreferencesRequestOfOurSchemeOpensPreferences) {
     TidewellAppDelegate delegate(services());
     ASSERT_TRUE(urlHandler);
@@ -377,8 +369,6 @@ TEST_F(DelegateTest, FeedbackMailNamesTheVersionUnescapedProductPageOpensInvalid
     delegate.performOpenURL("");
     EXPECT_EQ(desktop.openedURLs(), (std::vector<std::string>{opened, TWProductPageURL}));
 }
-
-// --- The application object ---
 
 TEST(TidewellApplicationTest, OnlyTheRawEvent21Subtype2RecordsTheActiveApplication) {
     TidewellApplication& app = application();

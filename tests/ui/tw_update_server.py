@@ -19,46 +19,35 @@ cert, key, response_file, record_file = sys.argv[1:5]
 
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    log_message = lambda *args: None
 
     def do_POST(self):
-        length = int(self.headers.get("Content-Length") or 0)
-        body = self.rfile.read(length) if length else b""
+        body = self.rfile.read(int(self.headers.get("Content-Length") or 0))
         with open(record_file, "wb") as f:
             f.write(self.path.encode() + b"\n" + body)
         with open(response_file, "rb") as f:
-            status_line, _, answer = f.read().partition(b"\n")
-        status, *mode = status_line.split()
-        status = int(status)
-        if status == 0:
-            self.close_connection = True
+            status, *mode = f.readline().split()
+            answer = f.read()
+        self.close_connection = status == b"0" or mode[:1] == [b"flood"]
+        if status == b"0":
             return
-        self.send_response(status)
+        self.send_response(int(status))
         self.send_header("Content-Type", "text/plain; charset=utf-8")
+        self.send_header(*(("Connection", "close") if mode[:1] == [b"flood"]
+                           else ("Content-Length", str(len(answer)))))
+        self.end_headers()
         try:
-            if mode and mode[0] == b"flood":
-                self.send_header("Connection", "close")
-                self.end_headers()
-                self.close_connection = True
-                left = int(mode[1])
-                while left > 0:
-                    chunk = min(left, 65536)
-                    self.wfile.write(b"x" * chunk)
-                    left -= chunk
-                return
-            self.send_header("Content-Length", str(len(answer)))
-            self.end_headers()
-            if mode and mode[0] == b"trickle":
-                for i in range(len(answer)):
-                    self.wfile.write(answer[i:i + 1])
-                    self.wfile.flush()
-                    time.sleep(0.2)
-            else:
+            if mode[:1] == [b"flood"]:
+                for _ in range(0, int(mode[1]), 65536):
+                    self.wfile.write(b"x" * 65536)
+            for i in range(len(answer)) if mode[:1] == [b"trickle"] else []:
+                self.wfile.write(answer[i:i + 1])
+                self.wfile.flush()
+                time.sleep(0.2)
+            if not mode:
                 self.wfile.write(answer)
         except (BrokenPipeError, ConnectionResetError, ssl.SSLError):
             self.close_connection = True
-
-    def log_message(self, *args):
-        pass
 
 
 server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
@@ -66,7 +55,4 @@ context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
 context.load_cert_chain(cert, key)
 server.socket = context.wrap_socket(server.socket, server_side=True)
 print("PORT", server.server_address[1], flush=True)
-try:
-    server.serve_forever()
-except KeyboardInterrupt:
-    pass
+server.serve_forever()

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Start at login over real XDG autostart entries in a temporary config folder.
 #include "OVLoginItem.h"
+#include "TWTestPaths.h"
 #include "TWXDGAutostart.h"
 
 #include <gtest/gtest.h>
@@ -16,16 +17,12 @@ namespace {
 class LoginItemTest : public ::testing::Test {
   protected:
     LoginItemTest() {
-        char pattern[] = "/tmp/OVLoginItemTest.XXXXXX";
-        root = mkdtemp(pattern);
         for (const char* program : {"old/tidewell", "new/tidewell", "other/other"})
             executable(root + "/" + program);
     }
-    ~LoginItemTest() override { fs::remove_all(root); }
-
     static void executable(const std::string& path) {
         fs::create_directories(fs::path(path).parent_path());
-        std::ofstream(path) << "#!/bin/sh\n";
+        TWWriteFile(path, "#!/bin/sh\n");
         chmod(path.c_str(), 0755);
     }
 
@@ -36,7 +33,8 @@ class LoginItemTest : public ::testing::Test {
         return paths;
     }
 
-    std::string root;
+    TWTempDir temp{"OVLoginItemTest"};
+    std::string root = temp.path;
     TWXDGAutostart list{"/nonexistent"};
 };
 

@@ -3,6 +3,7 @@
 #include "OVSystemVersion.h"
 #include "TWLog.h"
 #include "TWLogCapture.h"
+#include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -194,26 +195,22 @@ TEST(OVSystemVersionIdentity, DescriptionHashAndSharedInstances) {
 class OVSystemVersionCurrent : public ::testing::Test {
   protected:
     void SetUp() override {
-        char tmpl[] = "/tmp/ovsystemversion-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir = tmpl;
-        etc = dir / "etc-os-release";
-        lib = dir / "lib-os-release";
         OVSystemVersion::setOSReleasePathsForTesting({etc.string(), lib.string()});
     }
     void TearDown() override {
         OVSystemVersion::setOSReleasePathsForTesting({"/etc/os-release", "/usr/lib/os-release"});
-        std::filesystem::remove_all(dir);
     }
     static void write(const std::filesystem::path& p, const std::string& text) {
-        std::ofstream(p) << text;
+        TWWriteFile(p, text);
     }
     std::string current() {
         auto v = OVSystemVersion::currentSystemVersion();
         return v ? v->string() : "(nil)";
     }
 
-    std::filesystem::path dir, etc, lib;
+    TWTempDir temp{"ovsystemversion"};
+    std::filesystem::path dir = temp.path, etc = dir / "etc-os-release",
+                          lib = dir / "lib-os-release";
 };
 
 TEST_F(OVSystemVersionCurrent, VersionIDIsReadWithShellQuoting) {

@@ -168,8 +168,6 @@ std::string text(const TWError& error, const char* key) {
 
 } // namespace
 
-// --- The request ---
-
 TEST(QFSimpleUpdaterRequest, BodyEscapesOnlySpacesAndAMissingValueEndsTheList) {
     auto args = QFSimpleUpdater::argumentsWithValues("Tide well & Co=1+2", "2.0 beta 3",
                                                      "Debian GNU/Linux 12 (bookworm) ü");
@@ -185,8 +183,6 @@ TEST(QFSimpleUpdaterRequest, BodyEscapesOnlySpacesAndAMissingValueEndsTheList) {
                   QFSimpleUpdater::argumentsWithValues("Tidewell", "1.0", std::nullopt)),
               "app=Tidewell&version=1.0&os_version=(null)");
 }
-
-// --- The outcomes ---
 
 namespace {
 enum class Outcome { Available, Current, Failed };
@@ -277,8 +273,6 @@ TEST(QFSimpleUpdaterResult, NamesTextsAndEndpointsWithoutAHost) {
     EXPECT_EQ(*TWPlistLookup(error.userInfo, TWLocalizedRecoveryOptionsErrorKey),
               TWPlistValue(TWPlistArray{"Laden", "Cancel"}));
 }
-
-// --- Threads, delivery and lifetime ---
 
 TEST(QFSimpleUpdaterDelivery, OneCallOnTheMainThreadWhileTheUpdaterLivesThenItIsFreed) {
     Check check("https://updates.quillfen.net/x");

@@ -103,8 +103,6 @@ TEST(TWAlertFromError, AnErrorWithoutTextsStillNamesItself) {
     EXPECT_TRUE(alert->buttons().empty());
 }
 
-// --- The update handlers, over every outcome ---
-
 namespace {
 const std::string kEndpoint = "https://updates.quillfen.net/updates/simpleupdate.php";
 const std::string kLink = "https://updates.quillfen.net/download/Tidewell-2.0.zip";

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // TWBaseDirectories: the runtime directory's rule and the check that makes a directory private.
 #include "TWBaseDirectories.h"
+#include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -21,13 +22,8 @@ mode_t modeOf(const fs::path& path) {
 
 class TWBaseDirectoriesTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/tw-basedirs-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        root_ = pattern;
-    }
-    void TearDown() override { fs::remove_all(root_); }
-    fs::path root_;
+    TWTempDir temp_{"tw-basedirs"};
+    fs::path root_ = temp_.path;
 };
 
 } // namespace

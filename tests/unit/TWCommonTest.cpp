@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The desktop actions on the simulated desktop, checked against the ordered request log.
 #include "TWCommon.h"
-#include "TWLocalizedString.h"
 #include "TWLog.h"
 #include "TWLogCapture.h"
 #include "TWSettings.h"
@@ -65,8 +64,6 @@ TWPlistValue excludedRecord(const std::string& name, const std::string& bundleID
 }
 
 } // namespace
-
-// ---------------------------------------------------------------- hide-others
 
 TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRestLastFirst) {
     Fixture f;
@@ -194,8 +191,6 @@ TEST(TWCommonHideOthers, SettingsChangedBetweenTwoActionsTakeEffectForAnyFileMan
     EXPECT_GT(f.sharedBacking->loadCount(), loadsBefore);
 }
 
-// ---------------------------------------------------------------- file-manager windows
-
 TEST(TWCommonFinderWindows, MinimizeCollapsesTheFirstWindowOfAFreshFetchOncePerWindow) {
     Fixture f;
     f.desk.addFileManagerWindows(2);
@@ -298,8 +293,6 @@ TEST(TWCommonFinderWindows, ABrokenFileManagerAnswerEndsTheLoopsWithAMessage) {
     EXPECT_NE(captured.lines[1].find("Finder window"), std::string::npos);
 }
 
-// ---------------------------------------------------------------- show-all and activation
-
 TEST(TWCommonShowAll, UnhidesEveryRegularApplicationAndReactivatesTheRecordedOneIfAny) {
     Fixture f;
     f.launch(kFinder, "Finder");
@@ -392,8 +385,6 @@ TEST(TWCommonActivation, AppleEventsAreBuiltExactlyAndSent) {
     EXPECT_EQ(sent[0], TWCommon::reopenEventForCreator(TWFourCharCode("ttxt")));
     EXPECT_EQ(sent[1], TWCommon::activateEventForCreator(TWFourCharCode("ttxt")));
 }
-
-// ---------------------------------------------------------------- the menu
 
 TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
     Fixture f;
@@ -497,25 +488,6 @@ TEST(TWCommonMenu, ItemsPerformTheirActionsSameNameItemsBothForTheLastOneMet) {
     menu->items()[3]->perform();
     EXPECT_FALSE(f.hidden(older));
 }
-
-TEST(TWCommonMenu, TitlesGoThroughTheStringTable) {
-    Fixture f;
-    f.launch("com.example.p", "P");
-    TWSetLocalizer([](std::string_view key) -> std::string {
-        if (key == "Hide All")
-            return "Alles ausblenden";
-        if (key == "P")
-            return "translated P"; // application names are already localized: never looked up
-        return "";
-    });
-    auto menu = f.common.buildAppMenu();
-    TWSetLocalizer({});
-    EXPECT_EQ(menu->items()[2]->title(), "Alles ausblenden");
-    EXPECT_EQ(menu->items()[3]->title(), "Show All");
-    EXPECT_EQ(menu->items()[6]->title(), "   P");
-}
-
-// ---------------------------------------------------------------- the shared instance
 
 TEST(TWCommonShared, CreatedOnceFromTheConfiguredServices) {
     EXPECT_THROW(TWCommon::sharedInstance(), std::logic_error);

@@ -3,6 +3,7 @@
 // desktop's own list before the generic one, entries that are not installed skipped, removed
 // associations honoured, and a change of a file noticed by the running program.
 #include "TWMimeApps.h"
+#include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -15,27 +16,25 @@ namespace {
 class TWMimeAppsTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        char pattern[] = "/tmp/tidewell-mimeapps-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        root_ = pattern;
         std::filesystem::create_directories(root_ + "/data/applications");
         std::filesystem::create_directories(root_ + "/config");
         for (const char* id : {"pcmanfm", "thunar", "org.example.Viewer"})
-            std::ofstream(root_ + "/data/applications/" + id + ".desktop")
-                << "[Desktop Entry]\nType=Application\nName=" << id << "\nExec=" << id << " %U\n";
+            TWWriteFile(root_ + "/data/applications/" + id + ".desktop",
+                        "[Desktop Entry]\nType=Application\nName=" + std::string(id) +
+                            "\nExec=" + id + " %U\n");
         setenv("XDG_CONFIG_HOME", (root_ + "/config").c_str(), 1);
         setenv("XDG_CONFIG_DIRS", (root_ + "/none").c_str(), 1);
         setenv("XDG_DATA_HOME", (root_ + "/data").c_str(), 1);
         setenv("XDG_DATA_DIRS", (root_ + "/none").c_str(), 1);
         setenv("XDG_CURRENT_DESKTOP", "XFCE", 1);
     }
-    void TearDown() override { std::filesystem::remove_all(root_); }
     void write(const std::string& file, const std::string& text) {
         // A new file in place of the old, as editors and xdg-mime write it.
-        std::ofstream(root_ + "/config/" + file + ".new") << text;
+        TWWriteFile(root_ + "/config/" + file + ".new", text);
         std::filesystem::rename(root_ + "/config/" + file + ".new", root_ + "/config/" + file);
     }
-    std::string root_;
+    TWTempDir temp_{"tidewell-mimeapps"};
+    std::string root_ = temp_.path;
 };
 
 TEST_F(TWMimeAppsTest, TheDesktopsListWinsMissingEntriesAreSkippedAndChangesAreNoticed) {

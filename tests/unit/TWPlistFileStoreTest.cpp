@@ -33,13 +33,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string readAll(const fs::path& p) {
-    return TWReadFile(p);
-}
-void writeAll(const fs::path& p, const std::string& bytes) {
-    std::ofstream(p, std::ios::binary) << bytes;
-}
-
 // Runs `body` in a child process and returns its exit status (the child never returns).
 template <class F> pid_t spawn(F body) {
     pid_t pid = fork();
@@ -71,24 +64,9 @@ std::vector<fs::path> corruptCopies(const fs::path& file) {
 
 class TWPlistFileStoreTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        // A memory file system where there is one: every write syncs, and thousands of syncs on
-        // a disk would make these tests slow without testing anything more.
-        std::string base = fs::is_directory("/dev/shm") ? "/dev/shm" : fs::temp_directory_path();
-        std::string tmpl = base + "/twplistfilestore-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-        root = tmpl;
-        dir = root / "config" / "tidewell";
-        file = dir / "shared.plist";
-    }
-    void TearDown() override {
-        fs::permissions(root, fs::perms::owner_all, fs::perm_options::add);
-        if (fs::exists(dir))
-            fs::permissions(dir, fs::perms::owner_all, fs::perm_options::add);
-        fs::remove_all(root);
-    }
-
-    fs::path root, dir, file;
+    // In memory where possible: every write syncs, thousands of times here.
+    TWTempDir temp{"twplistfilestore", true};
+    fs::path root = temp.path, dir = root / "config" / "tidewell", file = dir / "shared.plist";
 };
 
 TEST_F(TWPlistFileStoreTest, EveryValueTypeRoundTripsThroughTheFile) {
@@ -127,7 +105,7 @@ TEST_F(TWPlistFileStoreTest, EveryValueTypeRoundTripsThroughTheFile) {
     EXPECT_EQ(reader.load(), values);
 
     // An ordinary XML property list, private to the user, in a private directory.
-    EXPECT_EQ(readAll(file).rfind("<?xml", 0), 0u);
+    EXPECT_EQ(TWReadFile(file).rfind("<?xml", 0), 0u);
     struct stat st {};
     ASSERT_EQ(stat(file.c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
@@ -157,7 +135,7 @@ TEST_F(TWPlistFileStoreTest, MissingFilesReadEmptyAndBinaryPropertyListsAreRead)
         0x00, 0x00, 0x00, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0b, 0x00, 0x00,
         0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x2e};
     fs::create_directories(dir);
-    writeAll(file, std::string(reinterpret_cast<const char*>(binary), sizeof binary));
+    TWWriteFile(file, std::string(reinterpret_cast<const char*>(binary), sizeof binary));
     TWPlistDictionary expected{
         {"k", TWPlistValue(7)},
         {"s", TWPlistValue("hi")},
@@ -170,7 +148,7 @@ TEST_F(TWPlistFileStoreTest, MissingFilesReadEmptyAndBinaryPropertyListsAreRead)
     ASSERT_TRUE(store.update([](TWPlistDictionary& d) { d["new"] = TWPlistValue(1); }));
     expected["new"] = TWPlistValue(1);
     EXPECT_EQ(TWPlistFileStore(file.string()).load(), expected);
-    EXPECT_EQ(readAll(file).rfind("<?xml", 0), 0u);
+    EXPECT_EQ(TWReadFile(file).rfind("<?xml", 0), 0u);
 }
 
 TEST_F(TWPlistFileStoreTest, EveryReadSeesTheLatestWriteOfAnotherWriter) {
@@ -268,7 +246,7 @@ TEST_F(TWPlistFileStoreTest, AWriterKilledMidWriteLeavesAReadableFile) {
 TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
     fs::create_directories(dir);
     const std::string garbage = "<?xml version=\"1.0\"?><plist><dict><key>ShowFinder</key>";
-    writeAll(file, garbage);
+    TWWriteFile(file, garbage);
 
     auto store = std::make_shared<TWPlistFileStore>(file.string());
     TWUserDefaults defaults(store);
@@ -281,7 +259,7 @@ TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
     EXPECT_TRUE(std::regex_match(kept[0].filename().string(),
                                  std::regex("shared\\.plist\\.corrupt-\\d{8}-\\d{6}")))
         << kept[0];
-    EXPECT_EQ(readAll(kept[0]), garbage) << "nothing the user stored is deleted";
+    EXPECT_EQ(TWReadFile(kept[0]), garbage) << "nothing the user stored is deleted";
     ASSERT_EQ(log.lines.size(), 1u);
     EXPECT_EQ(log.lines[0].rfind("TWPlistFileStore:", 0), 0u);
     EXPECT_NE(log.lines[0].find(file.string()), std::string::npos) << log.lines[0];
@@ -293,17 +271,17 @@ TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
     EXPECT_FALSE(defaults.boolForKey("ShowFinder"));
     const std::string list = "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><true/></array>"
                              "</plist>";
-    writeAll(file, list);
+    TWWriteFile(file, list);
     EXPECT_TRUE(defaults.setBool(false, "Minimize")) << "an update starts afresh as well";
     kept = corruptCopies(file);
     ASSERT_EQ(kept.size(), 2u);
-    EXPECT_NE(readAll(kept[0]), readAll(kept[1]));
-    EXPECT_TRUE(readAll(kept[0]) == list || readAll(kept[1]) == list);
+    EXPECT_NE(TWReadFile(kept[0]), TWReadFile(kept[1]));
+    EXPECT_TRUE(TWReadFile(kept[0]) == list || TWReadFile(kept[1]) == list);
     EXPECT_EQ(store->load(), (TWPlistDictionary{{"Minimize", TWPlistValue(false)}}));
 
     // Replaced by another writer while the reader waited for the lock to move it aside: the
     // replacement is read, never moved aside.
-    writeAll(file, garbage);
+    TWWriteFile(file, garbage);
     const int lock = ::open((file.string() + ".lock").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(::flock(lock, LOCK_EX), 0);
     TWPlistDictionary seen;
@@ -311,12 +289,12 @@ TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
     const std::regex waiting("-> FLOCK +ADVISORY +WRITE +" + std::to_string(getpid()) + " ");
     EXPECT_TRUE([&] {
         for (int i = 0; i < 2000; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(5)))
-            if (std::regex_search(readAll("/proc/locks"), waiting))
+            if (std::regex_search(TWReadFile("/proc/locks"), waiting))
                 return true;
         return false;
     }()) << "the reader never waited for the lock";
-    writeAll(file.string() + ".new",
-             list.substr(0, list.find("<array>")) + "<dict><key>k</key><true/></dict></plist>");
+    TWWriteFile(file.string() + ".new",
+                list.substr(0, list.find("<array>")) + "<dict><key>k</key><true/></dict></plist>");
     fs::rename(file.string() + ".new", file);
     ::close(lock);
     reader.join();
@@ -327,7 +305,7 @@ TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
 TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
     TWPlistFileStore store(file.string());
     ASSERT_TRUE(store.update([](TWPlistDictionary& d) { d["kept"] = TWPlistValue("yes"); }));
-    const std::string before = readAll(file);
+    const std::string before = TWReadFile(file);
 
     // A directory the writer may not write to. Root ignores permissions, so the writer runs as
     // an unprivileged user in that case.
@@ -351,7 +329,7 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
         return 0;
     });
     EXPECT_EQ(waitExit(child), 0);
-    EXPECT_EQ(readAll(file), before);
+    EXPECT_EQ(TWReadFile(file), before);
     fs::permissions(dir, fs::perms::owner_all);
 
     // A full disk, made by a file-size limit the new file exceeds.
@@ -370,7 +348,7 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
         return other.load().count("big") == 0 ? 0 : 7;
     });
     EXPECT_EQ(waitExit(child), 0);
-    EXPECT_EQ(readAll(file), before);
+    EXPECT_EQ(TWReadFile(file), before);
     EXPECT_FALSE(fs::exists(file.string() + ".tmp")) << "no half-written file is left behind";
     EXPECT_EQ(store.load().at("kept"), TWPlistValue("yes"));
 }
@@ -416,7 +394,7 @@ TEST_F(TWPlistFileStoreTest, HostileFilesAreKeptAsideWithoutCrashingOrHanging) {
     fs::create_directories(dir);
     for (const auto& [what, bytes] : files) {
         SCOPED_TRACE(what);
-        writeAll(file, bytes);
+        TWWriteFile(file, bytes);
         // In a child process: a crash or a hang fails this case rather than the whole program.
         pid_t child = spawn([&] {
             alarm(20);
@@ -426,7 +404,7 @@ TEST_F(TWPlistFileStoreTest, HostileFilesAreKeptAsideWithoutCrashingOrHanging) {
         EXPECT_EQ(waitExit(child), 0);
         auto kept = corruptCopies(file);
         ASSERT_EQ(kept.size(), 1u);
-        EXPECT_EQ(readAll(kept[0]), bytes);
+        EXPECT_EQ(TWReadFile(kept[0]), bytes);
         fs::remove(kept[0]);
     }
 

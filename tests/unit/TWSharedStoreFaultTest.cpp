@@ -4,6 +4,7 @@
 // (SIGKILL) at random moments and started again. No acknowledged write may be lost, no read may
 // miss a value its writer saw stored, and the file must never be judged damaged.
 #include "TWPlistFileStore.h"
+#include "TWTestPaths.h"
 #include "TWUserDefaults.h"
 
 #include <gtest/gtest.h>
@@ -54,10 +55,8 @@ struct Worker {
 };
 
 TEST(TWSharedStoreFaultTest, TwoProcessesKilledAtRandomLoseNoAcknowledgedWrite) {
-    const std::string base = fs::is_directory("/dev/shm") ? "/dev/shm" : fs::temp_directory_path();
-    std::string tmpl = base + "/twsharedstorefault-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    const fs::path dir = tmpl;
+    const TWTempDir temp("twsharedstorefault", true);
+    const fs::path dir = temp.path;
     const std::string path = (dir / "shared.plist").string();
     constexpr int perRole = kOperations / 2;
 
@@ -151,7 +150,6 @@ TEST(TWSharedStoreFaultTest, TwoProcessesKilledAtRandomLoseNoAcknowledgedWrite) 
             << "the store was judged damaged: " << entry.path();
     EXPECT_GT(kills, 20) << "too few kills to prove anything";
     RecordProperty("kills", kills);
-    fs::remove_all(dir);
 }
 
 } // namespace

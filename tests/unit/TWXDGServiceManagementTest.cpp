@@ -2,6 +2,7 @@
 // TWXDGServiceManagement: starting programs reports the ones that cannot start.
 #include "TWXDGServiceManagement.h"
 #include "TWLog.h"
+#include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,7 @@ namespace fs = std::filesystem;
 namespace {
 
 void writeProgram(const fs::path& path, const std::string& text) {
-    std::ofstream(path) << text;
+    TWWriteFile(path, text);
     fs::permissions(path, fs::perms::owner_all);
 }
 
@@ -29,9 +30,8 @@ bool appears(const fs::path& path) {
 } // namespace
 
 TEST(TWXDGServiceManagement, AProgramThatCannotStartIsReportedAndMayBeTriedAgainAtOnce) {
-    char pattern[] = "/tmp/tw-launch-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    const fs::path dir = pattern;
+    const TWTempDir temp("tw-launch");
+    const fs::path dir = temp.path;
     std::vector<std::string> logged;
     TWSetLogSink([&logged](const std::string& line) { logged.push_back(line); });
     TWXDGServiceManagement services({}, (dir / "autostart").string());
@@ -50,5 +50,4 @@ TEST(TWXDGServiceManagement, AProgramThatCannotStartIsReportedAndMayBeTriedAgain
     EXPECT_TRUE(appears(dir / "ran"));
 
     TWSetLogSink({});
-    fs::remove_all(dir);
 }
