@@ -130,37 +130,7 @@ const std::vector<TWKWinApplication>& TWKWinWorkspace::refresh() {
     auto apps = TWKWinGroupApplications(snapshot, desktopEntries(), marks_,
                                         [this](int pid) { return programName(pid); });
 
-    // Tidewell's own processes may own no windows (or none that identify them): their
-    // registration names them.
-    for (const auto& reg : TWProcessRegistry::registeredProcesses()) {
-        auto same = std::find_if(apps.begin(), apps.end(), [&](const TWKWinApplication& a) {
-            return a.info.processIdentifier == reg.pid;
-        });
-        if (same == apps.end()) {
-            TWKWinApplication app;
-            app.key = "r" + std::to_string(reg.pid);
-            app.info.processIdentifier = reg.pid;
-            apps.push_back(std::move(app));
-            same = apps.end() - 1;
-        }
-        same->info.bundleIdentifier = reg.bundleIdentifier;
-        same->info.localizedName = reg.name;
-        same->info.activationPolicy = reg.activationPolicy;
-    }
-
-    // Launch order: an application keeps the place it had when first seen.
-    std::set<std::string> live;
-    for (auto& app : apps) {
-        auto it = launchSequence_.find(app.key);
-        if (it == launchSequence_.end())
-            it = launchSequence_.emplace(app.key, nextHandle_++).first;
-        app.info.handle = it->second;
-        live.insert(app.key);
-    }
-    for (auto it = launchSequence_.begin(); it != launchSequence_.end();)
-        it = live.count(it->first) ? std::next(it) : launchSequence_.erase(it);
-    std::stable_sort(apps.begin(), apps.end(),
-                     [](const auto& a, const auto& b) { return a.info.handle < b.info.handle; });
+    order_.apply(apps);
     std::set<int> pids;
     for (const auto& app : apps)
         pids.insert(app.info.processIdentifier);

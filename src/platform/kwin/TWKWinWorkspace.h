@@ -4,6 +4,7 @@
 // window management, with the record of what Tidewell hid (TWKWinHiddenRecord).
 #pragma once
 
+#include "TWApplicationOrder.h"
 #include "TWDesktopEntryIndex.h"
 #include "TWKWinConnection.h"
 #include "TWKWinHiddenRecord.h"
@@ -77,7 +78,6 @@ class TWKWinWorkspace : public TWWorkspace {
     std::vector<TWKWinApplication> apps_;
     TWKWinHiddenMarks marks_; // as of the last refresh, with the pending hides
     std::vector<std::pair<std::string, TWKWinHiddenMark>> pendingHides_;
-    std::map<std::string, std::uint64_t> launchSequence_; // grouping key -> handle
-    std::uint64_t nextHandle_ = 1;
+    TWApplicationOrder order_;
     std::map<int, std::string> programNames_;
 };

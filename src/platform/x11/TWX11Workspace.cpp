@@ -229,38 +229,8 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
         app.info.hidden = marked && !visible;
     }
 
-    // Tidewell's own processes own no windows (or none that identify them): their registration
-    // names them.
-    for (const auto& reg : TWProcessRegistry::registeredProcesses()) {
-        auto same = std::find_if(apps.begin(), apps.end(), [&](const TWX11Application& a) {
-            return a.info.processIdentifier == reg.pid;
-        });
-        if (same == apps.end()) {
-            TWX11Application app;
-            app.key = "r" + std::to_string(reg.pid);
-            app.info.processIdentifier = reg.pid;
-            apps.push_back(std::move(app));
-            same = apps.end() - 1;
-        }
-        same->info.bundleIdentifier = reg.bundleIdentifier;
-        same->info.localizedName = reg.name;
-        same->info.activationPolicy = reg.activationPolicy;
-    }
-
-    // Launch order: an application keeps the place it had when first seen; new ones follow in
-    // client-list (mapping) order.
-    std::set<std::string> live;
-    for (auto& app : apps) {
-        auto it = launchSequence_.find(app.key);
-        if (it == launchSequence_.end())
-            it = launchSequence_.emplace(app.key, nextHandle_++).first;
-        app.info.handle = it->second;
-        live.insert(app.key);
-    }
-    for (auto it = launchSequence_.begin(); it != launchSequence_.end();)
-        it = live.count(it->first) ? std::next(it) : launchSequence_.erase(it);
-    std::stable_sort(apps.begin(), apps.end(),
-                     [](const auto& a, const auto& b) { return a.info.handle < b.info.handle; });
+    // New applications follow in client-list (mapping) order.
+    order_.apply(apps);
     apps_ = std::move(apps);
     return apps_;
 }

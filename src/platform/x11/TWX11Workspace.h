@@ -3,6 +3,7 @@
 // plus Tidewell's registered processes; hide, unhide and activate through the window manager.
 #pragma once
 
+#include "TWApplicationOrder.h"
 #include "TWDesktopEntryIndex.h"
 #include "TWMimeApps.h"
 #include "TWWorkspace.h"
@@ -134,8 +135,7 @@ class TWX11Workspace : public TWWorkspace {
     TWMimeApps mimeApps_;
     TWX11Snapshot snapshot_;
     std::vector<TWX11Application> apps_;
-    std::map<std::string, std::uint64_t> launchSequence_; // grouping key -> handle
-    std::uint64_t nextHandle_ = 1;
+    TWApplicationOrder order_;
     std::map<xcb_window_t, Followed> followed_;
     bool lateNoted_ = false;
     std::vector<Deferred> deferred_;
