@@ -7,32 +7,10 @@
 
 #include <string>
 
-// Two small classes live here, each logging under its own name.
 constexpr const char* kSoundLogClass = "TWKWinSystemSound";
-constexpr const char* kEventLogClass = "TWKWinAppleEventSender";
-
-namespace {
-std::string printable(std::uint32_t code) {
-    std::string s;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        char c = static_cast<char>((code >> shift) & 0xff);
-        s += (c >= 0x20 && c < 0x7f) ? c : '?';
-    }
-    return s;
-}
-} // namespace
 
 void TWKWinSystemSound::beep() {
     TWLog(LOG_INFO, kSoundLogClass, "no bell on this desktop; beep dropped");
-}
-
-void TWKWinAppleEventSender::send(const TWAppleEvent& event) {
-    std::string target;
-    for (auto byte : event.targetData)
-        target += (byte >= 0x20 && byte < 0x7f) ? static_cast<char>(byte) : '?';
-    TWLog(LOG_INFO, kEventLogClass,
-          "no receiver for the event '" + printable(event.eventClass) + "'/'" +
-              printable(event.eventID) + "' to '" + target + "' on this desktop; dropped");
 }
 
 std::unique_ptr<TWKWinDesktop> TWKWinDesktop::open(const std::string& socket, std::string* whyNot) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "TWDesktop.h"
+#include "TWDroppingAppleEventSender.h"
 #include "TWKWinConnection.h"
 #include "TWKWinFrontSwitchSource.h"
 #include "TWKWinWorkspace.h"
@@ -21,12 +22,6 @@ class TWKWinKeyboard : public TWKeyboard {
 class TWKWinSystemSound : public TWSystemSound {
   public:
     void beep() override;
-};
-
-// Apple events have no receiver on Linux: each is dropped and logged.
-class TWKWinAppleEventSender : public TWAppleEventSender {
-  public:
-    void send(const TWAppleEvent& event) override;
 };
 
 class TWKWinDesktop : public TWDesktop {
@@ -58,5 +53,5 @@ class TWKWinDesktop : public TWDesktop {
     std::unique_ptr<TWKWinFrontSwitchSource> frontSwitchSource_;
     TWKWinKeyboard keyboard_;
     TWKWinSystemSound systemSound_;
-    TWKWinAppleEventSender appleEventSender_;
+    TWDroppingAppleEventSender appleEventSender_;
 };

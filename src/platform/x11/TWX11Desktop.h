@@ -3,8 +3,8 @@
 #pragma once
 
 #include "TWDesktop.h"
+#include "TWDroppingAppleEventSender.h"
 #include "TWScriptingAdapter.h"
-#include "TWX11AppleEventSender.h"
 #include "TWX11Connection.h"
 #include "TWX11FrontSwitchSource.h"
 #include "TWX11Keyboard.h"
@@ -43,5 +43,5 @@ class TWX11Desktop : public TWDesktop {
     std::unique_ptr<TWX11FrontSwitchSource> frontSwitchSource_;
     std::unique_ptr<TWX11Keyboard> keyboard_;
     std::unique_ptr<TWX11SystemSound> systemSound_;
-    TWX11AppleEventSender appleEventSender_;
+    TWDroppingAppleEventSender appleEventSender_;
 };

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Dropping Apple events with a log line that says what was dropped.
-#include "TWX11AppleEventSender.h"
+#include "TWDroppingAppleEventSender.h"
 
 #include "TWLog.h"
 
 #include <string>
 
-constexpr const char* kLogClass = "TWX11AppleEventSender";
+constexpr const char* kLogClass = "TWDroppingAppleEventSender";
 
 namespace {
 std::string fourCC(std::uint32_t code) {
@@ -19,7 +19,7 @@ std::string fourCC(std::uint32_t code) {
 }
 } // namespace
 
-void TWX11AppleEventSender::send(const TWAppleEvent& event) {
+void TWDroppingAppleEventSender::send(const TWAppleEvent& event) {
     std::string target(event.targetData.begin(), event.targetData.end());
     for (auto& c : target)
         if (c < 0x20 || c >= 0x7f)
