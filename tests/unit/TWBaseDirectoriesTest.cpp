@@ -66,3 +66,14 @@ TEST_F(TWBaseDirectoriesTest, ASymlinkAFileOrAMissingParentIsRefusedWithTheReaso
     EXPECT_EQ(missing.rfind("cannot create " + (root_ / "no" / "dir").string(), 0), 0u) << missing;
     EXPECT_FALSE(fs::exists(root_ / "no"));
 }
+
+TEST(TWBaseDirectoriesConfigHome, FollowsTheXDGRules) {
+    EXPECT_EQ(TWBaseDirectories::configHome("/xdg/conf", "/home/u"), "/xdg/conf");
+    EXPECT_EQ(TWBaseDirectories::configHome(nullptr, "/home/u"), "/home/u/.config");
+    EXPECT_EQ(TWBaseDirectories::configHome("", "/home/u"), "/home/u/.config");
+    EXPECT_EQ(TWBaseDirectories::configHome("relative/conf", "/home/u"), "/home/u/.config");
+    EXPECT_EQ(TWBaseDirectories::configHome(nullptr, "/home/u/"), "/home/u/.config");
+    EXPECT_EQ(TWBaseDirectories::configHome(nullptr, "/"), "/.config");
+    EXPECT_EQ(TWBaseDirectories::configHome(nullptr, nullptr).substr(0, 1), "/")
+        << "without HOME, the password database's home is used";
+}

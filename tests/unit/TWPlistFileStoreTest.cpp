@@ -422,17 +422,6 @@ TEST_F(TWPlistFileStoreTest, HostileFilesAreKeptAsideWithoutCrashingOrHanging) {
     EXPECT_TRUE(fs::is_fifo(dir / "fifo"));
 }
 
-TEST(TWStorePaths, ConfigHomeFollowsTheXDGRules) {
-    EXPECT_EQ(TWStorePaths::configHome("/xdg/conf", "/home/u"), "/xdg/conf");
-    EXPECT_EQ(TWStorePaths::configHome(nullptr, "/home/u"), "/home/u/.config");
-    EXPECT_EQ(TWStorePaths::configHome("", "/home/u"), "/home/u/.config");
-    EXPECT_EQ(TWStorePaths::configHome("relative/conf", "/home/u"), "/home/u/.config");
-    EXPECT_EQ(TWStorePaths::configHome(nullptr, "/home/u/"), "/home/u/.config");
-    EXPECT_EQ(TWStorePaths::configHome(nullptr, "/"), "/.config");
-    EXPECT_EQ(TWStorePaths::configHome(nullptr, nullptr).substr(0, 1), "/")
-        << "without HOME, the password database's home is used";
-}
-
 TEST_F(TWPlistFileStoreTest, TheInstalledStoresLiveInTheirOwnFilesUnderXDGConfigHome) {
     const char* oldXdg = std::getenv("XDG_CONFIG_HOME");
     std::string saved = oldXdg ? oldXdg : "";

@@ -4,16 +4,8 @@
 
 #include "TWBaseDirectories.h"
 
-std::string TWStorePaths::configHome() {
-    return TWBaseDirectories::configHome();
-}
-
-std::string TWStorePaths::configHome(const char* xdgConfigHome, const char* home) {
-    return TWBaseDirectories::configHome(xdgConfigHome, home);
-}
-
 std::string TWStorePaths::storeDirectory() {
-    return configHome() + "/tidewell";
+    return TWBaseDirectories::configHome() + "/tidewell";
 }
 
 std::string TWStorePaths::ownStorePath() {

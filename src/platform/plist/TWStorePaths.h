@@ -6,12 +6,7 @@
 
 class TWStorePaths {
   public:
-    // The base configuration directory (TWBaseDirectories::configHome).
-    static std::string configHome();
-    // The same rule applied to explicit values (null or empty means unset).
-    static std::string configHome(const char* xdgConfigHome, const char* home);
-
-    // The directory holding both stores: <configHome>/tidewell.
+    // The directory holding both stores: <XDG config home>/tidewell (TWBaseDirectories).
     static std::string storeDirectory();
     // The application's own store: <storeDirectory>/net.quillfen.Tidewell.plist.
     static std::string ownStorePath();
