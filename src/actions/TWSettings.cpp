@@ -15,3 +15,10 @@ void TWRegisterDefaults(TWUserDefaults& standardDefaults, TWUserDefaults& shared
         {TWCloseAllFinderKey, TWPlistValue(false)},
     });
 }
+
+std::string TWIconImageName(std::int64_t tag) {
+    for (const auto& style : TWIconStyles)
+        if (style.tag == tag)
+            return style.imageName;
+    return {};
+}

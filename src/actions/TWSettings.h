@@ -4,6 +4,9 @@
 
 #include "TWUserDefaults.h"
 
+#include <cstdint>
+#include <string>
+
 // Shared store (read by the hide-others action, shared with the menu-bar helper).
 inline constexpr const char* TWExcludedAppsKey = "ExcludedApps";
 inline constexpr const char* TWShowFinderKey = "ShowFinder";
@@ -15,6 +18,16 @@ inline constexpr const char* TWCloseAllFinderKey = "CloseAllFinder";
 inline constexpr const char* TWMenubarKey = "Menubar";
 inline constexpr const char* TWIconStyleKey = "IconStyle2";
 inline constexpr const char* TWCheckForUpdatesKey = "CheckForUpdates";
+
+// The icon styles as "IconStyle2" stores them, and the image each shows.
+struct TWIconStyle {
+    std::int64_t tag;
+    const char* imageName;
+};
+inline constexpr TWIconStyle TWIconStyles[] = {
+    {1, "AppIcon"}, {2, "Purple"}, {4, "Graphite"}, {5, "Dark"}};
+// The image of the style stored as `tag`; empty for a tag that is no style.
+std::string TWIconImageName(std::int64_t tag);
 
 // Fields of an excluded-application record.
 inline constexpr const char* TWExcludedNameField = "name";

@@ -111,18 +111,7 @@ void TidewellAppDelegate::showPreferences() {
 }
 
 std::string TidewellAppDelegate::imageNameForIconStyle(std::int64_t style) {
-    switch (style) {
-    case 1:
-        return "AppIcon";
-    case 2:
-        return "Purple";
-    case 4:
-        return "Graphite";
-    case 5:
-        return "Dark";
-    default:
-        return {};
-    }
+    return TWIconImageName(style);
 }
 
 void TidewellAppDelegate::setDockIcon() {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "TWProcessRegistry.h"
+#include "TWWorkspace.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -47,6 +48,32 @@ class TWApplicationOrder {
             it = live.count(it->first) ? std::next(it) : sequence_.erase(it);
         std::stable_sort(apps.begin(), apps.end(),
                          [](const App& a, const App& b) { return a.info.handle < b.info.handle; });
+    }
+
+    // The application with `handle` in `apps`, looked for again in the list `refresh()` makes
+    // when the one at hand has none; nullptr when neither has.
+    template <class App, class Refresh>
+    static App* find(std::vector<App>& apps, std::uint64_t handle, Refresh&& refresh) {
+        auto in = [&]() -> App* {
+            for (auto& app : apps)
+                if (app.info.handle == handle)
+                    return &app;
+            return nullptr;
+        };
+        if (auto* app = in())
+            return app;
+        refresh();
+        return in();
+    }
+
+    // What the actions see of each application.
+    template <class App>
+    static std::vector<TWRunningApplication> infos(const std::vector<App>& apps) {
+        std::vector<TWRunningApplication> out;
+        out.reserve(apps.size());
+        for (const auto& app : apps)
+            out.push_back(app.info);
+        return out;
     }
 
   private:

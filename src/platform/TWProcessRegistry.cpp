@@ -4,6 +4,7 @@
 
 #include "TWBaseDirectories.h"
 #include "TWLog.h"
+#include "TWProcessTable.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,7 +14,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <fstream>
-#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,24 +21,10 @@ constexpr const char* kLogClass = "TWProcessRegistry";
 
 namespace {
 
-// The kernel's start time of `pid` (field 22 of /proc/<pid>/stat), empty when the process is
-// gone. Stored with each registration so that a reused pid is not mistaken for ours.
+// The kernel's start time of `pid`, empty when the process is gone. Stored with each
+// registration so that a reused pid is not mistaken for ours.
 std::string processStartTime(int pid) {
-    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-    std::string stat;
-    if (!in || !std::getline(in, stat))
-        return {};
-    // The command name may hold spaces and parentheses: fields start after the last ')'.
-    auto close = stat.rfind(')');
-    if (close == std::string::npos)
-        return {};
-    std::istringstream fields(stat.substr(close + 1));
-    std::string field;
-    for (int i = 3; i <= 22 && fields >> field; ++i) {
-        if (i == 22)
-            return field;
-    }
-    return {};
+    return TWProcessTable::statField(pid, 22);
 }
 
 std::string entryPath(const std::string& dir, int pid) {

@@ -27,6 +27,7 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
+#include <iterator>
 #include <mutex>
 
 namespace {
@@ -53,31 +54,14 @@ SharedState& shared() {
     return state;
 }
 
-// The pictures of the icon styles, by the tag each is stored as.
-struct IconStyle {
-    int tag;
-    const char* title;
-    const char* imageName;
+// The names of the icon styles, in the order of TWIconStyles.
+constexpr const char* iconStyleTitles[] = {
+    TWLocalizable("Standard"),
+    TWLocalizable("Purple"),
+    TWLocalizable("Graphite"),
+    TWLocalizable("Dark"),
 };
-constexpr IconStyle iconStyles[] = {
-    {1, TWLocalizable("Standard"), "AppIcon"},
-    {2, TWLocalizable("Purple"), "Purple"},
-    {4, TWLocalizable("Graphite"), "Graphite"},
-    {5, TWLocalizable("Dark"), "Dark"},
-};
-
-std::string imageNameForTag(std::int64_t tag) {
-    switch (tag) {
-    case 2:
-        return "Purple";
-    case 4:
-        return "Graphite";
-    case 5:
-        return "Dark";
-    default:
-        return "AppIcon"; // 1, 3 and unknown tags alike
-    }
-}
+static_assert(std::size(iconStyleTitles) == std::size(TWIconStyles));
 
 } // namespace
 
@@ -214,10 +198,11 @@ QWidget* PreferencesController::createGeneralView() {
 
     dropDownIcon_ = new QComboBox(view);
     dropDownIcon_->setIconSize(QSize(32, 32));
-    for (const IconStyle& style : iconStyles) {
-        const QString imageName = QString::fromLatin1(style.imageName);
+    for (std::size_t i = 0; i < std::size(TWIconStyles); ++i) {
+        const QString imageName = QString::fromLatin1(TWIconStyles[i].imageName);
         const QIcon picture = services_.iconNamed ? services_.iconNamed(imageName) : QIcon();
-        dropDownIcon_->addItem(picture, localized(style.title), style.tag);
+        dropDownIcon_->addItem(picture, localized(iconStyleTitles[i]),
+                               static_cast<int>(TWIconStyles[i].tag));
     }
     auto* iconLabel = new QLabel(localized("Icon style:"), view);
     iconLabel->setBuddy(dropDownIcon_);
@@ -288,7 +273,7 @@ void PreferencesController::display() {
 void PreferencesController::dropDownIconAction() {
     const std::int64_t tag = dropDownIcon_->currentData().toInt();
     if (services_.setApplicationIconImage)
-        services_.setApplicationIconImage(imageNameForTag(tag));
+        services_.setApplicationIconImage(TWIconImageName(tag));
     services_.standardDefaults->setInteger(tag, TWIconStyleKey);
 }
 

@@ -28,11 +28,19 @@ TWKWinDesktop::TWKWinDesktop(std::unique_ptr<TWKWinConnection> connection)
               const std::string& bundleIdentifier) {
               return std::make_unique<TWKWinFileManagerWindows>(workspace, bundleIdentifier, state);
           })),
-      frontSwitchSource_(std::make_unique<TWKWinFrontSwitchSource>(*workspace_)) {}
+      frontSwitchSource_(std::make_unique<TWKeyedFrontSwitchSource>(
+          [&workspace = *workspace_, &connection = *connection_](bool fresh) {
+              return workspace.keyOfWindow(fresh ? connection.snapshot().activeWindow
+                                                 : connection.current().activeWindow);
+          })) {
+    connection_->setActiveWindowChangeHandler(
+        [source = frontSwitchSource_.get()] { source->activeWindowChanged(); });
+}
 
 TWKWinDesktop::~TWKWinDesktop() {
     // Whatever was requested last still reaches the compositor.
     workspace_->flush();
+    connection_->setActiveWindowChangeHandler(nullptr);
 }
 
 int TWKWinDesktop::eventFileDescriptor() {

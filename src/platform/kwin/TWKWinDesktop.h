@@ -5,8 +5,8 @@
 #include "TWDesktop.h"
 #include "TWDroppingAppleEventSender.h"
 #include "TWKWinConnection.h"
-#include "TWKWinFrontSwitchSource.h"
 #include "TWKWinWorkspace.h"
+#include "TWKeyedFrontSwitchSource.h"
 #include "TWScriptingAdapter.h"
 
 #include <memory>
@@ -50,7 +50,7 @@ class TWKWinDesktop : public TWDesktop {
     std::unique_ptr<TWKWinConnection> connection_;
     std::unique_ptr<TWKWinWorkspace> workspace_;
     std::unique_ptr<TWScriptingAdapter> scriptingBridge_;
-    std::unique_ptr<TWKWinFrontSwitchSource> frontSwitchSource_;
+    std::unique_ptr<TWKeyedFrontSwitchSource> frontSwitchSource_;
     TWKWinKeyboard keyboard_;
     TWKWinSystemSound systemSound_;
     TWDroppingAppleEventSender appleEventSender_;

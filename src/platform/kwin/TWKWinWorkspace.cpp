@@ -4,29 +4,15 @@
 
 #include "TWLog.h"
 #include "TWProcessLauncher.h"
+#include "TWProcessTable.h"
 
 #include <algorithm>
-#include <fstream>
 #include <set>
 #include <utility>
 
 constexpr const char* kLogClass = "TWKWinWorkspace";
 
-namespace {
-
-// The program name of a process: basename of argv[0] from /proc/<pid>/cmdline.
-std::string readProgramName(int pid) {
-    if (pid <= 0)
-        return {};
-    std::ifstream in("/proc/" + std::to_string(pid) + "/cmdline");
-    std::string argv0;
-    if (!in || !std::getline(in, argv0, '\0'))
-        return {};
-    auto slash = argv0.rfind('/');
-    return slash == std::string::npos ? argv0 : argv0.substr(slash + 1);
-}
-
-} // namespace
+namespace {} // namespace
 
 bool TWKWinIsTaskbarWindow(const TWKWinWindow& window) {
     return !(window.state & TWKWinStateSkipTaskbar) && window.parent.empty();
@@ -109,7 +95,7 @@ const TWDesktopEntryIndex& TWKWinWorkspace::desktopEntries() {
 std::string TWKWinWorkspace::programName(int pid) {
     auto it = programNames_.find(pid);
     if (it == programNames_.end())
-        it = programNames_.emplace(pid, readProgramName(pid)).first;
+        it = programNames_.emplace(pid, TWProcessTable::programName(pid)).first;
     return it->second;
 }
 
@@ -141,23 +127,11 @@ const std::vector<TWKWinApplication>& TWKWinWorkspace::refresh() {
 }
 
 std::vector<TWRunningApplication> TWKWinWorkspace::runningApplications() {
-    std::vector<TWRunningApplication> out;
-    for (const auto& app : refresh())
-        out.push_back(app.info);
-    return out;
+    return TWApplicationOrder::infos(refresh());
 }
 
 TWKWinApplication* TWKWinWorkspace::findCached(std::uint64_t handle) {
-    auto find = [&]() -> TWKWinApplication* {
-        for (auto& app : apps_)
-            if (app.info.handle == handle)
-                return &app;
-        return nullptr;
-    };
-    if (auto* app = find())
-        return app;
-    refresh();
-    return find();
+    return TWApplicationOrder::find(apps_, handle, [this] { refresh(); });
 }
 
 void TWKWinWorkspace::hide(const TWRunningApplication& info) {

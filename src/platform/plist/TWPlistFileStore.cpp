@@ -581,6 +581,16 @@ void TWPlistFileStore::forgetCache() {
     cachedValues_.clear();
 }
 
+void TWPlistFileStore::keepCached(int fd, const struct stat& st, TWPlistDictionary values) {
+    forgetCache();
+    cachedFd_ = fd;
+    cachedDev_ = st.st_dev;
+    cachedIno_ = st.st_ino;
+    cachedSize_ = st.st_size;
+    cachedMtimeNs_ = mtimeNs(st);
+    cachedValues_ = std::move(values);
+}
+
 bool TWPlistFileStore::cacheIsCurrent(const struct stat& st) const {
     return cachedFd_ >= 0 && st.st_dev == cachedDev_ && st.st_ino == cachedIno_ &&
            st.st_size == cachedSize_ && mtimeNs(st) == cachedMtimeNs_;
@@ -642,13 +652,7 @@ TWPlistFileStore::ReadOutcome TWPlistFileStore::readFile(TWPlistDictionary& out,
     if (!parseDictionary(bytes, out, why))
         return ReadOutcome::Corrupt;
     if (keepInCache) {
-        forgetCache();
-        cachedFd_ = fd.release();
-        cachedDev_ = st.st_dev;
-        cachedIno_ = st.st_ino;
-        cachedSize_ = st.st_size;
-        cachedMtimeNs_ = mtimeNs(st);
-        cachedValues_ = out;
+        keepCached(fd.release(), st, out);
     }
     return ReadOutcome::Ok;
 }
@@ -816,13 +820,7 @@ bool TWPlistFileStore::writeFile(TWPlistDictionary values) {
     // The file just written is the one at the path now; cache it so the next load is a stat.
     struct stat st {};
     if (::fstat(fd.get(), &st) == 0) {
-        forgetCache();
-        cachedFd_ = fd.release();
-        cachedDev_ = st.st_dev;
-        cachedIno_ = st.st_ino;
-        cachedSize_ = st.st_size;
-        cachedMtimeNs_ = mtimeNs(st);
-        cachedValues_ = std::move(written);
+        keepCached(fd.release(), st, std::move(written));
     } else {
         forgetCache();
     }

@@ -48,6 +48,8 @@ class TWPlistFileStore : public TWDefaultsStore {
                          bool keepInCache);
     bool cacheIsCurrent(const struct stat& st) const;
     void forgetCache();
+    // Caches `values` as the content of the file open as `fd` (which the cache now owns).
+    void keepCached(int fd, const struct stat& st, TWPlistDictionary values);
     bool moveCorruptFileAside(const struct stat& corrupt, const std::string& why);
     bool writeFile(TWPlistDictionary values);
 

@@ -4,11 +4,11 @@
 #include "TWProcessLauncher.h"
 
 #include "TWLog.h"
+#include "TWProcessTable.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -29,16 +29,8 @@ std::vector<char*> cArgv(const std::vector<std::string>& argv) {
 } // namespace
 
 bool TWProcessLauncher::isRunning(int pid) {
-    if (pid <= 0)
-        return false;
-    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-    std::string stat;
-    if (!in || !std::getline(in, stat))
-        return false;
-    // The state follows the command name, which may itself hold parentheses.
-    auto close = stat.rfind(')');
-    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] != 'Z' &&
-           stat[close + 2] != 'X';
+    const std::string state = TWProcessTable::statField(pid, 3);
+    return !state.empty() && state != "Z" && state != "X";
 }
 
 bool TWProcessLauncher::spawnDetached(const std::vector<std::string>& argv,

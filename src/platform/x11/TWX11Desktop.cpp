@@ -20,9 +20,13 @@ TWX11Desktop::TWX11Desktop(std::unique_ptr<TWX11Connection> connection)
               return std::make_unique<TWX11FileManagerWindows>(workspace, bundleIdentifier,
                                                                closing);
           })),
-      frontSwitchSource_(std::make_unique<TWX11FrontSwitchSource>(*workspace_)),
+      frontSwitchSource_(std::make_unique<TWKeyedFrontSwitchSource>(
+          [&workspace = *workspace_](bool) { return workspace.activeApplicationKey(); })),
       keyboard_(std::make_unique<TWX11Keyboard>(*connection_)),
-      systemSound_(std::make_unique<TWX11SystemSound>(*connection_)) {}
+      systemSound_(std::make_unique<TWX11SystemSound>(*connection_)) {
+    connection_->setActiveWindowChangeHandler(
+        [source = frontSwitchSource_.get()] { source->activeWindowChanged(); });
+}
 
 TWX11Desktop::~TWX11Desktop() {
     // Whatever was requested last still reaches the server.

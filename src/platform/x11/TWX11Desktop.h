@@ -4,9 +4,9 @@
 
 #include "TWDesktop.h"
 #include "TWDroppingAppleEventSender.h"
+#include "TWKeyedFrontSwitchSource.h"
 #include "TWScriptingAdapter.h"
 #include "TWX11Connection.h"
-#include "TWX11FrontSwitchSource.h"
 #include "TWX11Keyboard.h"
 #include "TWX11SystemSound.h"
 #include "TWX11Workspace.h"
@@ -40,7 +40,7 @@ class TWX11Desktop : public TWDesktop {
     std::unique_ptr<TWX11Connection> connection_;
     std::unique_ptr<TWX11Workspace> workspace_;
     std::unique_ptr<TWScriptingAdapter> scriptingBridge_;
-    std::unique_ptr<TWX11FrontSwitchSource> frontSwitchSource_;
+    std::unique_ptr<TWKeyedFrontSwitchSource> frontSwitchSource_;
     std::unique_ptr<TWX11Keyboard> keyboard_;
     std::unique_ptr<TWX11SystemSound> systemSound_;
     TWDroppingAppleEventSender appleEventSender_;

@@ -5,10 +5,10 @@
 #include "TWLog.h"
 #include "TWProcessLauncher.h"
 #include "TWProcessRegistry.h"
+#include "TWProcessTable.h"
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 #include <set>
 
 constexpr const char* kLogClass = "TWX11Workspace";
@@ -20,18 +20,6 @@ constexpr std::chrono::milliseconds kActivationBound{2000};
 constexpr std::chrono::milliseconds kActivationSettle{300};
 // How often a deferred action looks again at what no event announces (a process quitting).
 constexpr std::chrono::milliseconds kDeferredPoll{50};
-
-// The program name of a process: basename of argv[0] from /proc/<pid>/cmdline.
-std::string commandName(int pid) {
-    if (pid <= 0)
-        return {};
-    std::ifstream in("/proc/" + std::to_string(pid) + "/cmdline");
-    std::string argv0;
-    if (!in || !std::getline(in, argv0, '\0'))
-        return {};
-    auto slash = argv0.rfind('/');
-    return slash == std::string::npos ? argv0 : argv0.substr(slash + 1);
-}
 
 // Windows of one X client share the bits above the server's resource-ID mask.
 std::string clientKey(xcb_window_t window, const xcb_setup_t* setup) {
@@ -135,7 +123,7 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
         if (w.pid > 0) {
             auto it = commandNames.find(w.pid);
             if (it == commandNames.end())
-                it = commandNames.emplace(w.pid, commandName(w.pid)).first;
+                it = commandNames.emplace(w.pid, TWProcessTable::programName(w.pid)).first;
             h.commandName = it->second;
         }
         if (auto id = index.ownIdentity(h))
@@ -236,23 +224,11 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
 }
 
 std::vector<TWRunningApplication> TWX11Workspace::runningApplications() {
-    std::vector<TWRunningApplication> out;
-    for (const auto& app : refresh())
-        out.push_back(app.info);
-    return out;
+    return TWApplicationOrder::infos(refresh());
 }
 
 TWX11Application* TWX11Workspace::findCached(std::uint64_t handle) {
-    auto find = [&]() -> TWX11Application* {
-        for (auto& app : apps_)
-            if (app.info.handle == handle)
-                return &app;
-        return nullptr;
-    };
-    if (auto* app = find())
-        return app;
-    refresh();
-    return find();
+    return TWApplicationOrder::find(apps_, handle, [this] { refresh(); });
 }
 
 void TWX11Workspace::follow(xcb_window_t window, Step step,
