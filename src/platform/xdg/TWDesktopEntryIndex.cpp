@@ -2,6 +2,7 @@
 // Desktop-entry parsing and the dock-style lookup from window hints to an application identity.
 #include "TWDesktopEntryIndex.h"
 
+#include "TWKeyFile.h"
 #include "TWLog.h"
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <dirent.h>
-#include <fstream>
 #include <sys/stat.h>
 
 constexpr const char* kLogClass = "TWDesktopEntryIndex";
@@ -187,53 +187,36 @@ void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::st
 
 std::optional<TWDesktopEntry> TWDesktopEntryIndex::parseFile(const std::string& path,
                                                              const std::string& id) {
-    std::ifstream in(path);
-    if (!in)
-        return std::nullopt;
     TWDesktopEntry entry;
     entry.id = id;
     entry.path = path;
     bool inMainGroup = false;
     bool application = false;
     bool hidden = false;
-    std::string line;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        if (line.empty() || line[0] == '#')
-            continue;
-        if (line[0] == '[') {
-            inMainGroup = line == "[Desktop Entry]";
-            continue;
-        }
-        if (!inMainGroup)
-            continue;
-        auto eq = line.find('=');
-        if (eq == std::string::npos)
-            continue;
-        std::string key = line.substr(0, eq);
-        std::string value = line.substr(eq + 1);
-        while (!key.empty() && key.back() == ' ')
-            key.pop_back();
-        while (!value.empty() && value.front() == ' ')
-            value.erase(value.begin());
-        if (key == "Type")
-            application = value == "Application";
-        else if (key == "Hidden")
-            hidden = value == "true";
-        else if (key == "Exec")
-            entry.exec = value;
-        else if (key == "TryExec")
-            entry.tryExec = value;
-        else if (key == "StartupWMClass")
-            entry.startupWMClass = value;
-        else if (key == "Icon")
-            entry.icon = unescapeValue(value);
-        else if (key == "Name")
-            entry.name[""] = unescapeValue(value);
-        else if (key.rfind("Name[", 0) == 0 && key.back() == ']')
-            entry.name[key.substr(5, key.size() - 6)] = unescapeValue(value);
-    }
+    const bool readable = TWKeyFile::read(
+        path, [&](const std::string& group) { inMainGroup = group == "Desktop Entry"; },
+        [&](const std::string& key, const std::string& value) {
+            if (!inMainGroup)
+                return;
+            if (key == "Type")
+                application = value == "Application";
+            else if (key == "Hidden")
+                hidden = value == "true";
+            else if (key == "Exec")
+                entry.exec = value;
+            else if (key == "TryExec")
+                entry.tryExec = value;
+            else if (key == "StartupWMClass")
+                entry.startupWMClass = value;
+            else if (key == "Icon")
+                entry.icon = unescapeValue(value);
+            else if (key == "Name")
+                entry.name[""] = unescapeValue(value);
+            else if (key.rfind("Name[", 0) == 0 && key.back() == ']')
+                entry.name[key.substr(5, key.size() - 6)] = unescapeValue(value);
+        });
+    if (!readable)
+        return std::nullopt;
     if (!application || hidden || !entry.name.count(""))
         return std::nullopt;
     return entry;

@@ -3,11 +3,11 @@
 #include "TWMimeApps.h"
 
 #include "TWBaseDirectories.h"
+#include "TWKeyFile.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <fstream>
 #include <set>
 #include <sys/stat.h>
 
@@ -57,37 +57,28 @@ std::string fingerprintOf(const std::string& path) {
 // Reads the groups we need; `cacheFile` reads a mimeinfo.cache ([MIME Cache] as associations).
 template <typename Lists> Lists readLists(const std::string& path, bool cacheFile) {
     Lists lists;
-    std::ifstream in(path);
     std::map<std::string, std::vector<std::string>>* group = nullptr;
-    std::string line;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        if (line.empty() || line[0] == '#')
-            continue;
-        if (line[0] == '[') {
+    TWKeyFile::read(
+        path,
+        [&](const std::string& name) {
             if (cacheFile)
-                group = line == "[MIME Cache]" ? &lists.added : nullptr;
-            else if (line == "[Default Applications]")
+                group = name == "MIME Cache" ? &lists.added : nullptr;
+            else if (name == "Default Applications")
                 group = &lists.defaults;
-            else if (line == "[Added Associations]")
+            else if (name == "Added Associations")
                 group = &lists.added;
-            else if (line == "[Removed Associations]")
+            else if (name == "Removed Associations")
                 group = &lists.removed;
             else
                 group = nullptr;
-            continue;
-        }
-        auto eq = line.find('=');
-        if (!group || eq == std::string::npos)
-            continue;
-        std::string key = line.substr(0, eq);
-        while (!key.empty() && key.back() == ' ')
-            key.pop_back();
-        auto& ids = (*group)[key];
-        for (auto& id : splitList(line.substr(eq + 1), ';'))
-            ids.push_back(withoutDesktopSuffix(id));
-    }
+        },
+        [&](const std::string& key, const std::string& value) {
+            if (!group)
+                return;
+            auto& ids = (*group)[key];
+            for (auto& id : splitList(value, ';'))
+                ids.push_back(withoutDesktopSuffix(id));
+        });
     return lists;
 }
 

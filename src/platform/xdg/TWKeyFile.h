@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// The line grammar of freedesktop key files: desktop entries, mimeapps.list, mimeinfo.cache.
+#pragma once
+
+#include <functional>
+#include <string>
+
+class TWKeyFile {
+  public:
+    // Calls `group` with the name of each [group] header and `entry` with each key=value line
+    // (spaces around '=' dropped, values left escaped), in file order; comments and blank lines
+    // are skipped. False when `path` cannot be read.
+    static bool
+    read(const std::string& path, const std::function<void(const std::string&)>& group,
+         const std::function<void(const std::string& key, const std::string& value)>& entry);
+};
