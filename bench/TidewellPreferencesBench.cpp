@@ -31,6 +31,9 @@ QApplication& application() {
     static int argc = 1;
     static char name[] = "TidewellPreferencesBench";
     static char* argv[] = {name, nullptr};
+    // The window is measured, not looked at: no display is needed unless one is asked for.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     static auto* app = new QApplication(argc, argv);
     return *app;
 }
