@@ -21,8 +21,8 @@ const char* const kFinder = "com.apple.finder";
 
 // A desktop with the settings registered as at launch; the actions instance is built last so
 // it goes first, before the desktop whose front-switch handler refers to it.
-struct Fixture {
-    TWSimDesktop desk;
+template <class Desktop = TWSimDesktop> struct Fixture {
+    Desktop desk;
     std::shared_ptr<TWSimDefaultsStore> sharedBacking = std::make_shared<TWSimDefaultsStore>();
     TWUserDefaults own{std::make_shared<TWSimDefaultsStore>()};
     TWUserDefaults shared{sharedBacking};
@@ -49,7 +49,7 @@ struct Fixture {
 } // namespace
 
 TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRestLastFirst) {
-    Fixture f;
+    Fixture<> f;
     TWLogCapture captured;
     auto finder = f.launch(kFinder, "Finder");
     auto self = f.launch(TWOwnBundleIdentifier, "Tidewell");
@@ -88,7 +88,7 @@ TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRe
 TEST(TWCommonHideOthers, ShowFinderOffHidesTheFileManagerFirstUnlessOurOwnApplicationIsAbsent) {
     for (bool ownRunning : {true, false}) {
         SCOPED_TRACE(ownRunning);
-        Fixture f; // with another file manager: whichever the desktop names
+        Fixture<> f; // with another file manager: whichever the desktop names
         f.desk.setFileManagerBundleIdentifier("org.gnome.Nautilus");
         f.launch(kFinder, "Old Finder");
         f.launch("org.gnome.Nautilus", "Files");
@@ -118,7 +118,7 @@ TEST(TWCommonHideOthers, ShowFinderOffHidesTheFileManagerFirstUnlessOurOwnApplic
 }
 
 TEST(TWCommonFinderWindows, MinimizeCollapsesTheFirstWindowOfAFreshFetchOncePerLiveCount) {
-    Fixture f;
+    Fixture<> f;
     f.shared.setBool(true, TWCloseAllFinderKey);
     f.common.minimizeFinderWindows(nullptr); // no window: asked once, nothing done
     f.common.closeAllFinderWindows(nullptr);
@@ -140,7 +140,7 @@ TEST(TWCommonFinderWindows, MinimizeCollapsesTheFirstWindowOfAFreshFetchOncePerL
 }
 
 TEST(TWCommonFinderWindows, CollapseAllCloseAllAskingAgainThenHideThenOneNewWindowAtItsLocation) {
-    Fixture f;
+    Fixture<> f;
     f.launch(kFinder, "Finder");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
     f.launch("com.example.p", "P");
@@ -189,16 +189,12 @@ struct BrokenDesktop : TWSimDesktop, TWScriptingBridge {
 } // namespace
 
 TEST(TWCommonFinderWindows, ABrokenFileManagerAnswerEndsTheLoopsWithAMessage) {
-    BrokenDesktop desk;
-    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
-    TWUserDefaults own{std::make_shared<TWSimDefaultsStore>()};
-    TWRegisterDefaults(own, shared);
-    shared.setBool(true, TWCloseAllFinderKey);
-    shared.setBool(true, TWShowWindowKey);
-    TWCommon common{desk, shared};
+    Fixture<BrokenDesktop> f;
+    f.shared.setBool(true, TWCloseAllFinderKey);
+    f.shared.setBool(true, TWShowWindowKey);
     TWLogCapture captured;
 
-    common.showFinderHideOthers(); // returns: neither loop spins on the contradiction
+    f.common.showFinderHideOthers(); // returns: neither loop spins on the contradiction
 
     ASSERT_EQ(captured.lines.size(), 2u);
     EXPECT_NE(captured.lines[0].find("none can be reached"), std::string::npos);
@@ -206,7 +202,7 @@ TEST(TWCommonFinderWindows, ABrokenFileManagerAnswerEndsTheLoopsWithAMessage) {
 }
 
 TEST(TWCommonShowAll, UnhidesEveryRegularApplicationAndReactivatesTheRecordedOneIfAny) {
-    Fixture f;
+    Fixture<> f;
     f.launch(kFinder, "Finder");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
     auto p = f.launch("com.example.p", "P");
@@ -237,7 +233,7 @@ TEST(TWCommonShowAll, UnhidesEveryRegularApplicationAndReactivatesTheRecordedOne
 }
 
 TEST(TWCommonActivation, FrontSwitchesAreRecordedAndToggleActsOnTheFirstInstance) {
-    Fixture f;
+    Fixture<> f;
     auto meter = f.launch("com.example.meter", "Meter", TWActivationPolicyAccessory);
     auto anonymous = f.launch(nullptr, "xclock");
     auto first = f.launch("org.example.editor", "Editor");
@@ -270,7 +266,7 @@ TEST(TWCommonActivation, AppleEventsAreBuiltExactlyAndSent) {
     EXPECT_EQ(TWCommon::activateEventForCreator(0x01020304),
               (TWAppleEvent{0x6D697363u, 0x61637476u, 0x7369676Eu, {1, 2, 3, 4}, -1, 0, 1, 0, -1}));
 
-    Fixture f;
+    Fixture<> f;
     f.common.sendReopenEventToApplicationWithCreator(TWFourCharCode("ttxt"));
     f.common.makeApplicationActiveWithCreator(TWFourCharCode("ttxt"));
     EXPECT_EQ(
@@ -280,7 +276,7 @@ TEST(TWCommonActivation, AppleEventsAreBuiltExactlyAndSent) {
 }
 
 TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
-    Fixture f;
+    Fixture<> f;
     f.launch(kFinder, "Finder");
     f.launch(TWOwnBundleIdentifier, "Tidewell");
     f.launch("net.example.renamed", "Tidewell"); // a copy of ourselves: left out by name
@@ -299,7 +295,7 @@ TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
     EXPECT_EQ(menu->title(), "DockMenu");
     // Title, action, target (the actions instance, the item itself, none), separator, no key
     // equivalent, state or object on the fixed items.
-    std::vector<std::string> seen;
+    Log seen;
     for (const auto& item : menu->items()) {
         const void* target = item->target();
         seen.push_back(item->title() + "|" + item->action() + "|" +
@@ -310,12 +306,11 @@ TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
                        (item->keyEquivalent().empty() && item->state() == 0 ? "" : "|extra") +
                        (item->representedObject() ? "|object" : ""));
     }
-    Log expected{"Preferences...|showPreferences|common",
-                 "||-|separator",
-                 "Hide All|showFinderHideOthers|common",
-                 "Show All|showAll|common",
-                 "||-|separator",
-                 "Toggle Visibility||-"};
+    // clang-format off
+    Log expected{"Preferences...|showPreferences|common", "||-|separator",
+                 "Hide All|showFinderHideOthers|common", "Show All|showAll|common",
+                 "||-|separator", "Toggle Visibility||-"};
+    // clang-format on
     for (const char* name : {"Books", "calendar", "Finder", "\u00e9bauche", "\u00c9diteur",
                              "\u0142a", "\u0141b", "\u03b2eta", "\u03a9mega", "\u0431\u0443",
                              "\u0435\u043b", "\u042f\u0431", "\u0401\u0436"})
@@ -328,7 +323,7 @@ TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
 }
 
 TEST(TWCommonMenu, ItemsPerformTheirActionsSameNameItemsBothForTheLastOneMet) {
-    Fixture f;
+    Fixture<> f;
     auto older = f.launch("com.example.notes", "Notes");
     f.launch("org.other.notes", "Notes");
     auto menu = f.common.buildAppMenu();
