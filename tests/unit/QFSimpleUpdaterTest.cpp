@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -25,31 +24,23 @@ const std::string kEndpoint = "https://updates.quillfen.net/updates/simpleupdate
 // A transport that answers every request from a thread of its own, as a network session does.
 struct FakeTransport : TWHTTPTransport {
     explicit FakeTransport(std::optional<std::string> answer) : answer_(std::move(answer)) {}
-    ~FakeTransport() override {
-        // The last owner may be an updater freed on one of these threads, which cannot join
-        // itself.
-        for (auto& t : threads_)
-            t.get_id() == std::this_thread::get_id() ? t.detach() : t.join();
-    }
     void post(const std::string& url, std::string body,
               std::function<void(std::optional<std::string>)> completion) override {
         std::lock_guard lock(mutex_);
         requests.push_back({url, body, std::this_thread::get_id()});
-        threads_.emplace_back([this, completion = std::move(completion)]() mutable {
-            {
+        answers_.push_back(
+            std::async(std::launch::async, [this, completion = std::move(completion)]() mutable {
+                completion(answer_);
+                completion = nullptr; // may free the updater, before the answer counts
                 std::lock_guard inner(mutex_);
-                completionThread = std::this_thread::get_id();
-            }
-            completion(answer_);
-            completion = nullptr; // may free the updater, before `completed` counts
-            completed.fetch_add(1);
-        });
+                completionThreads.push_back(std::this_thread::get_id());
+                done_.notify_all();
+            }));
     }
     // Waits until `n` requests have been answered.
-    bool waitFor(int n) {
-        for (int i = 0; i < 4000 && completed.load() < n; ++i)
-            std::this_thread::sleep_for(5ms);
-        return completed.load() == n;
+    bool waitFor(std::size_t n) {
+        std::unique_lock lock(mutex_);
+        return done_.wait_for(lock, 20s, [&] { return completionThreads.size() == n; });
     }
 
     struct Request {
@@ -57,13 +48,13 @@ struct FakeTransport : TWHTTPTransport {
         std::thread::id thread;
     };
     std::vector<Request> requests;
-    std::thread::id completionThread;
-    std::atomic<int> completed{0};
+    std::vector<std::thread::id> completionThreads;
 
   private:
     std::optional<std::string> answer_;
     std::mutex mutex_;
-    std::vector<std::thread> threads_;
+    std::condition_variable done_;
+    std::vector<std::future<void>> answers_; // joined when the transport goes
 };
 
 // The test's own thread plays the main thread: work sent from other threads waits until the
@@ -230,7 +221,7 @@ TEST(QFSimpleUpdaterDelivery, OneCallOnTheMainThreadWhileTheUpdaterLivesThenItIs
     EXPECT_EQ(check.onMainThread, std::vector<bool>{true});
     EXPECT_TRUE(aliveInHandler);
     EXPECT_TRUE(weak.expired());
-    EXPECT_NE(check.transport->completionThread, std::this_thread::get_id());
+    EXPECT_NE(check.transport->completionThreads.at(0), std::this_thread::get_id());
     EXPECT_EQ(readOn, std::this_thread::get_id());
     ASSERT_EQ(check.transport->requests.size(), 1u);
     EXPECT_EQ(check.transport->requests[0].url, kEndpoint);
