@@ -48,7 +48,7 @@ template <class Desktop = TWSimDesktop> struct Fixture {
 
 } // namespace
 
-TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRestLastFirst) {
+TEST(TWCommonHideOthers, FinderForwardItsWindowsCollapsedAndClosedTheRestHiddenLastFirst) {
     Fixture<> f;
     TWLogCapture captured;
     auto finder = f.launch(kFinder, "Finder");
@@ -59,8 +59,12 @@ TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRe
     f.launch("com.example.meter", "Meter", TWActivationPolicyAccessory);
     f.launch(nullptr, "xclock");
     f.desk.setHidden(finder, true);
-    f.desk.makeActive(self); // the dock click
-    f.desk.addFileManagerWindows(2);
+    f.desk.makeActive(self);                          // the dock click
+    f.desk.addFileManagerWindow("unsaved", false, 2); // refuses to close twice
+    f.desk.addFileManagerWindow("docs");
+    f.desk.setNewWindowTarget("file:///srv/projects/");
+    f.shared.setBool(true, TWCloseAllFinderKey);
+    f.shared.setBool(true, TWShowWindowKey);
     // Q excluded (only "BundleID" counts, whatever the rest), an application not running, and
     // two malformed records that are logged and skipped.
     f.shared.setObject(
@@ -74,9 +78,14 @@ TEST(TWCommonHideOthers, FreshInstallShowsFinderCollapsesItsWindowsAndHidesTheRe
 
     f.common.showFinderHideOthers();
 
-    // Finder forward, its windows collapsed, then the most recently launched hidden first.
-    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "activate Finder 2", "collapse window 1",
-                                "collapse window 2", "hide xclock", "hide R", "hide P"}));
+    // Finder forward, its windows collapsed and closed (asking again until each goes), the
+    // most recently launched hidden first, then one new window at the file manager's location.
+    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "activate Finder 2", "collapse unsaved",
+                                "collapse docs", "close unsaved", "close unsaved", "close unsaved",
+                                "close docs", "hide xclock", "hide R", "hide P",
+                                "new object Finder window", "setTarget file:///srv/projects/"}));
+    ASSERT_EQ(f.desk.fileManagerWindows().size(), 1u);
+    EXPECT_EQ(f.desk.fileManagerWindows()[0].target, "file:///srv/projects/");
     EXPECT_EQ(f.desk.flushCount(), 1);
     EXPECT_TRUE(f.desk.application(finder)->active);
     EXPECT_FALSE(f.hidden(self) || f.hidden(q));
@@ -137,30 +146,6 @@ TEST(TWCommonFinderWindows, MinimizeCollapsesTheFirstWindowOfAFreshFetchOncePerL
         (Log{"scripting com.apple.finder", "FinderWindows", "count", "FinderWindows", "firstObject",
              "collapse window 1", "count", "FinderWindows", "firstObject", "collapse window 2",
              "count", "FinderWindows", "firstObject", "collapse already down", "count"}));
-}
-
-TEST(TWCommonFinderWindows, CollapseAllCloseAllAskingAgainThenHideThenOneNewWindowAtItsLocation) {
-    Fixture<> f;
-    f.launch(kFinder, "Finder");
-    f.launch(TWOwnBundleIdentifier, "Tidewell");
-    f.launch("com.example.p", "P");
-    f.shared.setBool(true, TWCloseAllFinderKey);
-    f.shared.setBool(true, TWShowWindowKey);
-    f.desk.setNewWindowTarget("file:///srv/projects/");
-    f.desk.addFileManagerWindow("unsaved", false, 2); // refuses to close twice
-    f.desk.addFileManagerWindow("docs");
-    f.desk.clearLog();
-
-    f.common.showFinderHideOthers();
-
-    EXPECT_EQ(f.effects(),
-              (Log{"unhide Finder", "activate Finder 2", "collapse unsaved", "collapse docs",
-                   "close unsaved", "close unsaved", "close unsaved", "close docs", "hide P",
-                   "new object Finder window", "setTarget file:///srv/projects/"}));
-    auto windows = f.desk.fileManagerWindows();
-    ASSERT_EQ(windows.size(), 1u);
-    EXPECT_FALSE(windows[0].collapsed);
-    EXPECT_EQ(windows[0].target, "file:///srv/projects/");
 }
 
 namespace {
