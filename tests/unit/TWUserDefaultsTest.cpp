@@ -39,16 +39,14 @@ TEST(TWUserDefaults, FreshInstallReadsTheRegisteredDefaultsUnderTheirStoredNames
     EXPECT_EQ(s.ownBacking->updateCount(), 0);
     EXPECT_TRUE(s.sharedBacking->load().empty());
 
+    // clang-format off
     const std::pair<const char*, const char*> names[] = {
-        {TWExcludedAppsKey, "ExcludedApps"},
-        {TWExcludedNameField, "name"},
-        {TWExcludedURLDataField, "URLData"},
-        {TWExcludedBundleIDField, "BundleID"},
-        {TWExcludedURLField, "URL"},
-        {TWExcludedIconField, "Icon"},
+        {TWExcludedAppsKey, "ExcludedApps"}, {TWExcludedNameField, "name"},
+        {TWExcludedURLDataField, "URLData"}, {TWExcludedBundleIDField, "BundleID"},
+        {TWExcludedURLField, "URL"}, {TWExcludedIconField, "Icon"},
         {TWOwnBundleIdentifier, "net.quillfen.Tidewell"},
-        {TWHelperBundleIdentifier, "net.quillfen.TidewellStatus"},
-    };
+        {TWHelperBundleIdentifier, "net.quillfen.TidewellStatus"}};
+    // clang-format on
     for (const auto& [name, literal] : names)
         EXPECT_STREQ(name, literal);
 }
@@ -72,25 +70,14 @@ TEST(TWUserDefaults, StringsReadByTheirWordOrLeadingIntegerOtherTypesAsNumbersOr
         TWPlistValue value;
         bool asBool;
         std::int64_t asInteger;
-    } cases[] = {{TWPlistValue("YES"), true, 0},
-                 {TWPlistValue("tRuE"), true, 0},
-                 {TWPlistValue("no"), false, 0},
-                 {TWPlistValue("False"), false, 0},
-                 {TWPlistValue("purple"), false, 0},
-                 {TWPlistValue("1"), true, 1},
-                 {TWPlistValue(" 12abc"), true, 12},
-                 {TWPlistValue("0x5"), false, 0},
-                 {TWPlistValue("5e-1"), true, 5},
-                 {TWPlistValue("-7"), true, -7},
-                 {TWPlistValue("+3"), true, 3},
-                 {TWPlistValue("- 3"), false, 0},
-                 {TWPlistValue("99999999999999999999"), true, INT64_MAX},
-                 {TWPlistValue("-99999999999999999999"), true, INT64_MIN},
-                 {TWPlistValue(2.9), true, 2},
-                 {TWPlistValue(true), true, 1},
-                 {TWPlistValue(0), false, 0},
-                 {TWPlistValue(TWPlistData{1, 2}), false, 0},
-                 {TWPlistValue(TWPlistArray{TWPlistValue(1)}), false, 0}};
+    } cases[] = {// clang-format off
+        {"YES", true, 0}, {"tRuE", true, 0}, {"no", false, 0}, {"False", false, 0},
+        {"purple", false, 0}, {"1", true, 1}, {" 12abc", true, 12}, {"0x5", false, 0},
+        {"5e-1", true, 5}, {"-7", true, -7}, {"+3", true, 3}, {"- 3", false, 0},
+        {"99999999999999999999", true, INT64_MAX}, {"-99999999999999999999", true, INT64_MIN},
+        {2.9, true, 2}, {true, true, 1}, {0, false, 0}, {TWPlistData{1, 2}, false, 0},
+        {TWPlistArray{1}, false, 0}};
+    // clang-format on
     for (const auto& c : cases) {
         TWUserDefaults d(std::make_shared<TWSimDefaultsStore>(TWPlistDictionary{{"k", c.value}}));
         EXPECT_EQ(d.boolForKey("k"), c.asBool) << testing::PrintToString(c.value);
