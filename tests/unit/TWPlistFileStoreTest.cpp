@@ -91,15 +91,16 @@ TEST_F(TWPlistFileStoreTest, MissingFilesReadEmptyAndBinaryPropertyListsAreRead)
     EXPECT_FALSE(fs::exists(dir)) << "reading creates nothing";
 
     // {"k": 7, "s": "hi", "r": 1.5, "a": [true, <00ff>]} as a binary property list.
-    const unsigned char binary[] = {
-        0x62, 0x70, 0x6c, 0x69, 0x73, 0x74, 0x30, 0x30, 0xd4, 0x01, 0x02, 0x03, 0x04, 0x05, 0x08,
-        0x09, 0x0a, 0x51, 0x61, 0x51, 0x6b, 0x51, 0x72, 0x51, 0x73, 0xa2, 0x06, 0x07, 0x09, 0x42,
-        0x00, 0xff, 0x10, 0x07, 0x23, 0x3f, 0xf8, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x52, 0x68,
-        0x69, 0x08, 0x11, 0x13, 0x15, 0x17, 0x19, 0x1c, 0x1d, 0x20, 0x22, 0x2b, 0x00, 0x00, 0x00,
-        0x00, 0x00, 0x00, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0b, 0x00, 0x00,
-        0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x2e};
+    const std::string binary(
+        "bplist00"
+        "\xd4\x01\x02\x03\x04\x05\x08\x09\x0a\x51\x61\x51\x6b\x51\x72\x51\x73\xa2\x06\x07"
+        "\x09\x42\x00\xff\x10\x07\x23\x3f\xf8\x00\x00\x00\x00\x00\x00\x52\x68\x69\x08\x11"
+        "\x13\x15\x17\x19\x1c\x1d\x20\x22\x2b\x00\x00\x00\x00\x00\x00\x01\x01\x00\x00\x00"
+        "\x00\x00\x00\x00\x0b\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00"
+        "\x2e",
+        89);
     fs::create_directories(dir);
-    TWWriteFile(file, std::string(reinterpret_cast<const char*>(binary), sizeof binary));
+    TWWriteFile(file, binary);
     TWPlistDictionary expected{
         {"k", 7}, {"s", "hi"}, {"r", 1.5}, {"a", TWPlistArray{true, TWPlistData{0x00, 0xff}}}};
     EXPECT_EQ(store.load(), expected);
@@ -220,22 +221,16 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
     const std::string before = TWReadFile(file);
     // Each child tries to add a value: unprivileged in a read-only directory (root ignores
     // permissions), then with a file-size limit the new file exceeds (a full disk).
-    const std::function<bool()> obstacles[] = {[&] {
-                                                   fs::permissions(dir, fs::perms(0555));
-                                                   fs::permissions(root, fs::perms::all);
-                                                   fs::permissions(root / "config", fs::perms::all);
-                                                   fs::permissions(file, fs::perms(0444));
-                                                   return geteuid() != 0 || (setgid(65534) == 0 &&
-                                                                             setuid(65534) == 0);
-                                               },
-                                               [] {
-                                                   signal(SIGXFSZ, SIG_IGN);
-                                                   rlimit limit{512, 512};
-                                                   return setrlimit(RLIMIT_FSIZE, &limit) == 0;
-                                               }};
-    for (const auto& obstacle : obstacles) {
-        pid_t child = spawn([&] {
-            if (!obstacle())
+    fs::permissions(root, fs::perms::all);
+    fs::permissions(root / "config", fs::perms::all);
+    fs::permissions(file, fs::perms(0444));
+    for (bool readOnly : {true, false}) {
+        fs::permissions(dir, readOnly ? fs::perms(0555) : fs::perms::owner_all);
+        const pid_t child = spawn([&] {
+            const rlimit limit{512, 512};
+            signal(SIGXFSZ, SIG_IGN);
+            if (readOnly ? geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)
+                         : setrlimit(RLIMIT_FSIZE, &limit) != 0)
                 return 3;
             TWLogCapture log;
             TWPlistFileStore other(file.string());
@@ -246,7 +241,6 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
             return other.load() == TWPlistDictionary{{"kept", "yes"}} ? 0 : 7;
         });
         EXPECT_EQ(waitExit(child), 0);
-        fs::permissions(dir, fs::perms::owner_all);
         EXPECT_EQ(TWReadFile(file), before);
     }
     EXPECT_FALSE(fs::exists(file.string() + ".tmp")) << "no half-written file is left behind";
