@@ -12,6 +12,7 @@
 #include <limits>
 #include <regex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -21,12 +22,9 @@ const std::string kWarning =
 
 enum Logged { Nothing, Warning, Bailout };
 
-// The canonical text shows every field: the components, then beta, alpha and dev when set.
-struct ParseCase {
-    const char* input;
-    const char* canonical;
-    Logged logged;
-};
+// The input, its canonical text (every field: the components, then beta, alpha and dev when
+// set), and what is logged.
+using ParseCase = std::tuple<const char*, const char*, Logged>;
 
 // clang-format off
 const ParseCase kParseCases[] = {
@@ -45,16 +43,16 @@ const ParseCase kParseCases[] = {
 // clang-format on
 
 TEST(OVSystemVersionParsing, CanonicalTextAndLogFollowTheParseRules) {
-    for (const ParseCase& c : kParseCases) {
-        SCOPED_TRACE(std::string("input \"") + c.input + "\"");
+    for (const auto& [input, canonical, logged] : kParseCases) {
+        SCOPED_TRACE(std::string("input \"") + input + "\"");
         TWLogCapture log;
-        EXPECT_EQ(OVSystemVersion(c.input).string(), c.canonical);
+        EXPECT_EQ(OVSystemVersion(input).string(), canonical);
         const std::vector<std::string> expected[] = {
             {},
             {kWarning},
             {"OVSystemVersion: Found unsupported character in version string, bailing:\"" +
-             std::string(c.input) + "\"."}};
-        EXPECT_EQ(log.lines, expected[c.logged]);
+             std::string(input) + "\"."}};
+        EXPECT_EQ(log.lines, expected[logged]);
     }
     // The fields behind the text; every lone dot warns.
     TWLogCapture log;
@@ -77,14 +75,8 @@ TEST(OVSystemVersionParsing, HugeSuffixNumbersSaturateAndHugeComponentsStayExact
               OVOrderedDescending);
 }
 
-struct CompareCase {
-    const char* left;
-    const char* right;
-    int result;
-};
-
 // clang-format off
-const CompareCase kCompareCases[] = {
+const std::tuple<const char*, const char*, int> kCompareCases[] = {
     {"10.10", "10.9", 1}, {"10.6.0", "10.6", 1}, {"2", "1.9.9", 1}, {"1.0", "1.0b1", 1},
     {"1.0b1", "1.0a5", 1}, {"1.0a10", "1.0b1", 0}, {"1.0d2", "1.0a1", -1}, {"1.0b9", "1.1d1", -1},
     {"1.0", "1.0b", 0}, {"1.0d1000", "1.0a1", 0}, {"1.0b2a3", "1.0b2a2d999", 1},
@@ -95,24 +87,21 @@ const CompareCase kCompareCases[] = {
 // clang-format on
 
 TEST(OVSystemVersionComparison, CompareAndTheTenHelpersAgreeWithTheOrdering) {
-    for (const CompareCase& c : kCompareCases) {
-        SCOPED_TRACE(std::string(c.left) + " vs " + c.right);
-        OVSystemVersion left(c.left);
-        OVSystemVersion right(c.right);
-        ASSERT_EQ(static_cast<int>(left.compare(right)), c.result);
-        EXPECT_EQ(static_cast<int>(right.compare(left)), -c.result); // antisymmetric
-        EXPECT_EQ(left.isEqualToSystemVersion(right), c.result == 0);
-        EXPECT_EQ(left.isLessThanSystemVersion(right), c.result < 0);
-        EXPECT_EQ(left.isLessThanOrEqualToSystemVersion(right), c.result <= 0);
-        EXPECT_EQ(left.isGreaterThanSystemVersion(right), c.result > 0);
-        EXPECT_EQ(left.isGreaterThanOrEqualToSystemVersion(right), c.result >= 0);
-        EXPECT_EQ(left.isEqualToString(c.right), c.result == 0);
-        EXPECT_EQ(left.isLessThanString(c.right), c.result < 0);
-        EXPECT_EQ(left.isLessThanOrEqualToString(c.right), c.result <= 0);
-        EXPECT_EQ(left.isGreaterThanString(c.right), c.result > 0);
-        EXPECT_EQ(left.isGreaterThanOrEqualToString(c.right), c.result >= 0);
-        EXPECT_EQ(left.isEqual(&right), c.result == 0);
-        EXPECT_EQ(left == right, c.result == 0);
+    for (const auto& [l, r, result] : kCompareCases) {
+        SCOPED_TRACE(std::string(l) + " vs " + r);
+        OVSystemVersion left(l), right(r);
+        ASSERT_EQ(static_cast<int>(left.compare(right)), result);
+        EXPECT_EQ(static_cast<int>(right.compare(left)), -result); // antisymmetric
+        const bool lt = result<0, eq = result == 0, gt = result> 0;
+        EXPECT_EQ((std::vector<bool>{
+                      left.isEqualToSystemVersion(right), left.isLessThanSystemVersion(right),
+                      left.isLessThanOrEqualToSystemVersion(right),
+                      left.isGreaterThanSystemVersion(right),
+                      left.isGreaterThanOrEqualToSystemVersion(right), left.isEqualToString(r),
+                      left.isLessThanString(r), left.isLessThanOrEqualToString(r),
+                      left.isGreaterThanString(r), left.isGreaterThanOrEqualToString(r),
+                      left.isEqual(&right), left == right}),
+                  (std::vector<bool>{eq, lt, !gt, gt, !lt, eq, lt, !gt, gt, !lt, eq, eq}));
     }
 }
 
