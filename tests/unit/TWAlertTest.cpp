@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -30,36 +32,32 @@ struct ChoosingPresenter : TWAlertPresenter {
 
 } // namespace
 
-TEST(TWAlertBuilder, ButtonsAreAddedInOrderAndCodedByPosition) {
+TEST(TWAlertBuilder, ButtonsInOrderCodedByPositionAndTheTexts) {
     using Title = std::optional<std::string>;
-    const struct {
-        Title defaultButton, alternate, other;
-        Strings buttons;
-    } cases[] = {
+    const std::tuple<Title, Title, Title, Strings> cases[] = {
         {"Quit", "Keep", "Later", {"Quit", "Keep", "Later"}},
         {"Yes", std::nullopt, "Other", {"Yes", "Other"}},
         {"", "Alternate", "Other", {"Alternate", "Other"}},
         {std::nullopt, "", std::nullopt, {}},
     };
-    for (const auto& c : cases) {
-        auto alert =
-            TWAlert::ov_alertWithMessageText("m", c.defaultButton, c.alternate, c.other, "");
-        EXPECT_EQ(alert->buttons(), c.buttons);
-        for (std::size_t i = 0; i < std::max<std::size_t>(1, c.buttons.size()); ++i) {
-            ChoosingPresenter presenter(c.buttons.empty() ? "OK" : c.buttons[i]);
+    for (const auto& [defaultButton, alternate, other, buttons] : cases) {
+        auto alert = TWAlert::ov_alertWithMessageText("m", defaultButton, alternate, other, "");
+        EXPECT_EQ(alert->buttons(), buttons);
+        for (std::size_t i = 0; i < std::max<std::size_t>(1, buttons.size()); ++i) {
+            ChoosingPresenter presenter(buttons.empty() ? "OK" : buttons[i]);
             EXPECT_EQ(alert->runModal(presenter), 1000 + static_cast<long>(i));
         }
     }
-}
 
-TEST(TWAlertBuilder, InformativeTextIsFormattedOnlyFromANonEmptyFormatMessageKeptIfGiven) {
+    // The informative text is formatted only from a non-empty format; a message is kept if
+    // given, even empty.
     auto mixed = TWAlert::ov_alertWithMessageText(std::nullopt, "OK", std::nullopt, std::nullopt,
                                                   "%d of %@", 3, std::string("five"));
     EXPECT_EQ(mixed->informativeText(), "3 of five");
     EXPECT_FALSE(mixed->messageText());
     auto empty = TWAlert::ov_alertWithMessageText("", "OK", "", "", "", "ignored");
     EXPECT_FALSE(empty->informativeText());
-    EXPECT_EQ(empty->messageText(), "") << "the message is set when given, even if empty";
+    EXPECT_EQ(empty->messageText(), "");
     EXPECT_EQ(empty->alertStyle(), TWAlertStyleWarning);
     EXPECT_FALSE(TWAlert::ov_alertWithMessageText("m", "OK", "", "", std::nullopt, "ignored")
                      ->informativeText());

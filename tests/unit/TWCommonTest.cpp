@@ -240,6 +240,16 @@ TEST(TWCommonActivation, FrontSwitchesAreRecordedAndToggleActsOnTheFirstInstance
     f.common.activateApplicationWithBundleID("org.example.nothing", true);
     EXPECT_EQ(f.effects(), (Log{"hide Editor", "activate Editor 2"}));
     EXPECT_EQ(f.desk.flushCount(), 2);
+
+    // The shared instance: none before it is configured, then one, for the rest of the process
+    // (and so must its services be).
+    EXPECT_THROW(TWCommon::sharedInstance(), std::logic_error);
+    static Fixture<> process;
+    TWCommon::configureShared(process.desk, process.shared);
+    EXPECT_EQ(&TWCommon::sharedInstance(), &TWCommon::sharedInstance());
+    process.desk.makeActive(process.launch("com.example.p", "P"));
+    EXPECT_EQ(TWCommon::sharedInstance().currentActiveBundleID(),
+              std::optional<std::string>("com.example.p"));
 }
 
 TEST(TWCommonActivation, AppleEventsAreBuiltExactlyAndSent) {
@@ -333,16 +343,4 @@ TEST(TWCommonMenu, ItemsPerformTheirActionsSameNameItemsBothForTheLastOneMet) {
     EXPECT_TRUE(f.hidden(older));
     menu->items()[3]->perform();
     EXPECT_FALSE(f.hidden(older));
-}
-
-TEST(TWCommonShared, CreatedOnceFromTheConfiguredServices) {
-    EXPECT_THROW(TWCommon::sharedInstance(), std::logic_error);
-    // The shared instance lives for the rest of the process, and so must its services.
-    static TWSimDesktop desk;
-    static TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
-    TWCommon::configureShared(desk, shared);
-    TWCommon& instance = TWCommon::sharedInstance();
-    EXPECT_EQ(&TWCommon::sharedInstance(), &instance);
-    desk.makeActive(desk.launchApplication("com.example.p", "P"));
-    EXPECT_EQ(instance.currentActiveBundleID(), std::optional<std::string>("com.example.p"));
 }
