@@ -17,7 +17,7 @@ Log names(const std::vector<TWSimWindow>& windows) {
 }
 } // namespace
 
-TEST(TWSimDesktopApplications, HandlesStayValidWhenAnEarlierApplicationQuits) {
+TEST(TWSimDesktopApplications, HandlesStayValidAfterAQuitFrontSwitchesFireOnChanges) {
     TWSimDesktop desk;
     auto a = desk.launchApplication("a", "A");
     auto b = desk.launchApplication("b", "B");
@@ -38,24 +38,19 @@ TEST(TWSimDesktopApplications, HandlesStayValidWhenAnEarlierApplicationQuits) {
     gone.localizedName = "A";
     desk.unhide(gone);
     EXPECT_EQ(desk.log(), (Log{"hide C", "runningApplications", "unhide A"}));
-}
 
-TEST(TWSimDesktopApplications, FrontSwitchesFireOnlyWhenTheFrontApplicationChanges) {
-    TWSimDesktop desk;
+    // Front switches fire only when the front application changes.
     int switches = 0;
     desk.installFrontSwitchHandler([&] { ++switches; });
-    auto a = desk.launchApplication("a", "A");
-    auto b = desk.launchApplication("b", "B");
-    desk.setHidden(a, true);
-
-    desk.makeActive(a);
-    desk.activateWithOptions(*desk.application(a), 2);
+    auto d = desk.launchApplication("d", "D");
+    desk.setHidden(d, true);
+    desk.makeActive(d);
+    desk.activateWithOptions(*desk.application(d), 2);
     EXPECT_EQ(switches, 1);
-    EXPECT_FALSE(desk.application(a)->hidden) << "activation shows a hidden application";
+    EXPECT_FALSE(desk.application(d)->hidden) << "activation shows a hidden application";
     desk.activateWithOptions(*desk.application(b), 2);
     EXPECT_EQ(switches, 2);
-    EXPECT_FALSE(desk.application(a)->active);
-
+    EXPECT_FALSE(desk.application(d)->active);
     desk.hide(*desk.application(b)); // the active one hidden: nothing is in front
     EXPECT_FALSE(desk.application(b)->active);
     desk.makeActive(b);
