@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 using Log = std::vector<std::string>;
 using WindowId = TWFileManagerWindows::WindowId;
 
@@ -31,8 +29,7 @@ struct DeskWindows : TWFileManagerWindows {
     }
     void close(WindowId w) override {
         desk_.operations.push_back("close " + std::to_string(w));
-        desk_.windows.erase(std::remove(desk_.windows.begin(), desk_.windows.end(), w),
-                            desk_.windows.end());
+        std::erase(desk_.windows, w);
     }
     void openWindow() override {
         desk_.operations.push_back("open");

@@ -22,19 +22,17 @@ TEST(TWUserDefaults, FreshInstallReadsTheRegisteredDefaultsUnderTheirStoredNames
     Stores s;
     EXPECT_FALSE(s.shared.boolForKey("ShowFinder")) << "absent reads NO before registration";
     TWRegisterDefaults(s.own, s.shared);
-    const auto own = [&](const char* key) { return s.own.objectForKey(key); };
-    const auto shared = [&](const char* key) { return s.shared.objectForKey(key); };
-    EXPECT_EQ(own("IconStyle2"), TWPlistValue(1)) << "an integer, not a boolean";
-    EXPECT_EQ(own("Menubar"), TWPlistValue(false));
-    EXPECT_EQ(own("CheckForUpdates"), TWPlistValue(true));
-    EXPECT_EQ(shared("ShowFinder"), TWPlistValue(true));
-    EXPECT_EQ(shared("ShowWindow"), TWPlistValue(false));
-    EXPECT_EQ(shared("Minimize"), TWPlistValue(true));
-    EXPECT_EQ(shared("CloseAllFinder"), TWPlistValue(false));
-    EXPECT_FALSE(shared("ExcludedApps").has_value());
-    // Each key lives in one store only.
-    EXPECT_FALSE(shared("IconStyle2").has_value());
-    EXPECT_FALSE(own("ShowFinder").has_value());
+    // clang-format off
+    const std::tuple<TWUserDefaults*, const char*, std::optional<TWPlistValue>> registered[] = {
+        {&s.own, "IconStyle2", 1 /* an integer, not a boolean */}, {&s.own, "Menubar", false},
+        {&s.own, "CheckForUpdates", true}, {&s.shared, "ShowFinder", true},
+        {&s.shared, "ShowWindow", false}, {&s.shared, "Minimize", true},
+        {&s.shared, "CloseAllFinder", false}, {&s.shared, "ExcludedApps", std::nullopt},
+        // Each key lives in one store only.
+        {&s.shared, "IconStyle2", std::nullopt}, {&s.own, "ShowFinder", std::nullopt}};
+    // clang-format on
+    for (const auto& [defaults, key, value] : registered)
+        EXPECT_EQ(defaults->objectForKey(key), value) << key;
     // Registration is volatile: nothing was written.
     EXPECT_EQ(s.ownBacking->updateCount(), 0);
     EXPECT_TRUE(s.sharedBacking->load().empty());
