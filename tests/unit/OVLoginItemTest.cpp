@@ -7,80 +7,72 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <sys/stat.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 
-class LoginItemTest : public ::testing::Test {
-  protected:
-    LoginItemTest() {
-        for (const char* program : {"old/tidewell", "new/tidewell", "other/other"})
-            executable(root + "/" + program);
-    }
-    static void executable(const std::string& path) {
-        fs::create_directories(fs::path(path).parent_path());
-        TWWriteFile(path, "#!/bin/sh\n");
-        chmod(path.c_str(), 0755);
-    }
+using Paths = std::vector<std::string>;
 
-    std::vector<std::string> programs() {
-        std::vector<std::string> paths;
+struct LoginItemTest : ::testing::Test {
+    LoginItemTest() {
+        for (const std::string& program : {old, now, other}) {
+            std::filesystem::create_directories(std::filesystem::path(program).parent_path());
+            TWWriteFile(program, "#!/bin/sh\n");
+            chmod(program.c_str(), 0755);
+        }
+    }
+    Paths programs() {
+        Paths paths;
         for (const TWLoginItemEntry& entry : list.snapshot())
             paths.push_back(entry.resolvedPath.value_or("-"));
         return paths;
     }
 
     TWTempDir temp{"OVLoginItemTest"};
-    std::string root = temp.path;
-    TWXDGAutostart list{"/nonexistent"};
+    std::string root = temp.path, old = root + "/old/tidewell", now = root + "/new/tidewell",
+                other = root + "/other/other";
+    TWXDGAutostart list{root + "/autostart"};
+    OVLoginItem item{"Tidewell", now, &list};
 };
 
 TEST_F(LoginItemTest, ACopyElsewhereCountsAndIsRepairedToTheEndOfTheList) {
-    list = TWXDGAutostart(root + "/autostart");
-    list.append("Tidewell", root + "/old/tidewell");
-    list.append("Other", root + "/other/other");
-    OVLoginItem item("Tidewell", root + "/new/tidewell", &list);
+    list.append("Tidewell", old);
+    list.append("Other", other);
     EXPECT_TRUE(item.isLoginItem());
     EXPECT_TRUE(item.updateLoginItemPathIfNeeded());
-    EXPECT_EQ(programs(),
-              (std::vector<std::string>{root + "/other/other", root + "/new/tidewell"}));
+    EXPECT_EQ(programs(), (Paths{other, now}));
     EXPECT_TRUE(item.updateLoginItemPathIfNeeded()); // now nothing to do
     EXPECT_EQ(programs().size(), 2u);
 
     // Installing again leaves one entry, at the end.
-    list.append("Other 2", root + "/other/other");
+    list.append("Other 2", other);
     EXPECT_TRUE(item.installLoginItem());
-    EXPECT_EQ(programs(), (std::vector<std::string>{root + "/other/other", root + "/other/other",
-                                                    root + "/new/tidewell"}));
+    EXPECT_EQ(programs(), (Paths{other, other, now}));
 }
 
 TEST_F(LoginItemTest, RemovingTakesEveryCopyAndLeavesOtherAndUnresolvableEntries) {
-    list = TWXDGAutostart(root + "/autostart");
-    list.append("Tidewell", root + "/old/tidewell");
+    list.append("Tidewell", old);
     list.append("Gone", root + "/gone/tidewell"); // its program does not exist
-    list.append("Tidewell", root + "/new/tidewell");
-    list.append("Other", root + "/other/other");
-    OVLoginItem item("Tidewell", root + "/new/tidewell", &list);
+    list.append("Tidewell", now);
+    list.append("Other", other);
     EXPECT_TRUE(item.removeLoginItem());
     EXPECT_FALSE(item.isLoginItem());
-    EXPECT_EQ(programs(), (std::vector<std::string>{"-", root + "/other/other"}));
+    EXPECT_EQ(programs(), (Paths{"-", other}));
     EXPECT_FALSE(item.removeLoginItem()); // none matched
 
     // A program found on PATH resolves like the session would run it.
-    std::ofstream(root + "/autostart/by-name.desktop")
-        << "[Desktop Entry]\nType=Application\nName=Sh\nExec=sh -c true\n";
+    TWWriteFile(root + "/autostart/by-name.desktop",
+                "[Desktop Entry]\nType=Application\nName=Sh\nExec=sh -c true\n");
     EXPECT_EQ(programs().back().substr(programs().back().rfind('/')), "/sh");
 }
 
 TEST_F(LoginItemTest, AListThatCannotBeReadIsEmpty) {
-    OVLoginItem missing("Tidewell", root + "/new/tidewell", &list);
+    TWXDGAutostart unreadable{"/nonexistent"};
+    OVLoginItem missing("Tidewell", now, &unreadable);
     EXPECT_FALSE(missing.isLoginItem());
     EXPECT_FALSE(missing.removeLoginItem());
     EXPECT_TRUE(missing.updateLoginItemPathIfNeeded());
-    OVLoginItem none("Tidewell", root + "/new/tidewell", nullptr);
+    OVLoginItem none("Tidewell", now, nullptr);
     EXPECT_FALSE(none.installLoginItem());
     EXPECT_FALSE(none.isLoginItem());
 }

@@ -11,34 +11,27 @@
 #include <filesystem>
 #include <fstream>
 
-namespace {
-
-class TWMimeAppsTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        std::filesystem::create_directories(root_ + "/data/applications");
-        std::filesystem::create_directories(root_ + "/config");
-        for (const char* id : {"pcmanfm", "thunar", "org.example.Viewer"})
-            TWWriteFile(root_ + "/data/applications/" + id + ".desktop",
-                        "[Desktop Entry]\nType=Application\nName=" + std::string(id) +
-                            "\nExec=" + id + " %U\n");
-        setenv("XDG_CONFIG_HOME", (root_ + "/config").c_str(), 1);
-        setenv("XDG_CONFIG_DIRS", (root_ + "/none").c_str(), 1);
-        setenv("XDG_DATA_HOME", (root_ + "/data").c_str(), 1);
-        setenv("XDG_DATA_DIRS", (root_ + "/none").c_str(), 1);
-        setenv("XDG_CURRENT_DESKTOP", "XFCE", 1);
-    }
-    void write(const std::string& file, const std::string& text) {
-        // A new file in place of the old, as editors and xdg-mime write it.
-        TWWriteFile(root_ + "/config/" + file + ".new", text);
-        std::filesystem::rename(root_ + "/config/" + file + ".new", root_ + "/config/" + file);
-    }
-    TWTempDir temp_{"tidewell-mimeapps"};
-    std::string root_ = temp_.path;
-};
-
-TEST_F(TWMimeAppsTest, TheDesktopsListWinsMissingEntriesAreSkippedAndChangesAreNoticed) {
-    const TWDesktopEntryIndex installed({root_ + "/data"});
+TEST(TWMimeApps, TheDesktopsListWinsMissingEntriesAreSkippedAndChangesAreNoticed) {
+    const TWTempDir temp("tidewell-mimeapps");
+    const std::string root = temp.path;
+    std::filesystem::create_directories(root + "/data/applications");
+    std::filesystem::create_directories(root + "/config");
+    for (const char* id : {"pcmanfm", "thunar", "org.example.Viewer"})
+        TWWriteFile(root + "/data/applications/" + id + ".desktop",
+                    "[Desktop Entry]\nType=Application\nName=" + std::string(id) + "\nExec=" + id +
+                        " %U\n");
+    for (const auto& [name, value] : {std::pair{"XDG_CONFIG_HOME", "/config"},
+                                      {"XDG_CONFIG_DIRS", "/none"},
+                                      {"XDG_DATA_HOME", "/data"},
+                                      {"XDG_DATA_DIRS", "/none"}})
+        setenv(name, (root + value).c_str(), 1);
+    setenv("XDG_CURRENT_DESKTOP", "XFCE", 1);
+    // A new file in place of the old, as editors and xdg-mime write it.
+    const auto write = [&](const std::string& file, const std::string& text) {
+        TWWriteFile(root + "/config/" + file + ".new", text);
+        std::filesystem::rename(root + "/config/" + file + ".new", root + "/config/" + file);
+    };
+    const TWDesktopEntryIndex installed({root + "/data"});
     TWMimeApps apps;
     EXPECT_FALSE(apps.defaultApplication("inode/directory", installed)) << "nothing handles it";
 
@@ -56,5 +49,3 @@ TEST_F(TWMimeAppsTest, TheDesktopsListWinsMissingEntriesAreSkippedAndChangesAreN
     write("xfce-mimeapps.list", "[Default Applications]\ninode/directory=pcmanfm.desktop\n");
     EXPECT_EQ(apps.defaultApplication("inode/directory", installed), "pcmanfm");
 }
-
-} // namespace

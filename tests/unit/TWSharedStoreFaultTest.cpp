@@ -18,12 +18,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
-
 namespace {
 
-constexpr int kOperations = 10'000; // in all, both processes together
-constexpr int kSlots = 50;          // keys per process: the file stays small, writes stay fast
+constexpr int kPerRole = 5'000; // operations of each process
+constexpr int kSlots = 50;      // keys per process: the file stays small, writes stay fast
 
 std::string slotKey(int role, int op) {
     return (role == 0 ? "app" : "helper") + std::to_string(op / 2 % kSlots);
@@ -32,15 +30,12 @@ std::string slotKey(int role, int op) {
 // One process's share of the work, from operation `from` on: even operations write the op's
 // number under its slot, odd ones read back the slot last written and check it. Each finished
 // operation is reported on `ack` (its number, as 4 bytes). Exits 3 when a read misses.
-[[noreturn]] void work(const std::string& path, int role, int from, int to, int ack) {
+[[noreturn]] void work(const std::string& path, int role, int from, int ack) {
     TWUserDefaults defaults(std::make_shared<TWPlistFileStore>(path));
-    for (int op = from; op < to; ++op) {
-        if (op % 2 == 0) {
-            if (!defaults.setInteger(op, slotKey(role, op)))
-                _exit(2);
-        } else if (defaults.integerForKey(slotKey(role, op - 1)) < op - 1) {
-            _exit(3);
-        }
+    for (int op = from; op < kPerRole; ++op) {
+        if (op % 2 == 0 ? !defaults.setInteger(op, slotKey(role, op))
+                        : defaults.integerForKey(slotKey(role, op - 1)) < op - 1)
+            _exit(2 + op % 2);
         if (write(ack, &op, sizeof op) != sizeof op)
             _exit(4);
     }
@@ -52,58 +47,48 @@ struct Worker {
     int ack = -1;
     int next = 0;       // the first operation not yet acknowledged
     int lastWrite = -1; // the last acknowledged write
+
+    void start(const std::string& path, int role) {
+        int fds[2];
+        ASSERT_EQ(pipe(fds), 0);
+        if ((pid = fork()) == 0)
+            work(path, role, next, fds[1]);
+        close(fds[1]);
+        ack = fds[0];
+        fcntl(ack, F_SETFL, O_NONBLOCK);
+    }
+    // Reads what the worker acknowledged; false once its pipe is closed.
+    bool drain() {
+        int op;
+        ssize_t n;
+        while ((n = read(ack, &op, sizeof op)) == sizeof op) {
+            next = op + 1;
+            lastWrite = op % 2 == 0 ? op : lastWrite;
+        }
+        return n != 0;
+    }
+    // Killed, or finished its share cleanly: anything else is a failed write or read.
+    void reap(bool kill) {
+        if (kill)
+            ::kill(pid, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(waitpid(pid, &status, 0), pid);
+        drain();
+        close(ack);
+        ASSERT_TRUE((kill && WIFSIGNALED(status)) || (WIFEXITED(status) && !WEXITSTATUS(status)))
+            << "failed at operation " << next << " (status " << status << ")";
+        pid = -1;
+    }
 };
 
 TEST(TWSharedStoreFaultTest, TwoProcessesKilledAtRandomLoseNoAcknowledgedWrite) {
     const TWTempDir temp("twsharedstorefault", true);
-    const fs::path dir = temp.path;
-    const std::string path = (dir / "shared.plist").string();
-    constexpr int perRole = kOperations / 2;
-
+    const std::string path = (temp.path / "shared.plist").string();
     std::array<Worker, 2> workers;
-    auto start = [&](int role) {
-        int fds[2];
-        ASSERT_EQ(pipe(fds), 0);
-        const pid_t pid = fork();
-        if (pid == 0) {
-            close(fds[0]);
-            work(path, role, workers[role].next, perRole, fds[1]);
-        }
-        close(fds[1]);
-        workers[role].pid = pid;
-        workers[role].ack = fds[0];
-    };
-    // Reads what the worker acknowledged; false once its pipe is closed.
-    auto drain = [&](Worker& w) {
-        int op;
-        ssize_t n;
-        while ((n = read(w.ack, &op, sizeof op)) == sizeof op) {
-            w.next = op + 1;
-            if (op % 2 == 0)
-                w.lastWrite = op;
-        }
-        return n != 0;
-    };
-    auto reap = [&](int role, bool killed) {
-        Worker& w = workers[role];
-        if (killed)
-            kill(w.pid, SIGKILL);
-        int status = 0;
-        ASSERT_EQ(waitpid(w.pid, &status, 0), w.pid);
-        drain(w);
-        close(w.ack);
-        // Killed, or finished its share cleanly: anything else is a failed write or read.
-        const bool clean =
-            (killed && WIFSIGNALED(status)) || (WIFEXITED(status) && WEXITSTATUS(status) == 0);
-        ASSERT_TRUE(clean) << "worker " << role << " failed at operation " << w.next << " (status "
-                           << status << ")";
-        w.pid = -1;
-    };
-
+    for (int role = 0; role < 2; ++role)
+        workers[role].start(path, role);
     std::mt19937 random(20261124);
     int kills = 0;
-    start(0);
-    start(1);
     while (workers[0].pid > 0 || workers[1].pid > 0) {
         // A random pause, during which the workers' acknowledgements are read as they come.
         const auto pauseEnd =
@@ -112,31 +97,28 @@ TEST(TWSharedStoreFaultTest, TwoProcessesKilledAtRandomLoseNoAcknowledgedWrite) 
             std::array<pollfd, 2> fds{};
             for (int r = 0; r < 2; ++r)
                 fds[r] = {workers[r].pid > 0 ? workers[r].ack : -1, POLLIN, 0};
-            if (poll(fds.data(), 2, 5) <= 0)
-                continue;
-            for (int r = 0; r < 2; ++r)
-                if (fds[r].revents != 0 && fcntl(workers[r].ack, F_SETFL, O_NONBLOCK) == 0 &&
-                    !drain(workers[r])) {
-                    reap(r, false); // finished its share
-                    if (HasFatalFailure())
-                        return;
-                }
+            if (poll(fds.data(), 2, 5) > 0)
+                for (int r = 0; r < 2; ++r)
+                    if (fds[r].revents != 0 && !workers[r].drain())
+                        workers[r].reap(false); // finished its share
+            if (HasFatalFailure())
+                return;
         }
         // Either process may be the one killed; it starts again where its acknowledgements end.
-        const int victim = static_cast<int>(random() % 2);
-        if (workers[victim].pid > 0) {
-            reap(victim, true);
+        Worker& victim = workers[random() % 2];
+        if (victim.pid > 0) {
+            victim.reap(true);
             if (HasFatalFailure())
                 return;
             ++kills;
-            if (workers[victim].next < perRole)
-                start(victim);
+            if (victim.next < kPerRole)
+                victim.start(path, &victim == &workers[0] ? 0 : 1);
         }
     }
 
     const TWPlistDictionary values = TWPlistFileStore(path).load();
     for (int role = 0; role < 2; ++role) {
-        EXPECT_EQ(workers[role].next, perRole);
+        EXPECT_EQ(workers[role].next, kPerRole);
         // Each slot holds the last write acknowledged for it.
         const int last = workers[role].lastWrite;
         for (int op = std::max(0, last - 2 * kSlots + 2); op <= last; op += 2) {
@@ -145,7 +127,7 @@ TEST(TWSharedStoreFaultTest, TwoProcessesKilledAtRandomLoseNoAcknowledgedWrite) 
             EXPECT_EQ(*v->get<std::int64_t>(), op) << slotKey(role, op);
         }
     }
-    for (const auto& entry : fs::directory_iterator(dir))
+    for (const auto& entry : std::filesystem::directory_iterator(temp.path))
         EXPECT_EQ(entry.path().filename().string().find(".corrupt-"), std::string::npos)
             << "the store was judged damaged: " << entry.path();
     EXPECT_GT(kills, 20) << "too few kills to prove anything";

@@ -22,46 +22,41 @@ TEST(TWUserDefaults, FreshInstallReadsTheRegisteredDefaultsUnderTheirStoredNames
     Stores s;
     EXPECT_FALSE(s.shared.boolForKey("ShowFinder")) << "absent reads NO before registration";
     TWRegisterDefaults(s.own, s.shared);
-    const auto own = [&](const char* key) { return s.own.objectForKey(key); };
-    const auto shared = [&](const char* key) { return s.shared.objectForKey(key); };
-    EXPECT_EQ(own("IconStyle2"), TWPlistValue(1)) << "an integer, not a boolean";
-    EXPECT_EQ(own("Menubar"), TWPlistValue(false));
-    EXPECT_EQ(own("CheckForUpdates"), TWPlistValue(true));
-    EXPECT_EQ(shared("ShowFinder"), TWPlistValue(true));
-    EXPECT_EQ(shared("ShowWindow"), TWPlistValue(false));
-    EXPECT_EQ(shared("Minimize"), TWPlistValue(true));
-    EXPECT_EQ(shared("CloseAllFinder"), TWPlistValue(false));
-    EXPECT_FALSE(shared("ExcludedApps").has_value());
-    // Each key lives in one store only.
-    EXPECT_FALSE(shared("IconStyle2").has_value());
-    EXPECT_FALSE(own("ShowFinder").has_value());
+    // clang-format off
+    const std::tuple<TWUserDefaults*, const char*, std::optional<TWPlistValue>> registered[] = {
+        {&s.own, "IconStyle2", 1 /* an integer, not a boolean */}, {&s.own, "Menubar", false},
+        {&s.own, "CheckForUpdates", true}, {&s.shared, "ShowFinder", true},
+        {&s.shared, "ShowWindow", false}, {&s.shared, "Minimize", true},
+        {&s.shared, "CloseAllFinder", false}, {&s.shared, "ExcludedApps", std::nullopt},
+        // Each key lives in one store only.
+        {&s.shared, "IconStyle2", std::nullopt}, {&s.own, "ShowFinder", std::nullopt}};
+    // clang-format on
+    for (const auto& [defaults, key, value] : registered)
+        EXPECT_EQ(defaults->objectForKey(key), value) << key;
     // Registration is volatile: nothing was written.
     EXPECT_EQ(s.ownBacking->updateCount(), 0);
     EXPECT_TRUE(s.sharedBacking->load().empty());
 
+    // clang-format off
     const std::pair<const char*, const char*> names[] = {
-        {TWExcludedAppsKey, "ExcludedApps"},
-        {TWExcludedNameField, "name"},
-        {TWExcludedURLDataField, "URLData"},
-        {TWExcludedBundleIDField, "BundleID"},
-        {TWExcludedURLField, "URL"},
-        {TWExcludedIconField, "Icon"},
+        {TWExcludedAppsKey, "ExcludedApps"}, {TWExcludedNameField, "name"},
+        {TWExcludedURLDataField, "URLData"}, {TWExcludedBundleIDField, "BundleID"},
+        {TWExcludedURLField, "URL"}, {TWExcludedIconField, "Icon"},
         {TWOwnBundleIdentifier, "net.quillfen.Tidewell"},
-        {TWHelperBundleIdentifier, "net.quillfen.TidewellStatus"},
-    };
+        {TWHelperBundleIdentifier, "net.quillfen.TidewellStatus"}};
+    // clang-format on
     for (const auto& [name, literal] : names)
         EXPECT_STREQ(name, literal);
 }
 
-TEST(TWUserDefaults, PersistedValuesShadowRegisteredOnesAndRemovalUncoversThem) {
+TEST(TWUserDefaults, PersistedValuesShadowRegisteredOnesAndEveryReadSeesTheLatest) {
     Stores s;
     TWRegisterDefaults(s.own, s.shared);
-    s.shared.setBool(false, TWShowFinderKey);
+    TWUserDefaults writer(s.sharedBacking);
+    writer.setBool(false, TWShowFinderKey);
     EXPECT_FALSE(s.shared.boolForKey(TWShowFinderKey));
-    s.shared.removeObjectForKey(TWShowFinderKey);
+    writer.removeObjectForKey(TWShowFinderKey);
     EXPECT_TRUE(s.shared.boolForKey(TWShowFinderKey));
-    s.own.setInteger(5, TWIconStyleKey);
-    EXPECT_EQ(s.own.integerForKey(TWIconStyleKey), 5);
     // A later registration replaces an earlier one for the same key only.
     s.own.registerDefaults({{TWMenubarKey, TWPlistValue(true)}});
     EXPECT_TRUE(s.own.boolForKey(TWMenubarKey));
@@ -69,52 +64,25 @@ TEST(TWUserDefaults, PersistedValuesShadowRegisteredOnesAndRemovalUncoversThem) 
 }
 
 TEST(TWUserDefaults, StringsReadByTheirWordOrLeadingIntegerOtherTypesAsNumbersOrNotAtAll) {
-    struct Case {
+    const struct {
         TWPlistValue value;
         bool asBool;
         std::int64_t asInteger;
-    };
-    const Case cases[] = {
-        {TWPlistValue("YES"), true, 0},
-        {TWPlistValue("tRuE"), true, 0},
-        {TWPlistValue("no"), false, 0},
-        {TWPlistValue("False"), false, 0},
-        {TWPlistValue("purple"), false, 0},
-        {TWPlistValue("1"), true, 1},
-        {TWPlistValue(" 12abc"), true, 12},
-        {TWPlistValue("0x5"), false, 0},
-        {TWPlistValue("0x1"), false, 0},
-        {TWPlistValue("5e-1"), true, 5},
-        {TWPlistValue("-7"), true, -7},
-        {TWPlistValue("+3"), true, 3},
-        {TWPlistValue("- 3"), false, 0},
-        {TWPlistValue("99999999999999999999"), true, INT64_MAX},
-        {TWPlistValue("-99999999999999999999"), true, INT64_MIN},
-        {TWPlistValue(2.9), true, 2},
-        {TWPlistValue(true), true, 1},
-        {TWPlistValue(0), false, 0},
-        {TWPlistValue(TWPlistData{1, 2}), false, 0},
-        {TWPlistValue(TWPlistArray{TWPlistValue(1)}), false, 0},
-    };
-    for (const Case& c : cases) {
+    } cases[] = {// clang-format off
+        {"YES", true, 0}, {"tRuE", true, 0}, {"no", false, 0}, {"False", false, 0},
+        {"purple", false, 0}, {"1", true, 1}, {" 12abc", true, 12}, {"0x5", false, 0},
+        {"5e-1", true, 5}, {"-7", true, -7}, {"+3", true, 3}, {"- 3", false, 0},
+        {"99999999999999999999", true, INT64_MAX}, {"-99999999999999999999", true, INT64_MIN},
+        {2.9, true, 2}, {true, true, 1}, {0, false, 0}, {TWPlistData{1, 2}, false, 0},
+        {TWPlistArray{1}, false, 0}};
+    // clang-format on
+    for (const auto& c : cases) {
         TWUserDefaults d(std::make_shared<TWSimDefaultsStore>(TWPlistDictionary{{"k", c.value}}));
         EXPECT_EQ(d.boolForKey("k"), c.asBool) << testing::PrintToString(c.value);
         EXPECT_EQ(d.integerForKey("k"), c.asInteger) << testing::PrintToString(c.value);
     }
-    TWUserDefaults d(std::make_shared<TWSimDefaultsStore>(
-        TWPlistDictionary{{"array", TWPlistValue(TWPlistArray{TWPlistValue(1)})},
-                          {"dict", TWPlistValue(TWPlistDictionary{})}}));
-    EXPECT_FALSE(d.boolForKey("missing"));
+    TWUserDefaults d(std::make_shared<TWSimDefaultsStore>(TWPlistDictionary{
+        {"array", TWPlistArray{TWPlistValue(1)}}, {"dict", TWPlistDictionary{}}}));
     EXPECT_FALSE(d.arrayForKey("dict").has_value());
-    ASSERT_TRUE(d.arrayForKey("array").has_value());
-    EXPECT_EQ(d.arrayForKey("array")->size(), 1u);
-}
-
-TEST(TWUserDefaults, EveryReadSeesTheLatestPersistedValue) {
-    auto backing = std::make_shared<TWSimDefaultsStore>();
-    TWUserDefaults reader(backing), writer(backing);
-    writer.setBool(true, TWShowWindowKey);
-    EXPECT_TRUE(reader.boolForKey(TWShowWindowKey));
-    writer.setBool(false, TWShowWindowKey);
-    EXPECT_FALSE(reader.boolForKey(TWShowWindowKey));
+    EXPECT_EQ(d.arrayForKey("array"), TWPlistArray{TWPlistValue(1)});
 }

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 // TWXDGServiceManagement: starting programs reports the ones that cannot start.
 #include "TWXDGServiceManagement.h"
-#include "TWLog.h"
+#include "TWLogCapture.h"
 #include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -32,22 +30,19 @@ bool appears(const fs::path& path) {
 TEST(TWXDGServiceManagement, AProgramThatCannotStartIsReportedAndMayBeTriedAgainAtOnce) {
     const TWTempDir temp("tw-launch");
     const fs::path dir = temp.path;
-    std::vector<std::string> logged;
-    TWSetLogSink([&logged](const std::string& line) { logged.push_back(line); });
+    TWLogCapture log;
     TWXDGServiceManagement services({}, (dir / "autostart").string());
 
     // Executable, but its interpreter does not exist: only the exec itself fails.
     const fs::path program = dir / "helper";
     writeProgram(program, "#!/nonexistent/interpreter\n");
     EXPECT_FALSE(services.launchApplication(program.string(), 0));
-    ASSERT_EQ(logged.size(), 1u);
-    EXPECT_EQ(logged[0].rfind("TWProcessLauncher: cannot start " + program.string(), 0), 0u)
-        << logged[0];
+    ASSERT_EQ(log.lines.size(), 1u);
+    EXPECT_EQ(log.lines[0].rfind("TWProcessLauncher: cannot start " + program.string(), 0), 0u)
+        << log.lines[0];
 
     // Repaired, it starts at once: the failed start is not taken for one still under way.
     writeProgram(program, "#!/bin/sh\ntouch '" + (dir / "ran").string() + "'\n");
     EXPECT_TRUE(services.launchApplication(program.string(), 0));
     EXPECT_TRUE(appears(dir / "ran"));
-
-    TWSetLogSink({});
 }

@@ -3,112 +3,91 @@
 #include "TidewellHelper.h"
 
 #include "TWCommon.h"
-#include "TWLog.h"
+#include "TWLogCapture.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
+#include "TWTestPaths.h"
 #include "TWUserDefaults.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <unistd.h>
 
 namespace {
 
-bool contains(const std::vector<std::string>& lines, const std::string& line) {
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
+using Log = std::vector<std::string>;
 
-class TidewellHelperTest : public ::testing::Test {
-  protected:
-    TidewellHelperTest()
-        : standard(std::make_shared<TWSimDefaultsStore>()),
-          shared(std::make_shared<TWSimDefaultsStore>()) {
+struct TidewellHelperTest : ::testing::Test {
+    TidewellHelperTest() {
         TWRegisterDefaults(standard, shared);
         desktop.setFileManagerBundleIdentifier("org.example.Files");
-        desktop.launchApplication(std::string("org.example.Files"), "Files");
-        desktop.launchApplication(std::string("org.example.Terminal"), "Terminal");
-        const auto editor = desktop.launchApplication(std::string("org.example.Editor"), "Editor");
-        desktop.makeActive(editor);
-        desktop.clearLog();
-        TWSetLogSink([this](const std::string& line) { logged.push_back(line); });
+        for (const char* name : {"Files", "Terminal", "Editor"})
+            desktop.launchApplication("org.example." + std::string(name), name);
     }
-    ~TidewellHelperTest() override { TWSetLogSink({}); }
-
-    // Chooses the item titled `title` in a fresh menu; false when there is none.
-    bool choose(const std::string& title) {
+    // Chooses the item titled `title` in a fresh menu.
+    void choose(const std::string& title) {
         const std::shared_ptr<TWMenu> menu = helper.buildMenu();
         desktop.clearLog(); // the listing that built the menu
         for (const auto& item : menu->items())
-            if (!item->isSeparatorItem() && item->title() == title) {
-                item->perform();
-                return true;
-            }
-        return false;
+            if (!item->isSeparatorItem() && item->title() == title)
+                return item->perform();
+        ADD_FAILURE() << "no item " << title;
+    }
+    bool hidden(const char* name) {
+        return desktop.applicationWithIdentifier("org.example." + std::string(name))->hidden;
     }
 
     TWSimDesktop desktop;
-    TWUserDefaults standard;
-    TWUserDefaults shared;
+    TWUserDefaults standard{std::make_shared<TWSimDefaultsStore>()};
+    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
     TWCommon common{desktop, shared};
     int quits = 0;
     TidewellHelper helper{common, desktop, [this] { ++quits; }};
-    std::vector<std::string> logged;
 };
 
 TEST_F(TidewellHelperTest, TheMenuOffersTheActionsAndTheRunningApplicationsInOrder) {
-    std::vector<std::string> titles;
+    Log titles;
     const std::shared_ptr<TWMenu> menu = helper.buildMenu();
     for (const auto& item : menu->items())
         titles.push_back(item->isSeparatorItem() ? "-" : item->title());
-    EXPECT_EQ(titles, (std::vector<std::string>{"Hide All", "Show All", "-", "Toggle Visibility",
-                                                "   Editor", "   Files", "   Terminal", "-",
-                                                "Preferences...", "-", "Quit"}));
+    EXPECT_EQ(titles, (Log{"Hide All", "Show All", "-", "Toggle Visibility", "   Editor",
+                           "   Files", "   Terminal", "-", "Preferences...", "-", "Quit"}));
     // Each request builds a new menu: nothing of an old one is handed out again.
     EXPECT_NE(helper.buildMenu(), helper.buildMenu());
 }
 
 TEST_F(TidewellHelperTest, EachItemRunsItsActionAndQuitTouchesNothingElse) {
-    auto app = [this](const char* id) { return *desktop.applicationWithIdentifier(id); };
-    ASSERT_TRUE(choose("Hide All"));
-    EXPECT_TRUE(app("org.example.Terminal").hidden && app("org.example.Editor").hidden);
-    EXPECT_FALSE(app("org.example.Files").hidden);
-    ASSERT_TRUE(choose("Show All"));
-    EXPECT_FALSE(app("org.example.Terminal").hidden || app("org.example.Editor").hidden);
+    choose("Hide All");
+    EXPECT_TRUE(hidden("Terminal") && hidden("Editor") && !hidden("Files"));
+    choose("Show All");
+    EXPECT_FALSE(hidden("Terminal") || hidden("Editor"));
 
     // A running application toggles; the next menu is built afresh and brings it back.
-    ASSERT_TRUE(choose("   Terminal"));
-    EXPECT_TRUE(app("org.example.Terminal").hidden);
-    ASSERT_TRUE(choose("   Terminal"));
-    EXPECT_FALSE(app("org.example.Terminal").hidden);
-    EXPECT_TRUE(app("org.example.Terminal").active);
-    EXPECT_FALSE(contains(desktop.log(), "hide Editor"));
-    EXPECT_EQ(quits, 0);
+    choose("   Terminal");
+    EXPECT_TRUE(hidden("Terminal"));
+    choose("   Terminal");
+    EXPECT_TRUE(desktop.applicationWithIdentifier("org.example.Terminal")->active);
+    EXPECT_FALSE(hidden("Terminal") || hidden("Editor"));
 
-    ASSERT_TRUE(choose("Quit"));
+    // Preferences through the URL scheme; a failure is logged.
+    TWLogCapture logged;
+    choose("Preferences...");
+    EXPECT_EQ(desktop.log(), Log{"openURL x-tidewell-action://preferences"});
+    desktop.setOpenURLResult(false);
+    choose("Preferences...");
+    EXPECT_EQ(logged.lines,
+              Log{"TidewellHelper: nothing could open x-tidewell-action://preferences"});
+
+    EXPECT_EQ(quits, 0);
+    choose("Quit");
     EXPECT_EQ(quits, 1);
     EXPECT_TRUE(desktop.log().empty());
 }
 
-TEST_F(TidewellHelperTest, PreferencesGoThroughTheURLSchemeAndAFailureIsLogged) {
-    ASSERT_TRUE(choose("Preferences..."));
-    EXPECT_EQ(desktop.log(), (std::vector<std::string>{"openURL x-tidewell-action://preferences"}));
-    EXPECT_TRUE(logged.empty());
-
-    desktop.setOpenURLResult(false);
-    ASSERT_TRUE(choose("Preferences..."));
-    ASSERT_EQ(logged.size(), 1u);
-    EXPECT_EQ(logged[0], "TidewellHelper: nothing could open x-tidewell-action://preferences");
-}
-
 TEST(TidewellHelperLockTest, OneHolderAtATimeAndFreedWhenTheHolderCloses) {
-    char pattern[] = "/tmp/tidewell-helper-lock-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    const std::string directory = pattern;
-
+    const TWTempDir temp("tidewell-helper-lock");
+    const std::string directory = temp.path;
     const int first = TidewellHelper::acquireSessionLock(directory);
     ASSERT_GE(first, 0);
     // A second helper (another open of the same file) is refused while the first holds it.
@@ -118,15 +97,13 @@ TEST(TidewellHelperLockTest, OneHolderAtATimeAndFreedWhenTheHolderCloses) {
     EXPECT_GE(next, 0);
     ::close(next);
 
-    std::vector<std::string> logged;
-    TWSetLogSink([&](const std::string& line) { logged.push_back(line); });
+    TWLogCapture logged;
     EXPECT_EQ(TidewellHelper::acquireSessionLock(directory + "/missing"), -1);
     EXPECT_EQ(TidewellHelper::acquireSessionLock(""), -1);
-    TWSetLogSink({});
-    ASSERT_EQ(logged.size(), 1u);
-    EXPECT_NE(logged[0].find("TidewellHelper: cannot open " + directory + "/missing/helper.lock"),
-              std::string::npos);
-    std::filesystem::remove_all(directory);
+    ASSERT_EQ(logged.lines.size(), 1u);
+    EXPECT_NE(
+        logged.lines[0].find("TidewellHelper: cannot open " + directory + "/missing/helper.lock"),
+        std::string::npos);
 }
 
 } // namespace
