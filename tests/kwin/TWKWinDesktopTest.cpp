@@ -5,7 +5,6 @@
 // a client killed mid-action, and what the backend factory says on each compositor.
 #include "TWKWinDesktop.h"
 #include "TWCommon.h"
-#include "TWInterruptedDesktop.h"
 #include "TWKWinTestDesktop.h"
 #include "TWPlatformFactory.h"
 #include "TWProcessRegistry.h"
@@ -59,9 +58,9 @@ class TWKWinDesktopTest : public ::testing::Test {
             session_->terminate(pid);
         session_->killStrays(); // a file manager the actions started runs on its own
     }
-    TWCommon& common(TWDesktop* desktop = nullptr) {
+    TWCommon& common() {
         if (!common_)
-            common_ = std::make_unique<TWCommon>(desktop ? *desktop : *kwin_, shared_);
+            common_ = std::make_unique<TWCommon>(*kwin_, shared_);
         return *common_;
     }
     // Starts a client and waits until KWin describes a window of it; that window's ID.
@@ -196,12 +195,14 @@ TEST_F(TWKWinDesktopTest, AClientKilledMidActionLeavesTheRestHiddenAndRestorable
     pid_t flower;
     const std::string terminalWindow = client({"weston-terminal"}),
                       flowerWindow = client({"weston-flower"}, &flower);
-    TWInterruptedDesktop<TWKWinDesktop> interrupted(*kwin_);
-    interrupted.afterListing = [&] {
-        session_->terminate(flower, SIGKILL);
-        std::erase(clients_, flower);
-    };
-    common(&interrupted).showFinderHideOthers();
+    // Listed, then killed before its hide, as hide-others can meet it.
+    const auto apps = kwin_->workspace().runningApplications();
+    session_->terminate(flower, SIGKILL);
+    std::erase(clients_, flower);
+    for (const auto& app : apps)
+        if (app.processIdentifier != getpid())
+            kwin_->workspace().hide(app);
+    kwin_->workspace().flush();
     EXPECT_TRUE(becomes(terminalWindow, true));
     EXPECT_EQ(session_->isMinimized(flowerWindow), std::nullopt);
     common().showAll();

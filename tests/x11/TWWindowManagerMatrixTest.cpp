@@ -8,7 +8,7 @@
 // and said so. On openbox also: closing the file manager's windows, the menu toggle with two
 // copies of one application, and real programs' identity.
 #include "TWCommon.h"
-#include "TWLog.h"
+#include "TWLogCapture.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
@@ -43,16 +43,10 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         TWRegisterDefaults(standard_, shared_);
         exclude("Kept");
         TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName, 0);
-        TWSetLogSink([this](const std::string& line) { log_.push_back(line); });
         common_ = std::make_unique<TWCommon>(*x11_, shared_);
+        log_.clear();
     }
-    void TearDown() override {
-        TWSetLogSink({});
-        TWProcessRegistry::unregisterCurrentProcess();
-        common_.reset();
-        x11_.reset();
-        desktop_.reset();
-    }
+    void TearDown() override { TWProcessRegistry::unregisterCurrentProcess(); }
     void exclude(const std::string& bundleID) {
         TWPlistDictionary record{{TWExcludedBundleIDField, bundleID}};
         shared_.setObject(TWPlistArray{TWPlistValue(record)}, TWExcludedAppsKey);
@@ -82,8 +76,7 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         for (const char* cls : {"Beta", "Gamma"})
             hidable_.push_back(client(cls).at(0));
         kept_ = client("Kept");
-        ASSERT_EQ(hidable_.size(), 4u);
-        ASSERT_EQ(kept_.size(), 1u);
+        ASSERT_TRUE(hidable_.size() == 4 && kept_.size() == 1);
         // The user minimized Alpha's second window before anything else happens.
         userMinimized_ = hidable_.at(1);
         hidable_.erase(hidable_.begin() + 1);
@@ -91,13 +84,9 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         ASSERT_TRUE(waitFor([&] { return iconic(userMinimized_); }));
     }
 
-    static bool iconic(unsigned long w) {
-        return run({"xprop", "-id", hex(w), "WM_STATE"}).find("Iconic") != std::string::npos;
-    }
-    static bool marked(unsigned long w) {
-        return run({"xprop", "-id", hex(w), "_TIDEWELL_HIDDEN"}).find(" = ") != std::string::npos;
-    }
-    static bool becomes(unsigned long w, bool minimized) {
+    bool iconic(unsigned long w) const { return desktop_->isIconic(w); }
+    bool marked(unsigned long w) const { return desktop_->hasHiddenMark(w); }
+    bool becomes(unsigned long w, bool minimized) const {
         return waitFor([&] { return iconic(w) == minimized; });
     }
     std::vector<unsigned long> fileManagerWindows() const {
@@ -139,7 +128,8 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
     TWUserDefaults shared_{std::make_shared<TWSimDefaultsStore>()},
         standard_{std::make_shared<TWSimDefaultsStore>()};
     std::unique_ptr<TWCommon> common_;
-    std::vector<std::string> log_;
+    TWLogCapture capture_;
+    std::vector<std::string>& log_ = capture_.lines;
     pid_t fileManager_ = -1;
     std::vector<unsigned long> hidable_, kept_;
     unsigned long userMinimized_ = 0;

@@ -4,7 +4,7 @@
 // the file manager's windows, the backend factory, the command-line tool and, last, the server
 // dying under it. (The actions on every window manager: TWWindowManagerMatrixTest.)
 #include "TWX11Desktop.h"
-#include "TWLog.h"
+#include "TWLogCapture.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
@@ -46,10 +46,9 @@ class TWX11DesktopTest : public ::testing::Test {
         ASSERT_TRUE(desktop_->ok()) << desktop_->error();
         x11_ = TWX11Desktop::open();
         ASSERT_NE(x11_, nullptr);
-        TWSetLogSink([this](const std::string& line) { log_.push_back(line); });
+        log_.clear();
     }
     void TearDown() override {
-        TWSetLogSink({});
         x11_.reset();
         for (pid_t pid : clients_)
             desktop_->terminate(pid);
@@ -73,16 +72,12 @@ class TWX11DesktopTest : public ::testing::Test {
     bool becomesIconic(unsigned long w) {
         return waitFor([&] { return desktop_->isIconic(w); });
     }
-    std::size_t logged(const std::string& part) {
-        return size_t(std::count_if(log_.begin(), log_.end(), [&](const std::string& l) {
-            return l.find(part) != std::string::npos;
-        }));
-    }
 
     static inline TWTestDesktop* desktop_ = nullptr;
     std::unique_ptr<TWX11Desktop> x11_;
     std::vector<pid_t> clients_;
-    std::vector<std::string> log_;
+    TWLogCapture capture_;
+    std::vector<std::string>& log_ = capture_.lines;
 };
 
 TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName) {
@@ -292,7 +287,9 @@ TEST_F(TWX11DesktopTest, RequestsForVanishedWindowsAreSkippedWithAtMostOneLineEa
             x11_->workspace().hide(app);
     x11_->workspace().flush();
     x11_->sync();
-    EXPECT_EQ(logged("already closed"), 1u);
+    EXPECT_EQ(std::count_if(log_.begin(), log_.end(),
+                            [](auto& l) { return l.find("already closed") != std::string::npos; }),
+              1);
     EXPECT_TRUE(becomesIconic(windowsOf(survivor).at(0)));
 
     auto& workspace = x11_->workspace();
