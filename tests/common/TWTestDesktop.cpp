@@ -103,7 +103,7 @@ void TWTestSession::writeDesktopEntry(const std::string& id, const std::string& 
 }
 
 pid_t TWTestSession::startProcess(const std::vector<std::string>& argv, const std::string& dir,
-                                  const std::string& output, bool compositor) {
+                                  const std::string& output) {
     std::vector<char*> args;
     for (const auto& a : argv)
         args.push_back(const_cast<char*>(a.c_str()));
@@ -117,8 +117,6 @@ pid_t TWTestSession::startProcess(const std::vector<std::string>& argv, const st
         dup2(devnull, STDIN_FILENO);
         dup2(out >= 0 ? out : devnull, STDOUT_FILENO);
         dup2(out >= 0 ? out : devnull, STDERR_FILENO);
-        if (compositor)
-            unsetenv("WAYLAND_DISPLAY");
         if (chdir(dir.c_str()) == 0)
             execvp(args[0], args.data());
         _exit(127);
@@ -148,13 +146,6 @@ std::vector<pid_t> TWTestSession::processesWith(const std::string& variable,
     return found;
 }
 
-void TWTestSession::killProcessesWith(const std::string& variable,
-                                      const std::vector<pid_t>& spared) {
-    for (pid_t pid : processesWith(variable))
-        if (std::find(spared.begin(), spared.end(), pid) == spared.end())
-            kill(pid, SIGKILL);
-}
-
 TWTestDesktop::TWTestDesktop(const std::string& windowManager)
     : TWTestSession("tidewell-x11-test", "pcmanfm"), windowManagerName_(windowManager) {
     setenv("XDG_CURRENT_DESKTOP", "X-Generic", 1);
@@ -169,8 +160,9 @@ TWTestDesktop::~TWTestDesktop() {
     endChildren();
     // Programs the code under test started detached (a file manager, xdg-open) carry our
     // display in their environment and belong to no group of ours.
-    if (!display_.empty())
-        killProcessesWith("DISPLAY=" + display_, {server_});
+    for (pid_t pid : display_.empty() ? std::vector<pid_t>{} : processesWith("DISPLAY=" + display_))
+        if (pid != server_)
+            kill(pid, SIGKILL);
     if (server_ > 0)
         endGroup(server_);
 }

@@ -39,16 +39,14 @@ class TWTestSession {
                         std::chrono::milliseconds deadline = std::chrono::seconds(15));
     // Runs an observer command and returns its standard output.
     static std::string run(const std::vector<std::string>& argv);
-    // Starts `argv` in its own process group dying with this process; `compositor`: without
-    // WAYLAND_DISPLAY, so it does not run nested.
+    // Starts `argv` in its own process group, dying with this process.
     static pid_t startProcess(const std::vector<std::string>& argv, const std::string& dir,
-                              const std::string& output = "/dev/null", bool compositor = false);
+                              const std::string& output = "/dev/null");
     // Ends a process group with `signal`, with SIGKILL when it lingers, and reaps its leader.
     static void endGroup(pid_t pid, int signal = 15);
     // The processes but ours whose environment holds `variable` (and that run `program`).
     static std::vector<pid_t> processesWith(const std::string& variable,
                                             const std::string& program = {});
-    static void killProcessesWith(const std::string& variable, const std::vector<pid_t>& spared);
 
   protected:
     TWTestSession(const std::string& prefix, const std::string& fileManager);

@@ -10,7 +10,6 @@
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
-#include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 
 #include <gtest/gtest.h>

@@ -5,6 +5,7 @@
 #include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 
+#include <csignal>
 #include <filesystem>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -68,10 +69,11 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
                           "[Desktop Entry]\nType=Application\nName=Permitted\nExec=" + programs[i] +
                               "\nNoDisplay=true\nX-KDE-Wayland-Interfaces="
                               "org_kde_plasma_window_management\n");
-    kwin_ = startProcess({kwinExecutable(root_ + "/bin"), "--virtual", "--width", "1280",
-                          "--height", "800", "--socket", socket_, "--no-lockscreen",
-                          "--no-global-shortcuts", "--no-kactivities"},
-                         home_, root_ + "/kwin.log", true);
+    // Not nested in the session's compositor.
+    kwin_ = startProcess({"env", "-u", "WAYLAND_DISPLAY", kwinExecutable(root_ + "/bin"),
+                          "--virtual", "--width", "1280", "--height", "800", "--socket", socket_,
+                          "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities"},
+                         home_, root_ + "/kwin.log");
     // Up once it answers on D-Bus with its workspace; or ended.
     const bool up = waitFor(
         [&] {
@@ -98,8 +100,10 @@ TWKWinTestDesktop::~TWKWinTestDesktop() {
 void TWKWinTestDesktop::killStrays() {
     // Programs started detached (a file manager, services the bus activated) carry this
     // session's runtime directory in their environment and belong to no group of ours.
-    if (!root_.empty())
-        killProcessesWith("XDG_RUNTIME_DIR=" + runtime_, {kwin_, bus_});
+    for (pid_t pid :
+         root_.empty() ? std::vector<pid_t>{} : processesWith("XDG_RUNTIME_DIR=" + runtime_))
+        if (pid != kwin_ && pid != bus_)
+            kill(pid, SIGKILL);
 }
 
 std::optional<bool> TWKWinTestDesktop::isMinimized(const std::string& uuid) const {

@@ -4,14 +4,12 @@
 // (as a crash would) and started again in the middle of hide-others, and the running tidewell
 // sent hide-all and show-all back to back over 500 windows while other windows come and go.
 // Afterwards every window still there must be shown and unmarked; checked with xprop.
-#include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <random>

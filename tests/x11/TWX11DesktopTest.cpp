@@ -23,8 +23,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
-#include <memory>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -7,7 +7,6 @@
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
-#include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 #include "TWX11Desktop.h"
