@@ -3,6 +3,7 @@
 #include "TWTestTidewell.h"
 #include "TWTestPaths.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdlib>
 #include <cstring>
@@ -16,13 +17,17 @@
 
 namespace {
 
-std::string binaryDirectory() {
-    return std::filesystem::path(TWTestProgramPath("tidewell")).parent_path();
-}
-
-std::string runtimeDirectory() {
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    return std::string(runtime ? runtime : "/tmp") + "/tidewell";
+// Written aside and renamed, as Tidewell's own stores do: a reader never sees half a file.
+void writePropertyList(const std::string& path, const std::map<std::string, bool>& values) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC "
+                       "\"-//Apple//DTD PLIST 1.0//EN\" "
+                       "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                       "<plist version=\"1.0\">\n<dict>\n";
+    for (const auto& [key, value] : values)
+        text += "  <key>" + key + "</key>" + (value ? "<true/>" : "<false/>") + "\n";
+    TWWriteFile(path + ".new", text + "</dict>\n</plist>\n");
+    std::filesystem::rename(path + ".new", path);
 }
 
 // Sends or receives all `size` bytes at `buffer`; false when the peer ends before.
@@ -37,65 +42,69 @@ bool transfer(int fd, char* buffer, size_t size, bool sending) {
     return true;
 }
 
+// A connection to the running instance with `message` sent on it in one frame (four bytes of
+// length, big-endian, then the bytes); -1 on failure.
+int sendRequest(const std::string& message) {
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    const std::string path = std::string(runtime ? runtime : "/tmp") + "/tidewell/instance.sock";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    int fd = path.size() < sizeof address.sun_path
+                 ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)
+                 : -1;
+    // Generous: an instance built with the sanitizers, busy with hundreds of windows, can take
+    // seconds; how fast it answers is measured by the benchmarks.
+    timeval timeout{30, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    std::memcpy(address.sun_path, path.c_str(), std::min(path.size(), sizeof address.sun_path));
+    const uint32_t length = htonl(uint32_t(message.size()));
+    std::string frame = std::string(reinterpret_cast<const char*>(&length), 4) + message;
+    if (fd >= 0 && (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+                    !transfer(fd, frame.data(), frame.size(), true))) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+std::string receiveReply(int fd) {
+    std::string reply;
+    uint32_t length = 0;
+    if (fd >= 0 && transfer(fd, reinterpret_cast<char*>(&length), 4, false)) {
+        reply.resize(ntohl(length));
+        if (!transfer(fd, reply.data(), reply.size(), false))
+            reply.clear();
+    }
+    if (fd >= 0)
+        ::close(fd);
+    return reply;
+}
+
 } // namespace
 
 TWTestTidewell::TWTestTidewell(TWTestDesktop& desktop) : desktop_(desktop) {
-    {
-        std::ofstream mime(desktop_.home() + "/.config/mimeapps.list", std::ios::trunc);
-        mime << "[Default Applications]\n"
-             << "inode/directory=pcmanfm.desktop\n"
-             << "x-scheme-handler/x-tidewell-action=net.quillfen.Tidewell.desktop\n";
-    }
-    desktop_.writeDesktopEntry("net.quillfen.Tidewell",
-                               "[Desktop Entry]\nType=Application\nName=Tidewell\n"
-                               "Exec=" +
-                                   programPath() +
-                                   " %u\nMimeType=x-scheme-handler/x-tidewell-action;\n"
-                                   "NoDisplay=true\n");
+    TWWriteFile(desktop_.home() + "/.config/mimeapps.list",
+                "[Default Applications]\ninode/directory=pcmanfm.desktop\n"
+                "x-scheme-handler/x-tidewell-action=net.quillfen.Tidewell.desktop\n");
+    desktop_.writeDesktopEntry(
+        "net.quillfen.Tidewell",
+        "[Desktop Entry]\nType=Application\nName=Tidewell\nExec=" + programPath() +
+            " %u\nMimeType=x-scheme-handler/x-tidewell-action;\n"
+            "NoDisplay=true\n");
     // No update check against the real server from a test.
     writeSettings({{"CheckForUpdates", false}});
 }
 
 std::string TWTestTidewell::programPath() {
-    return binaryDirectory() + "/tidewell";
+    return TWTestProgramPath("tidewell");
 }
 
 std::string TWTestTidewell::helperPath() {
-    return binaryDirectory() + "/tidewell-helper";
+    return TWTestProgramPath("tidewell-helper");
 }
-
-std::string TWTestTidewell::settingsPath() const {
-    return desktop_.home() + "/.config/tidewell/net.quillfen.Tidewell.plist";
-}
-
-std::string TWTestTidewell::autostartDirectory() const {
-    return desktop_.home() + "/.config/autostart";
-}
-
-std::string TWTestTidewell::logPath() const {
-    return desktop_.home() + "/tidewell.log";
-}
-
-namespace {
-// Written aside and renamed, as Tidewell's own stores do: a reader never sees half a file.
-void writePropertyList(const std::string& path, const std::map<std::string, bool>& values) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    {
-        std::ofstream out(path + ".new", std::ios::trunc);
-        out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            << "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-               "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-            << "<plist version=\"1.0\">\n<dict>\n";
-        for (const auto& [key, value] : values)
-            out << "  <key>" << key << "</key>" << (value ? "<true/>" : "<false/>") << "\n";
-        out << "</dict>\n</plist>\n";
-    }
-    std::filesystem::rename(path + ".new", path);
-}
-} // namespace
 
 void TWTestTidewell::writeSettings(const std::map<std::string, bool>& values) const {
-    writePropertyList(settingsPath(), values);
+    writePropertyList(desktop_.home() + "/.config/tidewell/net.quillfen.Tidewell.plist", values);
 }
 
 void TWTestTidewell::writeSharedSettings(const std::map<std::string, bool>& values) const {
@@ -104,11 +113,9 @@ void TWTestTidewell::writeSharedSettings(const std::map<std::string, bool>& valu
 
 pid_t TWTestTidewell::start() {
     // Through a shell only to keep the program's diagnostics for the test to read.
-    pid_t pid =
-        desktop_.spawn({"/bin/sh", "-c", "exec \"$0\" 2>>\"$1\"", programPath(), logPath()});
-    if (!TWTestDesktop::waitFor([] { return !request("status").empty(); }))
-        return -1;
-    return pid;
+    pid_t pid = desktop_.spawn({"/bin/sh", "-c", "exec \"$0\" 2>>\"$1\"", programPath(),
+                                desktop_.home() + "/tidewell.log"});
+    return TWTestDesktop::waitFor([] { return !request("status").empty(); }) ? pid : -1;
 }
 
 int TWTestTidewell::runAgain(const std::vector<std::string>& arguments) const {
@@ -130,54 +137,14 @@ std::vector<std::string> TWTestTidewell::status() const {
     return lines;
 }
 
-namespace {
-// A connection to the running instance with `message` sent on it; -1 on failure.
-int sendRequest(const std::string& path, const std::string& message) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path)
-        return -1;
-    std::memcpy(address.sun_path, path.c_str(), path.size());
-    int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0)
-        return -1;
-    // Generous: an instance built with the sanitizers, busy with hundreds of windows, can take
-    // seconds; how fast it answers is measured by the benchmarks.
-    timeval timeout{30, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-    // One frame each way: four bytes of length, big-endian, then the bytes.
-    const uint32_t length = htonl(uint32_t(message.size()));
-    std::string frame = std::string(reinterpret_cast<const char*>(&length), 4) + message;
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        !transfer(fd, frame.data(), frame.size(), true)) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-std::string receiveReply(int fd) {
-    std::string reply;
-    uint32_t replyLength = 0;
-    if (fd >= 0 && transfer(fd, reinterpret_cast<char*>(&replyLength), 4, false)) {
-        reply.resize(ntohl(replyLength));
-        if (!transfer(fd, reply.data(), reply.size(), false))
-            reply.clear();
-    }
-    if (fd >= 0)
-        ::close(fd);
-    return reply;
-}
-} // namespace
-
 std::string TWTestTidewell::request(const std::string& message) {
-    return receiveReply(sendRequest(runtimeDirectory() + "/instance.sock", message));
+    return receiveReply(sendRequest(message));
 }
 
 std::vector<std::string> TWTestTidewell::requestsAtOnce(const std::vector<std::string>& messages) {
     std::vector<int> fds;
     for (const auto& message : messages)
-        fds.push_back(sendRequest(runtimeDirectory() + "/instance.sock", message));
+        fds.push_back(sendRequest(message));
     std::vector<std::string> replies;
     for (int fd : fds)
         replies.push_back(receiveReply(fd));
@@ -185,5 +152,5 @@ std::vector<std::string> TWTestTidewell::requestsAtOnce(const std::vector<std::s
 }
 
 std::string TWTestTidewell::log() const {
-    return TWReadFile(logPath());
+    return TWReadFile(desktop_.home() + "/tidewell.log");
 }

@@ -13,33 +13,28 @@
 class TWTestTidewell {
   public:
     // Prepares `desktop`'s home: pcmanfm as the file manager, Tidewell's desktop entry (Exec =
-    // the built program) registered for x-scheme-handler/x-tidewell-action.
+    // the built program) registered for x-scheme-handler/x-tidewell-action, no update check.
     explicit TWTestTidewell(TWTestDesktop& desktop);
 
     // The programs under test, from the build tree.
     static std::string programPath();
     static std::string helperPath();
 
-    // Writes the application's own settings file with these boolean keys.
+    // Writes the application's own settings file, or the one shared with the helper (read
+    // afresh by every action), with these boolean keys.
     void writeSettings(const std::map<std::string, bool>& values) const;
-    // Writes the settings file shared with the helper (read afresh by every action).
     void writeSharedSettings(const std::map<std::string, bool>& values) const;
-    // Where the session's files are.
-    std::string settingsPath() const;
-    std::string autostartDirectory() const;
-    std::string logPath() const;
+    std::string autostartDirectory() const { return desktop_.home() + "/.config/autostart"; }
 
-    // Starts the first tidewell (its stderr goes to logPath()) and waits until it answers.
-    // Returns its pid, or -1 when it never answered.
+    // Starts the first tidewell and waits until it answers: its pid, or -1.
     pid_t start();
     // Runs tidewell with `arguments` to its end, as a second start; its exit status.
     int runAgain(const std::vector<std::string>& arguments) const;
     // The running instance's journal (its answer to --status), one line each.
     std::vector<std::string> status() const;
-    // Sends one raw request to the running instance on its socket; its reply, empty on failure.
+    // One raw request to the running instance on its socket; its reply, empty on failure.
     static std::string request(const std::string& message);
-    // Sends each message on a connection of its own, all before any reply is read, then reads
-    // the replies (in order; empty for a failed one).
+    // Each message on a connection of its own, all sent before any reply is read; the replies.
     static std::vector<std::string> requestsAtOnce(const std::vector<std::string>& messages);
     // What the instance logged so far.
     std::string log() const;

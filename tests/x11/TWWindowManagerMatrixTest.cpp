@@ -1,32 +1,37 @@
 // SPDX-License-Identifier: MIT
-// One scenario on every window manager Tidewell supports, each on its own Xvfb: three
+// The desktop actions on every window manager Tidewell supports, each on its own Xvfb: three
 // applications (one window minimized by the user beforehand), the file manager with two windows
-// and an excluded application; hide-others with the default settings and with "Minimize" off,
-// show-all, then hide-others immediately followed by show-all, round after round. An independent
-// observer (wmctrl, xprop) checks every round: nothing lost, the user's minimized window stays
-// minimized, no mark left behind. A window manager that cannot minimize is detected and said so.
+// and an excluded application; hide-others and show-all under each setting of "Minimize" and
+// "ShowFinder", then hide-others immediately followed by show-all, round after round. An
+// independent observer (wmctrl, xprop) checks every step: nothing lost, the user's minimized
+// window stays minimized, no mark left behind. A window manager that cannot minimize is detected
+// and said so. On openbox also: closing the file manager's windows, the menu toggle with two
+// copies of one application, and real programs' identity.
 #include "TWCommon.h"
-#include "TWLog.h"
+#include "TWLogCapture.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 #include "TWX11Desktop.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <map>
 #include <sys/wait.h>
 
 namespace {
 
+using std::chrono::seconds;
 constexpr int kRounds = 20;
 constexpr auto hex = &TWTestDesktop::hex;
-
-struct Observed {
-    bool iconic = false;
-    bool marked = false;
-};
+bool waitFor(const std::function<bool()>& condition,
+             std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
+    return TWTestDesktop::waitFor(condition, deadline);
+}
+constexpr auto run = &TWTestDesktop::run;
 
 class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
   protected:
@@ -35,79 +40,96 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         ASSERT_TRUE(desktop_->ok()) << desktop_->error();
         x11_ = TWX11Desktop::open();
         ASSERT_NE(x11_, nullptr);
-        shared_ = std::make_unique<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>());
-        standard_ = std::make_unique<TWUserDefaults>(std::make_shared<TWSimDefaultsStore>());
-        TWRegisterDefaults(*standard_, *shared_);
-        TWPlistDictionary record;
-        record[TWExcludedBundleIDField] = std::string("Kept");
-        shared_->setObject(TWPlistArray{TWPlistValue(record)}, TWExcludedAppsKey);
+        TWRegisterDefaults(standard_, shared_);
+        exclude("Kept");
         TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName, 0);
-        TWSetLogSink([this](const std::string& line) { log_.push_back(line); });
-        common_ = std::make_unique<TWCommon>(*x11_, *shared_);
+        common_ = std::make_unique<TWCommon>(*x11_, shared_);
+        log_.clear();
     }
-    void TearDown() override {
-        TWSetLogSink({});
-        TWProcessRegistry::unregisterCurrentProcess();
-        common_.reset();
-        x11_.reset();
-        desktop_.reset();
+    void TearDown() override { TWProcessRegistry::unregisterCurrentProcess(); }
+    void exclude(const std::string& bundleID) {
+        TWPlistDictionary record{{TWExcludedBundleIDField, bundleID}};
+        shared_.setObject(TWPlistArray{TWPlistValue(record)}, TWExcludedAppsKey);
     }
-
-    // The application windows of the scenario, started in launch order.
+    std::vector<unsigned long> client(const std::string& cls, int windows = 1) {
+        pid_t pid = desktop_->spawnTestClient({"--class", cls + "," + cls}, windows);
+        return desktop_->windowsOfPid(pid);
+    }
+    // A program started and waited for until it shows `windows` windows. A GTK program's first
+    // window takes long on a loaded machine (icon theme, fonts).
+    pid_t start(const std::vector<std::string>& argv, size_t windows = 1) {
+        pid_t pid = desktop_->spawn(argv);
+        EXPECT_TRUE(
+            waitFor([&] { return desktop_->windowsOfPid(pid).size() >= windows; }, seconds(45)))
+            << argv[0] << ": " << run({"wmctrl", "-l", "-p"});
+        return pid;
+    }
+    void startFileManager() {
+        fileManager_ = start({"pcmanfm", desktop_->home()});
+        run({"pcmanfm", "-n", desktop_->home()});
+        ASSERT_TRUE(waitFor([&] { return fileManagerWindows().size() == 2; }, seconds(45)));
+    }
+    // The scenario's windows, started in launch order.
     void startApplications() {
-        fileManager_ = desktop_->spawn({"pcmanfm", desktop_->home()});
-        ASSERT_TRUE(TWTestDesktop::waitFor(
-            [&] { return desktop_->windowsOfPid(fileManager_).size() == 1; }, kStartBound));
-        TWTestDesktop::run({"pcmanfm", "-n", desktop_->home()});
-        ASSERT_TRUE(TWTestDesktop::waitFor(
-            [&] { return desktop_->windowsOfPid(fileManager_).size() == 2; }, kStartBound));
-        for (const char* cls : {"Alpha", "Beta", "Gamma", "Kept"}) {
-            const int windows = std::string(cls) == "Alpha" ? 2 : 1;
-            pid_t pid =
-                desktop_->spawnTestClient({"--class", std::string(cls) + "," + cls}, windows);
-            auto ids = desktop_->windowsOfPid(pid);
-            ASSERT_EQ(static_cast<int>(ids.size()), windows) << cls;
-            auto& into = std::string(cls) == "Kept" ? kept_ : hidable_;
-            into.insert(into.end(), ids.begin(), ids.end());
-        }
+        ASSERT_NO_FATAL_FAILURE(startFileManager());
+        hidable_ = client("Alpha", 2);
+        for (const char* cls : {"Beta", "Gamma"})
+            hidable_.push_back(client(cls).at(0));
+        kept_ = client("Kept");
+        ASSERT_TRUE(hidable_.size() == 4 && kept_.size() == 1);
         // The user minimized Alpha's second window before anything else happens.
         userMinimized_ = hidable_.at(1);
         hidable_.erase(hidable_.begin() + 1);
-        TWTestDesktop::run({"xdotool", "windowminimize", hex(userMinimized_)});
-        ASSERT_TRUE(TWTestDesktop::waitFor([&] { return observe(userMinimized_).iconic; }));
+        run({"xdotool", "windowminimize", hex(userMinimized_)});
+        ASSERT_TRUE(waitFor([&] { return iconic(userMinimized_); }));
     }
 
-    static Observed observe(unsigned long w) {
-        const std::string out =
-            TWTestDesktop::run({"xprop", "-id", hex(w), "WM_STATE", "_TIDEWELL_HIDDEN"});
-        return {out.find("Iconic") != std::string::npos,
-                out.find("_TIDEWELL_HIDDEN(CARDINAL) = ") != std::string::npos};
+    bool iconic(unsigned long w) const { return desktop_->isIconic(w); }
+    bool marked(unsigned long w) const { return desktop_->hasHiddenMark(w); }
+    bool becomes(unsigned long w, bool minimized) const {
+        return waitFor([&] { return iconic(w) == minimized; });
     }
     std::vector<unsigned long> fileManagerWindows() const {
         return desktop_->windowsOfPid(fileManager_);
     }
     // Follows the window manager's answers as the application's event loop would.
-    bool settle() { return x11_->x11Workspace().settle(std::chrono::seconds(30)); }
-
-    // Everything shown again: the hidden windows back, the user's minimized window still
-    // minimized, `collapsedFileManager` windows still minimized, and no window marked.
-    void expectAllShown(const std::string& when, bool collapsedFileManager) {
+    void settle() {
+        ASSERT_TRUE(x11_->x11Workspace().settle(seconds(30))) << ::testing::PrintToString(log_);
+    }
+    void hideOthers() {
+        common_->showFinderHideOthers();
+        ASSERT_NO_FATAL_FAILURE(settle());
+    }
+    // Show-all: the hidden windows back, the user's minimized window still minimized, the file
+    // manager's windows minimized as `collapsedFileManager` says, and no window marked.
+    void showAll(const std::string& when, bool collapsedFileManager) {
+        common_->showAll();
+        ASSERT_NO_FATAL_FAILURE(settle());
         for (auto w : hidable_)
-            EXPECT_TRUE(TWTestDesktop::waitFor([&] { return !observe(w).iconic; }))
-                << when << ": window " << hex(w) << " was lost";
+            EXPECT_TRUE(becomes(w, false)) << when << ": window " << hex(w) << " was lost";
         for (auto w : fileManagerWindows())
-            EXPECT_EQ(observe(w).iconic, collapsedFileManager) << when << ": file manager";
-        EXPECT_TRUE(observe(userMinimized_).iconic) << when << ": the user's minimized window";
+            EXPECT_TRUE(becomes(w, collapsedFileManager)) << when << ": file manager";
+        EXPECT_TRUE(iconic(userMinimized_)) << when << ": the user's minimized window";
         for (const auto& w : desktop_->windows())
-            EXPECT_FALSE(observe(w.id).marked) << when << ": mark left on " << w.title;
+            EXPECT_FALSE(marked(w.id)) << when << ": mark left on " << w.title;
+    }
+    void expectHidden(bool fileManagerMarked) {
+        for (auto w : hidable_)
+            EXPECT_TRUE(becomes(w, true) && marked(w)) << hex(w);
+        for (auto w : fileManagerWindows())
+            EXPECT_TRUE(becomes(w, true) && marked(w) == fileManagerMarked) << "file manager";
+        for (auto w : kept_)
+            EXPECT_FALSE(iconic(w)) << "excluded";
+        EXPECT_FALSE(marked(userMinimized_)) << "the user's minimized window is not ours";
     }
 
-    static constexpr std::chrono::milliseconds kStartBound{30000};
     std::unique_ptr<TWTestDesktop> desktop_;
     std::unique_ptr<TWX11Desktop> x11_;
-    std::unique_ptr<TWUserDefaults> shared_, standard_;
+    TWUserDefaults shared_{std::make_shared<TWSimDefaultsStore>()},
+        standard_{std::make_shared<TWSimDefaultsStore>()};
     std::unique_ptr<TWCommon> common_;
-    std::vector<std::string> log_;
+    TWLogCapture capture_;
+    std::vector<std::string>& log_ = capture_.lines;
     pid_t fileManager_ = -1;
     std::vector<unsigned long> hidable_, kept_;
     unsigned long userMinimized_ = 0;
@@ -116,53 +138,41 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
 TEST_P(TWWindowManagerMatrixTest, NothingLostNothingLeftMarked) {
     ASSERT_NO_FATAL_FAILURE(startApplications());
 
-    // Default settings: the others hidden and marked, the file manager's windows collapsed.
-    common_->showFinderHideOthers();
-    ASSERT_TRUE(settle());
-    for (auto w : hidable_) {
-        EXPECT_TRUE(TWTestDesktop::waitFor([&] { return observe(w).iconic; })) << hex(w);
-        EXPECT_TRUE(observe(w).marked) << hex(w);
-    }
-    for (auto w : fileManagerWindows()) {
-        EXPECT_TRUE(TWTestDesktop::waitFor([&] { return observe(w).iconic; })) << "collapsed";
-        EXPECT_FALSE(observe(w).marked);
-    }
-    for (auto w : kept_)
-        EXPECT_FALSE(observe(w).iconic) << "excluded";
-    EXPECT_FALSE(observe(userMinimized_).marked) << "the user's minimized window is not ours";
-    common_->showAll();
-    ASSERT_TRUE(settle());
-    expectAllShown("default settings", true);
+    // Default settings: the others hidden and marked, the file manager's windows collapsed
+    // (minimized without a mark), so show-all leaves them minimized.
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    expectHidden(false);
+    showAll("default settings", true);
 
     // "Minimize" off: the file manager comes forward; its collapsed windows stay as they are.
     for (auto w : fileManagerWindows())
-        TWTestDesktop::run({"wmctrl", "-i", "-a", hex(w)});
-    ASSERT_TRUE(TWTestDesktop::waitFor([&] {
-        for (auto w : fileManagerWindows())
-            if (observe(w).iconic)
-                return false;
-        return true;
-    }));
-    shared_->setBool(false, TWMinimizeKey);
-    common_->showFinderHideOthers();
-    ASSERT_TRUE(settle());
-    for (auto w : hidable_)
-        EXPECT_TRUE(TWTestDesktop::waitFor([&] { return observe(w).iconic; })) << hex(w);
+        run({"wmctrl", "-i", "-a", hex(w)});
     for (auto w : fileManagerWindows())
-        EXPECT_FALSE(observe(w).iconic);
-    common_->showAll();
-    ASSERT_TRUE(settle());
-    expectAllShown("Minimize off", false);
+        ASSERT_TRUE(becomes(w, false));
+    shared_.setBool(false, TWMinimizeKey);
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    for (auto w : hidable_)
+        EXPECT_TRUE(becomes(w, true)) << hex(w);
+    for (auto w : fileManagerWindows())
+        EXPECT_FALSE(iconic(w));
+    showAll("Minimize off", false);
 
     // Show-all right behind hide-others, before the window manager has done anything.
-    for (int round = 0; round < kRounds; ++round) {
+    for (int round = 0; round < kRounds && !HasFailure(); ++round) {
         common_->showFinderHideOthers();
-        common_->showAll();
-        ASSERT_TRUE(settle()) << "round " << round;
-        expectAllShown("round " + std::to_string(round), false);
-        if (HasFailure())
-            break;
+        showAll("round " + std::to_string(round), false);
     }
+
+    // "ShowFinder" off: the file manager is hidden like the others, and shown again.
+    shared_.setBool(false, TWShowFinderKey);
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    expectHidden(true);
+    showAll("ShowFinder off", false);
+    // With "Minimize" too: hidden, then collapsed; collapsing wins, so they stay minimized.
+    shared_.setBool(true, TWMinimizeKey);
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    expectHidden(false);
+    showAll("ShowFinder off, Minimize on", true);
     EXPECT_EQ(x11_->x11Workspace().minimizeSupport(), TWX11MinimizeSupport::Yes);
 }
 
@@ -175,32 +185,140 @@ INSTANTIATE_TEST_SUITE_P(Minimizing, TWWindowManagerMatrixTest,
 class TWNonMinimizingWindowManagerTest : public TWWindowManagerMatrixTest {};
 
 TEST_P(TWNonMinimizingWindowManagerTest, CannotHideAndSaysSo) {
-    pid_t a = desktop_->spawnTestClient({"--class", "Alpha,Alpha"}, 2);
-    desktop_->spawnTestClient({"--class", "Beta,Beta"});
-    ASSERT_EQ(desktop_->windowsOfPid(a).size(), 2u);
-
-    common_->showFinderHideOthers();
-    settle();
+    ASSERT_EQ(client("Alpha", 2).size(), 2u);
+    client("Beta");
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
     EXPECT_EQ(x11_->x11Workspace().minimizeSupport(), TWX11MinimizeSupport::No);
-    for (const auto& w : desktop_->windows()) {
-        EXPECT_FALSE(observe(w.id).iconic) << w.title;
-        EXPECT_FALSE(observe(w.id).marked) << w.title;
-    }
+    for (const auto& w : desktop_->windows())
+        EXPECT_FALSE(iconic(w.id) || marked(w.id)) << w.title;
     ASSERT_EQ(log_.size(), 1u);
     EXPECT_NE(log_[0].find("does not minimize"), std::string::npos) << log_[0];
 
     // The command-line tool says so too, and exits with its own status.
-    const char* bin = std::getenv("TIDEWELL_BINARY_DIR");
-    const std::string command =
-        std::string(bin ? bin : ".") + "/bin/tidewell-x11 hide-others 2>/dev/null";
-    const int status = std::system(command.c_str());
+    const int status =
+        std::system((TWTestProgramPath("tidewell-x11") + " hide-others 2>/dev/null").c_str());
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 3);
     for (const auto& w : desktop_->windows())
-        EXPECT_FALSE(observe(w.id).marked) << w.title;
+        EXPECT_FALSE(marked(w.id)) << w.title;
 }
 
 INSTANTIATE_TEST_SUITE_P(NotMinimizing, TWNonMinimizingWindowManagerTest, ::testing::Values("i3"),
+                         [](const auto& param) { return param.param; });
+
+class TWOpenboxActionsTest : public TWWindowManagerMatrixTest {};
+
+TEST_P(TWOpenboxActionsTest, CloseAllFinderClosesTheFileManagersWindowsAndShowWindowOpensOne) {
+    ASSERT_NO_FATAL_FAILURE(startFileManager());
+    shared_.setBool(false, TWMinimizeKey);
+    shared_.setBool(true, TWCloseAllFinderKey);
+    shared_.setBool(true, TWShowWindowKey);
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    // From a new file-manager process when the old one ended with its last window; the new
+    // window's ID may be one of the old ones.
+    EXPECT_TRUE(waitFor(
+        [&] {
+            auto now = desktop_->windowsOfProgram("pcmanfm");
+            return now.size() == 1 && !iconic(now[0]);
+        },
+        seconds(45)))
+        << run({"wmctrl", "-l", "-p"}) << ::testing::PrintToString(log_);
+}
+
+TEST_P(TWOpenboxActionsTest, MenuToggleHidesAndShowsOneOfTwoCopiesAndHideOthersHidesBoth) {
+    shared_.setBool(false, TWMinimizeKey);
+    const unsigned long first = client("Twin").at(0), second = client("Twin").at(0),
+                        other = client("Other").at(0);
+    std::shared_ptr<TWMenuItem> twin;
+    int twins = 0;
+    const auto menu = common_->buildAppMenu();
+    for (const auto& item : menu->items())
+        if (item->title() == "   Twin" && ++twins)
+            twin = twin ? twin : item;
+    ASSERT_EQ(twins, 2);
+    twin->perform();
+    EXPECT_TRUE(becomes(first, true));
+    x11_->sync();
+    EXPECT_FALSE(iconic(second)) << "only the first copy is toggled";
+    twin->perform();
+    EXPECT_TRUE(waitFor([&] { return desktop_->activeWindow() == first; }));
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    for (auto w : {first, second, other})
+        EXPECT_TRUE(becomes(w, true));
+}
+
+// Real programs: thunar as the default file manager (its toolkit ID names no entry), mousepad
+// with its file chooser open (a GTK dialog without hints of its own), and a Tk program with a
+// dialog and a secondary window of other classes. Each is listed once, under its installed
+// desktop-entry ID, and excluded as one.
+TEST_P(TWOpenboxActionsTest, RealProgramsAreOneApplicationEachAndExcludedAsOne) {
+    TWWriteFile(desktop_->home() + "/.config/mimeapps.list",
+                "[Default Applications]\ninode/directory=thunar.desktop\n");
+    const std::string script = desktop_->home() + "/notes.tcl";
+    TWWriteFile(script, "wm title . Notes\ntoplevel .palette -class Palette\n"
+                        "wm title .palette Palette\ntoplevel .ask -class Dialog\n"
+                        "wm title .ask Question\nwm transient .ask .\n");
+    desktop_->writeDesktopEntry("org.example.Notes", "[Desktop Entry]\nType=Application\n"
+                                                     "Name=Notes\nExec=wish " +
+                                                         script + "\nStartupWMClass=Notes\n");
+    // An entry for the interpreter itself, as some systems install: a guess from the program
+    // name would take the palette for it.
+    desktop_->writeDesktopEntry("wish", "[Desktop Entry]\nType=Application\nName=Wish\n"
+                                        "Exec=wish\n");
+    x11_ = TWX11Desktop::open();
+    common_ = std::make_unique<TWCommon>(*x11_, shared_);
+    exclude("org.example.Notes");
+    pid_t thunar = start({"thunar", desktop_->home()});
+    pid_t mousepad = start({"mousepad"});
+    // Tk sets no _NET_WM_PID: its windows are found by title (Tidewell asks the X server).
+    pid_t notes = desktop_->spawn({"wish", script, "-name", "notes"});
+    std::vector<unsigned long> notesWindows;
+    ASSERT_TRUE(waitFor([&] {
+        notesWindows.clear();
+        for (const auto& w : desktop_->windows())
+            if (w.title == "Notes" || w.title == "Palette" || w.title == "Question")
+                notesWindows.push_back(w.id);
+        return notesWindows.size() == 3;
+    }));
+    // The file chooser, opened from the keyboard.
+    const unsigned long editor = desktop_->windowsOfPid(mousepad).at(0);
+    run({"wmctrl", "-i", "-a", hex(editor)});
+    waitFor([&] { return desktop_->activeWindow() == editor; });
+    run({"xdotool", "key", "--clearmodifiers", "ctrl+o"});
+    ASSERT_TRUE(waitFor([&] { return desktop_->windowsOfPid(mousepad).size() == 2; }, seconds(45)))
+        << run({"wmctrl", "-l", "-p"});
+
+    EXPECT_EQ(x11_->workspace().fileManagerBundleIdentifier(), "thunar");
+    std::map<pid_t, std::vector<TWRunningApplication>> apps;
+    for (const auto& app : x11_->workspace().runningApplications())
+        apps[app.processIdentifier].push_back(app);
+    ASSERT_EQ(apps[thunar].size(), 1u);
+    EXPECT_EQ(apps[thunar][0].bundleIdentifier, "thunar");
+    ASSERT_EQ(apps[mousepad].size(), 1u) << "the file chooser belongs to the editor";
+    EXPECT_EQ(apps[mousepad][0].bundleIdentifier, "org.xfce.mousepad");
+    ASSERT_EQ(apps[notes].size(), 1u) << "the dialog and the palette belong to the program";
+    EXPECT_EQ(apps[notes][0].bundleIdentifier, "org.example.Notes");
+    EXPECT_EQ(apps[notes][0].localizedName, "Notes");
+
+    // The editor and its chooser hidden, the file manager collapsed (no mark), every window of
+    // the excluded program left alone.
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    for (auto w : desktop_->windowsOfPid(mousepad))
+        EXPECT_TRUE(waitFor([&] { return desktop_->isMinimized(w); })) << w;
+    EXPECT_TRUE(marked(editor));
+    for (auto w : desktop_->windowsOfPid(thunar))
+        EXPECT_TRUE(waitFor([&] { return desktop_->isMinimized(w); }) && !marked(w))
+            << "collapsed, not hidden";
+    for (auto w : notesWindows)
+        EXPECT_FALSE(desktop_->isMinimized(w)) << "excluded: " << w;
+    common_->showAll();
+    ASSERT_NO_FATAL_FAILURE(settle());
+    EXPECT_TRUE(waitFor([&] { return !desktop_->isMinimized(editor); }));
+    for (const auto& w : desktop_->windows())
+        EXPECT_FALSE(marked(w.id)) << w.title;
+}
+
+INSTANTIATE_TEST_SUITE_P(Actions, TWOpenboxActionsTest, ::testing::Values("openbox"),
                          [](const auto& param) { return param.param; });
 
 } // namespace

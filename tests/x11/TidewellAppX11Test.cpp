@@ -1,21 +1,32 @@
 // SPDX-License-Identifier: MIT
 // The real tidewell program on a real desktop (Xvfb + openbox, xlogo, xterm, pcmanfm), checked
 // by independent observers (xprop, wmctrl): the click as a second start, show-all, front
-// switches, and the preferences window reached through the URL scheme from outside and from the
-// tray menu. (The file manager collapsed and left so by show-all: TWCommonX11Test.)
-#include "TWTestDesktop.h"
+// switches, the preferences window reached through the URL scheme from outside and from the tray
+// menu, settings changed from the keyboard, and the menu-bar helper started once per session.
+#include "TWCommon.h"
+#include "TWProcessRegistry.h"
+#include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"
+#include "TWX11Desktop.h"
+#include "TWXDGServiceManagement.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 namespace {
+
+using std::chrono::seconds;
+bool waitFor(const std::function<bool()>& condition,
+             std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
+    return TWTestDesktop::waitFor(condition, deadline);
+}
+constexpr auto run = &TWTestDesktop::run;
 
 class TidewellAppX11Test : public ::testing::Test {
   protected:
@@ -34,21 +45,15 @@ class TidewellAppX11Test : public ::testing::Test {
         // window the window manager restores (and focuses) during show-all.
         clientsUp_ = true;
         for (const std::vector<std::string>& client :
-             {std::vector<std::string>{"xterm", "-title", "tidewell-test-xterm"},
-              {"pcmanfm", desktop_->home()},
-              {"xlogo"}}) {
+             {std::vector<std::string>{"xterm"}, {"pcmanfm", desktop_->home()}, {"xlogo"}}) {
             desktop_->spawn(client);
-            clientsUp_ = clientsUp_ && TWTestDesktop::waitFor([&] { return windowOf(client[0]); },
-                                                              std::chrono::seconds(30));
+            clientsUp_ = clientsUp_ && waitFor([&] { return windowOf(client[0]); }, seconds(30));
         }
         instance_ = tidewell_->start();
     }
     static void TearDownTestSuite() {
-        delete tidewell_;
-        tidewell_ = nullptr;
-        // Ends Tidewell, the clients, every stray started on this display, then the server.
-        delete desktop_;
-        desktop_ = nullptr;
+        delete std::exchange(tidewell_, nullptr);
+        delete std::exchange(desktop_, nullptr);
     }
     void SetUp() override {
         ASSERT_TRUE(desktop_->ok()) << desktop_->error();
@@ -60,33 +65,28 @@ class TidewellAppX11Test : public ::testing::Test {
             std::fprintf(stderr, "tidewell's log:\n%s\n", tidewell_->log().c_str());
     }
 
-    // The first window whose WM_CLASS instance is `program` (xlogo sets no _NET_WM_PID, so the
-    // class is what every client here can be told apart by).
+    // The first window whose WM_CLASS instance is `program` (xlogo sets no _NET_WM_PID).
     static unsigned long windowOf(const std::string& program) {
-        std::istringstream lines(TWTestDesktop::run({"wmctrl", "-l", "-x"}));
-        for (std::string line; std::getline(lines, line);) {
-            std::istringstream fields(line);
-            std::string id, number, windowClass;
-            if (fields >> id >> number >> windowClass &&
+        std::istringstream lines(run({"wmctrl", "-l", "-x"}));
+        for (std::string line, id, number, windowClass; std::getline(lines, line);)
+            if (std::istringstream(line) >> id >> number >> windowClass &&
                 windowClass.substr(0, windowClass.find('.')) == program)
                 return std::stoul(id, nullptr, 16);
-        }
         return 0;
     }
-    static bool minimized(const std::string& program) {
+    static bool minimized(const std::string& program, bool is = true) {
         const unsigned long window = windowOf(program);
-        return window != 0 && desktop_->isMinimized(window);
+        return window != 0 && desktop_->isMinimized(window) == is;
     }
-    static bool shown(const std::string& program) {
-        const unsigned long window = windowOf(program);
-        return window != 0 && !desktop_->isMinimized(window);
+    static bool allMinimized(bool is) {
+        return minimized("xlogo", is) && minimized("xterm", is) && minimized("pcmanfm", is);
     }
     static bool hasWindowTitled(const std::string& title) {
         const auto windows = desktop_->windows();
         return std::any_of(windows.begin(), windows.end(),
                            [&](const TWObservedWindow& w) { return w.title == title; });
     }
-    // The identifier of the application Tidewell has recorded as in front, in lower case.
+    // The application Tidewell has recorded as in front, in lower case.
     static std::string recordedFront() {
         for (std::string line : tidewell_->status())
             if (line.rfind("front: ", 0) == 0) {
@@ -96,165 +96,184 @@ class TidewellAppX11Test : public ::testing::Test {
             }
         return {};
     }
-    // Activates `window` from outside and waits until the window manager reports it and
-    // Tidewell has heard of the switch (a request sent before that would race with the event).
-    static bool bringToFront(unsigned long window, const std::string& identifierPart) {
-        // Already in front: only a switch to it is heard, so go through another window first.
-        if (desktop_->activeWindow() == window &&
-            recordedFront().find(identifierPart) == std::string::npos) {
-            for (const char* other : {"xlogo", "xterm", "pcmanfm"})
-                if (windowOf(other) != window) {
-                    TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(windowOf(other))});
-                    TWTestDesktop::waitFor([&] { return desktop_->activeWindow() != window; });
-                    break;
-                }
-        }
-        TWTestDesktop::run({"wmctrl", "-i", "-a", std::to_string(window)});
-        return TWTestDesktop::waitFor([&] {
-            return desktop_->activeWindow() == window &&
-                   recordedFront().find(identifierPart) != std::string::npos;
+    // Activates `program`'s window from outside and waits until the window manager reports it
+    // and Tidewell has heard of the switch (a request sent before would race with the event).
+    static bool bringToFront(const std::string& program) {
+        run({"wmctrl", "-i", "-a", std::to_string(windowOf(program))});
+        return waitFor([&] {
+            return desktop_->activeWindow() == windowOf(program) &&
+                   recordedFront().find(program) != std::string::npos;
         });
     }
-    static size_t count(const std::vector<std::string>& lines, const std::string& line) {
-        return size_t(std::count(lines.begin(), lines.end(), line));
+    static size_t count(const std::string& line) {
+        const auto journal = tidewell_->status();
+        return size_t(std::count(journal.begin(), journal.end(), line));
     }
-    // Brings everything back and waits for the window manager to have done it.
-    static void showEverything() {
-        tidewell_->runAgain({"--show-all"});
-        TWTestDesktop::waitFor([] { return shown("xlogo") && shown("xterm"); });
-        TWTestDesktop::run({"wmctrl", "-i", "-R", std::to_string(windowOf("pcmanfm"))});
+    static void preferencesShown(size_t times) {
+        ASSERT_TRUE(waitFor([] { return hasWindowTitled("General"); }))
+            << ::testing::PrintToString(tidewell_->status());
+        EXPECT_EQ(count("url x-tidewell-action://preferences"), times);
+        EXPECT_EQ(count("preferences shown"), times);
+    }
+    static void close(const std::string& title) {
+        run({"wmctrl", "-c", title});
+        EXPECT_TRUE(waitFor([&] { return !hasWindowTitled(title); }));
     }
 
-    static TWTestDesktop* desktop_;
-    static TWTestTidewell* tidewell_;
-    static bool clientsUp_;
-    static pid_t instance_;
+    static inline TWTestDesktop* desktop_ = nullptr;
+    static inline TWTestTidewell* tidewell_ = nullptr;
+    static inline bool clientsUp_ = false;
+    static inline pid_t instance_ = -1;
 };
-
-TWTestDesktop* TidewellAppX11Test::desktop_ = nullptr;
-TWTestTidewell* TidewellAppX11Test::tidewell_ = nullptr;
-bool TidewellAppX11Test::clientsUp_ = false;
-pid_t TidewellAppX11Test::instance_ = -1;
 
 TEST_F(TidewellAppX11Test, ASecondStartHidesTheOthersAndShowAllBringsBackTheOneInFront) {
     // With "ShowFinder" off the hide brings nothing forward, so the last switch the user made
-    // is the one recorded. "Minimize" off: the file manager is hidden like the others (with it
-    // on, its windows would be collapsed and stay minimized).
+    // is the one recorded. "Minimize" off: the file manager is hidden like the others.
     tidewell_->writeSharedSettings({{"ShowFinder", false}, {"Minimize", false}});
     // The user switches from the file manager to xterm.
-    ASSERT_TRUE(bringToFront(windowOf("pcmanfm"), "pcmanfm")) << "recorded: " << recordedFront();
+    ASSERT_TRUE(bringToFront("pcmanfm")) << "recorded: " << recordedFront();
+    ASSERT_TRUE(bringToFront("xterm")) << "recorded: " << recordedFront();
     const unsigned long xterm = windowOf("xterm");
-    ASSERT_TRUE(bringToFront(xterm, "xterm")) << "recorded: " << recordedFront();
 
     // The click on the dock tile: a second start, which hands "reopen" over and exits.
     EXPECT_EQ(tidewell_->runAgain({}), 0);
-    ASSERT_TRUE(TWTestDesktop::waitFor(
-        [] { return minimized("xlogo") && minimized("xterm") && minimized("pcmanfm"); }));
+    ASSERT_TRUE(waitFor([] { return allMinimized(true); }));
     for (const char* program : {"xlogo", "xterm", "pcmanfm"})
         EXPECT_TRUE(desktop_->hasHiddenMark(windowOf(program))) << program;
-    EXPECT_EQ(count(tidewell_->status(), "reopen"), 1u);
-    const std::string recordedAfterHide = recordedFront();
+    EXPECT_EQ(count("reopen"), 1u);
     EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
-    EXPECT_TRUE(TWTestDesktop::waitFor(
-        [] { return shown("xlogo") && shown("xterm") && shown("pcmanfm"); }));
-    EXPECT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->activeWindow() == xterm; }))
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+    EXPECT_TRUE(waitFor([&] { return desktop_->activeWindow() == xterm; }))
         << "active: " << desktop_->activeWindow() << ", xterm: " << xterm
-        << ", recorded after the hide: " << recordedAfterHide << ", now: " << recordedFront();
+        << ", recorded: " << recordedFront();
     // The mark goes once the window manager reports the window back.
     for (const char* program : {"xlogo", "xterm", "pcmanfm"})
-        EXPECT_TRUE(TWTestDesktop::waitFor([&] {
-            return !desktop_->hasHiddenMark(windowOf(program));
-        })) << program;
+        EXPECT_TRUE(waitFor([&] { return !desktop_->hasHiddenMark(windowOf(program)); }))
+            << program;
     // Still the one instance: every later start handed over and ended.
     EXPECT_EQ(::kill(instance_, 0), 0);
-
     tidewell_->writeSharedSettings({});
-    showEverything();
 }
 
-TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeFromOutsideAndFromTheTrayMenu) {
+TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeAndTheirSettingsRuleTheNextHide) {
     // Another program asks the session to open the URL: xdg-open finds Tidewell's desktop entry
     // for the scheme and starts tidewell with the URL, which hands it to the running instance.
     ASSERT_FALSE(hasWindowTitled("General"));
-    TWTestDesktop::run({"xdg-open", "x-tidewell-action://preferences"});
-    ASSERT_TRUE(TWTestDesktop::waitFor([] { return hasWindowTitled("General"); }))
-        << "journal:\n"
-        << testing::PrintToString(tidewell_->status());
-    std::vector<std::string> journal = tidewell_->status();
-    EXPECT_EQ(count(journal, "url x-tidewell-action://preferences"), 1u);
-    EXPECT_EQ(count(journal, "preferences shown"), 1u);
-
+    run({"xdg-open", "x-tidewell-action://preferences"});
+    ASSERT_NO_FATAL_FAILURE(preferencesShown(1));
     // Closed by the user, as the window manager does it.
-    TWTestDesktop::run({"wmctrl", "-c", "General"});
-    ASSERT_TRUE(TWTestDesktop::waitFor([] { return !hasWindowTitled("General"); }));
-
+    close("General");
     // "Preferences..." in the tray menu goes out through the session's URL handler as well and
     // comes back the same way.
     EXPECT_EQ(TWTestTidewell::request("menu Preferences..."), "ok");
-    EXPECT_TRUE(TWTestDesktop::waitFor([] { return hasWindowTitled("General"); }))
-        << "journal:\n"
-        << testing::PrintToString(tidewell_->status());
-    journal = tidewell_->status();
-    EXPECT_EQ(count(journal, "url x-tidewell-action://preferences"), 2u);
-    EXPECT_EQ(count(journal, "preferences shown"), 2u);
-    TWTestDesktop::run({"wmctrl", "-c", "General"});
-    TWTestDesktop::waitFor([] { return !hasWindowTitled("General"); });
-
-    // Requests that mean nothing change nothing: a foreign-case scheme, an unknown menu item.
-    EXPECT_EQ(tidewell_->runAgain({"x-tidewell-action://Preferences"}), 0);
-    EXPECT_EQ(TWTestTidewell::request("menu No Such Item"), "unknown");
-    journal = tidewell_->status();
-    EXPECT_EQ(count(journal, "preferences shown"), 2u);
-    EXPECT_FALSE(hasWindowTitled("General"));
-    EXPECT_NE(tidewell_->log().find("no menu item \"No Such Item\""), std::string::npos);
-}
-
-TEST_F(TidewellAppX11Test, SettingsChangedInThePreferencesWindowRuleTheNextHide) {
-    TWTestDesktop::run({"xdg-open", "x-tidewell-action://preferences"});
-    ASSERT_TRUE(TWTestDesktop::waitFor([] { return hasWindowTitled("General"); }));
-    const auto window = [](const std::string& title) {
-        for (const TWObservedWindow& w : desktop_->windows())
-            if (w.title == title)
-                return std::to_string(w.id);
-        return std::string();
-    };
+    ASSERT_NO_FATAL_FAILURE(preferencesShown(2));
     // As a keyboard user would: focus starts on the icon style; five steps on is "Minimize".
-    TWTestDesktop::run({"xdotool", "windowactivate", "--sync", window("General")});
-    TWTestDesktop::run(
-        {"xdotool", "key", "--delay", "20", "Tab", "Tab", "Tab", "Tab", "Tab", "space"});
+    run({"xdotool", "search", "--name", "^General$", "windowactivate", "--sync"});
+    run({"xdotool", "key", "--delay", "20", "Tab", "Tab", "Tab", "Tab", "Tab", "space"});
     const auto sharedFile = [] {
         return TWReadFile(desktop_->home() + "/.config/tidewell/shared.plist");
     };
-    EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         const std::string file = sharedFile();
         const size_t key = file.find("<key>Minimize</key>");
         return key != std::string::npos &&
                file.find_first_not_of(" \t\n", key + 19) == file.find("<false/>", key);
     })) << sharedFile();
-
     // The Exclude pane, its add button, and the chooser given the entry's path.
-    TWTestDesktop::run({"xdotool", "key", "ctrl+2"});
-    ASSERT_TRUE(TWTestDesktop::waitFor([] { return hasWindowTitled("Exclude"); }));
+    run({"xdotool", "key", "ctrl+2"});
+    ASSERT_TRUE(waitFor([] { return hasWindowTitled("Exclude"); }));
     const size_t before = desktop_->windows().size();
-    TWTestDesktop::run({"xdotool", "key", "--delay", "20", "Tab", "space"});
-    ASSERT_TRUE(TWTestDesktop::waitFor([&] { return desktop_->windows().size() > before; }));
-    TWTestDesktop::run(
-        {"xdotool", "type", "--delay", "10", desktop_->dataHome() + "/applications/xlogo.desktop"});
-    TWTestDesktop::run({"xdotool", "key", "Return"});
-    EXPECT_TRUE(TWTestDesktop::waitFor([&] {
+    run({"xdotool", "key", "--delay", "20", "Tab", "space"});
+    ASSERT_TRUE(waitFor([&] { return desktop_->windows().size() > before; }));
+    run({"xdotool", "type", "--delay", "10", desktop_->dataHome() + "/applications/xlogo.desktop"});
+    run({"xdotool", "key", "Return"});
+    EXPECT_TRUE(waitFor([&] {
         return sharedFile().find("<string>xlogo</string>") != std::string::npos;
     })) << sharedFile();
-    TWTestDesktop::run({"wmctrl", "-c", "Exclude"});
-    TWTestDesktop::waitFor([] { return !hasWindowTitled("Exclude"); });
+    close("Exclude");
+
+    // Requests that mean nothing change nothing: a foreign-case scheme, an unknown menu item.
+    EXPECT_EQ(tidewell_->runAgain({"x-tidewell-action://Preferences"}), 0);
+    EXPECT_EQ(TWTestTidewell::request("menu No Such Item"), "unknown");
+    EXPECT_EQ(count("preferences shown"), 2u);
+    EXPECT_FALSE(hasWindowTitled("General") || hasWindowTitled("Exclude"));
+    EXPECT_NE(tidewell_->log().find("no menu item \"No Such Item\""), std::string::npos);
 
     // The next click: xterm hidden, xlogo excluded, the file manager's window left as it is.
     EXPECT_EQ(tidewell_->runAgain({}), 0);
-    EXPECT_TRUE(TWTestDesktop::waitFor([] { return minimized("xterm"); }));
-    EXPECT_TRUE(shown("xlogo"));
-    EXPECT_TRUE(shown("pcmanfm"));
-
+    EXPECT_TRUE(waitFor([] { return minimized("xterm"); }));
+    EXPECT_TRUE(minimized("xlogo", false));
+    EXPECT_TRUE(minimized("pcmanfm", false));
     tidewell_->writeSharedSettings({});
-    showEverything();
+    tidewell_->runAgain({"--show-all"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+}
+
+// Last: replaces the instance. With "Menubar" set the launch starts tidewell-helper once per
+// session, registers it as a login item, and the workspace lists it as running; turning the
+// mode off removes the login item and quits the helper.
+TEST_F(TidewellAppX11Test, MenubarModeStartsOneHelperPerSession) {
+    auto helperProcesses = [] {
+        return TWTestDesktop::processesWith("DISPLAY=" + desktop_->display(), "tidewell-helper");
+    };
+    auto registeredHelpers = [] {
+        std::vector<TWRegisteredProcess> helpers;
+        for (const TWRegisteredProcess& process : TWProcessRegistry::registeredProcesses())
+            if (process.bundleIdentifier == TWHelperBundleIdentifier)
+                helpers.push_back(process);
+        return helpers;
+    };
+    const std::string entryPath =
+        tidewell_->autostartDirectory() + "/" + TWHelperBundleIdentifier + ".desktop";
+    // Without "Menubar" (the running instance) nothing is started.
+    EXPECT_TRUE(registeredHelpers().empty());
+    EXPECT_TRUE(helperProcesses().empty());
+    EXPECT_FALSE(std::ifstream(entryPath).good());
+    desktop_->terminate(instance_);
+
+    tidewell_->writeSettings({{"CheckForUpdates", false}, {"Menubar", true}});
+    const pid_t first = tidewell_->start();
+    ASSERT_GT(first, 0);
+    ASSERT_TRUE(waitFor([&] { return registeredHelpers().size() == 1; }));
+    const TWRegisteredProcess helper = registeredHelpers().front();
+    EXPECT_EQ(helper.name, "Tidewell Menu");
+    EXPECT_EQ(helper.activationPolicy, 1);
+    EXPECT_EQ(helperProcesses(), std::vector<pid_t>{helper.pid});
+    {
+        auto x11 = TWX11Desktop::open();
+        ASSERT_NE(x11, nullptr);
+        TWUserDefaults shared(std::make_shared<TWSimDefaultsStore>());
+        EXPECT_TRUE(TWCommon(*x11, shared).isApplicationRunning(TWHelperBundleIdentifier));
+    }
+    // Its login item: an autostart entry that starts the helper built next to tidewell.
+    const std::string entry = TWReadFile(entryPath);
+    EXPECT_NE(entry.find("Name=Tidewell Menu\n"), std::string::npos) << entry;
+    EXPECT_NE(entry.find("Exec=\"" + TWTestTidewell::helperPath() + "\"\n"), std::string::npos)
+        << entry;
+
+    // A second start hands over to the instance; a new instance finds the helper running; a
+    // second helper started by hand (the login item, say) gives way. Still one helper.
+    EXPECT_EQ(tidewell_->runAgain({}), 0);
+    desktop_->terminate(first);
+    ASSERT_GT(tidewell_->start(), 0);
+    EXPECT_EQ(run({"sh", "-c", "'" + TWTestTidewell::helperPath() + "' 2>&1; echo \"exit $?\""}),
+              "TidewellHelper: another Tidewell Menu runs in this session\nexit 0\n");
+    ASSERT_EQ(registeredHelpers().size(), 1u);
+    EXPECT_EQ(registeredHelpers().front().pid, helper.pid);
+    EXPECT_EQ(helperProcesses(), std::vector<pid_t>{helper.pid});
+
+    // Menu-bar mode turned off, as the preferences do it: the login item goes and the helper
+    // quits, taking its registration with it; turned on again, one helper starts.
+    TWXDGServiceManagement services({{TWHelperBundleIdentifier, TWTestTidewell::helperPath()}},
+                                    tidewell_->autostartDirectory());
+    EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, false));
+    EXPECT_TRUE(waitFor([&] { return registeredHelpers().empty() && helperProcesses().empty(); }));
+    EXPECT_FALSE(std::ifstream(entryPath).good());
+    EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, true));
+    EXPECT_TRUE(std::ifstream(entryPath).good());
+    EXPECT_TRUE(waitFor([&] { return registeredHelpers().size() == 1; }));
+    EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, false));
+    EXPECT_TRUE(waitFor([&] { return registeredHelpers().empty(); }));
 }
 
 } // namespace
