@@ -26,49 +26,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// The local update server (tw_update_server.py), started once for the whole program.
-struct UpdateServer {
-    QTemporaryDir dir;
-    QProcess process;
-    int port = 0;
-
-    UpdateServer() {
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(
-            "python3",
-            {QString::fromStdString(TWTestSourcePath("tests/ui/tw_update_server.py")), dir.path()});
-        QByteArray line;
-        while (!line.contains('\n') && process.waitForReadyRead(60000))
-            line += process.readAll();
-        port = line.startsWith("PORT ") ? line.mid(5).trimmed().toInt() : 0;
-    }
-    ~UpdateServer() {
-        process.kill();
-        process.waitForFinished();
-    }
-    // The next answers: the first line of the response file (status and mode), then the body.
-    void respond(const QByteArray& statusAndMode, const std::string& body) {
-        QFile file(dir.filePath("response"));
-        file.open(QIODevice::WriteOnly | QIODevice::Truncate);
-        file.write(statusAndMode + "\n" + QByteArray::fromStdString(body));
-        QFile::remove(dir.filePath("record"));
-    }
-    // The path and body of the last request, empty when none came.
-    QByteArray received() {
-        QFile file(dir.filePath("record"));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    std::string url(const char* path) const {
-        return "https://localhost:" + std::to_string(port) + path;
-    }
-};
-
-UpdateServer& server() {
-    TWTestApplication();
-    static UpdateServer instance;
-    return instance;
-}
-
 struct CheckResult {
     std::string description;
     bool offersLink = false;
@@ -78,16 +35,16 @@ struct CheckResult {
 
 // Runs one check from the main thread until its handler returns, and a moment longer to let a
 // second (wrong) call show itself.
-CheckResult runCheck(std::chrono::milliseconds timeout, bool trusted, std::string endpoint) {
-    auto transport = std::make_shared<TWQtHTTPTransport>(timeout);
-    EXPECT_TRUE(!trusted || transport->addTrustedCertificates(server().dir.filePath("cert.pem")));
-    TWUpdaterServices s;
-    s.transport = transport;
-    s.mainQueue = std::make_shared<TWQtMainQueue>();
-    s.bundleName = "Tide well";
-    s.shortVersion = "1.0";
-    s.systemVersionString = [] { return std::optional<std::string>("Debian 12 (bookworm)"); };
-    s.endpoint = std::move(endpoint);
+CheckResult runCheck(const QString& trustedCertificate, std::string endpoint) {
+    auto transport = std::make_shared<TWQtHTTPTransport>(4000ms);
+    EXPECT_TRUE(trustedCertificate.isEmpty() ||
+                transport->addTrustedCertificates(trustedCertificate));
+    TWUpdaterServices s{transport,
+                        std::make_shared<TWQtMainQueue>(),
+                        "Tide well",
+                        "1.0",
+                        [] { return std::optional<std::string>("Debian 12 (bookworm)"); },
+                        std::move(endpoint)};
     CheckResult result;
     QEventLoop loop;
     auto updater = std::make_shared<QFSimpleUpdater>(
@@ -107,22 +64,33 @@ CheckResult runCheck(std::chrono::milliseconds timeout, bool trusted, std::strin
 }
 
 TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinTheTimeLimit) {
-    ASSERT_GT(server().port, 0) << "the local HTTPS server did not start";
-    const std::string endpoint = server().url("/updates/simpleupdate.php");
-    const std::string link = server().url("/download/Tidewell-2.0-x86_64.tar.gz");
+    TWTestApplication();
+    // The local server (tw_update_server.py): answers from the file "response", records each
+    // request in "record".
+    QTemporaryDir dir;
+    QProcess server;
+    server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    server.start(
+        "python3",
+        {QString::fromStdString(TWTestSourcePath("tests/ui/tw_update_server.py")), dir.path()});
+    QByteArray line;
+    while (!line.contains('\n') && server.waitForReadyRead(60000))
+        line += server.readAll();
+    ASSERT_TRUE(line.startsWith("PORT ")) << "the local HTTPS server did not start";
+    const std::string origin = "https://localhost:" + line.mid(5).trimmed().toStdString();
+    const std::string link = origin + "/download/Tidewell-2.0-x86_64.tar.gz";
     const std::string update = "There is an update to Tide well available online.";
     const std::string current = "You have the current version of Tide well.";
     const std::string failed = "An error occurred while checking for an update.";
     QTcpServer probe; // a port nobody listens on
     ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
-    const std::string refused =
-        "https://localhost:" + std::to_string(probe.serverPort()) + "/updates/simpleupdate.php";
+    const std::string refused = "https://localhost:" + std::to_string(probe.serverPort());
     probe.close();
     const struct {
         QByteArray statusAndMode;
         std::string body, expected;
         bool trusted = true;
-        std::string endpoint = {};
+        std::string origin = {};
     } cases[] = {
         {"200", link, update},
         {"200", "https://example.org/download/x.zip", current}, // a link on another host
@@ -138,23 +106,30 @@ TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinT
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.statusAndMode.toStdString() + " " + c.body);
-        server().respond(c.statusAndMode, c.body);
+        QFile response(dir.filePath("response")), record(dir.filePath("record"));
+        ASSERT_TRUE(response.open(QIODevice::WriteOnly));
+        response.write(c.statusAndMode + "\n" + QByteArray::fromStdString(c.body));
+        response.close();
+        record.remove();
         QElapsedTimer clock;
         clock.start();
         const CheckResult r =
-            runCheck(4000ms, c.trusted, c.endpoint.empty() ? endpoint : c.endpoint);
+            runCheck(c.trusted ? dir.filePath("cert.pem") : QString(),
+                     (c.origin.empty() ? origin : c.origin) + "/updates/simpleupdate.php");
         EXPECT_LT(clock.elapsed(), 8000);
         EXPECT_EQ(r.calls, 1);
         EXPECT_TRUE(r.onMainThread);
         EXPECT_EQ(r.description, c.expected);
         EXPECT_EQ(r.offersLink, c.expected == update);
         // What reached the server: nothing past an untrusted handshake or to the closed port.
-        EXPECT_EQ(server().received(),
-                  c.trusted && c.endpoint.empty()
+        EXPECT_EQ(record.open(QIODevice::ReadOnly) ? record.readAll() : QByteArray(),
+                  c.trusted && c.origin.empty()
                       ? QByteArray("/updates/simpleupdate.php\n"
                                    "app=Tide_well&version=1.0&os_version=Debian_12_(bookworm)")
                       : QByteArray());
     }
+    server.kill();
+    server.waitForFinished();
 }
 
 TEST(TWQtAlertPresenter, ShowsTheAlertAndReturnsTheCodeOfTheButtonClicked) {
@@ -174,8 +149,6 @@ TEST(TWQtAlertPresenter, ShowsTheAlertAndReturnsTheCodeOfTheButtonClicked) {
         QMessageBox::Icon icon;
         QStringList buttonsLeftToRight;
     } cases[] = {
-        {remove.get(), "Remove", 1000, QMessageBox::Critical, {"Remove", "Keep", "Later"}},
-        {remove.get(), "Keep", 1001, QMessageBox::Critical, {"Remove", "Keep", "Later"}},
         {remove.get(), "Later", 1002, QMessageBox::Critical, {"Remove", "Keep", "Later"}},
         {done.get(), "OK", 1000, QMessageBox::Warning, {"OK"}},
         {update.get(), "", 1001, QMessageBox::Information, {"Download", "Cancel"}},
@@ -193,9 +166,7 @@ TEST(TWQtAlertPresenter, ShowsTheAlertAndReturnsTheCodeOfTheButtonClicked) {
                 return;
             shown = box;
             QList<QAbstractButton*> all = box->buttons();
-            std::sort(all.begin(), all.end(), [](QAbstractButton* a, QAbstractButton* b) {
-                return a->mapToGlobal(QPoint()).x() < b->mapToGlobal(QPoint()).x();
-            });
+            std::ranges::sort(all, {}, [](auto* b) { return b->mapToGlobal(QPoint()).x(); });
             QAbstractButton* target = nullptr;
             for (QAbstractButton* button : all) {
                 buttons << button->text();

@@ -3,10 +3,7 @@
 // menu, URL scheme, support actions, and the application object's deactivation event.
 #include "TidewellAppDelegate.h"
 #include "QFSimpleUpdater.h"
-#include "TWAlert.h"
 #include "TWCommon.h"
-#include "TWError.h"
-#include "TWProduct.h"
 #include "TWRecordingAlertPresenter.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
@@ -16,29 +13,24 @@
 #include "TWUserDefaults.h"
 #include "TidewellApplication.h"
 
-#include <QAction>
 #include <QMenu>
 #include <QTest>
-#include <QWidget>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 
 namespace {
 
 using Lines = std::vector<std::string>;
 
+// The one application object, on Qt's offscreen platform unless the environment names another.
 TidewellApplication& application() {
     static int argc = 1;
-    static char name[] = "TidewellAppDelegateTest";
-    static char* argv[] = {name, nullptr};
-    static auto* app = [] {
-        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-        return new TidewellApplication(argc, argv);
-    }();
+    static char* argv[] = {const_cast<char*>("TidewellAppDelegateTest"), nullptr};
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    static auto* app = new TidewellApplication(argc, argv);
     return *app;
 }
 
@@ -153,9 +145,8 @@ TEST_F(DelegateTest, LaunchRegistersDefaultsSetsTheIconTwiceAndChecksForUpdatesQ
     journal.clear();
     TidewellAppDelegate(services()).applicationDidFinishLaunching();
     EXPECT_FALSE(contains(journal, "update"));
-}
 
-TEST_F(DelegateTest, MenuBarModeStartsTheHelperOnlyWhenItIsNotRunning) {
+    // Menu-bar mode starts the helper only when it is not running.
     standard.setBool(true, TWMenubarKey);
     TidewellAppDelegate(services("/opt/tidewell/bin")).applicationDidFinishLaunching();
     EXPECT_EQ(serviceManagement.requests(),
@@ -166,18 +157,6 @@ TEST_F(DelegateTest, MenuBarModeStartsTheHelperOnlyWhenItIsNotRunning) {
     serviceManagement = TWSimServiceManagement();
     TidewellAppDelegate(services()).applicationDidFinishLaunching();
     EXPECT_TRUE(serviceManagement.requests().empty());
-}
-
-TEST_F(DelegateTest, OneSharedDelegateAndQuittingDetachesThePreferencesAtOnce) {
-    EXPECT_EQ(TidewellAppDelegate::sharedInstance(), nullptr);
-    TidewellAppDelegate& first = TidewellAppDelegate::create(services());
-    EXPECT_EQ(&TidewellAppDelegate::create(services("/elsewhere")), &first);
-    EXPECT_EQ(TidewellAppDelegate::sharedInstance(), &first);
-    EXPECT_EQ(std::count(journal.begin(), journal.end(), "url"), 1);
-    TidewellAppServices s = services();
-    s.detachPreferencesWindow = [this] { note("detach"); };
-    EXPECT_EQ(TidewellAppDelegate(std::move(s)).applicationShouldTerminate(), TWTerminateNow);
-    EXPECT_TRUE(contains(journal, "detach"));
 }
 
 TEST_F(DelegateTest, ReopenHidesOthersUnlessShiftIsHeld) {
@@ -267,7 +246,7 @@ TEST_F(DelegateTest, OnlyThePreferencesRequestOfOurSchemeOpensPreferences) {
     EXPECT_TRUE(desktop.openedURLs().empty());
 }
 
-TEST_F(DelegateTest, FeedbackMailNamesTheVersionProductPageOpensInvalidURLsNothing) {
+TEST_F(DelegateTest, SupportActionsOpenTheirPagesOneSharedDelegateQuitsAtOnce) {
     TidewellAppDelegate delegate(services());
     delegate.sendFeedback();
     delegate.productPage();
@@ -276,6 +255,17 @@ TEST_F(DelegateTest, FeedbackMailNamesTheVersionProductPageOpensInvalidURLsNothi
     EXPECT_EQ(desktop.openedURLs(), (Lines{std::string("mailto:") + TWSupportEmailAddress +
                                                "?subject=Tidewell%202.0.1%20feedback",
                                            TWProductPageURL}));
+    // One delegate for the application; quitting detaches the preferences window, at once.
+    EXPECT_EQ(TidewellAppDelegate::sharedInstance(), nullptr);
+    journal.clear();
+    TidewellAppDelegate& first = TidewellAppDelegate::create(services());
+    EXPECT_EQ(&TidewellAppDelegate::create(services("/elsewhere")), &first);
+    EXPECT_EQ(TidewellAppDelegate::sharedInstance(), &first);
+    EXPECT_EQ(std::count(journal.begin(), journal.end(), "url"), 1);
+    TidewellAppServices s = services();
+    s.detachPreferencesWindow = [this] { note("detach"); };
+    EXPECT_EQ(TidewellAppDelegate(std::move(s)).applicationShouldTerminate(), TWTerminateNow);
+    EXPECT_TRUE(contains(journal, "detach"));
 }
 
 TEST(TidewellApplicationTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontApplication) {

@@ -1,25 +1,17 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-# A one-endpoint HTTPS server for the update-check tests, with a certificate made for this run.
-#
-# Usage: tw_update_server.py DIR. Writes DIR/cert.pem and DIR/key.pem, prints "PORT <n>" once
-# listening on 127.0.0.1, answers every POST from DIR/response and records it in DIR/record.
-# DIR/response: first line the HTTP status (0 = hang up without answering) and a mode, then the
-# body. "trickle" sends the body one byte every 0.2 s; "flood N" sends N bytes of "x" with no
-# length announced, until the client hangs up.
-# DIR/record: rewritten per request with the path, a newline, then the raw request body.
-import http.server
-import os
-import ssl
-import subprocess
-import sys
-import time
+# tw_update_server.py DIR: an HTTPS server for the update-check tests, with a certificate made
+# for this run (DIR/cert.pem); prints "PORT <n>" once listening on 127.0.0.1. Answers each POST
+# from DIR/response: the HTTP status (0 = hang up) and a mode, then the body; "trickle" sends it
+# a byte every 0.2 s, "flood N" N bytes of "x" with no length announced. Each request's path, a
+# newline and body are written to DIR/record.
+import http.server, os, ssl, subprocess, sys, time
 
 d = sys.argv[1]
-subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1",
-                "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1",
-                "-keyout", os.path.join(d, "key.pem"), "-out", os.path.join(d, "cert.pem")],
-               check=True, capture_output=True)
+cert, key = os.path.join(d, "cert.pem"), os.path.join(d, "key.pem")
+subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj",
+                "/CN=localhost", "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1",
+                "-keyout", key, "-out", cert], check=True, capture_output=True)
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
@@ -48,15 +40,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 self.wfile.write(answer[i:i + 1])
                 self.wfile.flush()
                 time.sleep(0.2)
-            if not mode:
-                self.wfile.write(answer)
+            self.wfile.write(b"" if mode else answer)
         except (BrokenPipeError, ConnectionResetError, ssl.SSLError):
             self.close_connection = True
 
 
 server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
 context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-context.load_cert_chain(os.path.join(d, "cert.pem"), os.path.join(d, "key.pem"))
+context.load_cert_chain(cert, key)
 server.socket = context.wrap_socket(server.socket, server_side=True)
 print("PORT", server.server_address[1], flush=True)
 server.serve_forever()
