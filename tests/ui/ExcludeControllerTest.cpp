@@ -11,13 +11,11 @@
 #include "TWUserDefaults.h"
 
 #include <QFileDialog>
-#include <QItemSelectionModel>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTemporaryDir>
-#include <QUrl>
 
 #include <gtest/gtest.h>
 

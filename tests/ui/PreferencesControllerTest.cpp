@@ -177,12 +177,4 @@ TEST_F(PreferencesTest, PaneSwitchResizesKeepingTheTopLeftCornerAndResetsFocusAn
     EXPECT_TRUE(controller->dropDownIcon()->hasFocus());
 }
 
-TEST_F(PreferencesTest, OneSharedInstance) {
-    PreferencesController::configureShared({});
-    PreferencesController* first = PreferencesController::init();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(PreferencesController::init(), nullptr);
-    EXPECT_EQ(PreferencesController::sharedInstance(), first);
-}
-
 } // namespace
