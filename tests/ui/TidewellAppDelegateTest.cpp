@@ -116,7 +116,6 @@ TEST_F(DelegateTest, LaunchRegistersDefaultsSetsTheIconTwiceAndChecksForUpdatesQ
     delegate.applicationDidFinishLaunching();
     EXPECT_EQ(journal, (Lines{"common", "icon AppIcon", "update", "runAfter 7000"}));
     // The defaults registered in both stores, never persisted.
-    EXPECT_EQ(standard.integerForKey(TWIconStyleKey), 1);
     EXPECT_TRUE(shared.boolForKey(TWShowFinderKey));
     EXPECT_TRUE(standardStore->load().empty() && sharedStore->load().empty());
     EXPECT_TRUE(serviceManagement.requests().empty()); // "Menubar" is off
@@ -258,7 +257,7 @@ TEST_F(DelegateTest, OurSchemeOpensOnlyPreferencesSupportActionsOpenTheirPagesQu
     EXPECT_TRUE(contains(journal, "detach"));
 }
 
-TEST(TidewellApplicationTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontApplication) {
+TEST_F(DelegateTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontApplication) {
     TidewellApplication& app = application();
     int raw = 0;
     app.setDeactivationHandler([&] { ++raw; });
@@ -267,10 +266,6 @@ TEST(TidewellApplicationTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontA
         app.sendEvent(event);
     EXPECT_EQ(raw, 1); // only the raw event 21, subtype 2
 
-    TWSimDesktop desktop;
-    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
-    TWCommon common(desktop, shared);
-    desktop.makeActive(desktop.launchApplication(std::string("org.example.Editor"), "Editor"));
     app.setDeactivationHandler([&] { common.setCurrentProcess(); });
     // Counts the state changes that reach the application, to show none is swallowed.
     struct Counter : QObject {
@@ -300,7 +295,6 @@ TEST(TidewellApplicationTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontA
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     EXPECT_GT(counter.stateChanges, 1);
     EXPECT_EQ(stateChangeTo(&app), std::nullopt);
-    app.removeEventFilter(&counter);
     app.setDeactivationHandler(nullptr);
 }
 
