@@ -51,8 +51,7 @@ class LauncherTest : public ::testing::Test {
         ASSERT_TRUE(instance.waitForStarted(5000));
         ASSERT_FALSE(statusUntil().isEmpty());
     }
-    // Asks the instance for its status, each time waiting `tryMs` for the answer, until it holds
-    // `line` (any line when empty), for at most `ms`.
+    // The instance's status once it holds `line` (any), asked every `tryMs` for at most `ms`.
     QStringList statusUntil(const QString& line = {}, int ms = 10000, int tryMs = 200) {
         QStringList seen;
         QElapsedTimer waited;
@@ -98,8 +97,7 @@ class LauncherTest : public ::testing::Test {
 };
 
 TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOneIsReplaced) {
-    // The first start outlasts a process briefly holding the instance lock (as a status query
-    // or another start handing over does: it holds the lock for a moment and never listens).
+    // The first start outlasts a process briefly holding the instance lock, as a status query does.
     ASSERT_TRUE(QDir().mkpath(channel()));
     int lock =
         ::open(QFile::encodeName(channel() + "/instance.lock"), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -177,8 +175,7 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
     EXPECT_TRUE(failure(env, {"--desktop=sim"}).contains("cannot open the display :97"));
 }
 
-// In German, the tray menu and the alerts speak German; the translations need no generated
-// system locale, only LANG.
+// In German the tray menu and the alerts speak German, with no generated system locale.
 TEST_F(LauncherTest, UnderAGermanLocaleTheMenuAndTheAlertsAreInGerman) {
     for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"})
         environment.remove(name);
@@ -211,8 +208,7 @@ TEST_F(LauncherTest, RunningOutOfDescriptorsLeavesTheChannelListening) {
     // process is out of descriptors: they would report a fault that is theirs.
     GTEST_SKIP() << "out of descriptors, the sanitizers' own checks fail";
 #endif
-    // An instance allowed 64 descriptors, sent 200 idle connections: it runs out, says so once,
-    // and answers again once they are gone.
+    // Allowed 64 descriptors, sent 200 idle connections: it runs out, says so once, answers again.
     startInstance("sh", {"-c", "ulimit -n 64 && exec \"$0\" --desktop=sim", program});
     std::vector<std::unique_ptr<QLocalSocket>> idle;
     for (int i = 0; i < 200; ++i)

@@ -15,7 +15,6 @@
 #include <QFile>
 #include <QMessageBox>
 #include <QProcess>
-#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
@@ -82,22 +81,16 @@ TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinT
     const std::string update = "There is an update to Tide well available online.";
     const std::string current = "You have the current version of Tide well.";
     const std::string failed = "An error occurred while checking for an update.";
-    QTcpServer probe; // a port nobody listens on
-    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
-    const std::string refused = "https://localhost:" + std::to_string(probe.serverPort());
-    probe.close();
     const struct {
         QByteArray statusAndMode;
         std::string body, expected;
         bool trusted = true;
-        std::string origin = {};
     } cases[] = {
         {"200", link, update},
         {"200", "https://example.org/download/x.zip", current}, // a link on another host
         {"500", "Internal Server Error", current}, // an error page with a body is read as text
         {"0", "", failed},                         // the server hangs up
         {"200", link, failed, false},              // a certificate nobody trusts
-        {"200", link, failed, true, refused},
         // 100 MB with no length announced: given up after the first 64 KiB.
         {"200 flood 100000000", "", failed},
         // A byte every 0.2 s (over 10 s in all): each byte restarts the transfer time-out, but
@@ -113,17 +106,16 @@ TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinT
         record.remove();
         QElapsedTimer clock;
         clock.start();
-        const CheckResult r =
-            runCheck(c.trusted ? dir.filePath("cert.pem") : QString(),
-                     (c.origin.empty() ? origin : c.origin) + "/updates/simpleupdate.php");
+        const CheckResult r = runCheck(c.trusted ? dir.filePath("cert.pem") : QString(),
+                                       origin + "/updates/simpleupdate.php");
         EXPECT_LT(clock.elapsed(), 8000);
         EXPECT_EQ(r.calls, 1);
         EXPECT_TRUE(r.onMainThread);
         EXPECT_EQ(r.description, c.expected);
         EXPECT_EQ(r.offersLink, c.expected == update);
-        // What reached the server: nothing past an untrusted handshake or to the closed port.
+        // What reached the server: nothing past an untrusted handshake.
         EXPECT_EQ(record.open(QIODevice::ReadOnly) ? record.readAll() : QByteArray(),
-                  c.trusted && c.origin.empty()
+                  c.trusted
                       ? QByteArray("/updates/simpleupdate.php\n"
                                    "app=Tide_well&version=1.0&os_version=Debian_12_(bookworm)")
                       : QByteArray());
@@ -147,42 +139,45 @@ TEST(TWQtAlertPresenter, ShowsTheAlertAndReturnsTheCodeOfTheButtonClicked) {
         QString click; // none such: the box is dismissed
         long code;
         QMessageBox::Icon icon;
-        QStringList buttonsLeftToRight;
+        QStringList seen; // the box's title, texts and buttons from left to right
     } cases[] = {
-        {remove.get(), "Later", 1002, QMessageBox::Critical, {"Remove", "Keep", "Later"}},
-        {done.get(), "OK", 1000, QMessageBox::Warning, {"OK"}},
-        {update.get(), "", 1001, QMessageBox::Information, {"Download", "Cancel"}},
+        {remove.get(),
+         "Later",
+         1002,
+         QMessageBox::Critical,
+         {"Tidewell", "Remove?", "Remove xterm from the list?", "Remove", "Keep", "Later"}},
+        {done.get(), "OK", 1000, QMessageBox::Warning, {"Tidewell", "Done", "", "OK"}},
+        {update.get(),
+         "",
+         1001,
+         QMessageBox::Information,
+         {"Tidewell", "Update", "", "Download", "Cancel"}},
     };
     TWQtAlertPresenter presenter;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.click.toStdString());
-        QMessageBox* shown = nullptr;
-        QStringList buttons;
-        // Answers the box once it is up, noting what it showed.
-        QTimer timer;
+        QStringList seen;
+        QMessageBox::Icon icon = QMessageBox::NoIcon;
+        QTimer timer; // answers the box once it is up
         QObject::connect(&timer, &QTimer::timeout, [&] {
             auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box || !box->isVisible() || shown)
+            if (!box || !box->isVisible() || !seen.isEmpty())
                 return;
-            shown = box;
-            QList<QAbstractButton*> all = box->buttons();
-            std::ranges::sort(all, {}, [](auto* b) { return b->mapToGlobal(QPoint()).x(); });
+            icon = box->icon();
+            seen << box->windowTitle() << box->text() << box->informativeText();
+            QList<QAbstractButton*> buttons = box->buttons();
+            std::ranges::sort(buttons, {}, [](auto* b) { return b->mapToGlobal(QPoint()).x(); });
             QAbstractButton* target = nullptr;
-            for (QAbstractButton* button : all) {
-                buttons << button->text();
+            for (QAbstractButton* button : buttons) {
+                seen << button->text();
                 target = button->text() == c.click ? button : target;
             }
-            EXPECT_EQ(box->icon(), c.icon);
-            EXPECT_EQ(box->windowTitle(), "Tidewell");
-            EXPECT_EQ(box->text().toStdString(), c.alert->messageText());
-            EXPECT_EQ(box->informativeText().toStdString(),
-                      c.alert->informativeText().value_or(""));
             target ? target->click() : box->reject();
         });
         timer.start(20);
         EXPECT_EQ(c.alert->runModal(presenter), c.code);
-        ASSERT_TRUE(shown);
-        EXPECT_EQ(buttons, c.buttonsLeftToRight);
+        EXPECT_EQ(icon, c.icon);
+        EXPECT_EQ(seen, c.seen);
     }
 }
 
