@@ -29,17 +29,9 @@ class PreferencesTest : public ::testing::Test {
         TWRegisterDefaults(standard, shared);
         auto icon = [this](const std::string& name) { icons.push_back(name); };
         auto terminate = [this] { ++terminations; };
-        controller =
-            std::make_unique<PreferencesController>(TWPreferencesServices{&standard,
-                                                                          &shared,
-                                                                          &alerts,
-                                                                          &serviceManagement,
-                                                                          &loginItems,
-                                                                          "/usr/bin/tidewell",
-                                                                          {},
-                                                                          {},
-                                                                          icon,
-                                                                          terminate});
+        controller = std::make_unique<PreferencesController>(
+            TWPreferencesServices{&standard, &shared, &alerts, &serviceManagement, &loginItems,
+                                  "/usr/bin/tidewell", nullptr, nullptr, icon, terminate});
         controller->display();
     }
 
@@ -118,11 +110,10 @@ TEST_F(PreferencesTest, MenuBarModeAndStartAtLogin) {
               (Lines{"setLoginItemEnabled net.quillfen.TidewellStatus YES",
                      "setLoginItemEnabled net.quillfen.TidewellStatus NO"}));
     EXPECT_FALSE(standard.boolForKey(TWMenubarKey));
-    // The login checkbox toggles what the session has, whatever it shows.
     loginItems.append("Other", "/usr/bin/other");
     controller->loginCheckbox()->click();
     EXPECT_EQ(loginItems.paths(), (Lines{"/usr/bin/other", "/usr/bin/tidewell"}));
-    controller->loginCheckbox()->setChecked(false);
+    controller->loginCheckbox()->setChecked(false); // whatever it shows, a click toggles
     controller->loginCheckbox()->click();
     EXPECT_EQ(loginItems.paths(), Lines{"/usr/bin/other"});
 }

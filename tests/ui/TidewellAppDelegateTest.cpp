@@ -50,27 +50,19 @@ class DelegateTest : public ::testing::Test {
 
     // Services noting each call in `journal`.
     TidewellAppServices services(const std::string& bundlePath = "/usr/bin") {
-        return {
-            .desktop = &desktop,
-            .standardDefaults = &standard,
-            .sharedDefaults = &shared,
-            .alertPresenter = &alerts,
-            .serviceManagement = &serviceManagement,
-            .bundlePath = bundlePath,
-            .bundleName = "Tidewell",
-            .shortVersion = "2.0.1",
-            .common = [this]() -> TWCommon& { return note<TWCommon&>("common", common); },
-            .createExcludeController = {},
-            .registerURLHandler = [this](auto handler) { urlHandler = note("url", handler); },
-            .checkForUpdate = [this](auto handler) { updateHandler = note("update", handler); },
-            .displayPreferences = [this] { note("preferences"); },
-            .detachPreferencesWindow = {},
-            .setApplicationIconImage = [this](const std::string& name) { note("icon " + name); },
-            .terminate = [this] { note("terminate"); },
-            .runAfter =
-                [this](std::chrono::milliseconds delay, std::function<void()> work) {
-                    pending.push_back(note("runAfter " + std::to_string(delay.count()), work));
-                }};
+        auto actions = [this]() -> TWCommon& { return note<TWCommon&>("common", common); };
+        auto url = [this](auto handler) { urlHandler = note("url", handler); };
+        auto update = [this](auto handler) { updateHandler = note("update", handler); };
+        auto preferences = [this] { note("preferences"); };
+        auto icon = [this](const std::string& name) { note("icon " + name); };
+        auto terminate = [this] { note("terminate"); };
+        auto runAfter = [this](std::chrono::milliseconds delay, std::function<void()> work) {
+            pending.push_back(note("runAfter " + std::to_string(delay.count()), work));
+        };
+        return {&desktop,   &standard,  &shared,     &alerts, &serviceManagement,
+                bundlePath, "Tidewell", "2.0.1",     actions, nullptr,
+                url,        update,     preferences, nullptr, icon,
+                terminate,  runAfter};
     }
     void note(const std::string& entry) { journal.push_back(entry); }
     template <typename T> T note(const std::string& entry, T passed) {
