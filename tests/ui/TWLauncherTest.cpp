@@ -23,11 +23,6 @@ namespace {
 
 const QString program = QString::fromStdString(TWTestProgramPath("tidewell"));
 
-struct Outcome {
-    int code;
-    QString out, err;
-};
-
 class LauncherTest : public ::testing::Test {
   protected:
     LauncherTest() {
@@ -64,17 +59,16 @@ class LauncherTest : public ::testing::Test {
         }
         return seen;
     }
-    // Runs tidewell with `arguments` to its end.
-    Outcome run(const QStringList& arguments, const QProcessEnvironment* env = nullptr) {
+    // Runs tidewell with `arguments` to its end: the exit code and what it wrote.
+    std::pair<int, QString> run(const QStringList& arguments, const QProcessEnvironment* env = {}) {
         QProcess p;
+        p.setProcessChannelMode(QProcess::MergedChannels);
         p.setProcessEnvironment(env ? *env : environment);
         p.start(program, arguments);
-        if (!p.waitForFinished(10000) || p.exitStatus() != QProcess::NormalExit)
-            return {-1, {}, {}};
-        return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()),
-                QString::fromUtf8(p.readAllStandardError())};
+        const bool ended = p.waitForFinished(10000) && p.exitStatus() == QProcess::NormalExit;
+        return {ended ? p.exitCode() : -1, QString::fromUtf8(p.readAll())};
     }
-    QStringList status() { return run({"--status"}).out.split('\n', Qt::SkipEmptyParts); }
+    QStringList status() { return run({"--status"}).second.split('\n', Qt::SkipEmptyParts); }
     QString channel() const { return runtime.path() + "/tidewell"; }
 
     // A connection to the instance's socket sending `bytes`, for messages no tidewell would send.
@@ -116,7 +110,7 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     // No argument: a click on the icon, which hides the others.
     for (const char* request :
          {"", "x-tidewell-action://preferences", "X-Tidewell-Action://preferences", "--show-all"})
-        EXPECT_EQ(run(*request ? QStringList{request} : QStringList{}).code, 0) << request;
+        EXPECT_EQ(run(*request ? QStringList{request} : QStringList{}).first, 0) << request;
     const QStringList seen = status();
     const auto at = [&](const char* line) { return seen.indexOf(line); };
     EXPECT_LT(at("reopen"), at("desktop: hide Terminal")) << seen.join('\n').toStdString();
@@ -131,7 +125,7 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     instance.waitForFinished(5000);
     ASSERT_TRUE(QFile::exists(channel() + "/instance.sock"));
     startInstance();
-    EXPECT_EQ(run({"--hide-all"}).code, 0);
+    EXPECT_EQ(run({"--hide-all"}).first, 0);
     EXPECT_TRUE(status().contains("hide-all"));
 }
 
@@ -141,16 +135,16 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
                                                  {{"--desktop=mars"}, 2},
                                                  {{"--status"}, 3}}; // nothing running to ask
     for (const auto& [arguments, code] : usage)
-        EXPECT_EQ(run(arguments).code, code) << arguments.join(' ').toStdString();
+        EXPECT_EQ(run(arguments).first, code) << arguments.join(' ').toStdString();
     // Help and version answer without an instance, and start none.
-    EXPECT_EQ(run({"--version"}).out, "tidewell 1.0.0\n");
-    EXPECT_TRUE(run({"--help"}).out.startsWith("Usage: tidewell [options] [URL]"));
+    EXPECT_EQ(run({"--version"}).second, "tidewell 1.0.0\n");
+    EXPECT_TRUE(run({"--help"}).second.startsWith("Usage: tidewell [options] [URL]"));
     EXPECT_FALSE(QFile::exists(channel() + "/instance.sock"));
 
     auto failure = [this](const QProcessEnvironment& env, const QStringList& arguments) {
-        const Outcome r = run(arguments, &env);
-        EXPECT_EQ(r.code, 1) << r.err.toStdString();
-        return r.err;
+        const auto [code, output] = run(arguments, &env);
+        EXPECT_EQ(code, 1) << output.toStdString();
+        return output;
     };
     QProcessEnvironment env = environment;
     env.insert("XDG_RUNTIME_DIR", runtime.path() + "/missing");
@@ -214,8 +208,7 @@ TEST_F(LauncherTest, RunningOutOfDescriptorsLeavesTheChannelListening) {
     for (int i = 0; i < 200; ++i)
         idle.push_back(connectRaw());
     idle.clear();
-    const Outcome r = run({"--status"});
-    EXPECT_EQ(r.code, 0) << r.out.toStdString();
+    EXPECT_EQ(run({"--status"}).first, 0);
     instance.terminate();
     instance.waitForFinished(5000);
     const QString log = QString::fromLocal8Bit(instance.readAllStandardError());
