@@ -132,8 +132,6 @@ TEST_F(PreferencesTest, ClosingInMenuBarModeOffersToQuitAfterTheWindowHasClosed)
         EXPECT_EQ(terminations, answer == TWAlertFirstButtonReturn);
     }
     ASSERT_EQ(alerts.shown.size(), 2u);
-    EXPECT_EQ(alerts.shown[0].messageText(),
-              "You may now quit Tidewell and continue running in menu bar mode.");
     EXPECT_EQ(alerts.shown[0].buttons(), (Lines{"Quit", "Later"}));
     // Quitting detaches the close handling: no question.
     controller->display();
