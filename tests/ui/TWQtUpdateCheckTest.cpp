@@ -20,6 +20,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <fstream>
 
 using namespace std::chrono_literals;
 
@@ -54,8 +55,7 @@ std::vector<std::string> runCheck(const QString& trustedCertificate, std::string
 
 TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinTheTimeLimit) {
     TWTestApplication();
-    // The local server (tw_update_server.py): answers from the file "response", records each
-    // request in "record".
+    // The local server (tw_update_server.py): answers from "response", records in "record".
     QTemporaryDir dir;
     QProcess server;
     server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -72,7 +72,7 @@ TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinT
     const std::string current = "You have the current version of Tide well.";
     const std::string failed = "An error occurred while checking for an update.";
     const struct {
-        QByteArray statusAndMode;
+        std::string statusAndMode;
         std::string body, expected;
         bool trusted = true;
     } cases[] = {
@@ -88,11 +88,9 @@ TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinT
         {"200 trickle", link, failed},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.statusAndMode.toStdString() + " " + c.body);
-        QFile response(dir.filePath("response")), record(dir.filePath("record"));
-        ASSERT_TRUE(response.open(QIODevice::WriteOnly));
-        response.write(c.statusAndMode + "\n" + QByteArray::fromStdString(c.body));
-        response.close();
+        SCOPED_TRACE(c.statusAndMode + " " + c.body);
+        std::ofstream(dir.filePath("response").toStdString()) << c.statusAndMode << "\n" << c.body;
+        QFile record(dir.filePath("record"));
         record.remove();
         QElapsedTimer clock;
         clock.start();
