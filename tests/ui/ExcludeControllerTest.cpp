@@ -57,13 +57,8 @@ class ExcludeTest : public ::testing::Test {
         }
         return ids;
     }
-    std::vector<int> selectedRows(ExcludeController& controller) {
-        std::vector<int> rows;
-        for (const QModelIndex& index :
-             controller.excludeTableView()->selectionModel()->selectedRows())
-            rows.push_back(index.row());
-        std::sort(rows.begin(), rows.end());
-        return rows;
+    QModelIndexList selected(ExcludeController& controller) {
+        return controller.excludeTableView()->selectionModel()->selectedRows();
     }
 
     QApplication& application = TWTestApplication();
@@ -88,7 +83,7 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
     unsetenv("LC_ALL");
     EXPECT_EQ(storedIDs(), (Lines{"xterm", "xterm"}));
     EXPECT_EQ(controller->data(controller->index(1, 0), Qt::DisplayRole).toString(), "XTerm (de)");
-    EXPECT_EQ(selectedRows(*controller), std::vector<int>{1});
+    EXPECT_EQ(selected(*controller), QModelIndexList{controller->index(1, 0)});
     EXPECT_TRUE(controller->excludeRemoveButton()->isEnabled());
 
     QMimeData drop;
@@ -103,7 +98,8 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
     EXPECT_EQ(storedIDs(), (Lines{"xterm", "xterm", "kde-konsole", "gedit"}));
     EXPECT_EQ(desktop.log(), Lines{"beep"}); // one, for the drop
     // Three file URLs from the old end, row 2: rows 2 and 3 exist, the third is past the end.
-    EXPECT_EQ(selectedRows(*controller), (std::vector<int>{2, 3}));
+    EXPECT_EQ(selected(*controller),
+              (QModelIndexList{controller->index(2, 0), controller->index(3, 0)}));
 
     // The first two removed together. (Rows removed from the top down would shift the second
     // one away: the third would go instead.)

@@ -110,16 +110,17 @@ TEST_F(DelegateTest, LaunchRegistersDefaultsSetsTheIconTwiceAndChecksForUpdatesQ
     EXPECT_EQ(journal.back(), "icon Dark");
 
     // At launch, only an available update is shown; on request, the current version too.
-    const std::string endpoint = "https://quillfen.net/updates/simpleupdate.php";
     const std::string link = "https://quillfen.net/download/Tidewell.tar.gz";
-    const TWError current = QFSimpleUpdater::resultForResponse("", "Tidewell", endpoint);
-    updateHandler(current);
+    auto answer = [](const std::string& body) {
+        return QFSimpleUpdater::resultForResponse(body, "Tidewell", "https://quillfen.net/u.php");
+    };
+    updateHandler(answer(""));
     EXPECT_TRUE(alerts.shown.empty());
-    updateHandler(QFSimpleUpdater::resultForResponse(link, "Tidewell", endpoint));
+    updateHandler(answer(link));
     EXPECT_EQ(alerts.shown.size(), 1u);
     EXPECT_EQ(desktop.openedURLs(), Lines{link});
     delegate.checkForUpdate();
-    updateHandler(current);
+    updateHandler(answer(""));
     ASSERT_EQ(alerts.shown.size(), 2u);
     EXPECT_EQ(alerts.shown[1].messageText(), "You have the current version of Tidewell.");
 
