@@ -229,12 +229,11 @@ TEST_F(LauncherTest, BadMessagesAreDroppedAndTheStatusHoldsTheNewestWholeLinesIn
     EXPECT_FALSE(status().contains("reopen"));
 
     // 300 requests of 700 bytes each: far more than one answer holds.
-    for (int i = 0; i < 300; ++i)
-        ASSERT_TRUE(TWInstanceChannel::sendMessage(channel(),
-                                                   "url x-tidewell-action://nothing/" +
-                                                       QByteArray::number(i + 1000) + "/" +
-                                                       QByteArray(660, 'x'),
-                                                   5000));
+    for (int i = 1000; i < 1300; ++i) {
+        const QByteArray url = "x-tidewell-action://nothing/" + QByteArray::number(i) + "/";
+        ASSERT_TRUE(
+            TWInstanceChannel::sendMessage(channel(), "url " + url + QByteArray(660, 'x'), 5000));
+    }
     std::optional<QByteArray> answer = TWInstanceChannel::sendMessage(channel(), "status", 5000);
     ASSERT_TRUE(answer && answer->endsWith('\n'));
     EXPECT_LE(answer->size(), TWInstanceChannel::maximumMessageSize);
