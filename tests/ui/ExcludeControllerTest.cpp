@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The exclusion list on Qt's offscreen platform, over desktop entries in a temporary data
-// directory: adding, dropping, removing, writing back, the rebuild, and the cell's geometry.
+// The exclusion list over desktop entries in a temporary data directory, and its cell's geometry.
 #include "ExcludeController.h"
 #include "CustomIconCell.h"
 #include "TWBookmark.h"
@@ -101,8 +100,7 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
     EXPECT_EQ(selected(*controller),
               (QModelIndexList{controller->index(2, 0), controller->index(3, 0)}));
 
-    // The first two removed together. (Rows removed from the top down would shift the second
-    // one away: the third would go instead.)
+    // The first two removed together (removed from the top down, the third would go instead).
     controller->excludeTableView()->selectionModel()->select(
         QItemSelection(controller->index(0, 0), controller->index(1, 0)),
         QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
@@ -119,8 +117,7 @@ TEST_F(ExcludeTest, RemovingRewritesTheStoreAndDropsRecordsThatNoLongerResolve) 
         first->addApplication(gone);
     }
     std::filesystem::remove(gone);
-    // An entry replaced by a new file (moved aside, a new one in its place) is found again by
-    // its ID; a deleted one is not.
+    // An entry moved aside and replaced by a new file is found again by its ID; a deleted one not.
     std::filesystem::rename(xterm, data + "/applications/kde/xterm.desktop");
     std::ofstream(xterm) << "[Desktop Entry]\nType=Application\nName=XTerm\nExec=xterm\n";
     auto controller = makeController();

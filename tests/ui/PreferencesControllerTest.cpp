@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The preferences window on Qt's offscreen platform: the General pane's settings, the icon
-// style, menu-bar mode, start at login, pane switching and the close question.
+// The preferences window: General pane, icon style, menu bar, login, panes, the close question.
 #include "PreferencesController.h"
 #include "TWAlert.h"
 #include "TWRecordingAlertPresenter.h"
@@ -49,8 +48,7 @@ class PreferencesTest : public ::testing::Test {
 TEST_F(PreferencesTest, TheGeneralPaneWritesItsSettingsAndMinimizeAndCloseAllExcludeEachOther) {
     using S = std::vector<int>;
     PreferencesController& c = *controller;
-    // Shown: the file manager in front, the new window enabled and checked, minimize, close all;
-    // then the four settings stored.
+    // Shown: file manager in front, new window enabled, checked, minimize, close all; then stored.
     auto state = [&] {
         return S{c.showFinderCheckbox()->isChecked(),   c.newWindowCheckbox()->isEnabled(),
                  c.newWindowCheckbox()->isChecked(),    c.minimizeCheckbox()->isChecked(),
@@ -61,8 +59,8 @@ TEST_F(PreferencesTest, TheGeneralPaneWritesItsSettingsAndMinimizeAndCloseAllExc
     shared.setBool(true, TWShowWindowKey);
     c.display();
     EXPECT_EQ(state(), (S{1, 1, 1, 1, 0, 1, 1, 1, 0}));
-    // Checking minimize or close all turns the other off by a click on it; unchecking one
-    // writes only its own key. The new window keeps its value while disabled.
+    // Minimize and close all exclude each other by a click; the new window keeps its value
+    // disabled.
     const std::pair<QCheckBox*, S> clicks[] = {
         {c.closeAllCheckbox(), {1, 1, 1, 0, 1, 1, 1, 0, 1}},
         {c.minimizeCheckbox(), {1, 1, 1, 1, 0, 1, 1, 1, 0}},

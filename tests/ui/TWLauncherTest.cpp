@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The tidewell program as the session sees it: one instance, later starts hand over their
-// request through the private socket, which survives bad messages and a crashed instance.
+// The tidewell program as the session sees it: one instance, to which later starts hand over.
 #include "TWInstanceChannel.h"
 #include "TWTestPaths.h"
 
@@ -37,7 +36,6 @@ class LauncherTest : public ::testing::Test {
         instance.waitForFinished(5000);
     }
 
-    // Starts the instance and waits until it answers a status query.
     void startInstance(const QString& path = program,
                        const QStringList& arguments = {"--desktop=sim"}) {
         instance.setProcessEnvironment(environment);
@@ -79,7 +77,6 @@ class LauncherTest : public ::testing::Test {
         socket->waitForBytesWritten(2000);
         return socket;
     }
-    // Whether the instance closes the connection within `ms`.
     static bool closedByPeer(const std::unique_ptr<QLocalSocket>& socket, int ms) {
         return socket->state() == QLocalSocket::UnconnectedState || socket->waitForDisconnected(ms);
     }
@@ -196,8 +193,7 @@ TEST_F(LauncherTest, UnderAGermanLocaleTheMenuAndTheAlertsAreInGerman) {
 
 TEST_F(LauncherTest, RunningOutOfDescriptorsLeavesTheChannelListening) {
 #ifdef TIDEWELL_TEST_SANITIZED
-    // The sanitizers check memory through a pipe of their own, which they cannot open once the
-    // process is out of descriptors: they would report a fault that is theirs.
+    // Out of descriptors, the sanitizers cannot open the pipe their own checks need.
     GTEST_SKIP() << "out of descriptors, the sanitizers' own checks fail";
 #endif
     // Allowed 64 descriptors, sent 200 idle connections: it runs out, says so once, answers again.

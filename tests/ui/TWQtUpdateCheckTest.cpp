@@ -26,9 +26,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Runs one check from the main thread until its handler returns, and a moment longer to let a
-// second (wrong) call show itself. Each outcome: its description, then "(link)" when it offers
-// one, "(off the main thread)" when the handler ran elsewhere.
+// The outcomes of one check run from the main thread (a moment past the first, to see a second):
+// each the description, "(link)" when one is offered, "(off the main thread)" if it ran elsewhere.
 std::vector<std::string> runCheck(const QString& trustedCertificate, std::string endpoint) {
     auto transport = std::make_shared<TWQtHTTPTransport>(4000ms);
     EXPECT_TRUE(trustedCertificate.isEmpty() ||
@@ -83,8 +82,7 @@ TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinT
         {"200", link, failed, false},              // a certificate nobody trusts
         // 100 MB with no length announced: given up after the first 64 KiB.
         {"200 flood 100000000", "", failed},
-        // A byte every 0.2 s (over 10 s in all): each byte restarts the transfer time-out, but
-        // the check as a whole is bounded.
+        // A byte every 0.2 s: each restarts the transfer time-out, but the whole check is bounded.
         {"200 trickle", link, failed},
     };
     for (const auto& c : cases) {

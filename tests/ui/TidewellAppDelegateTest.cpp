@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The application shell on the simulated desktop: launch sequence, dock click, dock icon and
-// menu, URL scheme, support actions, and the application object's deactivation event.
+// The application shell on the simulated desktop, and the application object's deactivation.
 #include "TidewellAppDelegate.h"
 #include "QFSimpleUpdater.h"
 #include "TWCommon.h"

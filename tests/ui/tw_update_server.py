@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-# tw_update_server.py DIR: an HTTPS server for the update-check tests, with a certificate made
-# for this run (DIR/cert.pem); prints "PORT <n>" once listening on 127.0.0.1. Answers each POST
-# from DIR/response: the HTTP status (0 = hang up) and a mode, then the body; "trickle" sends it
-# a byte every 0.2 s, "flood N" N bytes of "x" with no length announced. Each request's path, a
-# newline and body are written to DIR/record.
+# tw_update_server.py DIR: the update-check tests' HTTPS server, its certificate made for this run
+# (DIR/cert.pem); prints "PORT <n>" once listening on 127.0.0.1. Answers each POST from
+# DIR/response: the HTTP status (0 = hang up) and a mode, then the body ("trickle": a byte every
+# 0.2 s; "flood N": N bytes of "x", no length announced). Records path and body in DIR/record.
 import http.server, os, ssl, subprocess, sys, time
 
 d = sys.argv[1]
