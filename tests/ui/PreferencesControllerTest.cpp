@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The preferences window on Qt's offscreen platform: the General pane's settings, the icon
-// style, menu-bar mode, start at login, pane switching and the close question.
+// The preferences window: General pane, icon style, menu bar, login, panes, the close question.
 #include "PreferencesController.h"
 #include "TWAlert.h"
 #include "TWRecordingAlertPresenter.h"
@@ -12,7 +11,6 @@
 #include "TWUserDefaults.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QPropertyAnimation>
@@ -22,151 +20,117 @@
 
 namespace {
 
-QApplication& application() {
-    return TWTestApplication();
-}
+using Lines = std::vector<std::string>;
 
 class PreferencesTest : public ::testing::Test {
   protected:
     PreferencesTest() {
-        application();
         TWRegisterDefaults(standard, shared);
-        TWPreferencesServices s;
-        s.standardDefaults = &standard;
-        s.sharedDefaults = &shared;
-        s.alertPresenter = &alerts;
-        s.serviceManagement = &serviceManagement;
-        s.loginItems = &loginItems;
-        s.applicationPath = "/usr/bin/tidewell";
-        s.setApplicationIconImage = [this](const std::string& name) { icons.push_back(name); };
-        s.terminate = [this] { ++terminations; };
-        controller = std::make_unique<PreferencesController>(s);
+        auto icon = [this](const std::string& name) { icons.push_back(name); };
+        auto terminate = [this] { ++terminations; };
+        controller = std::make_unique<PreferencesController>(
+            TWPreferencesServices{&standard, &shared, &alerts, &serviceManagement, &loginItems,
+                                  "/usr/bin/tidewell", nullptr, nullptr, icon, terminate});
+        controller->display();
     }
 
+    QApplication& application = TWTestApplication();
     TWUserDefaults standard{std::make_shared<TWSimDefaultsStore>()};
     TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
     TWRecordingAlertPresenter alerts;
     TWSimServiceManagement serviceManagement;
     TWSimLoginItemList loginItems;
-    std::vector<std::string> icons;
+    Lines icons;
     int terminations = 0;
     std::unique_ptr<PreferencesController> controller;
 };
 
-TEST_F(PreferencesTest, MinimizeAndCloseAllExcludeEachOtherThroughAClickOnTheOther) {
-    controller->display();
-    ASSERT_TRUE(controller->minimizeCheckbox()->isChecked()); // the registered defaults
-    controller->closeAllCheckbox()->click();
-    EXPECT_TRUE(shared.boolForKey(TWCloseAllFinderKey));
-    EXPECT_FALSE(shared.boolForKey(TWMinimizeKey));
-    EXPECT_FALSE(controller->minimizeCheckbox()->isChecked());
-
-    controller->minimizeCheckbox()->click();
-    EXPECT_TRUE(shared.boolForKey(TWMinimizeKey));
-    EXPECT_FALSE(shared.boolForKey(TWCloseAllFinderKey));
-    EXPECT_FALSE(controller->closeAllCheckbox()->isChecked());
-
-    // Unchecking writes only its own key.
-    shared.setBool(true, TWCloseAllFinderKey); // both on, as a hand edit could leave them
-    controller->display();
-    controller->minimizeCheckbox()->click();
-    EXPECT_FALSE(shared.boolForKey(TWMinimizeKey));
-    EXPECT_TRUE(shared.boolForKey(TWCloseAllFinderKey));
-    controller->closeAllCheckbox()->click();
-    EXPECT_FALSE(shared.boolForKey(TWCloseAllFinderKey));
-    EXPECT_FALSE(shared.boolForKey(TWMinimizeKey));
-}
-
-TEST_F(PreferencesTest, ShowFinderEnablesTheNewWindowCheckboxWhichKeepsItsValue) {
+TEST_F(PreferencesTest, TheGeneralPaneWritesItsSettingsAndMinimizeAndCloseAllExcludeEachOther) {
+    using S = std::vector<int>;
+    PreferencesController& c = *controller;
+    // Shown: file manager in front, new window enabled, checked, minimize, close all; then stored.
+    auto state = [&] {
+        return S{c.showFinderCheckbox()->isChecked(),   c.newWindowCheckbox()->isEnabled(),
+                 c.newWindowCheckbox()->isChecked(),    c.minimizeCheckbox()->isChecked(),
+                 c.closeAllCheckbox()->isChecked(),     shared.boolForKey(TWShowFinderKey),
+                 shared.boolForKey(TWShowWindowKey),    shared.boolForKey(TWMinimizeKey),
+                 shared.boolForKey(TWCloseAllFinderKey)};
+    };
     shared.setBool(true, TWShowWindowKey);
-    controller->display();
-    EXPECT_TRUE(controller->newWindowCheckbox()->isEnabled());
-    controller->showFinderCheckbox()->click();
-    EXPECT_FALSE(shared.boolForKey(TWShowFinderKey));
-    EXPECT_FALSE(controller->newWindowCheckbox()->isEnabled());
-    EXPECT_TRUE(shared.boolForKey(TWShowWindowKey));
-
-    // Every display reads the stores again, here as another process left them.
-    shared.setBool(true, TWShowFinderKey);
-    shared.setBool(false, TWShowWindowKey);
-    standard.setBool(true, TWMenubarKey);
-    controller->display();
-    EXPECT_TRUE(controller->newWindowCheckbox()->isEnabled());
-    EXPECT_FALSE(controller->newWindowCheckbox()->isChecked());
-    EXPECT_TRUE(controller->menuExtraCheckbox()->isChecked());
-    controller->newWindowCheckbox()->click();
-    EXPECT_TRUE(shared.boolForKey(TWShowWindowKey));
+    c.display();
+    EXPECT_EQ(state(), (S{1, 1, 1, 1, 0, 1, 1, 1, 0}));
+    // Minimize and close all exclude each other by a click; the new window keeps its value
+    // disabled.
+    const std::pair<QCheckBox*, S> clicks[] = {
+        {c.closeAllCheckbox(), {1, 1, 1, 0, 1, 1, 1, 0, 1}},
+        {c.minimizeCheckbox(), {1, 1, 1, 1, 0, 1, 1, 1, 0}},
+        {c.showFinderCheckbox(), {0, 0, 1, 1, 0, 0, 1, 1, 0}},
+        {nullptr, {1, 1, 0, 1, 1, 1, 0, 1, 1}}, // read again, as another process left them
+        {c.newWindowCheckbox(), {1, 1, 1, 1, 1, 1, 1, 1, 1}},
+        {c.minimizeCheckbox(), {1, 1, 1, 0, 1, 1, 1, 0, 1}},
+        {c.closeAllCheckbox(), {1, 1, 1, 0, 0, 1, 1, 0, 0}}};
+    for (const auto& [box, expected] : clicks) {
+        if (box) {
+            box->click();
+        } else {
+            shared.setBool(true, TWShowFinderKey);
+            shared.setBool(false, TWShowWindowKey);
+            shared.setBool(true, TWCloseAllFinderKey); // both on, as a hand edit could leave them
+            standard.setBool(true, TWMenubarKey);
+            c.display();
+            EXPECT_TRUE(c.menuExtraCheckbox()->isChecked());
+        }
+        EXPECT_EQ(state(), expected) << (box ? box->text().toStdString() : "display");
+    }
 }
 
 TEST_F(PreferencesTest, IconStylesChangeTheIconAtOnceAndAreStoredByTag) {
     QComboBox* popup = controller->dropDownIcon();
-    std::vector<int> tags;
     for (int i = 0; i < popup->count(); ++i) {
-        tags.push_back(popup->itemData(i).toInt());
         popup->setCurrentIndex(i);
         emit popup->activated(i);
-        EXPECT_EQ(standard.integerForKey(TWIconStyleKey), tags.back());
+        EXPECT_EQ(standard.integerForKey(TWIconStyleKey), popup->itemData(i).toInt());
     }
-    EXPECT_EQ(tags, (std::vector<int>{1, 2, 4, 5}));
-    EXPECT_EQ(icons, (std::vector<std::string>{"AppIcon", "Purple", "Graphite", "Dark"}));
-
+    EXPECT_EQ(icons, (Lines{"AppIcon", "Purple", "Graphite", "Dark"}));
     standard.setInteger(4, TWIconStyleKey);
     controller->display();
-    EXPECT_EQ(popup->currentData().toInt(), 4);
+    EXPECT_EQ(popup->currentText(), "Graphite");
     standard.setInteger(3, TWIconStyleKey); // no item: nothing selected, nothing repaired
     controller->display();
-    EXPECT_EQ(popup->currentIndex(), -1);
-    EXPECT_EQ(standard.integerForKey(TWIconStyleKey), 3);
+    EXPECT_EQ(std::pair(popup->currentIndex(), standard.integerForKey(TWIconStyleKey)),
+              std::pair(-1, std::int64_t(3)));
 }
 
 TEST_F(PreferencesTest, MenuBarModeAndStartAtLogin) {
-    controller->display();
     controller->menuExtraCheckbox()->click();
     controller->menuExtraCheckbox()->click();
     EXPECT_EQ(serviceManagement.requests(),
-              (std::vector<std::string>{"setLoginItemEnabled net.quillfen.TidewellStatus YES",
-                                        "setLoginItemEnabled net.quillfen.TidewellStatus NO"}));
+              (Lines{"setLoginItemEnabled net.quillfen.TidewellStatus YES",
+                     "setLoginItemEnabled net.quillfen.TidewellStatus NO"}));
     EXPECT_FALSE(standard.boolForKey(TWMenubarKey));
-
-    // The login checkbox toggles what the session has, whatever it shows.
     loginItems.append("Other", "/usr/bin/other");
-    EXPECT_FALSE(controller->loginCheckbox()->isChecked());
     controller->loginCheckbox()->click();
-    EXPECT_EQ(loginItems.paths(),
-              (std::vector<std::string>{"/usr/bin/other", "/usr/bin/tidewell"}));
-    controller->loginCheckbox()->setChecked(false);
+    EXPECT_EQ(loginItems.paths(), (Lines{"/usr/bin/other", "/usr/bin/tidewell"}));
+    controller->loginCheckbox()->setChecked(false); // whatever it shows, a click toggles
     controller->loginCheckbox()->click();
-    EXPECT_EQ(loginItems.paths(), (std::vector<std::string>{"/usr/bin/other"}));
-    controller->display();
-    EXPECT_FALSE(controller->loginCheckbox()->isChecked());
+    EXPECT_EQ(loginItems.paths(), Lines{"/usr/bin/other"});
 }
 
 TEST_F(PreferencesTest, ClosingInMenuBarModeOffersToQuitAfterTheWindowHasClosed) {
-    controller->display();
     controller->prefsWindow()->close();
     EXPECT_TRUE(alerts.shown.empty()); // menu-bar mode off
-
     standard.setBool(true, TWMenubarKey);
-    alerts.answer = TWAlertSecondButtonReturn; // "Later"
-    controller->display();
-    controller->prefsWindow()->close();
-    ASSERT_EQ(alerts.shown.size(), 1u);
-    EXPECT_EQ(alerts.shown[0].messageText(),
-              "You may now quit Tidewell and continue running in menu bar mode.");
-    EXPECT_EQ(alerts.shown[0].buttons(), (std::vector<std::string>{"Quit", "Later"}));
-    EXPECT_EQ(alerts.shown[0].informativeText(),
-              "To change this setting later, open Tidewell and adjust the Preferences.");
-    QCoreApplication::processEvents();
-    EXPECT_EQ(terminations, 0);
-
-    alerts.answer = TWAlertFirstButtonReturn; // "Quit"
-    controller->display();
-    controller->prefsWindow()->close();
-    EXPECT_EQ(terminations, 0); // not inside the close
-    EXPECT_FALSE(controller->prefsWindow()->isVisible());
-    QCoreApplication::processEvents();
-    EXPECT_EQ(terminations, 1);
-
+    for (long answer : {TWAlertSecondButtonReturn /* Later */, TWAlertFirstButtonReturn}) {
+        alerts.answer = answer;
+        controller->display();
+        controller->prefsWindow()->close();
+        EXPECT_EQ(terminations, 0); // not inside the close
+        EXPECT_FALSE(controller->prefsWindow()->isVisible());
+        QCoreApplication::processEvents();
+        EXPECT_EQ(terminations, answer == TWAlertFirstButtonReturn);
+    }
+    ASSERT_EQ(alerts.shown.size(), 2u);
+    EXPECT_EQ(alerts.shown[0].buttons(), (Lines{"Quit", "Later"}));
     // Quitting detaches the close handling: no question.
     controller->display();
     controller->detachWindow();
@@ -175,44 +139,24 @@ TEST_F(PreferencesTest, ClosingInMenuBarModeOffersToQuitAfterTheWindowHasClosed)
 }
 
 TEST_F(PreferencesTest, PaneSwitchResizesKeepingTheTopLeftCornerAndResetsFocusAndTitle) {
-    controller->display();
     QMainWindow* window = controller->prefsWindow();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
-    EXPECT_EQ(window->windowTitle(), "General");
     const QRect general = window->geometry();
-
-    controller->toolbarItem("excludePrefs")->trigger();
+    auto show = [&](const char* pane) {
+        controller->toolbarItem(pane)->trigger();
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] { return controller->resizeAnimation()->state() != QAbstractAnimation::Running; }));
+        return window->geometry();
+    };
+    const QRect exclude = show("excludePrefs");
     EXPECT_EQ(window->windowTitle(), "Exclude");
-    EXPECT_EQ(controller->currentView(), controller->excludeView());
-    QTRY_COMPARE(controller->resizeAnimation()->state(), QAbstractAnimation::Stopped);
-    const QRect exclude = window->geometry();
     EXPECT_EQ(exclude.topLeft(), general.topLeft());
     EXPECT_NE(exclude.height(), general.height());
-
-    controller->toolbarItem("generalPrefs")->trigger();
-    QTRY_COMPARE(controller->resizeAnimation()->state(), QAbstractAnimation::Stopped);
-    EXPECT_EQ(window->geometry(), general);
-
-    // The pane already shown: no resize, but title and focus are set again.
-    window->setWindowTitle("elsewhere");
+    // Back, the focus on the first control.
     controller->showFinderCheckbox()->setFocus();
-    controller->toolbarItem("generalPrefs")->trigger();
-    EXPECT_EQ(controller->resizeAnimation()->state(), QAbstractAnimation::Stopped);
-    EXPECT_EQ(window->geometry(), general);
+    EXPECT_EQ(show("generalPrefs"), general);
     EXPECT_EQ(window->windowTitle(), "General");
     EXPECT_TRUE(controller->dropDownIcon()->hasFocus());
-}
-
-TEST_F(PreferencesTest, OneSharedInstanceAndNamedControls) {
-    PreferencesController::configureShared({});
-    PreferencesController* first = PreferencesController::init();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(PreferencesController::init(), nullptr);
-    EXPECT_EQ(PreferencesController::sharedInstance(), first);
-
-    for (QCheckBox* box : controller->generalView()->findChildren<QCheckBox*>())
-        EXPECT_EQ(box->accessibleName(), box->text());
-    EXPECT_FALSE(controller->dropDownIcon()->accessibleName().isEmpty());
 }
 
 } // namespace
