@@ -5,6 +5,7 @@
 #include "TWLog.h"
 #include "TWProcessLauncher.h"
 #include "TWProcessTable.h"
+#include "TWTopmostWindow.h"
 
 #include <algorithm>
 #include <set>
@@ -215,15 +216,10 @@ void TWKWinWorkspace::activateWithOptions(const TWRunningApplication& info, unsi
         return;
     unhideApplication(*app);
     // The topmost window now shown; a window the user minimized is left alone.
-    const TWKWinWindow* target = nullptr;
-    for (const auto& w : app->taskbarWins)
-        if (!w.minimized() && (!target || w.stackingIndex > target->stackingIndex))
-            target = &w;
-    if (!target) {
-        for (const auto& w : app->windows)
-            if (!w.minimized() && (!target || w.stackingIndex > target->stackingIndex))
-                target = &w;
-    }
+    auto shown = [](const TWKWinWindow& w) { return !w.minimized(); };
+    const TWKWinWindow* target = TWTopmostWindow(app->taskbarWins, shown);
+    if (!target)
+        target = TWTopmostWindow(app->windows, shown);
     if (target)
         connection_.activate(target->uuid);
 }

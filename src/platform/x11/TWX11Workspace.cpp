@@ -6,6 +6,7 @@
 #include "TWProcessLauncher.h"
 #include "TWProcessRegistry.h"
 #include "TWProcessTable.h"
+#include "TWTopmostWindow.h"
 
 #include <algorithm>
 #include <chrono>
@@ -338,18 +339,11 @@ void TWX11Workspace::activateWithOptions(const TWRunningApplication& info, unsig
     if (hadMarks)
         unhideApplication(*app);
     // The topmost window that is (now) shown; a window the user minimized is left alone.
-    const TWX11Window* target = nullptr;
-    for (const auto& w : app->appWindows) {
-        if (w.iconic || !isTaskbarWindow(w, snapshot_))
-            continue;
-        if (!target || w.stackingIndex > target->stackingIndex)
-            target = &w;
-    }
-    if (!target) {
-        for (const auto& w : app->appWindows)
-            if (!w.iconic && (!target || w.stackingIndex > target->stackingIndex))
-                target = &w;
-    }
+    const TWX11Window* target = TWTopmostWindow(app->appWindows, [&](const TWX11Window& w) {
+        return !w.iconic && isTaskbarWindow(w, snapshot_);
+    });
+    if (!target)
+        target = TWTopmostWindow(app->appWindows, [](const TWX11Window& w) { return !w.iconic; });
     if (!target)
         return;
     const bool restoring = std::any_of(followed_.begin(), followed_.end(), [](const auto& f) {
