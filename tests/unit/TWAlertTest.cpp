@@ -90,7 +90,6 @@ TEST(TWUpdateHandlers, AnUpdateIsOfferedAlwaysOtherOutcomesOnRequestOnly) {
     const std::tuple<std::optional<std::string>, const char*, bool, Strings> cases[] = {
         {link, "Download", true, {link}},
         {link, "Cancel", true, {}},
-        {"no", "OK", false, {}},
         {std::nullopt, "OK", false, {}},
     };
     for (const auto& [answer, choice, atLaunch, opened] : cases) {
