@@ -9,7 +9,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <limits>
 #include <regex>
 #include <string>
 #include <tuple>
@@ -32,8 +31,10 @@ const ParseCase kParseCases[] = {
     {"1.0b", "1.0", Nothing}, {"10.06", "10.06", Nothing}, {"", "0", Nothing}, {"b2", "0b2", Nothing},
     {"1.", "1", Warning}, {"1..2", "1.2", Warning}, {"1.b2", "1.2", Warning},
     {"1.0b2.1", "1.0.1b2", Nothing}, {"10.8 (12A269)", "10.8", Bailout}, {"abc", "0", Bailout},
-    // A later suffix of the same letter wins; letters are case-sensitive.
+    // A later suffix of the same letter wins; letters are case-sensitive; suffix numbers saturate.
     {"1b2b3", "1b3", Nothing}, {"1.0B2", "1.0", Bailout},
+    {"1a99999999999999999999", "1a9223372036854775807", Nothing},
+    {"1d9223372036854775806", "1d9223372036854775806", Nothing},
     // Only ASCII digits are digits: an Arabic-Indic one (U+0661) bails; after a lone dot it is
     // skipped whole, as is a three-byte character ("1.€2").
     {"1.\xD9\xA1", "1", Warning}, {"1\xD9\xA1", "1", Bailout}, {"1.\342\202\2542", "1.2", Warning}};
@@ -59,24 +60,11 @@ TEST(OVSystemVersionParsing, CanonicalTextAndLogFollowTheParseRules) {
     EXPECT_EQ(log.lines, (std::vector<std::string>{kWarning, kWarning}));
 }
 
-TEST(OVSystemVersionParsing, HugeSuffixNumbersSaturateAndHugeComponentsStayExact) {
-    constexpr std::int64_t max = std::numeric_limits<std::int64_t>::max();
-    OVSystemVersion v("123456789012345678901234567890.1b99999999999999999999a9223372036854775807"
-                      "d9223372036854775806");
-    EXPECT_EQ(v.components().front(), "123456789012345678901234567890");
-    EXPECT_EQ(v.beta(), max);
-    EXPECT_EQ(v.alpha(), max);
-    EXPECT_EQ(v.dev(), max - 1);
-    // Weights this large are still ordered without overflowing.
-    EXPECT_EQ(v.compare(OVSystemVersion("123456789012345678901234567890.1b1")),
-              OVOrderedDescending);
-}
-
 // clang-format off
 const std::tuple<const char*, const char*, int> kCompareCases[] = {
     {"10.10", "10.9", 1}, {"10.6.0", "10.6", 1}, {"2", "1.9.9", 1}, {"1.0", "1.0b1", 1},
     {"1.0b1", "1.0a5", 1}, {"1.0a10", "1.0b1", 0}, {"1.0d2", "1.0a1", -1}, {"1.0b9", "1.1d1", -1},
-    {"1.0", "1.0b", 0}, {"1.0b2a3", "1.0b2a2d999", 1},
+    {"1.0", "1.0b", 0}, {"1.0b2a3", "1.0b2a2d999", 1}, {"1b99999999999999999999", "1b1", 1},
     // Digit runs compare by value, however they are written and however long they are.
     {"10.06", "10.6", 0}, {"10.007", "10.6", 1}, {"18446744073709551617", "18446744073709551616", 1},
     {"100000000000000000000000000000000000000000", "99999999999999999999999999999999999999999", 1}};
