@@ -9,7 +9,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -57,41 +56,30 @@ struct FakeTransport : TWHTTPTransport {
     std::vector<std::future<void>> answers_; // joined when the transport goes
 };
 
-// The test's own thread plays the main thread: work sent from other threads waits until the
-// test pumps the queue.
+// The test's own thread plays the main thread: the work sent from another thread (one call at
+// most: a second one throws and ends the program) waits until the test runs it.
 struct FakeMainQueue : TWMainQueue {
     void dispatchSync(std::function<void()> work) override {
         if (isMainThread())
             return work();
         std::packaged_task<void()> task(std::move(work));
         auto done = task.get_future();
-        {
-            std::lock_guard lock(mutex_);
-            tasks_.push_back(std::move(task));
-        }
-        cv_.notify_all();
+        sent_.set_value(&task);
         done.wait();
     }
     bool isMainThread() const override { return std::this_thread::get_id() == main_; }
-    // Runs queued work on this thread until `done` holds; false when it never does.
-    bool pumpUntil(const std::function<bool()>& done) {
-        while (!done()) {
-            std::unique_lock lock(mutex_);
-            if (!cv_.wait_for(lock, 20s, [&] { return !tasks_.empty(); }))
-                return false;
-            auto task = std::move(tasks_.front());
-            tasks_.pop_front();
-            lock.unlock();
-            task();
-        }
+    // Runs the work sent from another thread on this one; false when none comes.
+    bool runSent() {
+        auto sent = sent_.get_future();
+        if (sent.wait_for(20s) != std::future_status::ready)
+            return false;
+        (*sent.get())();
         return true;
     }
 
   private:
     std::thread::id main_ = std::this_thread::get_id();
-    std::mutex mutex_;
-    std::condition_variable cv_;
-    std::deque<std::packaged_task<void()>> tasks_;
+    std::promise<std::packaged_task<void()>*> sent_;
 };
 
 struct Check {
@@ -111,9 +99,7 @@ struct Check {
             onMainThread.push_back(mainQueue->isMainThread());
         };
     }
-    bool waitForResult() {
-        return mainQueue->pumpUntil([this] { return !results.empty(); });
-    }
+    bool waitForResult() { return mainQueue->runSent() && !results.empty(); }
 };
 
 std::string text(const TWError& error, const char* key) {
