@@ -132,7 +132,6 @@ TEST(QFSimpleUpdaterResult, EachAnswerGivesItsOutcome) {
         {"HTTPS://me@updates.quillfen.net:8080/x?y=1#z", available}, // same host, port, user
         {"http://updates.quillfen.net/x.zip", current},
         {"https://Updates.Quillfen.net/x.zip", current},
-        {"https://example.org/Tidewell-2.0.zip", current},
         {"https://updates.quillfen.net.example.org/x", current},
         {"https://updates.quillfen.net/x.zip\n", current}, // no trimming
         {"Kein Update \xc3\xbc", current},
