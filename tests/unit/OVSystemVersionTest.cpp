@@ -97,9 +97,8 @@ TEST(OVSystemVersionIdentity, DescriptionAndHashFollowTheCanonicalText) {
                                  std::regex("<OVSystemVersion: (0x[0-9a-f]+) : 3\\.0b2d7>")))
         << description;
     EXPECT_EQ(std::stoull(m[1].str(), nullptr, 16), reinterpret_cast<std::uintptr_t>(v.get()));
-    // Equal versions written differently may hash differently.
+    // The same canonical text hashes the same; equal versions written differently may not.
     EXPECT_EQ(OVSystemVersion("3.0d7b2").hash(), OVSystemVersion("3.0b2d7").hash());
-    EXPECT_EQ(OVSystemVersion("1.0a10").hash(), std::hash<std::string>{}("1.0a10"));
     EXPECT_FALSE(v->isEqual(nullptr));
 }
 
