@@ -26,15 +26,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Runs `body` (returning an exit code) in a child process.
-template <class F> pid_t spawn(F body) {
-    pid_t pid = fork();
+// Runs `body` in a child process; the exit code it returned (128 + the signal that ended the
+// child otherwise).
+template <class F> int inChild(F body) {
+    const pid_t pid = fork();
     if (pid == 0)
         _exit(body());
-    return pid;
-}
-
-int waitExit(pid_t pid) {
     int status = 0;
     waitpid(pid, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
@@ -181,7 +178,7 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
     fs::permissions(file, fs::perms(0444));
     for (bool readOnly : {true, false}) {
         fs::permissions(dir, readOnly ? fs::perms(0555) : fs::perms::owner_all);
-        const pid_t child = spawn([&] {
+        const auto child = [&] {
             const rlimit limit{512, 512};
             signal(SIGXFSZ, SIG_IGN);
             if (readOnly ? geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)
@@ -194,8 +191,8 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
             if (log.lines.empty() || log.lines.back().find(file.string()) == std::string::npos)
                 return 6;
             return other.load() == TWPlistDictionary{{"kept", "yes"}} ? 0 : 7;
-        });
-        EXPECT_EQ(waitExit(child), 0);
+        };
+        EXPECT_EQ(inChild(child), 0);
         EXPECT_EQ(TWReadFile(file), before);
     }
     EXPECT_FALSE(fs::exists(file.string() + ".tmp")) << "no half-written file is left behind";
@@ -242,12 +239,12 @@ TEST_F(TWPlistFileStoreTest, HostileFilesAreKeptAsideWithoutCrashingOrHanging) {
         SCOPED_TRACE(bytes.substr(0, 80));
         TWWriteFile(file, bytes);
         // In a child process: a crash or a hang fails this case rather than the whole program.
-        const pid_t child = spawn([&] {
+        const auto child = [&] {
             alarm(20);
             TWLogCapture log;
             return TWPlistFileStore(file.string()).load().empty() && log.lines.size() == 1 ? 0 : 1;
-        });
-        EXPECT_EQ(waitExit(child), 0);
+        };
+        EXPECT_EQ(inChild(child), 0);
         auto kept = corruptCopies(file);
         ASSERT_EQ(kept.size(), 1u);
         EXPECT_EQ(TWReadFile(kept[0]), bytes);
@@ -257,12 +254,12 @@ TEST_F(TWPlistFileStoreTest, HostileFilesAreKeptAsideWithoutCrashingOrHanging) {
     // A FIFO (or a link to one) at the path: nothing ever writes to it, the reader must not wait.
     ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
     fs::create_symlink(dir / "fifo", file);
-    const pid_t child = spawn([&] {
+    const auto child = [&] {
         alarm(20);
         TWPlistFileStore store(file.string());
         return store.load().empty() && store.update([](auto& d) { d["k"] = 1; }) ? 0 : 1;
-    });
-    EXPECT_EQ(waitExit(child), 0);
+    };
+    EXPECT_EQ(inChild(child), 0);
     EXPECT_EQ(TWPlistFileStore(file.string()).load(), (TWPlistDictionary{{"k", 1}}));
     EXPECT_TRUE(fs::is_fifo(dir / "fifo"));
 }
