@@ -36,7 +36,6 @@ struct FakeTransport : TWHTTPTransport {
                 done_.notify_all();
             }));
     }
-    // Waits until `n` requests have been answered.
     bool waitFor(std::size_t n) {
         std::unique_lock lock(mutex_);
         return done_.wait_for(lock, 20s, [&] { return answered == n; });
