@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The property-list file store: durability, sharing between processes, damaged files, paths.
+// The property-list file store: durability, other writers' changes, damaged files, paths.
 #include "TWPlistFileStore.h"
 #include "TWLogCapture.h"
 #include "TWStorePaths.h"
