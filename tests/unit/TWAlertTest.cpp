@@ -85,8 +85,6 @@ TEST(TWUpdateHandlers, AnUpdateIsOfferedAlwaysOtherOutcomesOnRequestOnly) {
             ASSERT_EQ(presenter.shown.size(), 1u);
             const TWAlert& alert = presenter.shown[0];
             EXPECT_EQ(alert.messageText(), error.stringForKey(TWLocalizedDescriptionKey));
-            EXPECT_EQ(alert.informativeText(),
-                      error.stringForKey(TWLocalizedRecoverySuggestionErrorKey));
             EXPECT_EQ(alert.buttons(), (atLaunch ? Strings{"Download", "Cancel"} : Strings{}));
             EXPECT_EQ(alert.alertStyle(), TWAlertStyleInformational);
             EXPECT_EQ(workspace.opened, opened);
