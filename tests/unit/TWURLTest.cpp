@@ -52,8 +52,7 @@ TEST(TWURL, StringsThatAreNotURLs) {
     const char* cases[] = {"", "not a url", "https://updates.quillfen.net/x.zip\n",
         " https://updates.quillfen.net/x.zip", "https://host/a%zz", "https://host/a%4",
         "https://host/\xc3\xbc", "https://host/a#b#c", "https://host:99999/", "https://host:8a/",
-        "https://[::1/", "https://ho[st/", "http://exa<mple>.com", "https://host/\"quoted\"",
-        "https://host/a\\b", "https://host/{x}"};
+        "https://[::1/", "https://ho[st/", "http://exa<mple>.com"};
     // clang-format on
     for (const char* c : cases) {
         SCOPED_TRACE(c);

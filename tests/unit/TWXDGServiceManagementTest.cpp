@@ -12,21 +12,6 @@
 
 namespace fs = std::filesystem;
 
-namespace {
-
-void writeProgram(const fs::path& path, const std::string& text) {
-    TWWriteFile(path, text);
-    fs::permissions(path, fs::perms::owner_all);
-}
-
-bool appears(const fs::path& path) {
-    for (int i = 0; i < 500 && !fs::exists(path); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return fs::exists(path);
-}
-
-} // namespace
-
 TEST(TWXDGServiceManagement, AProgramThatCannotStartIsReportedAndMayBeTriedAgainAtOnce) {
     const TWTempDir temp("tw-launch");
     const fs::path dir = temp.path;
@@ -35,14 +20,17 @@ TEST(TWXDGServiceManagement, AProgramThatCannotStartIsReportedAndMayBeTriedAgain
 
     // Executable, but its interpreter does not exist: only the exec itself fails.
     const fs::path program = dir / "helper";
-    writeProgram(program, "#!/nonexistent/interpreter\n");
+    TWWriteFile(program, "#!/nonexistent/interpreter\n");
+    fs::permissions(program, fs::perms::owner_all);
     EXPECT_FALSE(services.launchApplication(program.string(), 0));
     ASSERT_EQ(log.lines.size(), 1u);
     EXPECT_EQ(log.lines[0].rfind("TWProcessLauncher: cannot start " + program.string(), 0), 0u)
         << log.lines[0];
 
     // Repaired, it starts at once: the failed start is not taken for one still under way.
-    writeProgram(program, "#!/bin/sh\ntouch '" + (dir / "ran").string() + "'\n");
+    TWWriteFile(program, "#!/bin/sh\ntouch '" + (dir / "ran").string() + "'\n");
     EXPECT_TRUE(services.launchApplication(program.string(), 0));
-    EXPECT_TRUE(appears(dir / "ran"));
+    for (int i = 0; i < 500 && !fs::exists(dir / "ran"); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(fs::exists(dir / "ran"));
 }
