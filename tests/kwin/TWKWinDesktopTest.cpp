@@ -23,10 +23,6 @@ namespace {
 
 const std::string kTerminal = "org.freedesktop.weston.wayland-terminal";
 const std::string kFlower = "org.freedesktop.weston.flower";
-bool waitFor(const std::function<bool()>& condition,
-             std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
-    return TWTestDesktop::waitFor(condition, deadline);
-}
 
 // Absolute: KWin compares the desktop entry's Exec with the client's executable path.
 std::string tool() {
@@ -123,7 +119,7 @@ TEST_F(TWKWinDesktopTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRes
     // Tidewell itself is listed through its registration, as on X11.
     EXPECT_EQ(apps[getpid()].bundleIdentifier, TWOwnBundleIdentifier);
     // The command-line tool sees the same desktop.
-    std::string listing = TWTestDesktop::run({tool(), "list"});
+    std::string listing = run({tool(), "list"});
     EXPECT_NE(listing.find(kTerminal), std::string::npos) << listing;
 
     userMinimizes(userWindow, true);
@@ -215,7 +211,7 @@ TEST_F(TWKWinDesktopTest, TheFactoryChoosesKWinAndSaysWhatIsMissingElsewhere) {
     EXPECT_NE(dynamic_cast<TWKWinDesktop*>(TWMakeDesktop(TWDesktopKind::Session).get()), nullptr);
     // A program KWin was not told about gets no window management.
     const std::string other = session_->home() + "/other";
-    std::string denied = TWTestDesktop::run(
+    std::string denied = run(
         {"sh", "-c", "cp '" + tool() + "' '" + other + "' && '" + other + "' list 2>&1; echo $?"});
     EXPECT_NE(denied.find("X-KDE-Wayland-Interfaces=org_kde_plasma_window_management"),
               std::string::npos)

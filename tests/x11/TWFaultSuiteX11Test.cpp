@@ -47,11 +47,10 @@ class TWFaultSuiteX11Test : public ::testing::Test {
         int lost = 0, marked = 0;
         for (pid_t c : clients)
             for (unsigned long w : desktop.windowsOfPid(c))
-                if (!TWTestDesktop::waitFor(
-                        [&] { return !desktop.isMinimized(w) && !desktop.hasHiddenMark(w); },
-                        std::max(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                     end - std::chrono::steady_clock::now()),
-                                 std::chrono::milliseconds(0))))
+                if (!waitFor([&] { return !desktop.isMinimized(w) && !desktop.hasHiddenMark(w); },
+                             std::max(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                          end - std::chrono::steady_clock::now()),
+                                      std::chrono::milliseconds(0))))
                     ++(desktop.hasHiddenMark(w) ? marked : lost);
         EXPECT_EQ(lost, 0) << "windows left minimized without a mark";
         EXPECT_EQ(marked, 0) << "windows still hidden";
@@ -117,8 +116,7 @@ TEST_F(TWFaultSuiteX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow
         clients.push_back(desktop.spawn(
             {TWTestDesktop::testClientPath(), "--class", cls + "," + cls, "--windows", "5"}));
     }
-    ASSERT_TRUE(
-        TWTestDesktop::waitFor([&] { return desktop.windows().size() >= 500; }, seconds(120)));
+    ASSERT_TRUE(waitFor([&] { return desktop.windows().size() >= 500; }, seconds(120)));
     ASSERT_GT(tidewell.start(), 0) << tidewell.log();
     // Windows come and go all along.
     desktop.spawn({"sh", "-c",

@@ -26,12 +26,6 @@ namespace {
 
 using std::chrono::seconds;
 constexpr int kRounds = 20;
-constexpr auto hex = &TWTestDesktop::hex;
-bool waitFor(const std::function<bool()>& condition,
-             std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
-    return TWTestDesktop::waitFor(condition, deadline);
-}
-constexpr auto run = &TWTestDesktop::run;
 
 class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
   protected:
@@ -80,7 +74,7 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         // The user minimized Alpha's second window before anything else happens.
         userMinimized_ = hidable_.at(1);
         hidable_.erase(hidable_.begin() + 1);
-        run({"xdotool", "windowminimize", hex(userMinimized_)});
+        run({"xdotool", "windowminimize", std::to_string(userMinimized_)});
         ASSERT_TRUE(waitFor([&] { return iconic(userMinimized_); }));
     }
 
@@ -106,7 +100,7 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         common_->showAll();
         ASSERT_NO_FATAL_FAILURE(settle());
         for (auto w : hidable_)
-            EXPECT_TRUE(becomes(w, false)) << when << ": window " << hex(w) << " was lost";
+            EXPECT_TRUE(becomes(w, false)) << when << ": window " << w << " was lost";
         for (auto w : fileManagerWindows())
             EXPECT_TRUE(becomes(w, collapsedFileManager)) << when << ": file manager";
         EXPECT_TRUE(iconic(userMinimized_)) << when << ": the user's minimized window";
@@ -115,7 +109,7 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
     }
     void expectHidden(bool fileManagerMarked) {
         for (auto w : hidable_)
-            EXPECT_TRUE(becomes(w, true) && marked(w)) << hex(w);
+            EXPECT_TRUE(becomes(w, true) && marked(w)) << w;
         for (auto w : fileManagerWindows())
             EXPECT_TRUE(becomes(w, true) && marked(w) == fileManagerMarked) << "file manager";
         for (auto w : kept_)
@@ -146,13 +140,13 @@ TEST_P(TWWindowManagerMatrixTest, NothingLostNothingLeftMarked) {
 
     // "Minimize" off: the file manager comes forward; its collapsed windows stay as they are.
     for (auto w : fileManagerWindows())
-        run({"wmctrl", "-i", "-a", hex(w)});
+        run({"wmctrl", "-i", "-a", std::to_string(w)});
     for (auto w : fileManagerWindows())
         ASSERT_TRUE(becomes(w, false));
     shared_.setBool(false, TWMinimizeKey);
     ASSERT_NO_FATAL_FAILURE(hideOthers());
     for (auto w : hidable_)
-        EXPECT_TRUE(becomes(w, true)) << hex(w);
+        EXPECT_TRUE(becomes(w, true)) << w;
     for (auto w : fileManagerWindows())
         EXPECT_FALSE(iconic(w));
     showAll("Minimize off", false);
@@ -282,7 +276,7 @@ TEST_P(TWOpenboxActionsTest, RealProgramsAreOneApplicationEachAndExcludedAsOne) 
     }));
     // The file chooser, opened from the keyboard.
     const unsigned long editor = desktop_->windowsOfPid(mousepad).at(0);
-    run({"wmctrl", "-i", "-a", hex(editor)});
+    run({"wmctrl", "-i", "-a", std::to_string(editor)});
     waitFor([&] { return desktop_->activeWindow() == editor; });
     run({"xdotool", "key", "--clearmodifiers", "ctrl+o"});
     ASSERT_TRUE(waitFor([&] { return desktop_->windowsOfPid(mousepad).size() == 2; }, seconds(45)))

@@ -30,11 +30,6 @@
 namespace {
 
 using std::chrono::seconds;
-bool waitFor(const std::function<bool()>& condition,
-             std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
-    return TWTestDesktop::waitFor(condition, deadline);
-}
-constexpr auto run = &TWTestDesktop::run;
 
 class TWX11DesktopTest : public ::testing::Test {
   protected:
@@ -159,37 +154,8 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
     EXPECT_EQ(appWithPid(alpha)->bundleIdentifier, "Alpha");
 }
 
-TEST_F(TWX11DesktopTest, HideMarksOnlyWhatItMinimizesAndUnhideRestoresOnlyThat) {
-    pid_t pid = client({"--class", "pair,Pair"}, 2);
-    auto wins = windowsOf(pid);
-    ASSERT_EQ(wins.size(), 2u);
-    // The user minimizes one window first.
-    run({"xdotool", "windowminimize", std::to_string(wins[1])});
-    ASSERT_TRUE(becomesIconic(wins[1]));
-    auto app = appWithPid(pid);
-    ASSERT_TRUE(app);
-    EXPECT_FALSE(app->hidden) << "a minimized window alone is not hidden";
-    x11_->workspace().hide(*app);
-    x11_->workspace().flush();
-    ASSERT_TRUE(becomesIconic(wins[0]));
-    EXPECT_TRUE(desktop_->hasHiddenMark(wins[0]));
-    EXPECT_FALSE(desktop_->hasHiddenMark(wins[1]));
-    EXPECT_TRUE(appWithPid(pid)->hidden);
-
-    // A second backend (another Tidewell process) sees the same state and restores it.
-    auto other = TWX11Desktop::open();
-    auto seen = appWithPid(pid, other.get());
-    ASSERT_TRUE(seen && seen->hidden);
-    other->workspace().unhide(*seen);
-    other->workspace().flush();
-    EXPECT_TRUE(desktop_->hasHiddenMark(wins[0])) << "the mark stays until the window is back";
-    ASSERT_TRUE(other->x11Workspace().settle(seconds(10)));
-    EXPECT_FALSE(desktop_->isIconic(wins[0]) || desktop_->hasHiddenMark(wins[0]));
-    other->sync();
-    EXPECT_TRUE(desktop_->isIconic(wins[1])) << "the user's minimized window stays minimized";
-    EXPECT_FALSE(appWithPid(pid)->hidden);
-}
-
+// Hidden means marked and minimized: the mark stays until the window manager reports the
+// window back, and goes when the window is withdrawn.
 TEST_F(TWX11DesktopTest, AWindowWithdrawnWhileHiddenLeavesNoMarkAndIsHiddenAgainLater) {
     pid_t pid = client({"--class", "away,Away"});
     ASSERT_EQ(windowsOf(pid).size(), 1u);
@@ -208,9 +174,13 @@ TEST_F(TWX11DesktopTest, AWindowWithdrawnWhileHiddenLeavesNoMarkAndIsHiddenAgain
         ASSERT_TRUE(waitFor([&] { return windowsOf(pid).size() == 1 && !desktop_->isIconic(w); }));
     };
     auto showAll = [&] {
+        EXPECT_TRUE(appWithPid(pid)->hidden);
         workspace.unhide(*appWithPid(pid));
+        workspace.flush();
+        EXPECT_TRUE(desktop_->hasHiddenMark(w)) << "the mark stays until the window is back";
         ASSERT_TRUE(workspace.settle(seconds(15)));
         EXPECT_FALSE(desktop_->isIconic(w) || desktop_->hasHiddenMark(w));
+        EXPECT_FALSE(appWithPid(pid)->hidden);
     };
 
     // Followed by the running backend: the mark goes with the hidden state, while the window is
@@ -382,7 +352,8 @@ TEST_F(TWX11DesktopTest, FileManagerWindowListingsFollowStatesAndIdentityWithout
     EXPECT_EQ(finder->FinderWindows()->firstObject(), nullptr);
 }
 
-TEST_F(TWX11DesktopTest, KeyboardModifiersFollowTheKeysHeldAndAppleEventsAreDropped) {
+TEST_F(TWX11DesktopTest,
+       KeyboardModifiersFollowTheKeysAppleEventsAreDroppedAndEachKindOpensItsDesktop) {
     EXPECT_EQ(x11_->keyboard().currentKeyModifiers(), 0u);
     run({"xdotool", "keydown", "shift"});
     EXPECT_EQ(x11_->keyboard().currentKeyModifiers(), TWShiftKey);
@@ -398,9 +369,9 @@ TEST_F(TWX11DesktopTest, KeyboardModifiersFollowTheKeysHeldAndAppleEventsAreDrop
                                    .targetData = {'A', 'B', 'C', 'D'}});
     ASSERT_EQ(log_.size(), 1u);
     EXPECT_NE(log_[0].find("'aevt'/'rapp' to 'ABCD'"), std::string::npos) << log_[0];
-}
+    log_.clear();
 
-TEST_F(TWX11DesktopTest, EachKindOpensItsDesktopOrSaysWhyNot) {
+    // The backend factory: each kind opens its desktop or says why not.
     EXPECT_NE(dynamic_cast<TWSimDesktop*>(TWMakeDesktop(TWDesktopKind::Simulated).get()), nullptr);
     for (auto kind : {TWDesktopKind::X11, TWDesktopKind::Automatic}) {
         auto made = TWMakeDesktop(kind);
@@ -449,19 +420,15 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     const unsigned long keep = windowsOf(client({"--class", "keep,Keep"})).at(0);
     const unsigned long spare = windowsOf(client({"--class", "spare,Spare"})).at(0);
     const unsigned long other = windowsOf(client({"--class", "other,Other"})).at(0);
-    auto shown = [&](unsigned long w) { return waitFor([&] { return !desktop_->isIconic(w); }); };
-    EXPECT_EQ(tool("hide-others"), 0);
-    EXPECT_TRUE(becomesIconic(other) && becomesIconic(spare));
-    EXPECT_FALSE(desktop_->isIconic(keep)) << "excluded in the settings file";
-    EXPECT_EQ(tool("show-all"), 0);
-    EXPECT_TRUE(shown(other) && shown(spare));
     // An exclusion for this run only comes on top of the file's.
     EXPECT_EQ(tool("--exclude Spare --set ShowFinder=NO hide-others"), 0);
     EXPECT_TRUE(becomesIconic(other));
-    EXPECT_FALSE(desktop_->isIconic(spare) || desktop_->isIconic(keep));
+    EXPECT_FALSE(desktop_->isIconic(keep)) << "excluded in the settings file";
+    EXPECT_FALSE(desktop_->isIconic(spare)) << "excluded for the run";
     EXPECT_EQ(TWReadFile(TWStorePaths::sharedStorePath()), before);
     EXPECT_FALSE(std::ifstream(TWStorePaths::ownStorePath()).good()) << "no file was created";
     EXPECT_EQ(tool("show-all"), 0);
+    EXPECT_TRUE(waitFor([&] { return !desktop_->isIconic(other); }));
     std::remove(TWStorePaths::sharedStorePath().c_str());
 }
 

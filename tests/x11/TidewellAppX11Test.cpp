@@ -22,11 +22,6 @@
 namespace {
 
 using std::chrono::seconds;
-bool waitFor(const std::function<bool()>& condition,
-             std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
-    return TWTestDesktop::waitFor(condition, deadline);
-}
-constexpr auto run = &TWTestDesktop::run;
 
 class TidewellAppX11Test : public ::testing::Test {
   protected:
@@ -248,7 +243,8 @@ TEST_F(TidewellAppX11Test, MenubarModeStartsOneHelperPerSession) {
     // Its login item: an autostart entry that starts the helper built next to tidewell.
     const std::string entry = TWReadFile(entryPath);
     EXPECT_NE(entry.find("Name=Tidewell Menu\n"), std::string::npos) << entry;
-    EXPECT_NE(entry.find("Exec=\"" + TWTestTidewell::helperPath() + "\"\n"), std::string::npos)
+    EXPECT_NE(entry.find("Exec=\"" + TWTestProgramPath("tidewell-helper") + "\"\n"),
+              std::string::npos)
         << entry;
 
     // A second start hands over to the instance; a new instance finds the helper running; a
@@ -256,16 +252,18 @@ TEST_F(TidewellAppX11Test, MenubarModeStartsOneHelperPerSession) {
     EXPECT_EQ(tidewell_->runAgain({}), 0);
     desktop_->terminate(first);
     ASSERT_GT(tidewell_->start(), 0);
-    EXPECT_EQ(run({"sh", "-c", "'" + TWTestTidewell::helperPath() + "' 2>&1; echo \"exit $?\""}),
-              "TidewellHelper: another Tidewell Menu runs in this session\nexit 0\n");
+    EXPECT_EQ(
+        run({"sh", "-c", "'" + TWTestProgramPath("tidewell-helper") + "' 2>&1; echo \"exit $?\""}),
+        "TidewellHelper: another Tidewell Menu runs in this session\nexit 0\n");
     ASSERT_EQ(registeredHelpers().size(), 1u);
     EXPECT_EQ(registeredHelpers().front().pid, helper.pid);
     EXPECT_EQ(helperProcesses(), std::vector<pid_t>{helper.pid});
 
     // Menu-bar mode turned off, as the preferences do it: the login item goes and the helper
     // quits, taking its registration with it; turned on again, one helper starts.
-    TWXDGServiceManagement services({{TWHelperBundleIdentifier, TWTestTidewell::helperPath()}},
-                                    tidewell_->autostartDirectory());
+    TWXDGServiceManagement services(
+        {{TWHelperBundleIdentifier, TWTestProgramPath("tidewell-helper")}},
+        tidewell_->autostartDirectory());
     EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, false));
     EXPECT_TRUE(waitFor([&] { return registeredHelpers().empty() && helperProcesses().empty(); }));
     EXPECT_FALSE(std::ifstream(entryPath).good());
