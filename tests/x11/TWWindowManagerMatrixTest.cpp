@@ -5,8 +5,7 @@
 // "ShowFinder", then hide-others immediately followed by show-all, round after round. An
 // independent observer (wmctrl, xprop) checks every step: nothing lost, the user's minimized
 // window stays minimized, no mark left behind. A window manager that cannot minimize is detected
-// and said so. On openbox also: closing the file manager's windows, the menu toggle with two
-// copies of one application, and real programs' identity.
+// and said so. On openbox also: closing the file manager's windows and real programs' identity.
 #include "TWCommon.h"
 #include "TWLogCapture.h"
 #include "TWProcessRegistry.h"
@@ -217,28 +216,6 @@ TEST_P(TWOpenboxActionsTest, CloseAllFinderClosesTheFileManagersWindowsAndShowWi
         },
         seconds(45)))
         << run({"wmctrl", "-l", "-p"}) << ::testing::PrintToString(log_);
-}
-
-TEST_P(TWOpenboxActionsTest, MenuToggleHidesAndShowsOneOfTwoCopiesAndHideOthersHidesBoth) {
-    shared_.setBool(false, TWMinimizeKey);
-    const unsigned long first = client("Twin").at(0), second = client("Twin").at(0),
-                        other = client("Other").at(0);
-    std::shared_ptr<TWMenuItem> twin;
-    int twins = 0;
-    const auto menu = common_->buildAppMenu();
-    for (const auto& item : menu->items())
-        if (item->title() == "   Twin" && ++twins)
-            twin = twin ? twin : item;
-    ASSERT_EQ(twins, 2);
-    twin->perform();
-    EXPECT_TRUE(becomes(first, true));
-    x11_->sync();
-    EXPECT_FALSE(iconic(second)) << "only the first copy is toggled";
-    twin->perform();
-    EXPECT_TRUE(waitFor([&] { return desktop_->activeWindow() == first; }));
-    ASSERT_NO_FATAL_FAILURE(hideOthers());
-    for (auto w : {first, second, other})
-        EXPECT_TRUE(becomes(w, true));
 }
 
 // Real programs: thunar as the default file manager (its toolkit ID names no entry), mousepad

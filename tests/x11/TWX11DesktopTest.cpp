@@ -82,6 +82,7 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
     x11_ = TWX11Desktop::open();
     pid_t alpha = client({"--class", "alpha,Alpha"});
     pid_t beta = client({"--class", "beta,Beta"}, 2);
+    pid_t betaCopy = client({"--class", "beta,Beta"});
     pid_t delta = client({"--class", "delta,DeltaApp"});
     pid_t epsilon = client({"--class", "eps,Epsilon"});
     // A toolkit's application ID counts only when an entry has that ID.
@@ -106,17 +107,17 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
                                [&](const auto& a) { return a.processIdentifier == pid; });
         return it == apps.end() ? -1 : static_cast<int>(it - apps.begin());
     };
-    std::vector<pid_t> launched{alpha,   beta,    delta,    epsilon, gtk, gtkNamed,
-                                skipper, utility, nameless, xterm,   desk};
+    std::vector<pid_t> launched{alpha,    beta,    betaCopy, delta,    epsilon, gtk,
+                                gtkNamed, skipper, utility,  nameless, xterm,   desk};
     for (size_t i = 0; i < launched.size(); ++i) {
         ASSERT_GE(indexOf(launched[i]), 0) << "client " << i << " not listed";
         EXPECT_LT(i > 0 ? indexOf(launched[i - 1]) : -1, indexOf(launched[i])) << "order at " << i;
     }
     auto app = [&](pid_t pid) { return apps[static_cast<size_t>(indexOf(pid))]; };
-    // Two windows of one process are one application.
+    // Two windows of one process are one application, two processes of one class two.
     EXPECT_EQ(std::count_if(apps.begin(), apps.end(),
-                            [&](const auto& a) { return a.processIdentifier == beta; }),
-              1);
+                            [&](const auto& a) { return a.bundleIdentifier == "Beta"; }),
+              2);
     EXPECT_EQ(app(alpha).bundleIdentifier, "Alpha");
     EXPECT_EQ(app(alpha).localizedName, "Alpha");
     EXPECT_EQ(app(delta).bundleIdentifier, "org.example.Delta");
@@ -203,6 +204,13 @@ TEST_F(TWX11DesktopTest, AWindowWithdrawnWhileHiddenLeavesNoMarkAndIsHiddenAgain
     withdrawAndShowAgain([] {});
     hideAndSettle(*x11_);
     showAll();
+
+    // Activating a hidden application (the menu's toggle) brings it back, in front.
+    hideAndSettle(*x11_);
+    workspace.activateWithOptions(*appWithPid(pid), TWApplicationActivateIgnoringOtherApps);
+    ASSERT_TRUE(workspace.settle(seconds(15)));
+    EXPECT_FALSE(desktop_->isIconic(w) || desktop_->hasHiddenMark(w));
+    EXPECT_TRUE(waitFor([&] { return desktop_->activeWindow() == w; }));
 }
 
 TEST_F(TWX11DesktopTest, FrontSwitchIsReportedWhenTheOwningApplicationChanges) {
