@@ -25,13 +25,11 @@ const std::string kTerminal = "org.freedesktop.weston.wayland-terminal";
 const std::string kFlower = "org.freedesktop.weston.flower";
 
 // Absolute: KWin compares the desktop entry's Exec with the client's executable path.
-std::string tool() {
-    return TWTestProgramPath("tidewell-x11");
-}
+const std::string kTool = TWTestProgramPath("tidewell-x11");
 
 class TWKWinDesktopTest : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() { session_ = new TWKWinTestDesktop({tool()}); }
+    static void SetUpTestSuite() { session_ = new TWKWinTestDesktop({kTool}); }
     static void TearDownTestSuite() { delete std::exchange(session_, nullptr); }
     void SetUp() override {
         ASSERT_TRUE(session_->ok()) << session_->error();
@@ -119,7 +117,7 @@ TEST_F(TWKWinDesktopTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRes
     // Tidewell itself is listed through its registration, as on X11.
     EXPECT_EQ(apps[getpid()].bundleIdentifier, TWOwnBundleIdentifier);
     // The command-line tool sees the same desktop.
-    std::string listing = run({tool(), "list"});
+    std::string listing = run({kTool, "list"});
     EXPECT_NE(listing.find(kTerminal), std::string::npos) << listing;
 
     userMinimizes(userWindow, true);
@@ -212,7 +210,7 @@ TEST_F(TWKWinDesktopTest, TheFactoryChoosesKWinAndSaysWhatIsMissingElsewhere) {
     // A program KWin was not told about gets no window management.
     const std::string other = session_->home() + "/other";
     std::string denied = run(
-        {"sh", "-c", "cp '" + tool() + "' '" + other + "' && '" + other + "' list 2>&1; echo $?"});
+        {"sh", "-c", "cp '" + kTool + "' '" + other + "' && '" + other + "' list 2>&1; echo $?"});
     EXPECT_NE(denied.find("X-KDE-Wayland-Interfaces=org_kde_plasma_window_management"),
               std::string::npos)
         << denied;

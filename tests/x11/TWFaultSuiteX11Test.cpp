@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -48,9 +47,8 @@ class TWFaultSuiteX11Test : public ::testing::Test {
         for (pid_t c : clients)
             for (unsigned long w : desktop.windowsOfPid(c))
                 if (!waitFor([&] { return !desktop.isMinimized(w) && !desktop.hasHiddenMark(w); },
-                             std::max(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                          end - std::chrono::steady_clock::now()),
-                                      std::chrono::milliseconds(0))))
+                             std::chrono::duration_cast<std::chrono::milliseconds>(
+                                 end - std::chrono::steady_clock::now())))
                     ++(desktop.hasHiddenMark(w) ? marked : lost);
         EXPECT_EQ(lost, 0) << "windows left minimized without a mark";
         EXPECT_EQ(marked, 0) << "windows still hidden";

@@ -48,12 +48,11 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         pid_t pid = desktop_->spawnTestClient({"--class", cls + "," + cls}, windows);
         return desktop_->windowsOfPid(pid);
     }
-    // A program started and waited for until it shows `windows` windows. A GTK program's first
-    // window takes long on a loaded machine (icon theme, fonts).
-    pid_t start(const std::vector<std::string>& argv, size_t windows = 1) {
+    // A program started and waited for until it shows a window. A GTK program's first window
+    // takes long on a loaded machine (icon theme, fonts).
+    pid_t start(const std::vector<std::string>& argv) {
         pid_t pid = desktop_->spawn(argv);
-        EXPECT_TRUE(
-            waitFor([&] { return desktop_->windowsOfPid(pid).size() >= windows; }, seconds(45)))
+        EXPECT_TRUE(waitFor([&] { return !desktop_->windowsOfPid(pid).empty(); }, seconds(45)))
             << argv[0] << ": " << run({"wmctrl", "-l", "-p"});
         return pid;
     }
