@@ -123,9 +123,8 @@ TEST_F(TWFaultSuiteX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow
     for (int round = 0; round < n; ++round) {
         // Both on their way before the first is answered: show-all right behind hide-all.
         const auto replies = TWTestTidewell::requestsAtOnce({"hide-all", "show-all"});
-        ASSERT_FALSE(replies[0].empty() || replies[1].empty())
-            << "round " << round << ", tidewell's log:\n"
-            << tidewell.log();
+        ASSERT_FALSE(replies[0].empty() || replies[1].empty()) << "round " << round << ":\n"
+                                                               << tidewell.log();
     }
     expectAllShown(seconds(60));
     if (HasFailure())

@@ -61,20 +61,6 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         run({"pcmanfm", "-n", desktop_->home()});
         ASSERT_TRUE(waitFor([&] { return fileManagerWindows().size() == 2; }, seconds(45)));
     }
-    // The scenario's windows, started in launch order.
-    void startApplications() {
-        ASSERT_NO_FATAL_FAILURE(startFileManager());
-        hidable_ = client("Alpha", 2);
-        for (const char* cls : {"Beta", "Gamma"})
-            hidable_.push_back(client(cls).at(0));
-        kept_ = client("Kept");
-        ASSERT_TRUE(hidable_.size() == 4 && kept_.size() == 1);
-        // The user minimized Alpha's second window before anything else happens.
-        userMinimized_ = hidable_.at(1);
-        hidable_.erase(hidable_.begin() + 1);
-        run({"xdotool", "windowminimize", std::to_string(userMinimized_)});
-        ASSERT_TRUE(waitFor([&] { return iconic(userMinimized_); }));
-    }
 
     bool iconic(unsigned long w) const { return desktop_->isIconic(w); }
     bool marked(unsigned long w) const { return desktop_->hasHiddenMark(w); }
@@ -128,7 +114,18 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
 };
 
 TEST_P(TWWindowManagerMatrixTest, NothingLostNothingLeftMarked) {
-    ASSERT_NO_FATAL_FAILURE(startApplications());
+    // The scenario's windows, started in launch order.
+    ASSERT_NO_FATAL_FAILURE(startFileManager());
+    hidable_ = client("Alpha", 2);
+    for (const char* cls : {"Beta", "Gamma"})
+        hidable_.push_back(client(cls).at(0));
+    kept_ = client("Kept");
+    ASSERT_TRUE(hidable_.size() == 4 && kept_.size() == 1);
+    // The user minimized Alpha's second window before anything else happens.
+    userMinimized_ = hidable_.at(1);
+    hidable_.erase(hidable_.begin() + 1);
+    run({"xdotool", "windowminimize", std::to_string(userMinimized_)});
+    ASSERT_TRUE(waitFor([&] { return iconic(userMinimized_); }));
 
     // Default settings: the others hidden and marked, the file manager's windows collapsed
     // (minimized without a mark), so show-all leaves them minimized.

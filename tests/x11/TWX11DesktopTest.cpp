@@ -88,17 +88,15 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
     // A toolkit's application ID counts only when an entry has that ID.
     pid_t gtk = client({"--class", "gtk,Gtk", "--gtk-id", "org.example.GtkApp"});
     pid_t gtkNamed = client({"--class", "gtk2,Gtk2", "--gtk-id", "epsilon"});
-    pid_t skipper = client({"--class", "skip,Skip", "--skip-taskbar"});
+    pid_t skipper = client({"--class", "skip,Skip", "--state", "SKIP_TASKBAR"});
     pid_t utility = client({"--class", "util,Util", "--type", "UTILITY"});
     // Listed by wmctrl without a pid: not waited for (xterm, next, takes far longer to map).
-    pid_t nameless = client({"--no-class", "--no-pid", "--title", "no class at all"}, 0);
+    pid_t nameless = client({"--nameless", "--title", "no class at all"}, 0);
     pid_t xterm = desktop_->spawn({"xterm"});
     clients_.push_back(xterm);
     ASSERT_TRUE(waitFor([&] { return !windowsOf(xterm).empty(); }));
     // A desktop window (not listed by wmctrl) never makes its application regular.
-    pid_t desk = desktop_->spawn(
-        {TWTestDesktop::testClientPath(), "--class", "desk,Desk", "--type", "DESKTOP"});
-    clients_.push_back(desk);
+    pid_t desk = client({"--class", "desk,Desk", "--type", "DESKTOP"}, 0);
     ASSERT_TRUE(waitFor([&] { return appWithPid(desk).has_value(); }));
 
     auto apps = x11_->workspace().runningApplications();
