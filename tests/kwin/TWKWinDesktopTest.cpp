@@ -152,9 +152,10 @@ TEST_F(TWKWinDesktopTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRes
     EXPECT_TRUE(marks().empty());
 }
 
-TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAllOrTheMenuToggle) {
+TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientKilledLosesNoOther) {
+    pid_t flower;
     const std::string terminalWindow = client({"weston-terminal"}),
-                      flowerWindow = client({"weston-flower"});
+                      flowerWindow = client({"weston-flower"}, &flower);
     common();
     for (auto [window, identifier] : {std::pair{terminalWindow, kTerminal},
                                       {flowerWindow, kFlower},
@@ -182,13 +183,9 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAl
     EXPECT_TRUE(becomes(terminalWindow, false));
     EXPECT_TRUE(isActive(terminalWindow));
     EXPECT_TRUE(marks().empty());
-}
 
-TEST_F(TWKWinDesktopTest, AClientKilledMidActionLeavesTheRestHiddenAndRestorable) {
-    pid_t flower;
-    const std::string terminalWindow = client({"weston-terminal"}),
-                      flowerWindow = client({"weston-flower"}, &flower);
-    // Listed, then killed before its hide, as hide-others can meet it.
+    // A client listed, then killed before its hide, as hide-others can meet it: the rest is
+    // hidden and shown again, and the dead window's mark, if it got one, goes with the window.
     const auto apps = kwin_->workspace().runningApplications();
     session_->terminate(flower, SIGKILL);
     std::erase(clients_, flower);
@@ -200,7 +197,6 @@ TEST_F(TWKWinDesktopTest, AClientKilledMidActionLeavesTheRestHiddenAndRestorable
     EXPECT_EQ(session_->isMinimized(flowerWindow), std::nullopt);
     common().showAll();
     EXPECT_TRUE(becomes(terminalWindow, false));
-    // The dead window's mark, if it got one, went with the window.
     kwin_->workspace().runningApplications();
     EXPECT_TRUE(marks().empty());
 }

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-// A tiny X client for the desktop tests and the benchmarks: shows windows with exactly the
-// properties a case needs (class and pid or neither, state, window type, toolkit ID) and closes
-// them when the window manager asks. SIGUSR1 withdraws every window (ICCCM: unmap plus a synthetic
-// UnmapNotify, which reaches the window manager even for a minimized window), SIGUSR2 maps them
-// again.
+// A tiny X client for the desktop tests and the benchmarks: windows with exactly the properties
+// a case needs, closed when the window manager asks. SIGUSR1 withdraws every window (ICCCM: unmap
+// plus a synthetic UnmapNotify, which reaches the window manager even for a minimized window),
+// SIGUSR2 maps them again.
 #include "TWXcbAtom.h"
 #include <xcb/xcb.h>
 

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The desktop actions on every window manager Tidewell supports, each on its own Xvfb: three
-// applications (one window minimized by the user beforehand), the file manager with two windows
-// and an excluded application; hide-others and show-all under each setting of "Minimize" and
-// "ShowFinder", then hide-others immediately followed by show-all, round after round. An
-// independent observer (wmctrl, xprop) checks every step: nothing lost, the user's minimized
-// window stays minimized, no mark left behind. A window manager that cannot minimize is detected
-// and said so. On openbox also: closing the file manager's windows and real programs' identity.
+// The desktop actions on every window manager Tidewell supports, each on its own Xvfb, checked
+// by wmctrl and xprop: hide-others and show-all under each setting of "Minimize" and "ShowFinder"
+// and show-all right behind hide-others, round after round; nothing lost, the user's minimized
+// window left minimized, no mark left behind. i3 cannot minimize and says so. On openbox also:
+// closing the file manager's windows and real programs' identity.
 #include "TWCommon.h"
 #include "TWLogCapture.h"
 #include "TWProcessRegistry.h"
