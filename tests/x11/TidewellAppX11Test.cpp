@@ -193,6 +193,7 @@ TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeAndTheirSettingsRul
 // session and registers it as a login item; turning the mode off removes the login item and
 // quits the helper.
 TEST_F(TidewellAppX11Test, MenubarModeStartsOneHelperPerSession) {
+    const std::string helperPath = TWTestProgramPath("tidewell-helper");
     auto helperProcesses = [] {
         return TWTestDesktop::processesWith("DISPLAY=" + desktop_->display(), "tidewell-helper");
     };
@@ -222,27 +223,23 @@ TEST_F(TidewellAppX11Test, MenubarModeStartsOneHelperPerSession) {
     // Its login item: an autostart entry that starts the helper built next to tidewell.
     const std::string entry = TWReadFile(entryPath);
     EXPECT_NE(entry.find("Name=Tidewell Menu\n"), std::string::npos) << entry;
-    EXPECT_NE(entry.find("Exec=\"" + TWTestProgramPath("tidewell-helper") + "\"\n"),
-              std::string::npos)
-        << entry;
+    EXPECT_NE(entry.find("Exec=\"" + helperPath + "\"\n"), std::string::npos) << entry;
 
     // A second start hands over to the instance; a new instance finds the helper running; a
     // second helper started by hand (the login item, say) gives way. Still one helper.
     EXPECT_EQ(tidewell_->runAgain({}), 0);
     desktop_->terminate(first);
     ASSERT_GT(tidewell_->start(), 0);
-    EXPECT_EQ(
-        run({"sh", "-c", "'" + TWTestProgramPath("tidewell-helper") + "' 2>&1; echo \"exit $?\""}),
-        "TidewellHelper: another Tidewell Menu runs in this session\nexit 0\n");
+    EXPECT_EQ(run({"sh", "-c", "'" + helperPath + "' 2>&1; echo \"exit $?\""}),
+              "TidewellHelper: another Tidewell Menu runs in this session\nexit 0\n");
     ASSERT_EQ(registeredHelpers().size(), 1u);
     EXPECT_EQ(registeredHelpers().front().pid, helper.pid);
     EXPECT_EQ(helperProcesses(), std::vector<pid_t>{helper.pid});
 
     // Menu-bar mode turned off, as the preferences do it: the login item goes and the helper
     // quits, taking its registration with it; turned on again, one helper starts.
-    TWXDGServiceManagement services(
-        {{TWHelperBundleIdentifier, TWTestProgramPath("tidewell-helper")}},
-        tidewell_->autostartDirectory());
+    TWXDGServiceManagement services({{TWHelperBundleIdentifier, helperPath}},
+                                    tidewell_->autostartDirectory());
     EXPECT_TRUE(services.setLoginItemEnabled(TWHelperBundleIdentifier, false));
     EXPECT_TRUE(waitFor([&] { return registeredHelpers().empty() && helperProcesses().empty(); }));
     EXPECT_FALSE(std::ifstream(entryPath).good());
