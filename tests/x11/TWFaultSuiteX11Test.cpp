@@ -26,12 +26,12 @@ class TWFaultSuiteX11Test : public ::testing::Test {
         // The file manager's windows are left alone: every window here is one show-all restores.
         tidewell.writeSharedSettings({{"Minimize", false}});
     }
-    // Clients with `windows` windows each, until there are `count`.
-    void startClients(size_t count, int windows = 2) {
+    // Clients with two windows each, until there are `count`.
+    void startClients(size_t count) {
         static int serial = 0;
         while (clients.size() < count) {
             const std::string name = "Fault" + std::to_string(serial++);
-            clients.push_back(desktop.spawnTestClient({"--class", name + "," + name}, windows));
+            clients.push_back(desktop.spawnTestClient({"--class", name + "," + name}, 2));
         }
     }
     // Runs the tool to its end; it must end by itself, whatever happened meanwhile.
