@@ -242,7 +242,7 @@ bool TWTestDesktop::restartWindowManager() {
     terminate(windowManager_, SIGKILL);
     return startWindowManager() && waitFor([&] {
                return std::none_of(managed.begin(), managed.end(), [](const TWObservedWindow& w) {
-                   const std::string tree = run({"xwininfo", "-tree", "-id", hex(w.id)});
+                   const std::string tree = run({"xwininfo", "-tree", "-id", std::to_string(w.id)});
                    const auto parent = tree.find("Parent window id:");
                    return parent != std::string::npos &&
                           tree.substr(parent, tree.find('\n', parent) - parent)
@@ -323,24 +323,20 @@ std::vector<unsigned long> TWTestDesktop::windowsOfProgram(const std::string& pr
     return out;
 }
 
-std::string TWTestDesktop::hex(unsigned long window) {
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "0x%lx", window);
-    return buffer;
-}
-
 bool TWTestDesktop::isIconic(unsigned long window) const {
-    return run({"xprop", "-id", hex(window), "WM_STATE"}).find("Iconic") != std::string::npos;
+    return run({"xprop", "-id", std::to_string(window), "WM_STATE"}).find("Iconic") !=
+           std::string::npos;
 }
 
 bool TWTestDesktop::isMinimized(unsigned long window) const {
-    std::string out = run({"xprop", "-id", hex(window), "WM_STATE", "_NET_WM_STATE"});
+    std::string out = run({"xprop", "-id", std::to_string(window), "WM_STATE", "_NET_WM_STATE"});
     return out.find("Iconic") != std::string::npos ||
            out.find("_NET_WM_STATE_HIDDEN") != std::string::npos;
 }
 
 bool TWTestDesktop::hasHiddenMark(unsigned long window) const {
-    return run({"xprop", "-id", hex(window), "_TIDEWELL_HIDDEN"}).find(" = ") != std::string::npos;
+    return run({"xprop", "-id", std::to_string(window), "_TIDEWELL_HIDDEN"}).find(" = ") !=
+           std::string::npos;
 }
 
 unsigned long TWTestDesktop::activeWindow() const {

@@ -77,7 +77,6 @@ class TWTestDesktop : public TWTestSession {
     std::vector<unsigned long> windowsOfPid(int pid) const;
     // Windows of every process running `program` (its /proc/<pid>/comm).
     std::vector<unsigned long> windowsOfProgram(const std::string& program) const;
-    static std::string hex(unsigned long window); // as xprop -id takes it
     bool isIconic(unsigned long window) const;    // WM_STATE Iconic
     bool isMinimized(unsigned long window) const; // Iconic or _NET_WM_STATE_HIDDEN
     bool hasHiddenMark(unsigned long window) const;
@@ -90,3 +89,12 @@ class TWTestDesktop : public TWTestSession {
     pid_t server_ = -1;
     pid_t windowManager_ = -1;
 };
+
+// The session's polling and observer commands by their short names, for the test programs.
+inline bool waitFor(const std::function<bool()>& condition,
+                    std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
+    return TWTestSession::waitFor(condition, deadline);
+}
+inline std::string run(const std::vector<std::string>& argv) {
+    return TWTestSession::run(argv);
+}

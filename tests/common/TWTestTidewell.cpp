@@ -30,16 +30,9 @@ void writePropertyList(const std::string& path, const std::map<std::string, bool
     std::filesystem::rename(path + ".new", path);
 }
 
-// Sends or receives all `size` bytes at `buffer`; false when the peer ends before.
-bool transfer(int fd, char* buffer, size_t size, bool sending) {
-    for (size_t done = 0; done < size;) {
-        ssize_t n = sending ? ::send(fd, buffer + done, size - done, MSG_NOSIGNAL)
-                            : ::recv(fd, buffer + done, size - done, 0);
-        if (n <= 0)
-            return false;
-        done += size_t(n);
-    }
-    return true;
+// Receives all `size` bytes; false when the peer ends or the wait times out before.
+bool receive(int fd, void* buffer, size_t size) {
+    return ::recv(fd, buffer, size, MSG_WAITALL) == ssize_t(size);
 }
 
 // A connection to the running instance with `message` sent on it in one frame (four bytes of
@@ -59,8 +52,9 @@ int sendRequest(const std::string& message) {
     std::memcpy(address.sun_path, path.c_str(), std::min(path.size(), sizeof address.sun_path));
     const uint32_t length = htonl(uint32_t(message.size()));
     std::string frame = std::string(reinterpret_cast<const char*>(&length), 4) + message;
-    if (fd >= 0 && (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-                    !transfer(fd, frame.data(), frame.size(), true))) {
+    if (fd >= 0 &&
+        (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+         ::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) != ssize_t(frame.size()))) {
         ::close(fd);
         return -1;
     }
@@ -70,9 +64,9 @@ int sendRequest(const std::string& message) {
 std::string receiveReply(int fd) {
     std::string reply;
     uint32_t length = 0;
-    if (fd >= 0 && transfer(fd, reinterpret_cast<char*>(&length), 4, false)) {
+    if (fd >= 0 && receive(fd, &length, 4)) {
         reply.resize(ntohl(length));
-        if (!transfer(fd, reply.data(), reply.size(), false))
+        if (!receive(fd, reply.data(), reply.size()))
             reply.clear();
     }
     if (fd >= 0)
@@ -97,10 +91,6 @@ TWTestTidewell::TWTestTidewell(TWTestDesktop& desktop) : desktop_(desktop) {
 
 std::string TWTestTidewell::programPath() {
     return TWTestProgramPath("tidewell");
-}
-
-std::string TWTestTidewell::helperPath() {
-    return TWTestProgramPath("tidewell-helper");
 }
 
 void TWTestTidewell::writeSettings(const std::map<std::string, bool>& values) const {

@@ -16,9 +16,8 @@ class TWTestTidewell {
     // the built program) registered for x-scheme-handler/x-tidewell-action, no update check.
     explicit TWTestTidewell(TWTestDesktop& desktop);
 
-    // The programs under test, from the build tree.
+    // The program under test, from the build tree.
     static std::string programPath();
-    static std::string helperPath();
 
     // Writes the application's own settings file, or the one shared with the helper (read
     // afresh by every action), with these boolean keys.

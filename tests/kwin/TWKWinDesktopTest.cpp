@@ -23,19 +23,13 @@ namespace {
 
 const std::string kTerminal = "org.freedesktop.weston.wayland-terminal";
 const std::string kFlower = "org.freedesktop.weston.flower";
-bool waitFor(const std::function<bool()>& condition,
-             std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
-    return TWTestDesktop::waitFor(condition, deadline);
-}
 
 // Absolute: KWin compares the desktop entry's Exec with the client's executable path.
-std::string tool() {
-    return TWTestProgramPath("tidewell-x11");
-}
+const std::string kTool = TWTestProgramPath("tidewell-x11");
 
 class TWKWinDesktopTest : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() { session_ = new TWKWinTestDesktop({tool()}); }
+    static void SetUpTestSuite() { session_ = new TWKWinTestDesktop({kTool}); }
     static void TearDownTestSuite() { delete std::exchange(session_, nullptr); }
     void SetUp() override {
         ASSERT_TRUE(session_->ok()) << session_->error();
@@ -123,7 +117,7 @@ TEST_F(TWKWinDesktopTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRes
     // Tidewell itself is listed through its registration, as on X11.
     EXPECT_EQ(apps[getpid()].bundleIdentifier, TWOwnBundleIdentifier);
     // The command-line tool sees the same desktop.
-    std::string listing = TWTestDesktop::run({tool(), "list"});
+    std::string listing = run({kTool, "list"});
     EXPECT_NE(listing.find(kTerminal), std::string::npos) << listing;
 
     userMinimizes(userWindow, true);
@@ -158,9 +152,10 @@ TEST_F(TWKWinDesktopTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRes
     EXPECT_TRUE(marks().empty());
 }
 
-TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAllOrTheMenuToggle) {
+TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientKilledLosesNoOther) {
+    pid_t flower;
     const std::string terminalWindow = client({"weston-terminal"}),
-                      flowerWindow = client({"weston-flower"});
+                      flowerWindow = client({"weston-flower"}, &flower);
     common();
     for (auto [window, identifier] : {std::pair{terminalWindow, kTerminal},
                                       {flowerWindow, kFlower},
@@ -188,13 +183,9 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainByShowAl
     EXPECT_TRUE(becomes(terminalWindow, false));
     EXPECT_TRUE(isActive(terminalWindow));
     EXPECT_TRUE(marks().empty());
-}
 
-TEST_F(TWKWinDesktopTest, AClientKilledMidActionLeavesTheRestHiddenAndRestorable) {
-    pid_t flower;
-    const std::string terminalWindow = client({"weston-terminal"}),
-                      flowerWindow = client({"weston-flower"}, &flower);
-    // Listed, then killed before its hide, as hide-others can meet it.
+    // A client listed, then killed before its hide, as hide-others can meet it: the rest is
+    // hidden and shown again, and the dead window's mark, if it got one, goes with the window.
     const auto apps = kwin_->workspace().runningApplications();
     session_->terminate(flower, SIGKILL);
     std::erase(clients_, flower);
@@ -206,7 +197,6 @@ TEST_F(TWKWinDesktopTest, AClientKilledMidActionLeavesTheRestHiddenAndRestorable
     EXPECT_EQ(session_->isMinimized(flowerWindow), std::nullopt);
     common().showAll();
     EXPECT_TRUE(becomes(terminalWindow, false));
-    // The dead window's mark, if it got one, went with the window.
     kwin_->workspace().runningApplications();
     EXPECT_TRUE(marks().empty());
 }
@@ -215,8 +205,8 @@ TEST_F(TWKWinDesktopTest, TheFactoryChoosesKWinAndSaysWhatIsMissingElsewhere) {
     EXPECT_NE(dynamic_cast<TWKWinDesktop*>(TWMakeDesktop(TWDesktopKind::Session).get()), nullptr);
     // A program KWin was not told about gets no window management.
     const std::string other = session_->home() + "/other";
-    std::string denied = TWTestDesktop::run(
-        {"sh", "-c", "cp '" + tool() + "' '" + other + "' && '" + other + "' list 2>&1; echo $?"});
+    std::string denied = run(
+        {"sh", "-c", "cp '" + kTool + "' '" + other + "' && '" + other + "' list 2>&1; echo $?"});
     EXPECT_NE(denied.find("X-KDE-Wayland-Interfaces=org_kde_plasma_window_management"),
               std::string::npos)
         << denied;

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -27,12 +26,12 @@ class TWFaultSuiteX11Test : public ::testing::Test {
         // The file manager's windows are left alone: every window here is one show-all restores.
         tidewell.writeSharedSettings({{"Minimize", false}});
     }
-    // Clients with `windows` windows each, until there are `count`.
-    void startClients(size_t count, int windows = 2) {
+    // Clients with two windows each, until there are `count`.
+    void startClients(size_t count) {
         static int serial = 0;
         while (clients.size() < count) {
             const std::string name = "Fault" + std::to_string(serial++);
-            clients.push_back(desktop.spawnTestClient({"--class", name + "," + name}, windows));
+            clients.push_back(desktop.spawnTestClient({"--class", name + "," + name}, 2));
         }
     }
     // Runs the tool to its end; it must end by itself, whatever happened meanwhile.
@@ -47,11 +46,9 @@ class TWFaultSuiteX11Test : public ::testing::Test {
         int lost = 0, marked = 0;
         for (pid_t c : clients)
             for (unsigned long w : desktop.windowsOfPid(c))
-                if (!TWTestDesktop::waitFor(
-                        [&] { return !desktop.isMinimized(w) && !desktop.hasHiddenMark(w); },
-                        std::max(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                     end - std::chrono::steady_clock::now()),
-                                 std::chrono::milliseconds(0))))
+                if (!waitFor([&] { return !desktop.isMinimized(w) && !desktop.hasHiddenMark(w); },
+                             std::chrono::duration_cast<std::chrono::milliseconds>(
+                                 end - std::chrono::steady_clock::now())))
                     ++(desktop.hasHiddenMark(w) ? marked : lost);
         EXPECT_EQ(lost, 0) << "windows left minimized without a mark";
         EXPECT_EQ(marked, 0) << "windows still hidden";
@@ -117,8 +114,7 @@ TEST_F(TWFaultSuiteX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow
         clients.push_back(desktop.spawn(
             {TWTestDesktop::testClientPath(), "--class", cls + "," + cls, "--windows", "5"}));
     }
-    ASSERT_TRUE(
-        TWTestDesktop::waitFor([&] { return desktop.windows().size() >= 500; }, seconds(120)));
+    ASSERT_TRUE(waitFor([&] { return desktop.windows().size() >= 500; }, seconds(120)));
     ASSERT_GT(tidewell.start(), 0) << tidewell.log();
     // Windows come and go all along.
     desktop.spawn({"sh", "-c",
@@ -127,9 +123,8 @@ TEST_F(TWFaultSuiteX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow
     for (int round = 0; round < n; ++round) {
         // Both on their way before the first is answered: show-all right behind hide-all.
         const auto replies = TWTestTidewell::requestsAtOnce({"hide-all", "show-all"});
-        ASSERT_FALSE(replies[0].empty() || replies[1].empty())
-            << "round " << round << ", tidewell's log:\n"
-            << tidewell.log();
+        ASSERT_FALSE(replies[0].empty() || replies[1].empty()) << "round " << round << ":\n"
+                                                               << tidewell.log();
     }
     expectAllShown(seconds(60));
     if (HasFailure())

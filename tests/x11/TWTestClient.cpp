@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-// A tiny X client for the desktop tests and the benchmarks: shows windows with exactly the
-// properties a case needs (class, pid, taskbar hints, window type, toolkit ID) and closes them
-// when the window manager asks. SIGUSR1 withdraws every window (ICCCM: unmap plus a synthetic
-// UnmapNotify, which reaches the window manager even for a minimized window), SIGUSR2 maps them
-// again.
+// A tiny X client for the desktop tests and the benchmarks: windows with exactly the properties
+// a case needs, closed when the window manager asks. SIGUSR1 withdraws every window (ICCCM: unmap
+// plus a synthetic UnmapNotify, which reaches the window manager even for a minimized window),
+// SIGUSR2 maps them again.
 #include "TWXcbAtom.h"
 #include <xcb/xcb.h>
 
@@ -18,8 +17,8 @@
 
 int main(int argc, char** argv) {
     std::string windowClass = std::string("twclient") + '\0' + "TWClient" + '\0';
-    std::string title = "tidewell test client", type, gtkID;
-    bool skipTaskbar = false, setPid = true;
+    std::string title = "tidewell test client", type, state, gtkID;
+    bool setPid = true;
     int count = 1;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i], value = i + 1 < argc ? argv[i + 1] : "";
@@ -32,17 +31,16 @@ int main(int argc, char** argv) {
             count = std::max(1, std::atoi(value.c_str()));
         else if (a == "--type")
             type = "_NET_WM_WINDOW_TYPE_" + value;
+        else if (a == "--state")
+            state = "_NET_WM_STATE_" + value;
         else if (a == "--gtk-id")
             gtkID = value;
-        else if (a == "--no-class")
+        else if (a == "--nameless") { // neither class nor pid
             windowClass.clear();
-        else if (a == "--no-pid")
             setPid = false;
-        else if (a == "--skip-taskbar")
-            skipTaskbar = true;
-        else
+        } else
             return 2;
-        i += a.rfind("--no-", 0) == 0 || a == "--skip-taskbar" ? 0 : 1;
+        i += a == "--nameless" ? 0 : 1;
     }
     xcb_connection_t* c = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(c))
@@ -76,8 +74,8 @@ int main(int argc, char** argv) {
             set(XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8, windowClass.data(), windowClass.size());
         if (setPid)
             set(TWInternAtom(c, "_NET_WM_PID"), XCB_ATOM_CARDINAL, 32, &pid, 1);
-        if (skipTaskbar)
-            setAtom("_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR");
+        if (!state.empty())
+            setAtom("_NET_WM_STATE", state);
         if (!type.empty())
             setAtom("_NET_WM_WINDOW_TYPE", type);
         if (!gtkID.empty())

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The desktop actions on every window manager Tidewell supports, each on its own Xvfb: three
-// applications (one window minimized by the user beforehand), the file manager with two windows
-// and an excluded application; hide-others and show-all under each setting of "Minimize" and
-// "ShowFinder", then hide-others immediately followed by show-all, round after round. An
-// independent observer (wmctrl, xprop) checks every step: nothing lost, the user's minimized
-// window stays minimized, no mark left behind. A window manager that cannot minimize is detected
-// and said so. On openbox also: closing the file manager's windows, the menu toggle with two
-// copies of one application, and real programs' identity.
+// The desktop actions on every window manager Tidewell supports, each on its own Xvfb, checked
+// by wmctrl and xprop: hide-others and show-all under each setting of "Minimize" and "ShowFinder"
+// and show-all right behind hide-others, round after round; nothing lost, the user's minimized
+// window left minimized, no mark left behind. i3 cannot minimize and says so. On openbox also:
+// closing the file manager's windows and real programs' identity.
 #include "TWCommon.h"
 #include "TWLogCapture.h"
 #include "TWProcessRegistry.h"
@@ -26,12 +23,6 @@ namespace {
 
 using std::chrono::seconds;
 constexpr int kRounds = 20;
-constexpr auto hex = &TWTestDesktop::hex;
-bool waitFor(const std::function<bool()>& condition,
-             std::chrono::milliseconds deadline = std::chrono::seconds(15)) {
-    return TWTestDesktop::waitFor(condition, deadline);
-}
-constexpr auto run = &TWTestDesktop::run;
 
 class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
   protected:
@@ -55,12 +46,11 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         pid_t pid = desktop_->spawnTestClient({"--class", cls + "," + cls}, windows);
         return desktop_->windowsOfPid(pid);
     }
-    // A program started and waited for until it shows `windows` windows. A GTK program's first
-    // window takes long on a loaded machine (icon theme, fonts).
-    pid_t start(const std::vector<std::string>& argv, size_t windows = 1) {
+    // A program started and waited for until it shows a window. A GTK program's first window
+    // takes long on a loaded machine (icon theme, fonts).
+    pid_t start(const std::vector<std::string>& argv) {
         pid_t pid = desktop_->spawn(argv);
-        EXPECT_TRUE(
-            waitFor([&] { return desktop_->windowsOfPid(pid).size() >= windows; }, seconds(45)))
+        EXPECT_TRUE(waitFor([&] { return !desktop_->windowsOfPid(pid).empty(); }, seconds(45)))
             << argv[0] << ": " << run({"wmctrl", "-l", "-p"});
         return pid;
     }
@@ -68,20 +58,6 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         fileManager_ = start({"pcmanfm", desktop_->home()});
         run({"pcmanfm", "-n", desktop_->home()});
         ASSERT_TRUE(waitFor([&] { return fileManagerWindows().size() == 2; }, seconds(45)));
-    }
-    // The scenario's windows, started in launch order.
-    void startApplications() {
-        ASSERT_NO_FATAL_FAILURE(startFileManager());
-        hidable_ = client("Alpha", 2);
-        for (const char* cls : {"Beta", "Gamma"})
-            hidable_.push_back(client(cls).at(0));
-        kept_ = client("Kept");
-        ASSERT_TRUE(hidable_.size() == 4 && kept_.size() == 1);
-        // The user minimized Alpha's second window before anything else happens.
-        userMinimized_ = hidable_.at(1);
-        hidable_.erase(hidable_.begin() + 1);
-        run({"xdotool", "windowminimize", hex(userMinimized_)});
-        ASSERT_TRUE(waitFor([&] { return iconic(userMinimized_); }));
     }
 
     bool iconic(unsigned long w) const { return desktop_->isIconic(w); }
@@ -106,7 +82,7 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
         common_->showAll();
         ASSERT_NO_FATAL_FAILURE(settle());
         for (auto w : hidable_)
-            EXPECT_TRUE(becomes(w, false)) << when << ": window " << hex(w) << " was lost";
+            EXPECT_TRUE(becomes(w, false)) << when << ": window " << w << " was lost";
         for (auto w : fileManagerWindows())
             EXPECT_TRUE(becomes(w, collapsedFileManager)) << when << ": file manager";
         EXPECT_TRUE(iconic(userMinimized_)) << when << ": the user's minimized window";
@@ -115,7 +91,7 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
     }
     void expectHidden(bool fileManagerMarked) {
         for (auto w : hidable_)
-            EXPECT_TRUE(becomes(w, true) && marked(w)) << hex(w);
+            EXPECT_TRUE(becomes(w, true) && marked(w)) << w;
         for (auto w : fileManagerWindows())
             EXPECT_TRUE(becomes(w, true) && marked(w) == fileManagerMarked) << "file manager";
         for (auto w : kept_)
@@ -136,7 +112,18 @@ class TWWindowManagerMatrixTest : public ::testing::TestWithParam<std::string> {
 };
 
 TEST_P(TWWindowManagerMatrixTest, NothingLostNothingLeftMarked) {
-    ASSERT_NO_FATAL_FAILURE(startApplications());
+    // The scenario's windows, started in launch order.
+    ASSERT_NO_FATAL_FAILURE(startFileManager());
+    hidable_ = client("Alpha", 2);
+    for (const char* cls : {"Beta", "Gamma"})
+        hidable_.push_back(client(cls).at(0));
+    kept_ = client("Kept");
+    ASSERT_TRUE(hidable_.size() == 4 && kept_.size() == 1);
+    // The user minimized Alpha's second window before anything else happens.
+    userMinimized_ = hidable_.at(1);
+    hidable_.erase(hidable_.begin() + 1);
+    run({"xdotool", "windowminimize", std::to_string(userMinimized_)});
+    ASSERT_TRUE(waitFor([&] { return iconic(userMinimized_); }));
 
     // Default settings: the others hidden and marked, the file manager's windows collapsed
     // (minimized without a mark), so show-all leaves them minimized.
@@ -144,20 +131,13 @@ TEST_P(TWWindowManagerMatrixTest, NothingLostNothingLeftMarked) {
     expectHidden(false);
     showAll("default settings", true);
 
-    // "Minimize" off: the file manager comes forward; its collapsed windows stay as they are.
+    // "Minimize" off, the file manager's windows brought back by the user: show-all right behind
+    // hide-others, before the window manager has done anything.
     for (auto w : fileManagerWindows())
-        run({"wmctrl", "-i", "-a", hex(w)});
+        run({"wmctrl", "-i", "-a", std::to_string(w)});
     for (auto w : fileManagerWindows())
         ASSERT_TRUE(becomes(w, false));
     shared_.setBool(false, TWMinimizeKey);
-    ASSERT_NO_FATAL_FAILURE(hideOthers());
-    for (auto w : hidable_)
-        EXPECT_TRUE(becomes(w, true)) << hex(w);
-    for (auto w : fileManagerWindows())
-        EXPECT_FALSE(iconic(w));
-    showAll("Minimize off", false);
-
-    // Show-all right behind hide-others, before the window manager has done anything.
     for (int round = 0; round < kRounds && !HasFailure(); ++round) {
         common_->showFinderHideOthers();
         showAll("round " + std::to_string(round), false);
@@ -225,28 +205,6 @@ TEST_P(TWOpenboxActionsTest, CloseAllFinderClosesTheFileManagersWindowsAndShowWi
         << run({"wmctrl", "-l", "-p"}) << ::testing::PrintToString(log_);
 }
 
-TEST_P(TWOpenboxActionsTest, MenuToggleHidesAndShowsOneOfTwoCopiesAndHideOthersHidesBoth) {
-    shared_.setBool(false, TWMinimizeKey);
-    const unsigned long first = client("Twin").at(0), second = client("Twin").at(0),
-                        other = client("Other").at(0);
-    std::shared_ptr<TWMenuItem> twin;
-    int twins = 0;
-    const auto menu = common_->buildAppMenu();
-    for (const auto& item : menu->items())
-        if (item->title() == "   Twin" && ++twins)
-            twin = twin ? twin : item;
-    ASSERT_EQ(twins, 2);
-    twin->perform();
-    EXPECT_TRUE(becomes(first, true));
-    x11_->sync();
-    EXPECT_FALSE(iconic(second)) << "only the first copy is toggled";
-    twin->perform();
-    EXPECT_TRUE(waitFor([&] { return desktop_->activeWindow() == first; }));
-    ASSERT_NO_FATAL_FAILURE(hideOthers());
-    for (auto w : {first, second, other})
-        EXPECT_TRUE(becomes(w, true));
-}
-
 // Real programs: thunar as the default file manager (its toolkit ID names no entry), mousepad
 // with its file chooser open (a GTK dialog without hints of its own), and a Tk program with a
 // dialog and a secondary window of other classes. Each is listed once, under its installed
@@ -282,7 +240,7 @@ TEST_P(TWOpenboxActionsTest, RealProgramsAreOneApplicationEachAndExcludedAsOne) 
     }));
     // The file chooser, opened from the keyboard.
     const unsigned long editor = desktop_->windowsOfPid(mousepad).at(0);
-    run({"wmctrl", "-i", "-a", hex(editor)});
+    run({"wmctrl", "-i", "-a", std::to_string(editor)});
     waitFor([&] { return desktop_->activeWindow() == editor; });
     run({"xdotool", "key", "--clearmodifiers", "ctrl+o"});
     ASSERT_TRUE(waitFor([&] { return desktop_->windowsOfPid(mousepad).size() == 2; }, seconds(45)))
