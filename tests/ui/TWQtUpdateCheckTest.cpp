@@ -52,59 +52,78 @@ std::vector<std::string> runCheck(const QString& trustedCertificate, std::string
     return outcomes;
 }
 
-TEST(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinTheTimeLimit) {
-    TWTestApplication();
-    // The local server (tw_update_server.py): answers from "response", records in "record".
+// The local server (tw_update_server.py): answers from "response", records in "record".
+class TWQtUpdateCheck : public ::testing::Test {
+  protected:
+    struct Answer {
+        std::string statusAndMode, body, expected;
+        bool trusted = true;
+    };
+    void SetUp() override {
+        TWTestApplication();
+        server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        server.start(
+            "python3",
+            {QString::fromStdString(TWTestSourcePath("tests/ui/tw_update_server.py")), dir.path()});
+        QByteArray line;
+        while (!line.contains('\n') && server.waitForReadyRead(60000))
+            line += server.readAll();
+        ASSERT_TRUE(line.startsWith("PORT ")) << "the local HTTPS server did not start";
+        origin = "https://localhost:" + line.mid(5).trimmed().toStdString();
+        link = origin + "/download/Tidewell-2.0-x86_64.tar.gz";
+    }
+    void TearDown() override {
+        server.kill();
+        server.waitForFinished();
+    }
+    void expectOutcomes(const std::vector<Answer>& answers) {
+        for (const auto& c : answers) {
+            SCOPED_TRACE(c.statusAndMode + " " + c.body);
+            std::ofstream(dir.filePath("response").toStdString()) << c.statusAndMode << "\n"
+                                                                  << c.body;
+            QFile record(dir.filePath("record"));
+            record.remove();
+            QElapsedTimer clock;
+            clock.start();
+            const std::vector<std::string> outcomes =
+                runCheck(c.trusted ? dir.filePath("cert.pem") : QString(),
+                         origin + "/updates/simpleupdate.php");
+            EXPECT_LT(clock.elapsed(), 8000);
+            EXPECT_EQ(outcomes, std::vector<std::string>{c.expected});
+            // What reached the server: nothing past an untrusted handshake.
+            const QByteArray sent = "/updates/simpleupdate.php\n"
+                                    "app=Tide_well&version=1.0&os_version=Debian_12_(bookworm)";
+            EXPECT_EQ(record.open(QIODevice::ReadOnly) ? record.readAll() : QByteArray(),
+                      c.trusted ? sent : QByteArray());
+        }
+    }
+
     QTemporaryDir dir;
     QProcess server;
-    server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    server.start(
-        "python3",
-        {QString::fromStdString(TWTestSourcePath("tests/ui/tw_update_server.py")), dir.path()});
-    QByteArray line;
-    while (!line.contains('\n') && server.waitForReadyRead(60000))
-        line += server.readAll();
-    ASSERT_TRUE(line.startsWith("PORT ")) << "the local HTTPS server did not start";
-    const std::string origin = "https://localhost:" + line.mid(5).trimmed().toStdString();
-    const std::string link = origin + "/download/Tidewell-2.0-x86_64.tar.gz";
+    std::string origin, link;
     const std::string update = "There is an update to Tide well available online. (link)";
     const std::string current = "You have the current version of Tide well.";
     const std::string failed = "An error occurred while checking for an update.";
-    const struct {
-        std::string statusAndMode;
-        std::string body, expected;
-        bool trusted = true;
-    } cases[] = {
+};
+
+TEST_F(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinTheTimeLimit) {
+    expectOutcomes({
         {"200", link, update},
         {"200", "https://example.org/download/x.zip", current}, // a link on another host
         {"500", "Internal Server Error", current}, // an error page with a body is read as text
         {"0", "", failed},                         // the server hangs up
         {"200", link, failed, false},              // a certificate nobody trusts
+    });
+}
+
+// Apart, as the thread sanitizer makes a 100 MB answer too slow to read in time.
+TEST_F(TWQtUpdateCheck, AnOversizedOrTricklingAnswerFailsWithinTheTimeLimit) {
+    expectOutcomes({
         // 100 MB with no length announced: given up after the first 64 KiB.
         {"200 flood 100000000", "", failed},
         // A byte every 0.2 s: each restarts the transfer time-out, but the whole check is bounded.
         {"200 trickle", link, failed},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.statusAndMode + " " + c.body);
-        std::ofstream(dir.filePath("response").toStdString()) << c.statusAndMode << "\n" << c.body;
-        QFile record(dir.filePath("record"));
-        record.remove();
-        QElapsedTimer clock;
-        clock.start();
-        const std::vector<std::string> outcomes = runCheck(
-            c.trusted ? dir.filePath("cert.pem") : QString(), origin + "/updates/simpleupdate.php");
-        EXPECT_LT(clock.elapsed(), 8000);
-        EXPECT_EQ(outcomes, std::vector<std::string>{c.expected});
-        // What reached the server: nothing past an untrusted handshake.
-        EXPECT_EQ(record.open(QIODevice::ReadOnly) ? record.readAll() : QByteArray(),
-                  c.trusted
-                      ? QByteArray("/updates/simpleupdate.php\n"
-                                   "app=Tide_well&version=1.0&os_version=Debian_12_(bookworm)")
-                      : QByteArray());
-    }
-    server.kill();
-    server.waitForFinished();
+    });
 }
 
 TEST(TWQtAlertPresenter, ShowsTheAlertAndReturnsTheCodeOfTheButtonClicked) {
