@@ -10,11 +10,13 @@
 #include "TWUserDefaults.h"
 
 #include <QFileDialog>
+#include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -92,20 +94,53 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
     drop.setUrls({file(entry("kde/konsole.desktop", "Konsole")),
                   file(entry("link.desktop", "Web", "Link")), QUrl("https://example.org/a.desktop"),
                   file(entry("gedit.desktop", "Editor"))});
-    // Dropped on the first row: still appended at the end, a beep for what is no application.
+    // Dropped on the first row: still appended at the end, a beep for each item that is no
+    // application (the link entry, the web address).
     EXPECT_TRUE(controller->dropMimeData(&drop, Qt::CopyAction, 0, 0, controller->index(0, 0)));
     EXPECT_EQ(storedIDs(), (Lines{"xterm", "xterm", "kde-konsole", "gedit"}));
-    EXPECT_EQ(desktop.log(), Lines{"beep"}); // one, for the drop
+    EXPECT_EQ(desktop.log(), (Lines{"beep", "beep"}));
+    EXPECT_EQ(controller->statusLine()->text().toStdString(),
+              "https://example.org/a.desktop is not an application.");
     // Three file URLs from the old end, row 2: rows 2 and 3 exist, the third is past the end.
     EXPECT_EQ(selected(*controller),
               (QModelIndexList{controller->index(2, 0), controller->index(3, 0)}));
 
-    // The first two removed together (removed from the top down, the third would go instead).
+    // The first two removed together by the Delete key (removed from the top down, the third
+    // would go instead).
     controller->excludeTableView()->selectionModel()->select(
         QItemSelection(controller->index(0, 0), controller->index(1, 0)),
         QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-    controller->excludeRemoveAction();
+    QTest::keyClick(controller->excludeTableView(), Qt::Key_Delete);
     EXPECT_EQ(storedIDs(), (Lines{"kde-konsole", "gedit"}));
+}
+
+TEST_F(ExcludeTest, AnEntryFromOutsideTheApplicationsFoldersStandsForTheInstalledApplication) {
+    auto controller = makeController();
+    const std::string installed = entry("xterm.desktop", "XTerm");
+    std::ofstream(installed) << "[Desktop Entry]\nType=Application\nName=XTerm\nExec=xterm -ls\n";
+    std::ofstream(entry("kde/org.kde.konsole.desktop", "Konsole"))
+        << "[Desktop Entry]\nType=Application\nName=Konsole\nExec=konsole\n"
+           "StartupWMClass=konsole\n";
+    // Copies on the desktop: found by the program they start, by their window class; a third
+    // names nothing installed and is refused with the reason.
+    const std::string desktopFolder = dir.path().toStdString() + "/Desktop/";
+    std::filesystem::create_directories(desktopFolder);
+    std::ofstream(desktopFolder + "XTerm.desktop")
+        << "[Desktop Entry]\nType=Application\nName=My XTerm\nExec=env A=1 /usr/bin/xterm\n";
+    std::ofstream(desktopFolder + "term.desktop")
+        << "[Desktop Entry]\nType=Application\nName=Term\nExec=/opt/k/bin/k\n"
+           "StartupWMClass=konsole\n";
+    std::ofstream(desktopFolder + "mine.desktop")
+        << "[Desktop Entry]\nType=Application\nName=Mine\nExec=/opt/mine\n";
+    for (const char* copy : {"XTerm.desktop", "term.desktop"})
+        EXPECT_TRUE(controller->addApplication(desktopFolder + copy)) << copy;
+    EXPECT_FALSE(controller->addApplication(desktopFolder + "mine.desktop"));
+    EXPECT_EQ(storedIDs(), (Lines{"xterm", "kde-org.kde.konsole"}));
+    EXPECT_EQ(controller->data(controller->index(0, 0), Qt::DisplayRole).toString(), "XTerm");
+    EXPECT_EQ(controller->resolveExcludeItems()[0].URL, installed);
+    EXPECT_EQ(desktop.log(), Lines{"beep"});
+    EXPECT_EQ(controller->statusLine()->text().toStdString(),
+              "mine.desktop is not an application installed on this computer.");
 }
 
 TEST_F(ExcludeTest, RemovingRewritesTheStoreAndDropsRecordsThatNoLongerResolve) {
