@@ -76,7 +76,7 @@ std::string receiveReply(int fd) {
 
 } // namespace
 
-TWTestTidewell::TWTestTidewell(TWTestDesktop& desktop) : desktop_(desktop) {
+TWTestTidewell::TWTestTidewell(TWTestSession& desktop) : desktop_(desktop) {
     TWWriteFile(desktop_.home() + "/.config/mimeapps.list",
                 "[Default Applications]\ninode/directory=pcmanfm.desktop\n"
                 "x-scheme-handler/x-tidewell-action=net.quillfen.Tidewell.desktop\n");
