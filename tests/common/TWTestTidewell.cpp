@@ -84,7 +84,9 @@ TWTestTidewell::TWTestTidewell(TWTestSession& desktop) : desktop_(desktop) {
         "net.quillfen.Tidewell",
         "[Desktop Entry]\nType=Application\nName=Tidewell\nExec=" + programPath() +
             " %u\nMimeType=x-scheme-handler/x-tidewell-action;\n"
-            "NoDisplay=true\n");
+            "NoDisplay=true\n"
+            // As the installed entry: on KDE Plasma, the window management for this program.
+            "X-KDE-Wayland-Interfaces=org_kde_plasma_window_management\n");
     // No update check against the real server from a test.
     writeSettings({{"CheckForUpdates", false}});
 }

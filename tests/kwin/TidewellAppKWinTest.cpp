@@ -17,6 +17,8 @@
 namespace {
 
 const std::string kScripts = TIDEWELL_TEST_SOURCE_DIR "/tests/kwin/";
+// The system's Python, whose modules the Debian packages (python3-dbus, python3-pyatspi) are.
+const std::string kPython = "/usr/bin/python3";
 
 class TidewellAppKWinTest : public ::testing::Test {
   protected:
@@ -27,7 +29,7 @@ class TidewellAppKWinTest : public ::testing::Test {
         if (!session_->ok())
             return;
         items_ = session_->home() + "/tray-items";
-        session_->spawn({"python3", kScripts + "tw_sni_host.py", "host", items_});
+        session_->spawn({kPython, kScripts + "tw_sni_host.py", "host", items_});
         hostUp_ = waitFor([] { return std::filesystem::exists(items_); });
         tidewell_ = new TWTestTidewell(*session_);
         setenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1", 1);
@@ -44,11 +46,13 @@ class TidewellAppKWinTest : public ::testing::Test {
     }
     // A script's standard output, its errors after it.
     static std::string script(const std::string& name, const std::vector<std::string>& args) {
-        std::string command = "python3 \"$0\"";
+        std::string command = kPython + " \"$0\"";
         for (std::size_t i = 0; i < args.size(); ++i)
             command += " \"$" + std::to_string(i + 1) + "\"";
         std::vector<std::string> argv{"sh", "-c", command + " 2>&1", kScripts + name};
-        argv.insert(argv.end(), args.begin(), args.end());
+        // run() quotes each word in single quotes.
+        for (const std::string& arg : args)
+            argv.push_back(std::regex_replace(arg, std::regex("'"), "'\\''"));
         return run(argv);
     }
 

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 # SPDX-License-Identifier: MIT
 # As a screen reader or switch access does it: finds the application APP on the accessibility
 # bus, its control named NAME, and runs the control's "Toggle" action; prints the control's
