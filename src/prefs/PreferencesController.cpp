@@ -33,6 +33,7 @@
 #include <algorithm>
 #include <iterator>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -373,13 +374,10 @@ void PreferencesController::display() {
     showState(loginCheckbox_, loginItem.isLoginItem());
     showStatus(QString());
 
-    QScreen* screen =
-        prefsWindow_->screen() ? prefsWindow_->screen() : QApplication::primaryScreen();
-    if (screen) {
-        QRect frame = prefsWindow_->frameGeometry();
-        frame.moveCenter(screen->availableGeometry().center());
-        prefsWindow_->move(frame.topLeft());
-    }
+    centreWindow();
+    // Before the window manager has framed the window once, its frame is not known: centred
+    // again once it is, so the first show sits where every later one does.
+    centreWhenFramed_ = !prefsWindow_->isVisible() && !framedOnce_;
     prefsWindow_->show();
     prefsWindow_->raise();
     prefsWindow_->activateWindow();
@@ -525,7 +523,24 @@ void PreferencesController::displayPrefView(QWidget* view) {
 
 // ----------------------------------------------------------------------------- closing
 
+void PreferencesController::centreWindow() {
+    QScreen* screen =
+        prefsWindow_->screen() ? prefsWindow_->screen() : QApplication::primaryScreen();
+    if (!screen)
+        return;
+    QRect frame = prefsWindow_->frameGeometry();
+    frame.moveCenter(screen->availableGeometry().center());
+    prefsWindow_->move(frame.topLeft());
+}
+
 bool PreferencesController::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == prefsWindow_ &&
+        (event->type() == QEvent::Move || event->type() == QEvent::Resize) &&
+        prefsWindow_->isVisible() && prefsWindow_->frameGeometry() != prefsWindow_->geometry()) {
+        framedOnce_ = true;
+        if (std::exchange(centreWhenFramed_, false))
+            centreWindow();
+    }
     // The type is checked first: while the window is being destroyed it is no longer a
     // QMainWindow, and reading the guarded pointer then would be a bad downcast.
     if (event->type() == QEvent::Close && closeHandlingAttached_ && watched == prefsWindow_ &&

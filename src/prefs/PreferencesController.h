@@ -123,6 +123,8 @@ class PreferencesController : public QObject {
     // Shows the stored icon style without running the pop-up's action.
     void showIconStyle();
     void showStatus(const QString& text);
+    // Moves the window's frame to the centre of its screen.
+    void centreWindow();
 
     TWPreferencesServices services_;
     QPointer<QMainWindow> prefsWindow_;
@@ -145,4 +147,8 @@ class PreferencesController : public QObject {
     // Set while the close question is up; a display() meanwhile keeps the window open.
     bool asking_ = false;
     bool shownWhileAsking_ = false;
+    // Whether the window manager has framed the window yet, and whether it is to be centred
+    // again once it has.
+    bool framedOnce_ = false;
+    bool centreWhenFramed_ = false;
 };
