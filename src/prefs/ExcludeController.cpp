@@ -402,7 +402,15 @@ void ExcludeController::syncArrayWithPrefs() {
         record.erase(TWExcludedIconField);
         records.emplace_back(std::move(record));
     }
-    services_.sharedDefaults->setObject(TWPlistValue(std::move(records)), TWExcludedAppsKey);
+    if (services_.sharedDefaults->setObject(TWPlistValue(std::move(records)), TWExcludedAppsKey))
+        return;
+    // Not saved: the list goes back to what is stored, and the pane says so.
+    resolveExcludedItems();
+    if (view_) {
+        statusLine_->setText(
+            localized("The change could not be saved: the settings file cannot be written."));
+        statusLine_->show();
+    }
 }
 
 // ----------------------------------------------------------------------------- the rebuild

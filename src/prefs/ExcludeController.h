@@ -83,7 +83,8 @@ class ExcludeController : public QAbstractTableModel {
     void acceptDrop(const QList<QUrl>& urls);
     // Whether `path` names an application (a desktop entry of type Application).
     static bool isApplicationAtURL(const std::string& path);
-    // Writes the rows to the shared store (without "URL" and "Icon").
+    // Writes the rows to the shared store (without "URL" and "Icon"). When that fails, the rows
+    // are rebuilt from the store and the pane says the change was not saved.
     void syncArrayWithPrefs();
     // Rebuilds the rows from the shared store on a background thread; applied on this thread.
     void resolveExcludedItems();

@@ -3,6 +3,7 @@
 #include "ExcludeController.h"
 #include "CustomIconCell.h"
 #include "TWBookmark.h"
+#include "TWFailingStore.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -66,7 +67,8 @@ class ExcludeTest : public ::testing::Test {
     QTemporaryDir dir;
     std::string data = dir.path().toStdString() + "/data";
     TWSimDesktop desktop;
-    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
+    std::shared_ptr<TWFailingStore> store = std::make_shared<TWFailingStore>();
+    TWUserDefaults shared{store};
 };
 
 TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRemovedAtOnce) {
@@ -164,6 +166,16 @@ TEST_F(ExcludeTest, RemovingRewritesTheStoreAndDropsRecordsThatNoLongerResolve) 
     controller->excludeRemoveAction(); // nothing selected: nothing removed, store rewritten
     EXPECT_EQ(storedIDs(), Lines{"xterm"});
     EXPECT_FALSE(controller->excludeRemoveButton()->isEnabled());
+    // A store that cannot be written: the row comes back, and the pane says why.
+    store->readOnly = true;
+    controller->excludeTableView()->selectRow(0);
+    QSignalSpy resolved(controller.get(), &ExcludeController::excludedItemsResolved);
+    controller->excludeRemoveButton()->click();
+    ASSERT_TRUE(resolved.wait(5000));
+    EXPECT_EQ(controller->rowCount(), 1);
+    EXPECT_EQ(controller->statusLine()->text().toStdString(),
+              "The change could not be saved: the settings file cannot be written.");
+    store->readOnly = false;
     controller->excludeTableView()->selectRow(0);
     controller->excludeRemoveButton()->click();
     EXPECT_EQ(storedIDs(), Lines{});

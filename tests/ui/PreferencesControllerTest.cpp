@@ -4,6 +4,7 @@
 // icon style, menu bar, login, failed writes, panes, and the close question.
 #include "PreferencesController.h"
 #include "TWAlert.h"
+#include "TWFailingStore.h"
 #include "TWRecordingAlertPresenter.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
@@ -26,15 +27,6 @@
 namespace {
 
 using Lines = std::vector<std::string>;
-
-// A store whose writes fail while `readOnly` is set, as on a read-only or full disk.
-class TWFailingStore : public TWSimDefaultsStore {
-  public:
-    bool update(const std::function<void(TWPlistDictionary&)>& change) override {
-        return !readOnly && TWSimDefaultsStore::update(change);
-    }
-    bool readOnly = false;
-};
 
 // A login-item list that cannot be added to while `readOnly` is set.
 class TWFailingLoginItems : public TWSimLoginItemList {
