@@ -107,6 +107,15 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
     EXPECT_EQ(selected(*controller),
               (QModelIndexList{controller->index(2, 0), controller->index(3, 0)}));
 
+    // Tab leaves the list rather than walking its rows.
+    QTableView* table = controller->excludeTableView();
+    controller->view()->show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(controller->view()));
+    table->setFocus();
+    table->setCurrentIndex(controller->index(0, 0));
+    QTest::keyClick(table, Qt::Key_Tab);
+    EXPECT_FALSE(table->hasFocus());
+    EXPECT_EQ(table->currentIndex().row(), 0);
     // The first two removed together by the Delete key (removed from the top down, the third
     // would go instead).
     controller->excludeTableView()->selectionModel()->select(
