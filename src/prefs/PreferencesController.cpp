@@ -292,8 +292,10 @@ bool PreferencesController::storeState(TWUserDefaults& store, QCheckBox* box, co
 void PreferencesController::showStatus(const QString& text) {
     statusLine_->setText(text);
     statusLine_->setVisible(!text.isEmpty());
-    if (!text.isEmpty())
-        QAccessible::updateAccessibility(new QAccessibleEvent(statusLine_, QAccessible::Alert));
+    if (!text.isEmpty()) { // read out by a screen reader, as an alert is
+        QAccessibleEvent alert(statusLine_, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
+    }
 }
 
 QWidget* PreferencesController::createGeneralView() {
