@@ -70,7 +70,6 @@ class TWExcludeTableView : public QTableView {
         const int y = rows > 0 ? rowViewportPosition(rows - 1) + rowHeight(rows - 1) : 0;
         return QRect(0, std::max(0, y - 1), viewport()->width(), 2);
     }
-    bool isDropping() const { return dropping_; }
 
   protected:
     void dragEnterEvent(QDragEnterEvent* event) override {
@@ -254,8 +253,11 @@ QFileDialog* ExcludeController::excludeAddAction() {
         chooser->setDirectoryUrl(places.front());
         chooser->setSidebarUrls(places);
     }
-    connect(chooser, &QFileDialog::fileSelected, this,
-            [this](const QString& file) { addApplication(file.toStdString()); });
+    connect(chooser, &QFileDialog::fileSelected, this, [this](const QString& file) {
+        if (view_)
+            statusLine_->hide();
+        addApplication(file.toStdString());
+    });
     chooser->show();
     return chooser;
 }
@@ -322,8 +324,6 @@ bool ExcludeController::addApplication(const std::string& chosen) {
         refuse(localized("%1 is not an application.").arg(fileName));
         return false;
     }
-    if (view_)
-        statusLine_->hide();
     Row row;
     row.record[TWExcludedURLDataField] = *bookmark;
     row.record[TWExcludedNameField] = name;
@@ -355,6 +355,8 @@ void ExcludeController::excludeRemoveAction() {
 }
 
 void ExcludeController::acceptDrop(const QList<QUrl>& urls) {
+    if (view_) // a new drop: the reason of an earlier refusal goes
+        statusLine_->hide();
     const int first = static_cast<int>(rows_.size());
     int count = 0;
     for (const QUrl& url : urls) {

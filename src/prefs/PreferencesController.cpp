@@ -536,15 +536,15 @@ void PreferencesController::centreWindow() {
 }
 
 bool PreferencesController::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == prefsWindow_ &&
-        (event->type() == QEvent::Move || event->type() == QEvent::Resize) &&
-        prefsWindow_->isVisible() && prefsWindow_->frameGeometry() != prefsWindow_->geometry()) {
+    // The type is checked first: while the window is being destroyed it is no longer a
+    // QMainWindow, and reading the guarded pointer then would be a bad downcast.
+    if ((event->type() == QEvent::Move || event->type() == QEvent::Resize) &&
+        watched == prefsWindow_ && prefsWindow_->isVisible() &&
+        prefsWindow_->frameGeometry() != prefsWindow_->geometry()) {
         framedOnce_ = true;
         if (std::exchange(centreWhenFramed_, false))
             centreWindow();
     }
-    // The type is checked first: while the window is being destroyed it is no longer a
-    // QMainWindow, and reading the guarded pointer then would be a bad downcast.
     if (event->type() == QEvent::Close && closeHandlingAttached_ && watched == prefsWindow_ &&
         !windowWillClose()) {
         event->ignore();

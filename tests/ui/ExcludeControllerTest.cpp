@@ -101,6 +101,7 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
     EXPECT_TRUE(controller->dropMimeData(&drop, Qt::CopyAction, 0, 0, controller->index(0, 0)));
     EXPECT_EQ(storedIDs(), (Lines{"xterm", "xterm", "kde-konsole", "gedit"}));
     EXPECT_EQ(desktop.log(), (Lines{"beep", "beep"}));
+    EXPECT_FALSE(controller->statusLine()->isHidden());
     EXPECT_EQ(controller->statusLine()->text().toStdString(),
               "https://example.org/a.desktop is not an application.");
     // Three file URLs from the old end, row 2: rows 2 and 3 exist, the third is past the end.
