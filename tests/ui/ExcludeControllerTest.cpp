@@ -108,8 +108,23 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
     EXPECT_EQ(selected(*controller),
               (QModelIndexList{controller->index(2, 0), controller->index(3, 0)}));
 
-    // Tab leaves the list rather than walking its rows.
+    // Dragged over the first row, the marker shows where the drop goes: after the last row.
     QTableView* table = controller->excludeTableView();
+    table->selectionModel()->clear();
+    const QPoint overFirstRow = table->visualRect(controller->index(0, 0)).center();
+    QDragEnterEvent enter(overFirstRow, Qt::CopyAction, &drop, Qt::LeftButton, Qt::NoModifier);
+    QDragMoveEvent move(overFirstRow, Qt::CopyAction, &drop, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(table->viewport(), &enter);
+    QApplication::sendEvent(table->viewport(), &move);
+    const QImage shown = table->viewport()->grab().toImage();
+    const QColor marker = table->palette().color(QPalette::Highlight);
+    const int end = table->rowViewportPosition(3) + table->rowHeight(3);
+    EXPECT_EQ(shown.pixelColor(table->viewport()->width() / 2, end), marker);
+    EXPECT_NE(shown.pixelColor(table->viewport()->width() / 2, 0), marker);
+    QDragLeaveEvent leave;
+    QApplication::sendEvent(table->viewport(), &leave);
+
+    // Tab leaves the list rather than walking its rows.
     controller->view()->show();
     ASSERT_TRUE(QTest::qWaitForWindowActive(controller->view()));
     table->setFocus();
