@@ -175,5 +175,25 @@
         <source>Send Feedback...</source>
         <translation>Feedback senden...</translation>
     </message>
+    <message id="The change could not be saved: the settings file cannot be written.">
+        <source>The change could not be saved: the settings file cannot be written.</source>
+        <translation>Die Änderung konnte nicht gesichert werden: die Einstellungsdatei ist nicht beschreibbar.</translation>
+    </message>
+    <message id="Start at login could not be changed: the autostart folder cannot be written.">
+        <source>Start at login could not be changed: the autostart folder cannot be written.</source>
+        <translation>Der Start bei der Anmeldung konnte nicht geändert werden: der Autostart-Ordner ist nicht beschreibbar.</translation>
+    </message>
+    <message id="Status">
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message id="%1 is not an application installed on this computer.">
+        <source>%1 is not an application installed on this computer.</source>
+        <translation>%1 ist keine auf diesem Computer installierte Anwendung.</translation>
+    </message>
+    <message id="%1 is not an application.">
+        <source>%1 is not an application.</source>
+        <translation>%1 ist keine Anwendung.</translation>
+    </message>
 </context>
 </TS>

@@ -175,5 +175,25 @@
         <source>Send Feedback...</source>
         <translation>Envoyer un commentaire...</translation>
     </message>
+    <message id="The change could not be saved: the settings file cannot be written.">
+        <source>The change could not be saved: the settings file cannot be written.</source>
+        <translation>La modification n’a pas pu être enregistrée : le fichier des réglages n’est pas modifiable.</translation>
+    </message>
+    <message id="Start at login could not be changed: the autostart folder cannot be written.">
+        <source>Start at login could not be changed: the autostart folder cannot be written.</source>
+        <translation>Le lancement à l’ouverture de session n’a pas pu être modifié : le dossier autostart n’est pas modifiable.</translation>
+    </message>
+    <message id="Status">
+        <source>Status</source>
+        <translation>État</translation>
+    </message>
+    <message id="%1 is not an application installed on this computer.">
+        <source>%1 is not an application installed on this computer.</source>
+        <translation>%1 n’est pas une application installée sur cet ordinateur.</translation>
+    </message>
+    <message id="%1 is not an application.">
+        <source>%1 is not an application.</source>
+        <translation>%1 n’est pas une application.</translation>
+    </message>
 </context>
 </TS>

@@ -296,6 +296,9 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
         [&delegatePointer] {
             return delegatePointer ? delegatePointer->trayMenu() : std::shared_ptr<TWMenu>();
         });
+    // The other half of the dock click: with Shift a click shows all; in a tray, the middle
+    // click does.
+    tray.setSecondaryActivation([] { TWCommon::sharedInstance().showAll(); });
     auto setApplicationIconImage = [&tray, &hooks](const std::string& imageName) {
         hooks.note("icon " + QString::fromStdString(imageName));
         tray.setIconImage(QString::fromStdString(imageName));

@@ -70,6 +70,8 @@ bool TWTrayIcon::show() {
                 [this](QSystemTrayIcon::ActivationReason reason) {
                     if (reason == QSystemTrayIcon::Trigger)
                         reopen_();
+                    else if (reason == QSystemTrayIcon::MiddleClick && secondaryActivation_)
+                        secondaryActivation_();
                 });
     }
     tray_->show();

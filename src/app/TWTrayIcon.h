@@ -24,6 +24,11 @@ class TWTrayIcon : public QObject {
                QObject* parent = nullptr);
     ~TWTrayIcon() override;
 
+    // What the secondary activation (a middle click, or a panel's SecondaryActivate) does.
+    void setSecondaryActivation(std::function<void()> action) {
+        secondaryActivation_ = std::move(action);
+    }
+
     // Shows the tray icon; false (and a log line) when the session has no tray yet, in which
     // case the icon appears as soon as a tray does.
     bool show();
@@ -46,6 +51,7 @@ class TWTrayIcon : public QObject {
 
   private:
     std::function<void()> reopen_;
+    std::function<void()> secondaryActivation_;
     std::function<std::shared_ptr<TWMenu>()> buildMenu_;
     QSystemTrayIcon* tray_ = nullptr;
     QMenu* menu_ = nullptr;

@@ -15,8 +15,10 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QItemSelectionModel>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
+#include <QPainter>
 #include <QPushButton>
 #include <QStyle>
 #include <QTableView>
@@ -47,6 +49,62 @@ std::vector<std::string> dataDirectoriesOf(const TWExcludeServices& services) {
     return services.dataDirectories.empty() ? TWDesktopEntryIndex::dataDirectories()
                                             : services.dataDirectories;
 }
+
+bool insideApplicationsFolders(const std::string& path, const std::vector<std::string>& dataDirs) {
+    for (const std::string& dir : dataDirs) {
+        const std::string folder = dir + "/applications/";
+        if (path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0)
+            return true;
+    }
+    return false;
+}
+
+// The list: drops append, so the marker shown while dragging is a line after the last row,
+// never a frame around the row under the pointer.
+class TWExcludeTableView : public QTableView {
+  public:
+    using QTableView::QTableView;
+
+    QRect appendMarker() const {
+        const int rows = model() ? model()->rowCount() : 0;
+        const int y = rows > 0 ? rowViewportPosition(rows - 1) + rowHeight(rows - 1) : 0;
+        return QRect(0, std::max(0, y - 1), viewport()->width(), 2);
+    }
+
+  protected:
+    void dragEnterEvent(QDragEnterEvent* event) override {
+        QTableView::dragEnterEvent(event);
+        setDropping(event->isAccepted());
+    }
+    void dragMoveEvent(QDragMoveEvent* event) override {
+        QTableView::dragMoveEvent(event);
+        setDropping(event->isAccepted());
+    }
+    void dragLeaveEvent(QDragLeaveEvent* event) override {
+        QTableView::dragLeaveEvent(event);
+        setDropping(false);
+    }
+    void dropEvent(QDropEvent* event) override {
+        setDropping(false);
+        QTableView::dropEvent(event);
+    }
+    void paintEvent(QPaintEvent* event) override {
+        QTableView::paintEvent(event);
+        if (!dropping_)
+            return;
+        QPainter painter(viewport());
+        painter.fillRect(appendMarker(), palette().color(QPalette::Highlight));
+    }
+
+  private:
+    void setDropping(bool on) {
+        if (dropping_ != on) {
+            dropping_ = on;
+            viewport()->update();
+        }
+    }
+    bool dropping_ = false;
+};
 
 } // namespace
 
@@ -107,7 +165,7 @@ QWidget* ExcludeController::view() {
     view_ = new QWidget;
     auto* layout = new QVBoxLayout(view_);
     auto* label = new QLabel(localized("Tidewell never hides these applications:"), view_);
-    table_ = new QTableView(view_);
+    table_ = new TWExcludeTableView(view_);
     table_->setModel(this);
     table_->setAccessibleName(localized("Excluded applications"));
     label->setBuddy(table_);
@@ -122,7 +180,10 @@ QWidget* ExcludeController::view() {
     table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table_->setDragDropMode(QAbstractItemView::DropOnly);
     table_->setAcceptDrops(true);
-    table_->setDropIndicatorShown(true);
+    table_->setDropIndicatorShown(false); // the table draws where a drop goes: the end
+    // Tab leaves the list; Delete and Backspace remove the selected rows.
+    table_->setTabKeyNavigation(false);
+    table_->installEventFilter(this);
 
     addButton_ = new QPushButton(localized("Add..."), view_);
     removeButton_ = new QPushButton(localized("Remove"), view_);
@@ -139,9 +200,14 @@ QWidget* ExcludeController::view() {
     buttons->addWidget(addButton_);
     buttons->addWidget(removeButton_);
     buttons->addStretch(1);
+    statusLine_ = new QLabel(view_);
+    statusLine_->setWordWrap(true);
+    statusLine_->setAccessibleName(localized("Status"));
+    statusLine_->hide();
     layout->addWidget(label);
     layout->addWidget(table_, 1);
     layout->addLayout(buttons);
+    layout->addWidget(statusLine_);
     view_->resize(view_->sizeHint().width(), 360);
     return view_;
 }
@@ -187,8 +253,11 @@ QFileDialog* ExcludeController::excludeAddAction() {
         chooser->setDirectoryUrl(places.front());
         chooser->setSidebarUrls(places);
     }
-    connect(chooser, &QFileDialog::fileSelected, this,
-            [this](const QString& file) { addApplication(file.toStdString()); });
+    connect(chooser, &QFileDialog::fileSelected, this, [this](const QString& file) {
+        if (view_)
+            statusLine_->hide();
+        addApplication(file.toStdString());
+    });
     chooser->show();
     return chooser;
 }
@@ -211,14 +280,48 @@ QIcon ExcludeController::iconForEntry(const std::string& iconName) {
     return QIcon::fromTheme(name, generic);
 }
 
-bool ExcludeController::addApplication(const std::string& path) {
+std::string ExcludeController::installedEntryFor(const std::string& path,
+                                                 const std::vector<std::string>& dataDirs) {
+    if (insideApplicationsFolders(path, dataDirs))
+        return path;
+    // A copy elsewhere (on the desktop, say) names no application by its file name: the
+    // application is the installed entry that is matched the same way its windows are, by
+    // StartupWMClass, else by the program its Exec starts.
+    const std::optional<TWDesktopEntry> copy = TWDesktopEntryIndex::parseFile(path, {});
+    if (!copy)
+        return {};
+    const TWDesktopEntryIndex index(dataDirs);
+    const TWDesktopEntry* installed = nullptr;
+    if (!copy->startupWMClass.empty())
+        if (auto id = index.ownIdentity({{}, {}, copy->startupWMClass, copy->startupWMClass, {}}))
+            installed = index.entryForID(*id);
+    if (!installed)
+        installed = index.mainEntryForProgram(TWDesktopEntryIndex::programOf(copy->exec));
+    return installed ? installed->path : std::string();
+}
+
+void ExcludeController::refuse(const QString& why) {
+    services_.systemSound->beep();
+    if (view_) {
+        statusLine_->setText(why);
+        statusLine_->show();
+    }
+}
+
+bool ExcludeController::addApplication(const std::string& chosen) {
     const std::vector<std::string> dataDirs = dataDirectoriesOf(services_);
+    const QString fileName = QString::fromStdString(chosen).section('/', -1);
+    const std::string path = installedEntryFor(chosen, dataDirs);
+    if (path.empty()) {
+        refuse(localized("%1 is not an application installed on this computer.").arg(fileName));
+        return false;
+    }
     const std::string id = TWDesktopEntryIndex::idForPath(path, dataDirs);
     const std::optional<TWDesktopEntry> entry = TWDesktopEntryIndex::parseFile(path, id);
     const std::optional<TWPlistData> bookmark = TWBookmark::create(path, id);
     const std::string name = entry ? TWDesktopEntryIndex::localizedName(*entry) : std::string();
     if (!bookmark || name.empty() || !entry || id.empty()) {
-        services_.systemSound->beep();
+        refuse(localized("%1 is not an application.").arg(fileName));
         return false;
     }
     Row row;
@@ -252,15 +355,31 @@ void ExcludeController::excludeRemoveAction() {
 }
 
 void ExcludeController::acceptDrop(const QList<QUrl>& urls) {
+    if (view_) // a new drop: the reason of an earlier refusal goes
+        statusLine_->hide();
     const int first = static_cast<int>(rows_.size());
     int count = 0;
     for (const QUrl& url : urls) {
-        if (!url.isLocalFile())
+        if (!url.isLocalFile()) { // a web address, say: refused like any other non-application
+            refuse(localized("%1 is not an application.").arg(url.toDisplayString()));
             continue;
+        }
         ++count;
         addApplication(url.toLocalFile().toStdString());
     }
     selectRows(first, count);
+}
+
+bool ExcludeController::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == table_ && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if ((key == Qt::Key_Delete || key == Qt::Key_Backspace) &&
+            table_->selectionModel()->hasSelection()) {
+            excludeRemoveAction();
+            return true;
+        }
+    }
+    return QAbstractTableModel::eventFilter(watched, event);
 }
 
 void ExcludeController::selectRows(int first, int count) {
@@ -285,7 +404,15 @@ void ExcludeController::syncArrayWithPrefs() {
         record.erase(TWExcludedIconField);
         records.emplace_back(std::move(record));
     }
-    services_.sharedDefaults->setObject(TWPlistValue(std::move(records)), TWExcludedAppsKey);
+    if (services_.sharedDefaults->setObject(TWPlistValue(std::move(records)), TWExcludedAppsKey))
+        return;
+    // Not saved: the list goes back to what is stored, and the pane says so.
+    resolveExcludedItems();
+    if (view_) {
+        statusLine_->setText(
+            localized("The change could not be saved: the settings file cannot be written."));
+        statusLine_->show();
+    }
 }
 
 // ----------------------------------------------------------------------------- the rebuild

@@ -18,6 +18,7 @@
 #include <vector>
 
 class QFileDialog;
+class QLabel;
 class QPushButton;
 class QTableView;
 class QWidget;
@@ -62,11 +63,18 @@ class ExcludeController : public QAbstractTableModel {
     QTableView* excludeTableView();
     QPushButton* excludeAddButton();
     QPushButton* excludeRemoveButton();
+    // The pane's line saying why the last item was refused (hidden until one is).
+    QLabel* statusLine() {
+        view();
+        return statusLine_;
+    }
 
     // Opens the chooser for application entries (non-modal); the chosen one is added.
     QFileDialog* excludeAddAction();
     // Validates and appends the entry at `path`; the system beep (and nothing stored) when it
-    // yields no bookmark, no name or no identifier. True when a row was added.
+    // yields no bookmark, no name or no identifier. An entry outside the applications folders
+    // stands for the installed one that starts the same application; none such is refused.
+    // True when a row was added.
     bool addApplication(const std::string& path);
     // Removes the selected rows (none selected: removes nothing) and writes the list.
     void excludeRemoveAction();
@@ -75,7 +83,8 @@ class ExcludeController : public QAbstractTableModel {
     void acceptDrop(const QList<QUrl>& urls);
     // Whether `path` names an application (a desktop entry of type Application).
     static bool isApplicationAtURL(const std::string& path);
-    // Writes the rows to the shared store (without "URL" and "Icon").
+    // Writes the rows to the shared store (without "URL" and "Icon"). When that fails, the rows
+    // are rebuilt from the store and the pane says the change was not saved.
     void syncArrayWithPrefs();
     // Rebuilds the rows from the shared store on a background thread; applied on this thread.
     void resolveExcludedItems();
@@ -96,6 +105,10 @@ class ExcludeController : public QAbstractTableModel {
     bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
                       const QModelIndex& parent) override;
 
+  protected:
+    // Delete and Backspace in the list remove the selected rows.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
   signals:
     // The rows were rebuilt from the store.
     void excludedItemsResolved();
@@ -110,6 +123,12 @@ class ExcludeController : public QAbstractTableModel {
                                                       const std::vector<std::string>& dataDirs);
     static QIcon iconForEntry(const std::string& iconName);
     void applyResolvedRecords(std::vector<ResolvedRecord> records);
+    // The installed entry a chosen one stands for: itself inside the applications folders, else
+    // the installed entry of the same application; empty when there is none.
+    static std::string installedEntryFor(const std::string& path,
+                                         const std::vector<std::string>& dataDirs);
+    // The system beep, and the reason on the pane.
+    void refuse(const QString& why);
     void selectRows(int first, int count);
 
     TWExcludeServices services_;
@@ -122,4 +141,5 @@ class ExcludeController : public QAbstractTableModel {
     QTableView* table_ = nullptr;
     QPushButton* addButton_ = nullptr;
     QPushButton* removeButton_ = nullptr;
+    QLabel* statusLine_ = nullptr;
 };

@@ -11,12 +11,15 @@
 #include "TWUserDefaults.h"
 
 #include <QAbstractItemView>
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QActionGroup>
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QFormLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QMainWindow>
 #include <QPropertyAnimation>
@@ -27,8 +30,10 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <iterator>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -62,6 +67,69 @@ constexpr const char* iconStyleTitles[] = {
     TWLocalizable("Dark"),
 };
 static_assert(std::size(iconStyleTitles) == std::size(TWIconStyles));
+
+// The icon-style pop-up: a combo box of its own class, so that assistive technology gets the
+// interface below rather than the stock one.
+class TWIconStylePopUp : public QComboBox {
+    Q_OBJECT
+
+  public:
+    using QComboBox::QComboBox;
+};
+
+// The stock combo-box interface names the box by its current value on Linux (leaving the name
+// to a label relation that screen readers do not all follow); this one is named by its
+// accessible name and gives the value as the value. Its one child is the list of the styles.
+class TWIconStylePopUpAccessible : public QAccessibleWidget {
+  public:
+    explicit TWIconStylePopUpAccessible(QComboBox* box)
+        : QAccessibleWidget(box, QAccessible::ComboBox) {}
+
+    QString text(QAccessible::Text t) const override {
+        if (t == QAccessible::Value)
+            return box()->currentText();
+        if (t == QAccessible::Name && !box()->accessibleName().isEmpty())
+            return box()->accessibleName();
+        return QAccessibleWidget::text(t);
+    }
+    QAccessible::State state() const override {
+        QAccessible::State s = QAccessibleWidget::state();
+        s.expandable = true;
+        s.expanded = box()->view()->isVisible();
+        s.collapsed = !s.expanded;
+        return s;
+    }
+    int childCount() const override { return 1; }
+    QAccessibleInterface* child(int index) const override {
+        return index == 0 ? QAccessible::queryAccessibleInterface(box()->view()) : nullptr;
+    }
+    int indexOfChild(const QAccessibleInterface* child) const override {
+        return child && child->object() == box()->view() ? 0 : -1;
+    }
+    QStringList actionNames() const override {
+        return {QAccessibleActionInterface::showMenuAction(),
+                QAccessibleActionInterface::pressAction()};
+    }
+    void doAction(const QString& actionName) override {
+        if (actionName == QAccessibleActionInterface::showMenuAction() ||
+            actionName == QAccessibleActionInterface::pressAction()) {
+            if (box()->view()->isVisible())
+                box()->hidePopup();
+            else
+                box()->showPopup();
+        }
+    }
+
+  private:
+    QComboBox* box() const { return static_cast<QComboBox*>(widget()); }
+};
+
+QAccessibleInterface* iconStylePopUpAccessible(const QString& className, QObject* object) {
+    if (className == QLatin1String(TWIconStylePopUp::staticMetaObject.className()))
+        if (auto* box = qobject_cast<QComboBox*>(object))
+            return new TWIconStylePopUpAccessible(box);
+    return nullptr;
+}
 
 } // namespace
 
@@ -167,10 +235,26 @@ void PreferencesController::createWindowToolbar() {
         item->setCheckable(true);
         group->addAction(item);
     }
-    connect(generalItem_, &QAction::triggered, this, [this] { displayGeneralPrefs(); });
-    connect(excludeItem_, &QAction::triggered, this, [this] { displayExcludePrefs(); });
     prefsWindow_->addToolBar(Qt::TopToolBarArea, toolbar_);
     generalItem_->setChecked(true);
+    connectToolbarItem(generalItem_, &PreferencesController::displayGeneralPrefs);
+    connectToolbarItem(excludeItem_, &PreferencesController::displayExcludePrefs);
+}
+
+void PreferencesController::connectToolbarItem(QAction* item,
+                                               void (PreferencesController::*showPane)()) {
+    // The pane follows the item's state, however it changed: a click triggers the action, while
+    // assistive technology toggles the item's button, which passes only its state on.
+    connect(item, &QAction::toggled, this, [this, item, showPane](bool on) {
+        if (on) {
+            (this->*showPane)();
+            return;
+        }
+        // The selected item cannot be unselected: one pane is always shown.
+        const QList<QAction*> items = item->actionGroup()->actions();
+        if (std::none_of(items.begin(), items.end(), [](QAction* a) { return a->isChecked(); }))
+            item->setChecked(true);
+    });
 }
 
 QAction* PreferencesController::toolbarItem(const QString& identifier) const {
@@ -185,10 +269,33 @@ QCheckBox* PreferencesController::addCheckbox(QWidget* parent, const char* title
                                               void (PreferencesController::*action)()) {
     auto* checkbox = new QCheckBox(localized(title), parent);
     checkbox->setAccessibleName(checkbox->text());
-    // A click (by the user, or the simulated one that keeps two settings exclusive) runs the
-    // action; loading a state in display() does not.
-    connect(checkbox, &QCheckBox::clicked, this, [this, action] { (this->*action)(); });
+    // Every change of state runs the action once; display() loads states with the signal
+    // blocked.
+    connect(checkbox, &QCheckBox::toggled, this, [this, action] { (this->*action)(); });
     return checkbox;
+}
+
+void PreferencesController::showState(QAbstractButton* box, bool on) {
+    const QSignalBlocker quiet(box);
+    box->setChecked(on);
+}
+
+bool PreferencesController::storeState(TWUserDefaults& store, QCheckBox* box, const char* key,
+                                       bool on) {
+    if (store.setBool(on, key))
+        return true;
+    showState(box, store.boolForKey(key));
+    showStatus(localized("The change could not be saved: the settings file cannot be written."));
+    return false;
+}
+
+void PreferencesController::showStatus(const QString& text) {
+    statusLine_->setText(text);
+    statusLine_->setVisible(!text.isEmpty());
+    if (!text.isEmpty()) { // read out by a screen reader, as an alert is
+        QAccessibleEvent alert(statusLine_, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
+    }
 }
 
 QWidget* PreferencesController::createGeneralView() {
@@ -196,7 +303,12 @@ QWidget* PreferencesController::createGeneralView() {
     auto* form = new QFormLayout(view);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
 
-    dropDownIcon_ = new QComboBox(view);
+    static const bool accessible = [] {
+        QAccessible::installFactory(iconStylePopUpAccessible);
+        return true;
+    }();
+    (void)accessible;
+    dropDownIcon_ = new TWIconStylePopUp(view);
     dropDownIcon_->setIconSize(QSize(32, 32));
     for (std::size_t i = 0; i < std::size(TWIconStyles); ++i) {
         const QString imageName = QString::fromLatin1(TWIconStyles[i].imageName);
@@ -207,7 +319,7 @@ QWidget* PreferencesController::createGeneralView() {
     auto* iconLabel = new QLabel(localized("Icon style:"), view);
     iconLabel->setBuddy(dropDownIcon_);
     dropDownIcon_->setAccessibleName(localized("Icon style"));
-    connect(dropDownIcon_, &QComboBox::activated, this, [this] { dropDownIconAction(); });
+    connect(dropDownIcon_, &QComboBox::currentIndexChanged, this, [this] { dropDownIconAction(); });
     form->addRow(iconLabel, dropDownIcon_);
 
     menuExtraCheckbox_ = addCheckbox(view, TWLocalizable("Show Tidewell in the menu bar"),
@@ -227,11 +339,18 @@ QWidget* PreferencesController::createGeneralView() {
                                     &PreferencesController::closeAllFinderWindowAction);
     auto* hidingLabel = new QLabel(localized("When hiding the others:"), view);
     form->addRow(hidingLabel, showFinderCheckbox_);
-    // The new window is a detail of bringing the file manager forward.
-    newWindowCheckbox_->setContentsMargins(20, 0, 0, 0);
-    form->addRow(QString(), newWindowCheckbox_);
+    // The new window is a detail of bringing the file manager forward: indented under it.
+    auto* indented = new QHBoxLayout;
+    indented->addSpacing(20);
+    indented->addWidget(newWindowCheckbox_, 1);
+    form->addRow(QString(), indented);
     form->addRow(QString(), minimizeCheckbox_);
     form->addRow(QString(), closeAllCheckbox_);
+    statusLine_ = new QLabel(view);
+    statusLine_->setWordWrap(true);
+    statusLine_->setAccessibleName(localized("Status"));
+    statusLine_->hide();
+    form->addRow(statusLine_);
 
     view->resize(std::max(paneWidth, view->sizeHint().width()), view->sizeHint().height());
     return view;
@@ -244,25 +363,23 @@ void PreferencesController::display() {
     TWUserDefaults& sharedDefaults = *services_.sharedDefaults;
     OVLoginItem loginItem("Tidewell", services_.applicationPath, services_.loginItems);
 
-    newWindowCheckbox_->setChecked(sharedDefaults.boolForKey(TWShowWindowKey));
-    minimizeCheckbox_->setChecked(sharedDefaults.boolForKey(TWMinimizeKey));
+    if (asking_)
+        shownWhileAsking_ = true;
+    showState(newWindowCheckbox_, sharedDefaults.boolForKey(TWShowWindowKey));
+    showState(minimizeCheckbox_, sharedDefaults.boolForKey(TWMinimizeKey));
     const bool showFinder = sharedDefaults.boolForKey(TWShowFinderKey);
-    showFinderCheckbox_->setChecked(showFinder);
+    showState(showFinderCheckbox_, showFinder);
     newWindowCheckbox_->setEnabled(showFinder);
-    closeAllCheckbox_->setChecked(sharedDefaults.boolForKey(TWCloseAllFinderKey));
-    menuExtraCheckbox_->setChecked(own.boolForKey(TWMenubarKey));
-    // A stored style no item has selects nothing.
-    dropDownIcon_->setCurrentIndex(
-        dropDownIcon_->findData(static_cast<int>(own.integerForKey(TWIconStyleKey))));
-    loginCheckbox_->setChecked(loginItem.isLoginItem());
+    showState(closeAllCheckbox_, sharedDefaults.boolForKey(TWCloseAllFinderKey));
+    showState(menuExtraCheckbox_, own.boolForKey(TWMenubarKey));
+    showIconStyle();
+    showState(loginCheckbox_, loginItem.isLoginItem());
+    showStatus(QString());
 
-    QScreen* screen =
-        prefsWindow_->screen() ? prefsWindow_->screen() : QApplication::primaryScreen();
-    if (screen) {
-        QRect frame = prefsWindow_->frameGeometry();
-        frame.moveCenter(screen->availableGeometry().center());
-        prefsWindow_->move(frame.topLeft());
-    }
+    centreWindow();
+    // Before the window manager has framed the window once, its frame is not known: centred
+    // again once it is, so the first show sits where every later one does.
+    centreWhenFramed_ = !prefsWindow_->isVisible() && !framedOnce_;
     prefsWindow_->show();
     prefsWindow_->raise();
     prefsWindow_->activateWindow();
@@ -270,57 +387,86 @@ void PreferencesController::display() {
 
 // ----------------------------------------------------------------------------- actions
 
+void PreferencesController::showIconStyle() {
+    // A stored style no item has selects nothing.
+    const QSignalBlocker quiet(dropDownIcon_);
+    dropDownIcon_->setCurrentIndex(dropDownIcon_->findData(
+        static_cast<int>(services_.standardDefaults->integerForKey(TWIconStyleKey))));
+}
+
 void PreferencesController::dropDownIconAction() {
+    if (dropDownIcon_->currentIndex() < 0)
+        return;
     const std::int64_t tag = dropDownIcon_->currentData().toInt();
+    if (!services_.standardDefaults->setInteger(tag, TWIconStyleKey)) {
+        showIconStyle();
+        showStatus(
+            localized("The change could not be saved: the settings file cannot be written."));
+        return;
+    }
     if (services_.setApplicationIconImage)
         services_.setApplicationIconImage(TWIconImageName(tag));
-    services_.standardDefaults->setInteger(tag, TWIconStyleKey);
 }
 
 void PreferencesController::menuExtraCheckAction() {
     const bool on = menuExtraCheckbox_->isChecked();
-    if (services_.serviceManagement)
+    // The helper follows only a stored mode: a new launch must find what the user sees.
+    if (storeState(*services_.standardDefaults, menuExtraCheckbox_, TWMenubarKey, on) &&
+        services_.serviceManagement)
         services_.serviceManagement->setLoginItemEnabled(TWHelperBundleIdentifier, on);
-    services_.standardDefaults->setBool(on, TWMenubarKey);
 }
 
 void PreferencesController::minimizeFinderWindowAction() {
-    if (!minimizeCheckbox_->isChecked()) {
-        services_.sharedDefaults->setBool(false, TWMinimizeKey);
-        return;
+    const bool on = minimizeCheckbox_->isChecked();
+    // Turning it on turns "close all" off, through its own control and action.
+    if (storeState(*services_.sharedDefaults, minimizeCheckbox_, TWMinimizeKey, on) && on &&
+        services_.sharedDefaults->boolForKey(TWCloseAllFinderKey)) {
+        if (closeAllCheckbox_->isChecked())
+            closeAllCheckbox_->setChecked(false);
+        else
+            storeState(*services_.sharedDefaults, closeAllCheckbox_, TWCloseAllFinderKey, false);
     }
-    services_.sharedDefaults->setBool(true, TWMinimizeKey);
-    if (services_.sharedDefaults->boolForKey(TWCloseAllFinderKey))
-        closeAllCheckbox_->click();
 }
 
 void PreferencesController::closeAllFinderWindowAction() {
-    if (!closeAllCheckbox_->isChecked()) {
-        services_.sharedDefaults->setBool(false, TWCloseAllFinderKey);
-        return;
+    const bool on = closeAllCheckbox_->isChecked();
+    if (storeState(*services_.sharedDefaults, closeAllCheckbox_, TWCloseAllFinderKey, on) && on &&
+        services_.sharedDefaults->boolForKey(TWMinimizeKey)) {
+        if (minimizeCheckbox_->isChecked())
+            minimizeCheckbox_->setChecked(false);
+        else
+            storeState(*services_.sharedDefaults, minimizeCheckbox_, TWMinimizeKey, false);
     }
-    services_.sharedDefaults->setBool(true, TWCloseAllFinderKey);
-    if (services_.sharedDefaults->boolForKey(TWMinimizeKey))
-        minimizeCheckbox_->click();
 }
 
 void PreferencesController::newWindowAction() {
-    services_.sharedDefaults->setBool(newWindowCheckbox_->isChecked(), TWShowWindowKey);
+    storeState(*services_.sharedDefaults, newWindowCheckbox_, TWShowWindowKey,
+               newWindowCheckbox_->isChecked());
 }
 
 void PreferencesController::showFinderAction() {
-    const bool on = showFinderCheckbox_->isChecked();
-    services_.sharedDefaults->setBool(on, TWShowFinderKey);
-    newWindowCheckbox_->setEnabled(on);
+    storeState(*services_.sharedDefaults, showFinderCheckbox_, TWShowFinderKey,
+               showFinderCheckbox_->isChecked());
+    newWindowCheckbox_->setEnabled(showFinderCheckbox_->isChecked());
 }
 
 void PreferencesController::setAsLoginItemAction() {
-    // Toggles what the session has, whatever the checkbox shows.
+    // The session's list is brought to what the box shows; the box then shows what the list
+    // holds, which differs only when the list could not be changed.
     OVLoginItem loginItem("Tidewell", services_.applicationPath, services_.loginItems);
-    if (loginItem.isLoginItem())
-        loginItem.removeLoginItem();
-    else
-        loginItem.installLoginItem();
+    const bool wanted = loginCheckbox_->isChecked();
+    if (loginItem.isLoginItem() != wanted) {
+        if (wanted)
+            loginItem.installLoginItem();
+        else
+            loginItem.removeLoginItem();
+    }
+    const bool now = loginItem.isLoginItem();
+    if (now != wanted) {
+        showState(loginCheckbox_, now);
+        showStatus(localized("Start at login could not be changed: the autostart folder cannot "
+                             "be written."));
+    }
 }
 
 // ----------------------------------------------------------------------------- panes
@@ -379,32 +525,63 @@ void PreferencesController::displayPrefView(QWidget* view) {
 
 // ----------------------------------------------------------------------------- closing
 
+void PreferencesController::centreWindow() {
+    QScreen* screen =
+        prefsWindow_->screen() ? prefsWindow_->screen() : QApplication::primaryScreen();
+    if (!screen)
+        return;
+    QRect frame = prefsWindow_->frameGeometry();
+    frame.moveCenter(screen->availableGeometry().center());
+    prefsWindow_->move(frame.topLeft());
+}
+
 bool PreferencesController::eventFilter(QObject* watched, QEvent* event) {
     // The type is checked first: while the window is being destroyed it is no longer a
     // QMainWindow, and reading the guarded pointer then would be a bad downcast.
-    if (event->type() == QEvent::Close && closeHandlingAttached_ && watched == prefsWindow_)
-        windowWillClose();
+    if ((event->type() == QEvent::Move || event->type() == QEvent::Resize) &&
+        watched == prefsWindow_ && prefsWindow_->isVisible() &&
+        prefsWindow_->frameGeometry() != prefsWindow_->geometry()) {
+        framedOnce_ = true;
+        if (std::exchange(centreWhenFramed_, false))
+            centreWindow();
+    }
+    if (event->type() == QEvent::Close && closeHandlingAttached_ && watched == prefsWindow_ &&
+        !windowWillClose()) {
+        event->ignore();
+        return true;
+    }
     return QObject::eventFilter(watched, event);
 }
 
-void PreferencesController::windowWillClose() {
-    if (!prefsWindow_->isVisible() || !services_.standardDefaults->boolForKey(TWMenubarKey))
-        return;
+bool PreferencesController::windowWillClose() {
+    if (!prefsWindow_->isVisible() || !services_.standardDefaults->boolForKey(TWMenubarKey) ||
+        asking_)
+        return true;
     std::shared_ptr<TWAlert> alert = TWAlert::ov_alertWithMessageText(
         TWLocalizedString("You may now quit Tidewell and continue running in menu bar mode."),
         TWLocalizedString("Quit"), TWLocalizedString("Later"), std::nullopt,
         TWLocalizedString(
             "To change this setting later, open Tidewell and adjust the Preferences."));
-    if (alert->runModal(*services_.alertPresenter) == TWAlertFirstButtonReturn) {
+    // The preferences may be asked for again while the question is up (the question's own event
+    // loop runs): the request wins over the close, unless the user quits.
+    asking_ = true;
+    shownWhileAsking_ = false;
+    const long answer = alert->runModal(*services_.alertPresenter);
+    asking_ = false;
+    if (answer == TWAlertFirstButtonReturn) {
         // Queued: the window finishes closing before the application quits.
         auto terminate = services_.terminate;
         QTimer::singleShot(0, this, [terminate] {
             if (terminate)
                 terminate();
         });
+        return true;
     }
+    return !shownWhileAsking_;
 }
 
 void PreferencesController::detachWindow() {
     closeHandlingAttached_ = false;
 }
+
+#include "PreferencesController.moc"

@@ -12,9 +12,11 @@
 #include <string>
 
 class ExcludeController;
+class QAbstractButton;
 class QAction;
 class QCheckBox;
 class QComboBox;
+class QLabel;
 class QMainWindow;
 class QPropertyAnimation;
 class QToolBar;
@@ -61,7 +63,9 @@ class PreferencesController : public QObject {
     // it to the front.
     void display();
 
-    // The General pane's actions (each runs on a click of its control).
+    // The General pane's actions. Each runs once on every change of its control's state,
+    // whichever way it came (mouse, keyboard, assistive technology, code); loading the
+    // controls in display() runs none.
     void dropDownIconAction();
     void menuExtraCheckAction();
     void minimizeFinderWindowAction();
@@ -78,8 +82,9 @@ class PreferencesController : public QObject {
     void displayPrefView(QWidget* view);
 
     // The window is closing: in menu-bar mode, offers to quit now that the menu-bar helper
-    // carries on.
-    void windowWillClose();
+    // carries on. False when the window is to stay open after all (it was asked for while the
+    // question was up).
+    bool windowWillClose();
     // Stops handling the window's close (the application is quitting).
     void detachWindow();
 
@@ -96,6 +101,8 @@ class PreferencesController : public QObject {
     QCheckBox* newWindowCheckbox() const { return newWindowCheckbox_; }
     QCheckBox* showFinderCheckbox() const { return showFinderCheckbox_; }
     QCheckBox* closeAllCheckbox() const { return closeAllCheckbox_; }
+    // The General pane's line telling of a change that could not be saved (hidden otherwise).
+    QLabel* statusLine() const { return statusLine_; }
     // The window-resize animation of the last pane switch (for waiting on it).
     QPropertyAnimation* resizeAnimation() const { return animation_; }
 
@@ -107,6 +114,17 @@ class PreferencesController : public QObject {
     QWidget* createGeneralView();
     QCheckBox* addCheckbox(QWidget* parent, const char* title,
                            void (PreferencesController::*action)());
+    void connectToolbarItem(QAction* item, void (PreferencesController::*showPane)());
+    // Stores `on` under `key`; when the write fails, `box` returns to what is stored and the
+    // pane says so. True when stored.
+    bool storeState(TWUserDefaults& store, QCheckBox* box, const char* key, bool on);
+    // Shows `on` in `box` without running its action.
+    static void showState(QAbstractButton* box, bool on);
+    // Shows the stored icon style without running the pop-up's action.
+    void showIconStyle();
+    void showStatus(const QString& text);
+    // Moves the window's frame to the centre of its screen.
+    void centreWindow();
 
     TWPreferencesServices services_;
     QPointer<QMainWindow> prefsWindow_;
@@ -123,6 +141,14 @@ class PreferencesController : public QObject {
     QCheckBox* newWindowCheckbox_ = nullptr;
     QCheckBox* showFinderCheckbox_ = nullptr;
     QCheckBox* closeAllCheckbox_ = nullptr;
+    QLabel* statusLine_ = nullptr;
     QPropertyAnimation* animation_ = nullptr;
     bool closeHandlingAttached_ = true;
+    // Set while the close question is up; a display() meanwhile keeps the window open.
+    bool asking_ = false;
+    bool shownWhileAsking_ = false;
+    // Whether the window manager has framed the window yet, and whether it is to be centred
+    // again once it has.
+    bool framedOnce_ = false;
+    bool centreWhenFramed_ = false;
 };

@@ -76,7 +76,7 @@ std::string receiveReply(int fd) {
 
 } // namespace
 
-TWTestTidewell::TWTestTidewell(TWTestDesktop& desktop) : desktop_(desktop) {
+TWTestTidewell::TWTestTidewell(TWTestSession& desktop) : desktop_(desktop) {
     TWWriteFile(desktop_.home() + "/.config/mimeapps.list",
                 "[Default Applications]\ninode/directory=pcmanfm.desktop\n"
                 "x-scheme-handler/x-tidewell-action=net.quillfen.Tidewell.desktop\n");
@@ -84,7 +84,9 @@ TWTestTidewell::TWTestTidewell(TWTestDesktop& desktop) : desktop_(desktop) {
         "net.quillfen.Tidewell",
         "[Desktop Entry]\nType=Application\nName=Tidewell\nExec=" + programPath() +
             " %u\nMimeType=x-scheme-handler/x-tidewell-action;\n"
-            "NoDisplay=true\n");
+            "NoDisplay=true\n"
+            // As the installed entry: on KDE Plasma, the window management for this program.
+            "X-KDE-Wayland-Interfaces=org_kde_plasma_window_management\n");
     // No update check against the real server from a test.
     writeSettings({{"CheckForUpdates", false}});
 }

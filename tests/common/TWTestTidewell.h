@@ -14,7 +14,7 @@ class TWTestTidewell {
   public:
     // Prepares `desktop`'s home: pcmanfm as the file manager, Tidewell's desktop entry (Exec =
     // the built program) registered for x-scheme-handler/x-tidewell-action, no update check.
-    explicit TWTestTidewell(TWTestDesktop& desktop);
+    explicit TWTestTidewell(TWTestSession& desktop);
 
     // The program under test, from the build tree.
     static std::string programPath();
@@ -39,5 +39,5 @@ class TWTestTidewell {
     std::string log() const;
 
   private:
-    TWTestDesktop& desktop_;
+    TWTestSession& desktop_;
 };

@@ -3,6 +3,7 @@
 #include "ExcludeController.h"
 #include "CustomIconCell.h"
 #include "TWBookmark.h"
+#include "TWFailingStore.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -10,11 +11,13 @@
 #include "TWUserDefaults.h"
 
 #include <QFileDialog>
+#include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -64,7 +67,8 @@ class ExcludeTest : public ::testing::Test {
     QTemporaryDir dir;
     std::string data = dir.path().toStdString() + "/data";
     TWSimDesktop desktop;
-    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
+    std::shared_ptr<TWFailingStore> store = std::make_shared<TWFailingStore>();
+    TWUserDefaults shared{store};
 };
 
 TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRemovedAtOnce) {
@@ -92,20 +96,78 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
     drop.setUrls({file(entry("kde/konsole.desktop", "Konsole")),
                   file(entry("link.desktop", "Web", "Link")), QUrl("https://example.org/a.desktop"),
                   file(entry("gedit.desktop", "Editor"))});
-    // Dropped on the first row: still appended at the end, a beep for what is no application.
+    // Dropped on the first row: still appended at the end, a beep for each item that is no
+    // application (the link entry, the web address).
     EXPECT_TRUE(controller->dropMimeData(&drop, Qt::CopyAction, 0, 0, controller->index(0, 0)));
     EXPECT_EQ(storedIDs(), (Lines{"xterm", "xterm", "kde-konsole", "gedit"}));
-    EXPECT_EQ(desktop.log(), Lines{"beep"}); // one, for the drop
+    EXPECT_EQ(desktop.log(), (Lines{"beep", "beep"}));
+    EXPECT_FALSE(controller->statusLine()->isHidden());
+    EXPECT_EQ(controller->statusLine()->text().toStdString(),
+              "https://example.org/a.desktop is not an application.");
     // Three file URLs from the old end, row 2: rows 2 and 3 exist, the third is past the end.
     EXPECT_EQ(selected(*controller),
               (QModelIndexList{controller->index(2, 0), controller->index(3, 0)}));
 
-    // The first two removed together (removed from the top down, the third would go instead).
+    // Dragged over the first row, the marker shows where the drop goes: after the last row.
+    QTableView* table = controller->excludeTableView();
+    table->selectionModel()->clear();
+    const QPoint overFirstRow = table->visualRect(controller->index(0, 0)).center();
+    QDragEnterEvent enter(overFirstRow, Qt::CopyAction, &drop, Qt::LeftButton, Qt::NoModifier);
+    QDragMoveEvent move(overFirstRow, Qt::CopyAction, &drop, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(table->viewport(), &enter);
+    QApplication::sendEvent(table->viewport(), &move);
+    const QImage shown = table->viewport()->grab().toImage();
+    const QColor marker = table->palette().color(QPalette::Highlight);
+    const int end = table->rowViewportPosition(3) + table->rowHeight(3);
+    EXPECT_EQ(shown.pixelColor(table->viewport()->width() / 2, end), marker);
+    EXPECT_NE(shown.pixelColor(table->viewport()->width() / 2, 0), marker);
+    QDragLeaveEvent leave;
+    QApplication::sendEvent(table->viewport(), &leave);
+
+    // Tab leaves the list rather than walking its rows.
+    controller->view()->show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(controller->view()));
+    table->setFocus();
+    table->setCurrentIndex(controller->index(0, 0));
+    QTest::keyClick(table, Qt::Key_Tab);
+    EXPECT_FALSE(table->hasFocus());
+    EXPECT_EQ(table->currentIndex().row(), 0);
+    // The first two removed together by the Delete key (removed from the top down, the third
+    // would go instead).
     controller->excludeTableView()->selectionModel()->select(
         QItemSelection(controller->index(0, 0), controller->index(1, 0)),
         QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-    controller->excludeRemoveAction();
+    QTest::keyClick(controller->excludeTableView(), Qt::Key_Delete);
     EXPECT_EQ(storedIDs(), (Lines{"kde-konsole", "gedit"}));
+}
+
+TEST_F(ExcludeTest, AnEntryFromOutsideTheApplicationsFoldersStandsForTheInstalledApplication) {
+    auto controller = makeController();
+    const std::string installed = entry("xterm.desktop", "XTerm");
+    std::ofstream(installed) << "[Desktop Entry]\nType=Application\nName=XTerm\nExec=xterm -ls\n";
+    std::ofstream(entry("kde/org.kde.konsole.desktop", "Konsole"))
+        << "[Desktop Entry]\nType=Application\nName=Konsole\nExec=konsole\n"
+           "StartupWMClass=konsole\n";
+    // Copies on the desktop: found by the program they start, by their window class; a third
+    // names nothing installed and is refused with the reason.
+    const std::string desktopFolder = dir.path().toStdString() + "/Desktop/";
+    std::filesystem::create_directories(desktopFolder);
+    std::ofstream(desktopFolder + "XTerm.desktop")
+        << "[Desktop Entry]\nType=Application\nName=My XTerm\nExec=env A=1 /usr/bin/xterm\n";
+    std::ofstream(desktopFolder + "term.desktop")
+        << "[Desktop Entry]\nType=Application\nName=Term\nExec=/opt/k/bin/k\n"
+           "StartupWMClass=konsole\n";
+    std::ofstream(desktopFolder + "mine.desktop")
+        << "[Desktop Entry]\nType=Application\nName=Mine\nExec=/opt/mine\n";
+    for (const char* copy : {"XTerm.desktop", "term.desktop"})
+        EXPECT_TRUE(controller->addApplication(desktopFolder + copy)) << copy;
+    EXPECT_FALSE(controller->addApplication(desktopFolder + "mine.desktop"));
+    EXPECT_EQ(storedIDs(), (Lines{"xterm", "kde-org.kde.konsole"}));
+    EXPECT_EQ(controller->data(controller->index(0, 0), Qt::DisplayRole).toString(), "XTerm");
+    EXPECT_EQ(controller->resolveExcludeItems()[0].URL, installed);
+    EXPECT_EQ(desktop.log(), Lines{"beep"});
+    EXPECT_EQ(controller->statusLine()->text().toStdString(),
+              "mine.desktop is not an application installed on this computer.");
 }
 
 TEST_F(ExcludeTest, RemovingRewritesTheStoreAndDropsRecordsThatNoLongerResolve) {
@@ -129,6 +191,16 @@ TEST_F(ExcludeTest, RemovingRewritesTheStoreAndDropsRecordsThatNoLongerResolve) 
     controller->excludeRemoveAction(); // nothing selected: nothing removed, store rewritten
     EXPECT_EQ(storedIDs(), Lines{"xterm"});
     EXPECT_FALSE(controller->excludeRemoveButton()->isEnabled());
+    // A store that cannot be written: the row comes back, and the pane says why.
+    store->readOnly = true;
+    controller->excludeTableView()->selectRow(0);
+    QSignalSpy resolved(controller.get(), &ExcludeController::excludedItemsResolved);
+    controller->excludeRemoveButton()->click();
+    ASSERT_TRUE(resolved.wait(5000));
+    EXPECT_EQ(controller->rowCount(), 1);
+    EXPECT_EQ(controller->statusLine()->text().toStdString(),
+              "The change could not be saved: the settings file cannot be written.");
+    store->readOnly = false;
     controller->excludeTableView()->selectRow(0);
     controller->excludeRemoveButton()->click();
     EXPECT_EQ(storedIDs(), Lines{});

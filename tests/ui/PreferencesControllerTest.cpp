@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The preferences window: General pane, icon style, menu bar, login, panes, the close question.
+// The preferences window driven as assistive technology drives it (controls found by their
+// accessible names, acted on through the accessible actions): the General pane's settings, the
+// icon style, menu bar, login, failed writes, panes, and the close question.
 #include "PreferencesController.h"
 #include "TWAlert.h"
+#include "TWFailingStore.h"
 #include "TWRecordingAlertPresenter.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
@@ -10,9 +13,12 @@
 #include "TWTestApplication.h"
 #include "TWUserDefaults.h"
 
+#include <QAbstractItemView>
+#include <QAccessible>
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QLabel>
 #include <QPropertyAnimation>
 #include <QTest>
 
@@ -21,6 +27,15 @@
 namespace {
 
 using Lines = std::vector<std::string>;
+
+// A login-item list that cannot be added to while `readOnly` is set.
+class TWFailingLoginItems : public TWSimLoginItemList {
+  public:
+    bool append(const std::string& displayName, const std::string& path) override {
+        return !readOnly && TWSimLoginItemList::append(displayName, path);
+    }
+    bool readOnly = false;
+};
 
 class PreferencesTest : public ::testing::Test {
   protected:
@@ -34,18 +49,47 @@ class PreferencesTest : public ::testing::Test {
         controller->display();
     }
 
+    // The window's control with this accessible name, as a screen reader finds it.
+    QAccessibleInterface* accessible(const QString& name) {
+        QAccessibleInterface* window =
+            QAccessible::queryAccessibleInterface(controller->prefsWindow());
+        std::vector<QAccessibleInterface*> todo{window};
+        while (!todo.empty()) {
+            QAccessibleInterface* node = todo.back();
+            todo.pop_back();
+            if (node != window && node->text(QAccessible::Name) == name)
+                return node;
+            for (int i = node->childCount() - 1; i >= 0; --i)
+                todo.push_back(node->child(i));
+        }
+        ADD_FAILURE() << "no control named " << name.toStdString();
+        return nullptr;
+    }
+    // The accessible "Toggle" action (what Orca and switch access send) on a named control.
+    void toggle(const QString& name) {
+        if (QAccessibleInterface* control = accessible(name))
+            control->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
+    }
+
     QApplication& application = TWTestApplication();
-    TWUserDefaults standard{std::make_shared<TWSimDefaultsStore>()};
-    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
+    std::shared_ptr<TWFailingStore> standardStore = std::make_shared<TWFailingStore>();
+    std::shared_ptr<TWFailingStore> sharedStore = std::make_shared<TWFailingStore>();
+    TWUserDefaults standard{standardStore};
+    TWUserDefaults shared{sharedStore};
     TWRecordingAlertPresenter alerts;
     TWSimServiceManagement serviceManagement;
-    TWSimLoginItemList loginItems;
+    TWFailingLoginItems loginItems;
     Lines icons;
     int terminations = 0;
     std::unique_ptr<PreferencesController> controller;
 };
 
-TEST_F(PreferencesTest, TheGeneralPaneWritesItsSettingsAndMinimizeAndCloseAllExcludeEachOther) {
+const QString showFinder = "Bring the file manager to the front";
+const QString newWindow = "Open a new file manager window";
+const QString minimize = "Minimize the file manager's windows";
+const QString closeAll = "Close all file manager windows";
+
+TEST_F(PreferencesTest, EachToggleStoresOnceAndMinimizeAndCloseAllExcludeEachOther) {
     using S = std::vector<int>;
     PreferencesController& c = *controller;
     // Shown: file manager in front, new window enabled, checked, minimize, close all; then stored.
@@ -59,39 +103,53 @@ TEST_F(PreferencesTest, TheGeneralPaneWritesItsSettingsAndMinimizeAndCloseAllExc
     shared.setBool(true, TWShowWindowKey);
     c.display();
     EXPECT_EQ(state(), (S{1, 1, 1, 1, 0, 1, 1, 1, 0}));
-    // Minimize and close all exclude each other by a click; the new window keeps its value
-    // disabled.
-    const std::pair<QCheckBox*, S> clicks[] = {
-        {c.closeAllCheckbox(), {1, 1, 1, 0, 1, 1, 1, 0, 1}},
-        {c.minimizeCheckbox(), {1, 1, 1, 1, 0, 1, 1, 1, 0}},
-        {c.showFinderCheckbox(), {0, 0, 1, 1, 0, 0, 1, 1, 0}},
-        {nullptr, {1, 1, 0, 1, 1, 1, 0, 1, 1}}, // read again, as another process left them
-        {c.newWindowCheckbox(), {1, 1, 1, 1, 1, 1, 1, 1, 1}},
-        {c.minimizeCheckbox(), {1, 1, 1, 0, 1, 1, 1, 0, 1}},
-        {c.closeAllCheckbox(), {1, 1, 1, 0, 0, 1, 1, 0, 0}}};
-    for (const auto& [box, expected] : clicks) {
-        if (box) {
-            box->click();
+    const int writes = sharedStore->updateCount();
+    // Minimize and close all exclude each other; the new window keeps its value disabled.
+    const std::tuple<QString, S, int> toggles[] = {
+        {closeAll, {1, 1, 1, 0, 1, 1, 1, 0, 1}, 2},
+        {minimize, {1, 1, 1, 1, 0, 1, 1, 1, 0}, 2},
+        {showFinder, {0, 0, 1, 1, 0, 0, 1, 1, 0}, 1},
+        {{}, {1, 1, 0, 1, 1, 1, 0, 1, 1}, 0}, // read again, as another process left them
+        {newWindow, {1, 1, 1, 1, 1, 1, 1, 1, 1}, 1},
+        {minimize, {1, 1, 1, 0, 1, 1, 1, 0, 1}, 1},
+        {closeAll, {1, 1, 1, 0, 0, 1, 1, 0, 0}, 1}};
+    int expectedWrites = writes;
+    for (const auto& [name, expected, stores] : toggles) {
+        if (!name.isEmpty()) {
+            toggle(name);
         } else {
             shared.setBool(true, TWShowFinderKey);
             shared.setBool(false, TWShowWindowKey);
             shared.setBool(true, TWCloseAllFinderKey); // both on, as a hand edit could leave them
-            standard.setBool(true, TWMenubarKey);
+            expectedWrites += 3;
             c.display();
-            EXPECT_TRUE(c.menuExtraCheckbox()->isChecked());
         }
-        EXPECT_EQ(state(), expected) << (box ? box->text().toStdString() : "display");
+        expectedWrites += stores;
+        EXPECT_EQ(state(), expected) << name.toStdString();
+        EXPECT_EQ(sharedStore->updateCount(), expectedWrites) << name.toStdString();
     }
+    // The new window is indented under the setting it belongs to.
+    EXPECT_GT(c.newWindowCheckbox()->mapTo(c.generalView(), QPoint()).x(),
+              c.showFinderCheckbox()->mapTo(c.generalView(), QPoint()).x());
 }
 
-TEST_F(PreferencesTest, IconStylesChangeTheIconAtOnceAndAreStoredByTag) {
+TEST_F(PreferencesTest, IconStyleIsNamedAsSuchAndEveryChangeIsStoredOnce) {
     QComboBox* popup = controller->dropDownIcon();
-    for (int i = 0; i < popup->count(); ++i) {
-        popup->setCurrentIndex(i);
-        emit popup->activated(i);
-        EXPECT_EQ(standard.integerForKey(TWIconStyleKey), popup->itemData(i).toInt());
-    }
-    EXPECT_EQ(icons, (Lines{"AppIcon", "Purple", "Graphite", "Dark"}));
+    QAccessibleInterface* control = accessible("Icon style");
+    ASSERT_TRUE(control);
+    EXPECT_EQ(control->role(), QAccessible::ComboBox);
+    EXPECT_EQ(control->text(QAccessible::Value), "Standard");
+    control->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
+    EXPECT_TRUE(popup->view()->isVisible());
+    popup->hidePopup();
+    // Chosen by the keyboard, and set by code: stored and applied once each.
+    popup->setFocus();
+    QTest::keyClick(popup, Qt::Key_Down);
+    popup->setCurrentIndex(2);
+    popup->setCurrentIndex(3);
+    EXPECT_EQ(icons, (Lines{"Purple", "Graphite", "Dark"}));
+    EXPECT_EQ(standard.integerForKey(TWIconStyleKey), 5);
+    EXPECT_EQ(control->text(QAccessible::Value), "Dark");
     standard.setInteger(4, TWIconStyleKey);
     controller->display();
     EXPECT_EQ(popup->currentText(), "Graphite");
@@ -99,62 +157,106 @@ TEST_F(PreferencesTest, IconStylesChangeTheIconAtOnceAndAreStoredByTag) {
     controller->display();
     EXPECT_EQ(std::pair(popup->currentIndex(), standard.integerForKey(TWIconStyleKey)),
               std::pair(-1, std::int64_t(3)));
+    EXPECT_EQ(icons.size(), 3u); // loading applies nothing
 }
 
-TEST_F(PreferencesTest, MenuBarModeAndStartAtLogin) {
-    controller->menuExtraCheckbox()->click();
-    controller->menuExtraCheckbox()->click();
+TEST_F(PreferencesTest, MenuBarModeAndStartAtLoginFollowTheirBoxes) {
+    toggle("Show Tidewell in the menu bar");
+    toggle("Show Tidewell in the menu bar");
     EXPECT_EQ(serviceManagement.requests(),
               (Lines{"setLoginItemEnabled net.quillfen.TidewellStatus YES",
                      "setLoginItemEnabled net.quillfen.TidewellStatus NO"}));
     EXPECT_FALSE(standard.boolForKey(TWMenubarKey));
     loginItems.append("Other", "/usr/bin/other");
-    controller->loginCheckbox()->click();
+    toggle("Start Tidewell at login");
     EXPECT_EQ(loginItems.paths(), (Lines{"/usr/bin/other", "/usr/bin/tidewell"}));
-    controller->loginCheckbox()->setChecked(false); // whatever it shows, a click toggles
-    controller->loginCheckbox()->click();
+    controller->loginCheckbox()->setChecked(false); // set by code: acted on too
     EXPECT_EQ(loginItems.paths(), Lines{"/usr/bin/other"});
+    EXPECT_FALSE(controller->statusLine()->isVisible());
 }
 
-TEST_F(PreferencesTest, ClosingInMenuBarModeOffersToQuitAfterTheWindowHasClosed) {
+TEST_F(PreferencesTest, AFailedWriteReturnsTheControlToWhatIsStoredAndSaysSo) {
+    QLabel* status = controller->statusLine();
+    sharedStore->readOnly = standardStore->readOnly = true;
+    toggle(minimize);
+    EXPECT_TRUE(controller->minimizeCheckbox()->isChecked()); // as stored
+    EXPECT_TRUE(status->isVisible());
+    EXPECT_EQ(status->text().toStdString(),
+              "The change could not be saved: the settings file cannot be written.");
+    toggle("Show Tidewell in the menu bar");
+    EXPECT_FALSE(controller->menuExtraCheckbox()->isChecked());
+    EXPECT_TRUE(serviceManagement.requests().empty()); // no helper for a mode not stored
+    controller->dropDownIcon()->setCurrentIndex(1);
+    EXPECT_EQ(controller->dropDownIcon()->currentIndex(), 0);
+    EXPECT_TRUE(icons.empty());
+    loginItems.readOnly = true;
+    status->clear();
+    toggle("Start Tidewell at login");
+    EXPECT_FALSE(controller->loginCheckbox()->isChecked());
+    EXPECT_EQ(status->text().toStdString(),
+              "Start at login could not be changed: the autostart folder cannot be written.");
+    controller->display(); // a fresh look clears the line
+    EXPECT_FALSE(status->isVisible());
+}
+
+TEST_F(PreferencesTest, ARequestWhileTheCloseQuestionIsUpKeepsTheOneWindowOpen) {
+    QMainWindow* window = controller->prefsWindow();
     controller->prefsWindow()->close();
     EXPECT_TRUE(alerts.shown.empty()); // menu-bar mode off
     standard.setBool(true, TWMenubarKey);
     for (long answer : {TWAlertSecondButtonReturn /* Later */, TWAlertFirstButtonReturn}) {
         alerts.answer = answer;
         controller->display();
-        controller->prefsWindow()->close();
+        window->close();
         EXPECT_EQ(terminations, 0); // not inside the close
-        EXPECT_FALSE(controller->prefsWindow()->isVisible());
+        EXPECT_FALSE(window->isVisible());
         QCoreApplication::processEvents();
         EXPECT_EQ(terminations, answer == TWAlertFirstButtonReturn);
     }
     ASSERT_EQ(alerts.shown.size(), 2u);
     EXPECT_EQ(alerts.shown[0].buttons(), (Lines{"Quit", "Later"}));
-    // Quitting detaches the close handling: no question.
+    // Asked for again while the question is up, "Later" leaves the window open, centred.
+    alerts.answer = TWAlertSecondButtonReturn;
     controller->display();
+    const QPoint centred = window->pos();
+    alerts.onShow = [this] { controller->display(); };
+    window->close();
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(window->pos(), centred);
+    // A second request raises the one window.
+    alerts.onShow = nullptr;
+    controller->display();
+    int windows = 0;
+    for (QWidget* top : QApplication::topLevelWidgets())
+        windows += top->isVisible() && top->inherits("QMainWindow");
+    EXPECT_EQ(windows, 1);
+    // Quitting detaches the close handling: no question.
     controller->detachWindow();
-    controller->prefsWindow()->close();
-    EXPECT_EQ(alerts.shown.size(), 2u);
+    window->close();
+    EXPECT_EQ(alerts.shown.size(), 3u);
 }
 
-TEST_F(PreferencesTest, PaneSwitchResizesKeepingTheTopLeftCornerAndResetsFocusAndTitle) {
+TEST_F(PreferencesTest, ToolbarItemsSwitchPanesKeepingTheTopLeftCornerAndResetFocusAndTitle) {
     QMainWindow* window = controller->prefsWindow();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
     const QRect general = window->geometry();
     auto show = [&](const char* pane) {
-        controller->toolbarItem(pane)->trigger();
+        toggle(pane); // the item's button, toggled as assistive technology does
         EXPECT_TRUE(QTest::qWaitFor(
             [&] { return controller->resizeAnimation()->state() != QAbstractAnimation::Running; }));
         return window->geometry();
     };
-    const QRect exclude = show("excludePrefs");
+    const QRect exclude = show("Exclude");
+    EXPECT_EQ(controller->currentView(), controller->excludeView());
     EXPECT_EQ(window->windowTitle(), "Exclude");
     EXPECT_EQ(exclude.topLeft(), general.topLeft());
     EXPECT_NE(exclude.height(), general.height());
+    toggle("Exclude"); // the selected item stays selected
+    EXPECT_TRUE(controller->toolbarItem("excludePrefs")->isChecked());
     // Back, the focus on the first control.
     controller->showFinderCheckbox()->setFocus();
-    EXPECT_EQ(show("generalPrefs"), general);
+    EXPECT_EQ(show("General"), general);
+    EXPECT_EQ(controller->currentView(), controller->generalView());
     EXPECT_EQ(window->windowTitle(), "General");
     EXPECT_TRUE(controller->dropDownIcon()->hasFocus());
 }

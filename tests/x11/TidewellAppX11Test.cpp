@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -103,6 +105,32 @@ class TidewellAppX11Test : public ::testing::Test {
         EXPECT_EQ(count("url x-tidewell-action://preferences"), times);
         EXPECT_EQ(count("preferences shown"), times);
     }
+    // Whether the window titled `title` has its frame (the decoration included, as
+    // _NET_FRAME_EXTENTS gives it) centred on the 1280 x 1024 screen.
+    static bool frameCentred(const std::string& title) {
+        for (const TWObservedWindow& w : desktop_->windows()) {
+            if (w.title != title)
+                continue;
+            const std::string id = std::to_string(w.id);
+            const std::string info = run({"xwininfo", "-id", id});
+            auto field = [&](const std::string& name) {
+                const size_t at = info.find(name + ":");
+                return at == std::string::npos ? -100000
+                                               : std::atoi(info.c_str() + at + name.size() + 1);
+            };
+            int left = 0, right = 0, top = 0, bottom = 0;
+            if (std::sscanf(run({"xprop", "-id", id, "_NET_FRAME_EXTENTS"}).c_str(),
+                            "_NET_FRAME_EXTENTS(CARDINAL) = %d, %d, %d, %d", &left, &right, &top,
+                            &bottom) != 4)
+                return false;
+            const int x = field("Absolute upper-left X") - left,
+                      y = field("Absolute upper-left Y") - top;
+            const int width = field("Width") + left + right,
+                      height = field("Height") + top + bottom;
+            return std::abs(x + width / 2 - 640) <= 1 && std::abs(y + height / 2 - 512) <= 1;
+        }
+        return false;
+    }
     static void close(const std::string& title) {
         run({"wmctrl", "-c", title});
         EXPECT_TRUE(waitFor([&] { return !hasWindowTitled(title); }));
@@ -148,12 +176,15 @@ TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeAndTheirSettingsRul
     ASSERT_FALSE(hasWindowTitled("General"));
     run({"xdg-open", "x-tidewell-action://preferences"});
     ASSERT_NO_FATAL_FAILURE(preferencesShown(1));
+    // Centred with its frame from the first show on, as every later show is.
+    EXPECT_TRUE(waitFor([] { return frameCentred("General"); }));
     // Closed by the user, as the window manager does it.
     close("General");
     // "Preferences..." in the tray menu goes out through the session's URL handler as well and
     // comes back the same way.
     EXPECT_EQ(TWTestTidewell::request("menu Preferences..."), "ok");
     ASSERT_NO_FATAL_FAILURE(preferencesShown(2));
+    EXPECT_TRUE(waitFor([] { return frameCentred("General"); }));
     // As a keyboard user would: focus starts on the icon style; five steps on is "Minimize".
     run({"xdotool", "search", "--name", "^General$", "windowactivate", "--sync"});
     run({"xdotool", "key", "--delay", "20", "Tab", "Tab", "Tab", "Tab", "Tab", "space"});
