@@ -451,22 +451,20 @@ void PreferencesController::showFinderAction() {
 }
 
 void PreferencesController::setAsLoginItemAction() {
-    // The session's list is brought to what the box shows; the box then shows what the list
-    // holds, which differs only when the list could not be changed.
+    // The action toggles what the session's list holds, whatever the box showed (the list may
+    // have changed behind the window); the box then shows what the list holds, and a list that
+    // could not be changed is said in the pane.
     OVLoginItem loginItem("Tidewell", services_.applicationPath, services_.loginItems);
-    const bool wanted = loginCheckbox_->isChecked();
-    if (loginItem.isLoginItem() != wanted) {
-        if (wanted)
-            loginItem.installLoginItem();
-        else
-            loginItem.removeLoginItem();
-    }
+    const bool before = loginItem.isLoginItem();
+    if (before)
+        loginItem.removeLoginItem();
+    else
+        loginItem.installLoginItem();
     const bool now = loginItem.isLoginItem();
-    if (now != wanted) {
-        showState(loginCheckbox_, now);
+    showState(loginCheckbox_, now);
+    if (now == before)
         showStatus(localized("Start at login could not be changed: the autostart folder cannot "
                              "be written."));
-    }
 }
 
 // ----------------------------------------------------------------------------- panes
