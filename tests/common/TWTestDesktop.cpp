@@ -237,9 +237,15 @@ bool TWTestDesktop::startWindowManager() {
     return up;
 }
 
+void TWTestDesktop::killWindowManager() {
+    if (windowManager_ > 0)
+        terminate(windowManager_, SIGKILL);
+    windowManager_ = -1;
+}
+
 bool TWTestDesktop::restartWindowManager() {
     const std::vector<TWObservedWindow> managed = windows();
-    terminate(windowManager_, SIGKILL);
+    killWindowManager();
     return startWindowManager() && waitFor([&] {
                return std::none_of(managed.begin(), managed.end(), [](const TWObservedWindow& w) {
                    const std::string tree = run({"xwininfo", "-tree", "-id", std::to_string(w.id)});

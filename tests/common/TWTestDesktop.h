@@ -69,6 +69,8 @@ class TWTestDesktop : public TWTestSession {
     // Kills the window manager (as a crash would) and starts it again; true once it has taken
     // every window back into a frame.
     bool restartWindowManager();
+    // Kills the window manager (as a crash would) and leaves the desktop without one.
+    void killWindowManager();
     static std::string testClientPath();
     // Starts the test client with `windows` windows and waits until the window manager lists them.
     pid_t spawnTestClient(const std::vector<std::string>& options, int windows = 1);

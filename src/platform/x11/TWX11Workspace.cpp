@@ -103,6 +103,11 @@ bool TWX11Workspace::markIsRecent(const TWX11Window& w) const {
 }
 
 const std::vector<TWX11Application>& TWX11Workspace::refresh() {
+    // Tidewell's own windows are those its processes' X clients made, whatever pid others claim.
+    std::set<int> ownPids;
+    for (const auto& reg : TWProcessRegistry::registeredProcesses())
+        ownPids.insert(reg.pid);
+    connection_.setClaimChecked(std::move(ownPids));
     snapshot_ = connection_.snapshot();
     const auto& e = connection_.ewmh();
     const xcb_setup_t* setup = xcb_get_setup(connection_.connection());
@@ -244,6 +249,8 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
         return;
     const auto deadline = std::chrono::steady_clock::now() + kAnswerBound;
     for (auto& w : app->appWindows) {
+        if (w.unmanaged)
+            continue; // no window manager runs to minimize it
         // An activation still waiting for restores would bring back what is hidden now.
         if (activation_ && activation_->target == w.id)
             activation_.reset();
@@ -289,7 +296,10 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
     const auto now = std::chrono::steady_clock::now();
     for (auto* w : marked) {
         auto f = followed_.find(w->id);
-        if (f != followed_.end() && f->second.step == Step::HideWhenNormal) {
+        if (w->unmanaged) {
+            connection_.restoreUnmanaged(*w);
+            followed_.erase(w->id);
+        } else if (f != followed_.end() && f->second.step == Step::HideWhenNormal) {
             if (w->iconic) {
                 // The restore asked for before is still under way: it is awaited again.
                 f->second.step = Step::AwaitNormal;
@@ -301,7 +311,7 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
         } else if (w->iconic) {
             // The mark stays until the window is seen restored.
             connection_.restore(w->id, w->mapped);
-            follow(w->id, Step::AwaitNormal, now + kAnswerBound);
+            follow(w->id, Step::AwaitNormal, now + kReaskInterval);
         } else if (f != followed_.end() && f->second.step == Step::AwaitNormal) {
             // Restored by a restore asked for moments ago (this listing came before its answer
             // was handled): that answer ends the mark.
@@ -465,7 +475,7 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             case Step::RestoreWhenIconic:
                 if (st.iconic) {
                     connection_.restore(window, st.mapped);
-                    f = Followed{Step::AwaitNormal, now + kAnswerBound, f.ours};
+                    f = Followed{Step::AwaitNormal, now + kReaskInterval, f.ours};
                 } else if (expired && !waitLonger(f, now)) {
                     done = true; // it was never minimized
                 }
@@ -481,12 +491,11 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             case Step::AwaitNormal:
                 if (!st.iconic) {
                     done = true;
-                } else if (expired && !f.askedAgain) {
+                } else if (expired && ++f.asks < kRestoreAsks) {
                     // A window manager that was (re)starting drops what it is sent meanwhile:
-                    // the restore is asked for once more before the window is given up on.
+                    // the restore is asked for again before the window is given up on.
                     connection_.restore(window, st.mapped);
-                    f.askedAgain = true;
-                    f.deadline = now + kAnswerBound;
+                    f.deadline = now + kReaskInterval;
                 } else if (expired && !waitLonger(f, now)) {
                     // Kept marked: the next show-all asks again.
                     TWLog(LOG_WARNING, kLogClass,
