@@ -761,6 +761,8 @@ TWPlistDictionary TWPlistFileStore::loadFromDisk() {
             std::string lockWhy;
             bool busy = false;
             Fd lock(lockExclusively(lockPath_, lockWhy, kLockWait, busy));
+            if (lock.get() < 0 && busy && attempt < 2)
+                continue; // another writer may be replacing it: read it again
             if (lock.get() < 0) {
                 TWLog(LOG_ERR, kLogClass,
                       path_ + " cannot be read (" + why + ") and stays where it is: " + lockWhy);

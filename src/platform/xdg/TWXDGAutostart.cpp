@@ -242,7 +242,13 @@ bool TWXDGAutostart::writeEntry(const std::string& fileName, const std::string& 
         return false;
     }
     std::string whyNot;
-    const auto exec = TWDesktopEntryIndex::execFromCommandLine({program}, &whyNot);
+    auto exec = TWDesktopEntryIndex::execFromCommandLine({program}, &whyNot);
+    // Written as "%%" the entry is right, but GLib (and so GNOME's session) looks for the
+    // program before it undoes that quoting, finds none, and starts nothing.
+    if (program.find('%') != std::string::npos) {
+        exec.reset();
+        whyNot = "sessions built on GLib cannot start a program whose path holds '%'";
+    }
     if (!exec) {
         TWLog(LOG_ERR, kLogClass, "cannot write an autostart entry for " + program + ": " + whyNot);
         return false;
