@@ -454,6 +454,42 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     std::remove(TWStorePaths::sharedStorePath().c_str());
 }
 
+// A Tk program as users run it ("wish script.tcl": no -class, no desktop entry, no _NET_WM_PID):
+// the main window's class comes from the script's name, every further toplevel's is the
+// generic "Toplevel". One process, one application, named by its main window, hidden as one.
+TEST_F(TWX11DesktopTest, AProgramWhoseFurtherWindowsCarryGenericClassesIsOneApplication) {
+    const TWTempDir dir("tw-tk");
+    const std::string script = dir.path.string() + "/sketch.tcl";
+    TWWriteFile(script, "wm title . Sketch\ntoplevel .tools\nwm title .tools Tools\n"
+                        "toplevel .layers\nwm title .layers Layers\n");
+    const pid_t wish = desktop_->spawn({"wish", script});
+    clients_.push_back(wish);
+    std::vector<unsigned long> windows;
+    ASSERT_TRUE(waitFor([&] {
+        windows.clear();
+        for (const auto& w : desktop_->windows())
+            if (w.title == "Sketch" || w.title == "Tools" || w.title == "Layers")
+                windows.push_back(w.id);
+        return windows.size() == 3;
+    }));
+    std::vector<TWRunningApplication> apps;
+    for (const auto& app : x11_->workspace().runningApplications())
+        if (app.processIdentifier == wish)
+            apps.push_back(app);
+    ASSERT_EQ(apps.size(), 1u);
+    EXPECT_EQ(apps[0].bundleIdentifier, "Sketch.tcl");
+    EXPECT_EQ(apps[0].localizedName, "Sketch.tcl");
+    auto& workspace = x11_->x11Workspace();
+    workspace.hide(apps[0]);
+    ASSERT_TRUE(workspace.settle(seconds(15)));
+    for (unsigned long w : windows)
+        EXPECT_TRUE(desktop_->isIconic(w) && desktop_->hasHiddenMark(w)) << w;
+    workspace.unhide(apps[0]);
+    ASSERT_TRUE(workspace.settle(seconds(15)));
+    for (unsigned long w : windows)
+        EXPECT_FALSE(desktop_->isIconic(w) || desktop_->hasHiddenMark(w)) << w;
+}
+
 // Hostile applications folders: two links back to the folder itself, a FIFO and a link to
 // /dev/zero named like entries, an oversized entry and an entry 40 folders deep. The index and
 // the tool's listing finish, read each folder once, skip what is not a small regular file and

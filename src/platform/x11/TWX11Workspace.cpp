@@ -9,6 +9,7 @@
 #include "TWTopmostWindow.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <set>
 
@@ -21,6 +22,12 @@ constexpr std::chrono::milliseconds kActivationBound{2000};
 constexpr std::chrono::milliseconds kActivationSettle{300};
 // How often a deferred action looks again at what no event announces (a process quitting).
 constexpr std::chrono::milliseconds kDeferredPoll{50};
+
+std::string lower(std::string s) {
+    for (auto& c : s)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
 
 // Windows of one X client share the bits above the server's resource-ID mask.
 std::string clientKey(xcb_window_t window, const xcb_setup_t* setup) {
@@ -157,6 +164,31 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
         return std::nullopt;
     };
 
+    // A process none of whose windows names an entry is one application all the same, named
+    // by its main window: toolkits give further windows generic classes (Tk's "Toplevel") that
+    // would otherwise split it. The main window is the one a taskbar shows whose WM_CLASS names
+    // the application in both halves (instance and class alike but for case, as ICCCM has an
+    // application's main window), else the first a taskbar shows, else the first.
+    auto processKey = [&](const TWX11Window& w) {
+        return w.pid > 0 ? "p" + std::to_string(w.pid) : clientKey(w.id, setup);
+    };
+    auto namesSomething = [](const TWX11Window& w) {
+        return !w.kdeDesktopFile.empty() || !w.gtkApplicationID.empty() || !w.wmInstance.empty() ||
+               !w.wmClass.empty();
+    };
+    std::map<std::string, std::string> mainGuess;
+    for (int tier = 0; tier < 3; ++tier)
+        for (size_t i = 0; i < snapshot_.windows.size(); ++i) {
+            const auto& w = snapshot_.windows[i];
+            const bool fits =
+                tier == 2 ||
+                (isTaskbarWindow(w, snapshot_) &&
+                 (tier == 1 || (!w.wmClass.empty() && lower(w.wmClass) == lower(w.wmInstance))));
+            if (fits && !own.count(w.id) && namesSomething(w))
+                if (auto guess = index.guessedIdentity(hints[i]))
+                    mainGuess.emplace(processKey(w), *guess);
+        }
+
     std::vector<TWX11Application> apps;
     std::map<std::string, size_t> byKey;
     for (size_t i = 0; i < snapshot_.windows.size(); ++i) {
@@ -171,11 +203,10 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
             identity = inherited(w);
         // Only a window that names nothing at all stays without identity; the process name
         // alone identifies an application only through a desktop entry.
-        if (!identity && (!w.kdeDesktopFile.empty() || !w.gtkApplicationID.empty() ||
-                          !w.wmInstance.empty() || !w.wmClass.empty()))
-            identity = index.guessedIdentity(hints[i]);
-        std::string key = (w.pid > 0 ? "p" + std::to_string(w.pid) : clientKey(w.id, setup)) + "/" +
-                          identity.value_or("");
+        if (!identity && namesSomething(w))
+            if (auto it = mainGuess.find(processKey(w)); it != mainGuess.end())
+                identity = it->second;
+        std::string key = processKey(w) + "/" + identity.value_or("");
         auto found = byKey.find(key);
         if (found == byKey.end()) {
             TWX11Application app;
@@ -210,7 +241,12 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
     }
     for (auto& app : apps) {
         if (app.info.localizedName.empty()) {
-            const auto& first = app.windows.front();
+            // The class it is known by (its main window's), else the first window's.
+            const auto named =
+                std::find_if(app.windows.begin(), app.windows.end(), [&](const TWX11Window& w) {
+                    return app.info.bundleIdentifier == w.wmClass;
+                });
+            const auto& first = named != app.windows.end() ? *named : app.windows.front();
             app.info.localizedName = !first.wmClass.empty() ? first.wmClass : first.title;
         }
         bool marked = false, visible = false;
