@@ -102,9 +102,9 @@ class TWX11Workspace : public TWWorkspace {
     struct Followed {
         Step step;
         std::chrono::steady_clock::time_point deadline;
-        bool ours = false;       // minimized by this workspace's hide (for the capability check)
-        bool late = false;       // the window manager's answer is awaited past kAnswerBound
-        int asks = 0;            // restores sent again after one was not seen done in time
+        bool ours = false; // minimized by this workspace's hide (for the capability check)
+        bool late = false; // the window manager's answer is awaited past kAnswerBound
+        int asks = 0;      // restores sent again after one was not seen done in time
     };
     struct Deferred {
         std::function<bool()> ready;
