@@ -198,6 +198,7 @@ bool TWTestDesktop::startWindowManager() {
         {"xfwm4", {"xfwm4", "--compositor=off", "--sm-client-disable"}},
         {"kwin_x11", {"kwin_x11", "--replace"}},
         {"mutter", {"mutter", "--x11", "--replace", "--sm-disable"}},
+        {"muffin", {"muffin", "--x11", "--replace", "--sm-disable"}},
         {"metacity", {"metacity", "--replace", "--sm-disable"}},
         {"marco", {"marco", "--replace", "--no-composite", "--sm-disable"}},
         {"icewm", {"icewm"}},

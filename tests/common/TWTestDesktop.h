@@ -58,8 +58,9 @@ class TWTestSession {
 
 class TWTestDesktop : public TWTestSession {
   public:
-    // Starts the server and the window manager (openbox, xfwm4, kwin_x11, mutter, metacity,
-    // marco, icewm, fluxbox or i3) and points DISPLAY, HOME and the XDG variables at them.
+    // Starts the server and the window manager (openbox, xfwm4, kwin_x11, mutter, muffin,
+    // metacity, marco, icewm, fluxbox or i3) and points DISPLAY, HOME and the XDG variables at
+    // them.
     explicit TWTestDesktop(const std::string& windowManager = "openbox");
     ~TWTestDesktop();
 
