@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/file.h>
@@ -197,7 +198,20 @@ bool TWInstanceChannel::listen(Handler handler) {
         logLine(LOG_ERR, "cannot listen on " + socketPath() + ": the path is too long");
         return false;
     }
-    // Holding the lock means any socket file here is a leftover of a crashed instance.
+    // Holding the lock means any socket file here is a leftover of a crashed instance. Anything
+    // else in its place (a folder, a file) is not ours to delete: it is moved aside, said so.
+    struct stat st {};
+    if (::lstat(address.sun_path, &st) == 0 && !S_ISSOCK(st.st_mode)) {
+        const QString aside = socketPath() + ".aside-" + QString::number(::time(nullptr));
+        if (::rename(address.sun_path, QFile::encodeName(aside).constData()) != 0) {
+            logLine(LOG_ERR, "cannot listen on " + socketPath() +
+                                 ": something that is not a socket is in its place and cannot "
+                                 "be moved aside (" +
+                                 QString::fromLocal8Bit(strerror(errno)) + ")");
+            return false;
+        }
+        logLine(LOG_WARNING, socketPath() + " was not a socket; it was moved to " + aside);
+    }
     ::unlink(address.sun_path);
     int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||

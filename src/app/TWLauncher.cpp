@@ -351,6 +351,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     TWRequestHandler handle(delegate, hooks, urlHandler, &app);
     if (!channel->listen(handle)) {
         printError("cannot open the instance channel in " + channel->directory().toStdString());
+        TWProcessRegistry::unregisterCurrentProcess();
         return TWLauncher::exitFailure;
     }
 

@@ -16,14 +16,18 @@
 #include "TWUserDefaults.h"
 #include "TWX11Desktop.h"
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <iostream>
+#include <optional>
 #include <poll.h>
 #include <sstream>
 #include <string>
+#include <sys/file.h>
 #include <unistd.h>
 #include <vector>
 
@@ -116,11 +120,49 @@ bool connectionLost(TWDesktop& desktop) {
     return x11 && x11->connection().hasError();
 }
 
+// Runs of the tool act on the desktop one at a time. Runs started together (a shortcut held
+// down) would otherwise each find the others' windows half minimized, and the window manager,
+// busy with all of them, slow enough to be taken for one that cannot minimize. Held for one
+// command; a run still waiting after kRunLockBound goes ahead and says so.
+class RunLock {
+  public:
+    static constexpr std::chrono::seconds kRunLockBound{120};
+    RunLock() {
+        const std::string dir = TWProcessRegistry::registryDirectory();
+        if (dir.empty())
+            return;
+        fd_ = ::open((dir + "/command-line.lock").c_str(),
+                     O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+        const auto end = std::chrono::steady_clock::now() + kRunLockBound;
+        while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0) {
+            if ((errno != EWOULDBLOCK && errno != EINTR) ||
+                std::chrono::steady_clock::now() >= end) {
+                std::fprintf(stderr, "tidewell-x11: another run keeps the desktop busy; going "
+                                     "ahead without waiting for it\n");
+                break;
+            }
+            usleep(10000);
+        }
+    }
+    ~RunLock() {
+        if (fd_ >= 0)
+            ::close(fd_);
+    }
+    RunLock(const RunLock&) = delete;
+    RunLock& operator=(const RunLock&) = delete;
+
+  private:
+    int fd_ = -1;
+};
+
 // One command; false when it is not known.
 bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWDesktop& desktop) {
     if (words.empty())
         return true;
     const std::string& command = words[0];
+    std::optional<RunLock> lock;
+    if (command != "list")
+        lock.emplace();
     if (command == "hide-others")
         common.showFinderHideOthers();
     else if (command == "show-all")

@@ -13,6 +13,8 @@ struct TWLoginItemEntry {
     // The program the entry starts, as a full path; none when it cannot be resolved (the
     // program does not exist).
     std::optional<std::string> resolvedPath;
+    // False for an entry the user turned off (it stays in the list but starts nothing).
+    bool enabled = true;
 };
 
 class TWLoginItemList {
@@ -26,4 +28,6 @@ class TWLoginItemList {
     // Appends an entry that starts the program at `path` under `displayName`; false when none
     // was added.
     virtual bool append(const std::string& displayName, const std::string& path) = 0;
+    // Turns an entry the user turned off on again, in place; false when it could not be changed.
+    virtual bool enable(const TWLoginItemEntry& entry) = 0;
 };

@@ -28,6 +28,9 @@ OVLoginItem::fileListItemRef(std::optional<std::string>* resolvedURL) {
         return std::nullopt;
     const std::string name = matchingName();
     for (const TWLoginItemEntry& entry : list_->snapshot()) {
+        // An entry the user turned off starts nothing: it is not a login item.
+        if (!entry.enabled)
+            continue;
         if (resolvedURL)
             *resolvedURL = entry.resolvedPath;
         if (matches(entry, name))
@@ -54,8 +57,17 @@ bool OVLoginItem::removeLoginItem() {
 bool OVLoginItem::installLoginItem() {
     if (!list_)
         return false;
-    removeLoginItem();
-    return list_->append(displayName_, path_);
+    // An entry for this copy that the user turned off is turned on again where it is (with
+    // whatever the user wrote into it) rather than joined by a second one.
+    const std::string name = matchingName();
+    std::optional<TWLoginItemEntry> kept;
+    for (const TWLoginItemEntry& entry : list_->snapshot())
+        if (!kept && !entry.enabled && entry.resolvedPath == path_ && matches(entry, name))
+            kept = entry;
+    for (const TWLoginItemEntry& entry : list_->snapshot())
+        if (matches(entry, name) && (!kept || entry.reference != kept->reference))
+            list_->remove(entry);
+    return kept ? list_->enable(*kept) : list_->append(displayName_, path_);
 }
 
 bool OVLoginItem::updateLoginItemPathIfNeeded() {

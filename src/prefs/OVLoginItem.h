@@ -16,7 +16,8 @@ class OVLoginItem {
 
     // Whether an entry of the list is this application's (see fileListItemRef).
     bool isLoginItem();
-    // Adds an entry at the end of the list, after removing any earlier one of this application.
+    // Adds an entry at the end of the list, after removing any earlier one of this application;
+    // an entry for `path` that the user turned off is turned on instead, in place.
     bool installLoginItem();
     // Removes every entry of this application; the result reports the last removal (false when
     // none matched).
@@ -24,8 +25,9 @@ class OVLoginItem {
     // An entry that starts another copy (same program name, other folder) is replaced by one
     // for `path`. True when nothing needed doing or the entry was replaced.
     bool updateLoginItemPathIfNeeded();
-    // The first entry of this application, in list order; `resolvedURL` (when given) receives
-    // the resolved path of every entry visited, so after a miss it holds the last one's.
+    // The first entry of this application that is turned on, in list order; `resolvedURL` (when
+    // given) receives the resolved path of every such entry visited, so after a miss it holds
+    // the last one's.
     std::optional<TWLoginItemEntry>
     fileListItemRef(std::optional<std::string>* resolvedURL = nullptr);
 

@@ -198,6 +198,7 @@ bool TWTestDesktop::startWindowManager() {
         {"xfwm4", {"xfwm4", "--compositor=off", "--sm-client-disable"}},
         {"kwin_x11", {"kwin_x11", "--replace"}},
         {"mutter", {"mutter", "--x11", "--replace", "--sm-disable"}},
+        {"muffin", {"muffin", "--x11", "--replace", "--sm-disable"}},
         {"metacity", {"metacity", "--replace", "--sm-disable"}},
         {"marco", {"marco", "--replace", "--no-composite", "--sm-disable"}},
         {"icewm", {"icewm"}},
@@ -237,9 +238,15 @@ bool TWTestDesktop::startWindowManager() {
     return up;
 }
 
+void TWTestDesktop::killWindowManager() {
+    if (windowManager_ > 0)
+        terminate(windowManager_, SIGKILL);
+    windowManager_ = -1;
+}
+
 bool TWTestDesktop::restartWindowManager() {
     const std::vector<TWObservedWindow> managed = windows();
-    terminate(windowManager_, SIGKILL);
+    killWindowManager();
     return startWindowManager() && waitFor([&] {
                return std::none_of(managed.begin(), managed.end(), [](const TWObservedWindow& w) {
                    const std::string tree = run({"xwininfo", "-tree", "-id", std::to_string(w.id)});

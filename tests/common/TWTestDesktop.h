@@ -58,8 +58,9 @@ class TWTestSession {
 
 class TWTestDesktop : public TWTestSession {
   public:
-    // Starts the server and the window manager (openbox, xfwm4, kwin_x11, mutter, metacity,
-    // marco, icewm, fluxbox or i3) and points DISPLAY, HOME and the XDG variables at them.
+    // Starts the server and the window manager (openbox, xfwm4, kwin_x11, mutter, muffin,
+    // metacity, marco, icewm, fluxbox or i3) and points DISPLAY, HOME and the XDG variables at
+    // them.
     explicit TWTestDesktop(const std::string& windowManager = "openbox");
     ~TWTestDesktop();
 
@@ -69,6 +70,8 @@ class TWTestDesktop : public TWTestSession {
     // Kills the window manager (as a crash would) and starts it again; true once it has taken
     // every window back into a frame.
     bool restartWindowManager();
+    // Kills the window manager (as a crash would) and leaves the desktop without one.
+    void killWindowManager();
     static std::string testClientPath();
     // Starts the test client with `windows` windows and waits until the window manager lists them.
     pid_t spawnTestClient(const std::vector<std::string>& options, int windows = 1);

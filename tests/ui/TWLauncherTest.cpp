@@ -122,6 +122,20 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     startInstance();
     EXPECT_EQ(run({"--hide-all"}).first, 0);
     EXPECT_TRUE(status().contains("hide-all"));
+
+    // A folder in the socket's place is moved aside with what it holds, and the start goes on.
+    ::kill(pid_t(instance.processId()), SIGKILL);
+    instance.waitForFinished(5000);
+    ASSERT_TRUE(QFile::remove(channel() + "/instance.sock"));
+    ASSERT_TRUE(QDir().mkpath(channel() + "/instance.sock"));
+    QFile kept(channel() + "/instance.sock/kept");
+    ASSERT_TRUE(kept.open(QIODevice::WriteOnly));
+    kept.close();
+    startInstance();
+    const QStringList aside = QDir(channel()).entryList({"instance.sock.aside-*"});
+    ASSERT_EQ(aside.size(), 1);
+    EXPECT_TRUE(QFile::exists(channel() + "/" + aside[0] + "/kept"));
+    EXPECT_TRUE(status().contains("exclusion list: 0"));
 }
 
 TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDisplayAreSaidPlainly) {

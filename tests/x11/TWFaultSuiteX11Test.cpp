@@ -103,6 +103,62 @@ TEST_F(TWFaultSuiteX11Test, AWindowManagerCrashMidHideLosesNoWindow) {
     }
 }
 
+// A shortcut held down: 200 runs of hide-others at once over 22 windows. None takes the busy
+// window manager for one that cannot minimize, every window ends minimized with its mark, and
+// one show-all brings them all back.
+TEST_F(TWFaultSuiteX11Test, TwoHundredConcurrentRunsMarkEveryWindowTheyMinimize) {
+    startClients(11);
+    std::vector<pid_t> runs;
+    for (int i = 0; i < 200; ++i)
+        runs.push_back(desktop.spawn({tool, "hide-others"}));
+    int cannotHide = 0;
+    for (pid_t run : runs) {
+        int status = 0;
+        ASSERT_EQ(::waitpid(run, &status, 0), run);
+        cannotHide += WIFEXITED(status) && WEXITSTATUS(status) == 3;
+    }
+    EXPECT_EQ(cannotHide, 0);
+    int unmarked = 0, shown = 0;
+    for (pid_t c : clients)
+        for (unsigned long w : desktop.windowsOfPid(c))
+            ++(!desktop.isIconic(w) ? shown : desktop.hasHiddenMark(w) ? cannotHide : unmarked);
+    EXPECT_EQ(unmarked, 0) << "windows minimized without a mark";
+    EXPECT_EQ(shown, 0);
+    finish(desktop.spawn({tool, "show-all"}));
+    expectAllShown();
+}
+
+// The window manager dies while windows are hidden. A show-all made with none running shows
+// them (it finds them among the root's children) and leaves no state a new window manager
+// would take for minimized; one made after a new window manager has started restores them.
+TEST_F(TWFaultSuiteX11Test, WindowsHiddenWhenTheWindowManagerDiesAreShownWithOrWithoutOne) {
+    startClients(3);
+    for (bool showWithoutOne : {true, false}) {
+        SCOPED_TRACE(showWithoutOne ? "shown with none running" : "shown under a new one");
+        finish(desktop.spawn({tool, "hide-others"}));
+        std::vector<unsigned long> windows;
+        for (pid_t c : clients)
+            for (unsigned long w : desktop.windowsOfPid(c))
+                windows.push_back(w);
+        ASSERT_EQ(windows.size(), 6u);
+        desktop.killWindowManager();
+        if (showWithoutOne) {
+            finish(desktop.spawn({tool, "show-all"}));
+            for (unsigned long w : windows) {
+                EXPECT_FALSE(desktop.hasHiddenMark(w)) << w;
+                EXPECT_FALSE(desktop.isMinimized(w)) << w;
+                EXPECT_NE(run({"xwininfo", "-id", std::to_string(w)}).find("IsViewable"),
+                          std::string::npos)
+                    << w;
+            }
+        }
+        ASSERT_TRUE(desktop.restartWindowManager());
+        if (!showWithoutOne)
+            finish(desktop.spawn({tool, "show-all"}));
+        expectAllShown();
+    }
+}
+
 TEST_F(TWFaultSuiteX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow) {
     if (!std::filesystem::exists(TWTestTidewell::programPath()))
         GTEST_SKIP() << "built without the Qt programs";

@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
     std::string windowClass = std::string("twclient") + '\0' + "TWClient" + '\0';
     std::string title = "tidewell test client", type, state, gtkID;
     bool setPid = true;
+    uint32_t claimedPid = 0;
     int count = 1;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i], value = i + 1 < argc ? argv[i + 1] : "";
@@ -35,6 +36,8 @@ int main(int argc, char** argv) {
             state = "_NET_WM_STATE_" + value;
         else if (a == "--gtk-id")
             gtkID = value;
+        else if (a == "--pid") // the pid _NET_WM_PID claims
+            claimedPid = static_cast<uint32_t>(std::atol(value.c_str()));
         else if (a == "--nameless") { // neither class nor pid
             windowClass.clear();
             setPid = false;
@@ -50,7 +53,7 @@ int main(int argc, char** argv) {
                      deleteWindow = TWInternAtom(c, "WM_DELETE_WINDOW"),
                      utf8 = TWInternAtom(c, "UTF8_STRING");
     std::set<xcb_window_t> open;
-    const uint32_t pid = static_cast<uint32_t>(getpid());
+    const uint32_t pid = claimedPid ? claimedPid : static_cast<uint32_t>(getpid());
     for (int i = 0; i < count; ++i) {
         xcb_window_t w = xcb_generate_id(c);
         uint32_t values[] = {screen->white_pixel, XCB_EVENT_MASK_STRUCTURE_NOTIFY};

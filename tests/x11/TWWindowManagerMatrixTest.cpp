@@ -157,8 +157,8 @@ TEST_P(TWWindowManagerMatrixTest, NothingLostNothingLeftMarked) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Minimizing, TWWindowManagerMatrixTest,
-                         ::testing::Values("openbox", "xfwm4", "kwin_x11", "mutter", "metacity",
-                                           "marco", "icewm", "fluxbox"),
+                         ::testing::Values("openbox", "xfwm4", "kwin_x11", "mutter", "muffin",
+                                           "metacity", "marco", "icewm", "fluxbox"),
                          [](const auto& param) { return param.param; });
 
 // i3 ignores minimize requests: nothing is hidden, nothing stays marked, and it is said once.

@@ -4,6 +4,7 @@
 // the file manager's windows, the backend factory, the command-line tool and, last, the server
 // dying under it. (The actions on every window manager: TWWindowManagerMatrixTest.)
 #include "TWX11Desktop.h"
+#include "TWDesktopEntryIndex.h"
 #include "TWLogCapture.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
@@ -22,8 +23,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -306,6 +309,24 @@ TEST_F(TWX11DesktopTest, RegisteredProcessesAreListedAndStaleOnesDropped) {
     EXPECT_EQ(self->bundleIdentifier, "net.quillfen.Tidewell");
     EXPECT_EQ(self->localizedName, "Tidewell");
     EXPECT_EQ(self->activationPolicy, TWActivationPolicyRegular);
+
+    // A client claiming Tidewell's pid in _NET_WM_PID is another application all the same,
+    // listed under its real process and hidden like any other.
+    const pid_t impostor =
+        desktop_->spawn({TWTestDesktop::testClientPath(), "--class", "impostor,Impostor", "--pid",
+                         std::to_string(getpid())});
+    clients_.push_back(impostor);
+    ASSERT_TRUE(waitFor([&] { return windowsOf(getpid()).size() == 1; }));
+    const auto other = appWithPid(impostor);
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->bundleIdentifier, "Impostor");
+    EXPECT_EQ(appWithPid(getpid())->bundleIdentifier, "net.quillfen.Tidewell");
+    x11_->workspace().hide(*other);
+    x11_->workspace().flush();
+    EXPECT_TRUE(becomesIconic(windowsOf(getpid()).at(0)));
+    desktop_->terminate(impostor);
+    std::erase(clients_, impostor);
+    ASSERT_TRUE(waitFor([&] { return windowsOf(getpid()).empty(); }));
     TWProcessRegistry::unregisterCurrentProcess();
     EXPECT_FALSE(appWithPid(getpid()));
 }
@@ -431,6 +452,87 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     EXPECT_EQ(tool("show-all"), 0);
     EXPECT_TRUE(waitFor([&] { return !desktop_->isIconic(other); }));
     std::remove(TWStorePaths::sharedStorePath().c_str());
+}
+
+// A Tk program as users run it ("wish script.tcl": no -class, no desktop entry, no _NET_WM_PID):
+// the main window's class comes from the script's name, every further toplevel's is the
+// generic "Toplevel". One process, one application, named by its main window, hidden as one.
+TEST_F(TWX11DesktopTest, AProgramWhoseFurtherWindowsCarryGenericClassesIsOneApplication) {
+    const TWTempDir dir("tw-tk");
+    const std::string script = dir.path.string() + "/sketch.tcl";
+    TWWriteFile(script, "wm title . Sketch\ntoplevel .tools\nwm title .tools Tools\n"
+                        "toplevel .layers\nwm title .layers Layers\n");
+    const pid_t wish = desktop_->spawn({"wish", script});
+    clients_.push_back(wish);
+    std::vector<unsigned long> windows;
+    ASSERT_TRUE(waitFor([&] {
+        windows.clear();
+        for (const auto& w : desktop_->windows())
+            if (w.title == "Sketch" || w.title == "Tools" || w.title == "Layers")
+                windows.push_back(w.id);
+        return windows.size() == 3;
+    }));
+    std::vector<TWRunningApplication> apps;
+    for (const auto& app : x11_->workspace().runningApplications())
+        if (app.processIdentifier == wish)
+            apps.push_back(app);
+    ASSERT_EQ(apps.size(), 1u);
+    EXPECT_EQ(apps[0].bundleIdentifier, "Sketch.tcl");
+    EXPECT_EQ(apps[0].localizedName, "Sketch.tcl");
+    auto& workspace = x11_->x11Workspace();
+    workspace.hide(apps[0]);
+    ASSERT_TRUE(workspace.settle(seconds(15)));
+    for (unsigned long w : windows)
+        EXPECT_TRUE(desktop_->isIconic(w) && desktop_->hasHiddenMark(w)) << w;
+    workspace.unhide(apps[0]);
+    ASSERT_TRUE(workspace.settle(seconds(15)));
+    for (unsigned long w : windows)
+        EXPECT_FALSE(desktop_->isIconic(w) || desktop_->hasHiddenMark(w)) << w;
+}
+
+// Hostile applications folders: two links back to the folder itself, a FIFO and a link to
+// /dev/zero named like entries, an oversized entry and an entry 40 folders deep. The index and
+// the tool's listing finish, read each folder once, skip what is not a small regular file and
+// give every real entry its desktop-entry ID.
+TEST_F(TWX11DesktopTest, HostileApplicationsFoldersAreReadOnceAndBounded) {
+    namespace fs = std::filesystem;
+    const TWTempDir data("tw-hostile");
+    const fs::path apps = data.path / "applications";
+    fs::path deep = apps;
+    for (int i = 0; i < 40; ++i)
+        deep /= "d";
+    fs::create_directories(deep);
+    const std::string entry = "[Desktop Entry]\nType=Application\nName=Foo\nExec=foo\n";
+    TWWriteFile(apps / "foo.desktop", entry);
+    TWWriteFile(deep / "deep.desktop", entry);
+    TWWriteFile(apps / "big.desktop", entry + std::string(2 << 20, '#'));
+    fs::create_directory_symlink(".", apps / "a");
+    fs::create_directory_symlink("..", apps / "b");
+    ASSERT_EQ(mkfifo((apps / "fifo.desktop").c_str(), 0600), 0);
+    fs::create_symlink("/dev/zero", apps / "zero.desktop");
+
+    const TWDesktopEntryIndex index({data.path.string()});
+    EXPECT_NE(index.entryForID("foo"), nullptr);
+    std::string deepID;
+    for (int i = 0; i < 40; ++i)
+        deepID += "d-";
+    EXPECT_NE(index.entryForID(deepID + "deep"), nullptr);
+    for (const char* id : {"a-foo", "b-applications-foo", "fifo", "zero", "big"})
+        EXPECT_EQ(index.entryForID(id), nullptr) << id;
+    EXPECT_EQ(index.mainEntryForProgram("foo")->id, "foo");
+
+    // The tool's listing over the same folders ends by itself, without runaway memory (an
+    // address-space limit where no sanitizer reserves its own).
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    const std::string limit;
+#else
+    const std::string limit = "ulimit -v 2000000; ";
+#endif
+    const int status =
+        std::system((limit + "XDG_DATA_HOME=" + data.path.string() + " timeout 120 " +
+                     TWTestProgramPath("tidewell-x11") + " list >/dev/null 2>&1")
+                        .c_str());
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 // Last: the server dies under the backend. Every operation is a no-op, nothing crashes or

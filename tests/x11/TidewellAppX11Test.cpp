@@ -165,6 +165,20 @@ TEST_F(TidewellAppX11Test, ASecondStartHidesTheOthersAndShowAllBringsBackTheOneI
     for (const char* program : {"xlogo", "xterm", "pcmanfm"})
         EXPECT_TRUE(waitFor([&] { return !desktop_->hasHiddenMark(windowOf(program)); }))
             << program;
+    // Hidden by the command-line tool and shown by the application, and the other way round:
+    // each program's show-all brings back what the other hid, and no mark is left.
+    const std::string tool = TWTestProgramPath("tidewell-x11") + " ";
+    ASSERT_EQ(std::system((tool + "hide-others >/dev/null 2>&1").c_str()), 0);
+    ASSERT_TRUE(waitFor([] { return allMinimized(true); }));
+    EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+    EXPECT_EQ(tidewell_->runAgain({"--hide-all"}), 0);
+    ASSERT_TRUE(waitFor([] { return allMinimized(true); }));
+    EXPECT_EQ(std::system((tool + "show-all >/dev/null 2>&1").c_str()), 0);
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+    for (const char* program : {"xlogo", "xterm", "pcmanfm"})
+        EXPECT_TRUE(waitFor([&] { return !desktop_->hasHiddenMark(windowOf(program)); }))
+            << program;
     // Still the one instance: every later start handed over and ended.
     EXPECT_EQ(::kill(instance_, 0), 0);
     tidewell_->writeSharedSettings({});

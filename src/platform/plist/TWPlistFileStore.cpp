@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -21,6 +22,7 @@
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -513,7 +515,10 @@ bool makeDirectories(const std::string& dir, std::string& why) {
     return true;
 }
 
-int lockExclusively(const std::string& lockPath, std::string& why) {
+// Takes the lock, waiting for another holder at most `wait`; -1 with `busy` set when it was
+// still held then.
+int lockExclusively(const std::string& lockPath, std::string& why, std::chrono::milliseconds wait,
+                    bool& busy) {
     Fd fd(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0600));
     if (fd.get() < 0) {
         why = "cannot open the lock file " + lockPath + ": " + errnoText(errno);
@@ -524,11 +529,20 @@ int lockExclusively(const std::string& lockPath, std::string& why) {
         why = "the lock file " + lockPath + " is not a regular file";
         return -1;
     }
-    while (::flock(fd.get(), LOCK_EX) != 0) {
-        if (errno != EINTR) {
+    busy = false;
+    const auto end = std::chrono::steady_clock::now() + wait;
+    while (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EINTR && errno != EWOULDBLOCK) {
             why = "cannot lock " + lockPath + ": " + errnoText(errno);
             return -1;
         }
+        if (errno == EWOULDBLOCK && std::chrono::steady_clock::now() >= end) {
+            why = lockPath + " is held by another process";
+            busy = true;
+            return -1;
+        }
+        // Writers hold the lock for a read and a write of a small file: a few milliseconds.
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return fd.release();
 }
@@ -571,6 +585,13 @@ TWPlistFileStore::TWPlistFileStore(std::string path)
     : path_(std::move(path)), lockPath_(path_ + ".lock"), tempPath_(path_ + ".tmp") {}
 
 TWPlistFileStore::~TWPlistFileStore() {
+    stopping_ = true;
+    if (writer_.joinable())
+        writer_.join();
+    if (!pending_.empty())
+        TWLog(LOG_ERR, kLogClass,
+              path_ + ": " + std::to_string(pending_.size()) +
+                  " change(s) were not written: another process held the lock until the end");
     forgetCache();
 }
 
@@ -708,6 +729,14 @@ bool TWPlistFileStore::moveCorruptFileAside(const struct stat& corrupt, const st
 
 TWPlistDictionary TWPlistFileStore::load() {
     std::lock_guard guard(mutex_);
+    TWPlistDictionary values = loadFromDisk();
+    // Changes still waiting for another process's lock are the latest values.
+    for (const auto& change : pending_)
+        change(values);
+    return values;
+}
+
+TWPlistDictionary TWPlistFileStore::loadFromDisk() {
     for (int attempt = 0; attempt < 3; ++attempt) {
         struct stat st {};
         if (::stat(path_.c_str(), &st) != 0) {
@@ -730,7 +759,10 @@ TWPlistDictionary TWPlistFileStore::load() {
             return {};
         case ReadOutcome::Corrupt: {
             std::string lockWhy;
-            Fd lock(lockExclusively(lockPath_, lockWhy));
+            bool busy = false;
+            Fd lock(lockExclusively(lockPath_, lockWhy, kLockWait, busy));
+            if (lock.get() < 0 && busy && attempt < 2)
+                continue; // another writer may be replacing it: read it again
             if (lock.get() < 0) {
                 TWLog(LOG_ERR, kLogClass,
                       path_ + " cannot be read (" + why + ") and stays where it is: " + lockWhy);
@@ -748,17 +780,57 @@ TWPlistDictionary TWPlistFileStore::load() {
 
 bool TWPlistFileStore::update(const std::function<void(TWPlistDictionary&)>& change) {
     std::lock_guard guard(mutex_);
+    // Behind changes that still wait for the lock, in their order.
+    if (!pending_.empty()) {
+        pending_.push_back(change);
+        return true;
+    }
     std::string why;
     if (!makeDirectories(directoryOf(path_), why)) {
         TWLog(LOG_ERR, kLogClass, path_ + " was not written: " + why);
         return false;
     }
-    Fd lock(lockExclusively(lockPath_, why));
+    bool busy = false;
+    Fd lock(lockExclusively(lockPath_, why, kLockWait, busy));
+    if (lock.get() < 0 && busy) {
+        // Another process keeps the lock (stopped mid-write, say): the caller, often the main
+        // thread, does not wait for it. The change is written once the lock frees.
+        TWLog(LOG_WARNING, kLogClass, why + "; the change is written once it is released");
+        pending_.push_back(change);
+        if (writer_.joinable())
+            writer_.join(); // an earlier writer, done with its changes
+        writer_ = std::thread([this] { writeWhenFree(); });
+        return true;
+    }
     if (lock.get() < 0) {
         TWLog(LOG_ERR, kLogClass, path_ + " was not written: " + why);
         return false;
     }
+    return writeLocked({change});
+}
 
+void TWPlistFileStore::writeWhenFree() {
+    std::string why;
+    bool busy = true;
+    Fd lock;
+    while (busy && !stopping_)
+        lock.reset(lockExclusively(lockPath_, why, kLockWait, busy));
+    std::lock_guard guard(mutex_);
+    if (lock.get() < 0) {
+        if (!busy) {
+            TWLog(LOG_ERR, kLogClass, path_ + " was not written: " + why);
+            pending_.clear();
+        }
+        return;
+    }
+    std::vector<std::function<void(TWPlistDictionary&)>> changes;
+    changes.swap(pending_);
+    writeLocked(changes);
+}
+
+bool TWPlistFileStore::writeLocked(
+    const std::vector<std::function<void(TWPlistDictionary&)>>& changes) {
+    std::string why;
     // No need to cache what is read here: the file written next replaces it in the cache.
     TWPlistDictionary values;
     struct stat st {};
@@ -780,7 +852,8 @@ bool TWPlistFileStore::update(const std::function<void(TWPlistDictionary&)>& cha
         break;
     }
 
-    change(values);
+    for (const auto& change : changes)
+        change(values);
     return writeFile(std::move(values));
 }
 

@@ -4,10 +4,15 @@
 
 #include "TWDefaultsStore.h"
 
+#include <atomic>
+#include <chrono>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
+#include <thread>
+#include <vector>
 
 struct stat;
 
@@ -27,8 +32,13 @@ class TWPlistFileStore : public TWDefaultsStore {
 
     // Read-modify-write under an exclusive lock on "<path>.lock"; the result is written to a
     // temporary file in the same directory, synced and renamed over the old file. Returns false
-    // (and logs) when the new file could not be written; the old file is then untouched.
+    // (and logs) when the new file could not be written; the old file is then untouched. When
+    // another process keeps the lock beyond kLockWait, the change is written by a thread of the
+    // store as soon as the lock frees (reads see it meanwhile) and the call returns true.
     bool update(const std::function<void(TWPlistDictionary&)>& change) override;
+
+    // How long a caller waits for another process's lock.
+    static constexpr std::chrono::milliseconds kLockWait{200};
 
     // Reads `bytes` (an XML or binary property list) as a dictionary; false, with the reason in
     // `why`, for anything else. Empty bytes are an empty dictionary.
@@ -52,6 +62,11 @@ class TWPlistFileStore : public TWDefaultsStore {
     void keepCached(int fd, const struct stat& st, TWPlistDictionary values);
     bool moveCorruptFileAside(const struct stat& corrupt, const std::string& why);
     bool writeFile(TWPlistDictionary values);
+    TWPlistDictionary loadFromDisk();
+    // Reads the file, applies `changes` in order and writes it; the lock is held by the caller.
+    bool writeLocked(const std::vector<std::function<void(TWPlistDictionary&)>>& changes);
+    // The deferred writer's thread: waits for the lock, then writes every pending change.
+    void writeWhenFree();
 
     std::string path_;
     std::string lockPath_;
@@ -66,4 +81,9 @@ class TWPlistFileStore : public TWDefaultsStore {
     off_t cachedSize_ = 0;
     long long cachedMtimeNs_ = 0;
     TWPlistDictionary cachedValues_;
+
+    // Changes that wait for another process's lock, in order (under mutex_), and their writer.
+    std::vector<std::function<void(TWPlistDictionary&)>> pending_;
+    std::thread writer_;
+    std::atomic<bool> stopping_{false};
 };

@@ -22,6 +22,13 @@ bool TWSimLoginItemList::append(const std::string& displayName, const std::strin
     return true;
 }
 
+bool TWSimLoginItemList::enable(const TWLoginItemEntry& entry) {
+    for (TWLoginItemEntry& e : entries_)
+        if (e.reference == entry.reference)
+            return e.enabled = true;
+    return false;
+}
+
 std::vector<std::string> TWSimLoginItemList::paths() const {
     std::vector<std::string> paths;
     for (const TWLoginItemEntry& entry : entries_)

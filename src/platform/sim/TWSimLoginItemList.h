@@ -14,6 +14,7 @@ class TWSimLoginItemList : public TWLoginItemList {
     bool remove(const TWLoginItemEntry& entry) override;
     // Appends an entry whose resolved path is `path` (none when `path` was marked missing).
     bool append(const std::string& displayName, const std::string& path) override;
+    bool enable(const TWLoginItemEntry& entry) override;
 
     // Programs that do not exist: entries starting them resolve to nothing.
     void markMissing(const std::string& path) { missing_.insert(path); }

@@ -214,12 +214,15 @@ TWX11Snapshot TWX11Connection::snapshot() {
         xcb_get_property(c, 0, root_, ewmh_._NET_CLIENT_LIST_STACKING, XCB_ATOM_WINDOW, 0, 1 << 16);
     auto activeCookie =
         xcb_get_property(c, 0, root_, ewmh_._NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW, 0, 1);
+    auto checkCookie =
+        xcb_get_property(c, 0, root_, ewmh_._NET_SUPPORTING_WM_CHECK, XCB_ATOM_WINDOW, 0, 1);
     ++counts_.snapshots;
     ++counts_.roundTrips;
-    Reply clients, stacking, active;
+    Reply clients, stacking, active, check;
     collect(c, clientsCookie, clients);
     collect(c, stackingCookie, stacking);
     collect(c, activeCookie, active);
+    collect(c, checkCookie, check);
     // A server that went away answers nothing: report it now rather than an empty desktop.
     if (broken())
         return snap;
@@ -228,9 +231,29 @@ TWX11Snapshot TWX11Connection::snapshot() {
     if (auto a = propertyWords(active.reply); !a.empty())
         snap.activeWindow = a[0];
 
-    if (!ids.empty())
+    // The window manager's check window names itself while the window manager runs; one that
+    // died leaves the root's properties behind, client list included.
+    const std::vector<uint32_t> checkWindow = propertyWords(check.reply);
+    xcb_get_property_cookie_t selfCheck{};
+    if (!ids.empty() || !checkWindow.empty())
         ++counts_.roundTrips;
-    std::vector<TWX11Window> found = readWindows(ids, [&] { return order; });
+    std::vector<TWX11Window> found = readWindows(ids, [&] {
+        // Joins the batch of the windows' properties.
+        if (!checkWindow.empty())
+            selfCheck = xcb_get_property(c, 0, checkWindow[0], ewmh_._NET_SUPPORTING_WM_CHECK,
+                                         XCB_ATOM_WINDOW, 0, 1);
+        return order;
+    });
+    if (!checkWindow.empty()) {
+        Reply self;
+        collect(c, selfCheck, self);
+        const std::vector<uint32_t> words = propertyWords(self.reply);
+        snap.windowManagerRunning = !words.empty() && words[0] == checkWindow[0];
+    } else {
+        snap.windowManagerRunning = false;
+    }
+    if (!snap.windowManagerRunning)
+        found = unmanagedMarkedWindows();
     if (broken())
         return TWX11Snapshot{};
     snap.windows = std::move(found);
@@ -329,7 +352,12 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
     };
     std::vector<Fallback> fallbacks;
     for (size_t i = 0; i < found.size(); ++i) {
-        Fallback f{i, found[i].pid <= 0 && haveRes_, found[i].title.empty(), {}, {}};
+        // A pid that only a claim names stands for Tidewell's own processes: the server says
+        // whose the window really is.
+        const bool claimed = found[i].pid > 0 && claimChecked_.count(found[i].pid) > 0;
+        Fallback f{i, (found[i].pid <= 0 || claimed) && haveRes_, found[i].title.empty(), {}, {}};
+        if (claimed && haveRes_)
+            found[i].pid = -1; // unless the server confirms it
         if (!f.wantPid && !f.wantName)
             continue;
         if (f.wantPid) {
@@ -368,6 +396,55 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
         }
     }
     return found;
+}
+
+std::vector<TWX11Window> TWX11Connection::unmanagedMarkedWindows() {
+    xcb_connection_t* c = conn_;
+    ++counts_.roundTrips;
+    auto* tree = xcb_query_tree_reply(c, xcb_query_tree(c, root_), nullptr);
+    if (!tree)
+        return {};
+    const xcb_window_t* children = xcb_query_tree_children(tree);
+    const std::vector<xcb_window_t> all(children, children + xcb_query_tree_children_length(tree));
+    std::free(tree);
+    std::vector<xcb_get_property_cookie_t> marks;
+    std::vector<xcb_get_window_attributes_cookie_t> attributes;
+    for (xcb_window_t w : all) {
+        marks.push_back(xcb_get_property(c, 0, w, atomHiddenMark_, XCB_ATOM_CARDINAL, 0, 2));
+        attributes.push_back(xcb_get_window_attributes(c, w));
+    }
+    ++counts_.roundTrips;
+    std::vector<uint32_t> marked;
+    for (size_t i = 0; i < all.size(); ++i) {
+        Reply mark;
+        collect(c, marks[i], mark);
+        auto* attrs = xcb_get_window_attributes_reply(c, attributes[i], nullptr);
+        if (attrs && !attrs->override_redirect && !propertyWords(mark.reply).empty())
+            marked.push_back(all[i]);
+        std::free(attrs);
+    }
+    if (marked.empty())
+        return {};
+    ++counts_.roundTrips;
+    std::vector<TWX11Window> found = readWindows(marked, [] { return std::vector<uint32_t>{}; });
+    for (auto& w : found)
+        w.unmanaged = true;
+    return found;
+}
+
+void TWX11Connection::restoreUnmanaged(const TWX11Window& window) {
+    // No window manager runs to restore it: the window is mapped, and the states that only a
+    // window manager clears are cleared, so that the next one to start does not minimize it
+    // again. Then the hidden state is over.
+    std::vector<xcb_atom_t> states;
+    for (xcb_atom_t a : window.states)
+        if (a != ewmh_._NET_WM_STATE_HIDDEN)
+            states.push_back(a);
+    xcb_change_property(conn_, XCB_PROP_MODE_REPLACE, window.id, ewmh_._NET_WM_STATE, XCB_ATOM_ATOM,
+                        32, static_cast<uint32_t>(states.size()), states.data());
+    xcb_delete_property(conn_, window.id, atomWMState_);
+    xcb_map_window(conn_, window.id);
+    removeMark(window.id);
 }
 
 TWX11Snapshot TWX11Connection::snapshotOf(const std::vector<xcb_window_t>& which,

@@ -20,7 +20,7 @@
 struct TWX11Window {
     xcb_window_t id = 0;
     int stackingIndex = -1; // position in _NET_CLIENT_LIST_STACKING, bottom = 0
-    int pid = -1;           // _NET_WM_PID, else the X-Resource client pid
+    int pid = -1; // _NET_WM_PID, else (or when it claims a checked pid) the X-Resource client pid
     std::string wmInstance, wmClass;
     std::string title;
     std::string kdeDesktopFile, gtkApplicationID;
@@ -34,6 +34,9 @@ struct TWX11Window {
     std::optional<uint32_t> mark;        // _TIDEWELL_HIDDEN: the stacking position saved at hiding
     // The server time at which the window was marked (absent in a mark without one).
     std::optional<xcb_timestamp_t> markTime;
+    // A marked top-level window that no window manager manages (none runs): shown by
+    // restoreUnmanaged, never hidden.
+    bool unmanaged = false;
 };
 
 // What a watched window's state is now (one batch for many windows).
@@ -50,6 +53,9 @@ struct TWX11Snapshot {
     std::vector<TWX11Window> windows; // in _NET_CLIENT_LIST order (mapping order)
     xcb_window_t activeWindow = XCB_NONE;
     xcb_timestamp_t time = XCB_CURRENT_TIME; // the server time when it was taken
+    // Whether an EWMH window manager runs. Without one the client list left on the root is
+    // stale; `windows` then holds the marked top-level windows instead, each `unmanaged`.
+    bool windowManagerRunning = true;
     const TWX11Window* find(xcb_window_t id) const;
 };
 
@@ -76,13 +82,19 @@ class TWX11Connection {
     xcb_atom_t wmStateAtom() const { return atomWMState_; }
 
     // All managed windows with every property the backend reads: two round trips for any number
-    // of windows, a third only when some window lacks _NET_WM_PID or _NET_WM_NAME.
+    // of windows, a third only when some window lacks _NET_WM_PID or _NET_WM_NAME. When no
+    // window manager runs, the marked top-level windows (found among the root's children).
     TWX11Snapshot snapshot();
     // The stacking list (bottom first, into `stacking`) and the properties of `which` alone, in
     // one batch: the windows of `which` still managed, with their place in that list. The active
     // window is not read.
     TWX11Snapshot snapshotOf(const std::vector<xcb_window_t>& which,
                              std::vector<xcb_window_t>& stacking);
+
+    // Process IDs that a window's own _NET_WM_PID is not believed for (Tidewell's processes):
+    // a window claiming one gets the pid of its X client from the X-Resource extension, so a
+    // client cannot pass its windows off as Tidewell's.
+    void setClaimChecked(std::set<int> pids) { claimChecked_ = std::move(pids); }
 
     // Requests, sent without waiting (they reach the server at the next flush).
     void iconify(xcb_window_t window);
@@ -91,6 +103,8 @@ class TWX11Connection {
     // as a pager does.
     void restore(xcb_window_t window, bool mapped);
     void deiconify(xcb_window_t window);
+    // Shows a marked window that no window manager manages and drops its mark.
+    void restoreUnmanaged(const TWX11Window& window);
     void activate(xcb_window_t window, xcb_window_t currentlyActive);
     void close(xcb_window_t window);
     void setMark(xcb_window_t window, uint32_t stackingIndex, xcb_timestamp_t time);
@@ -140,6 +154,8 @@ class TWX11Connection {
     TWX11Connection() = default;
     void handleEvent(xcb_generic_event_t* event);
     xcb_atom_t intern(const char* name);
+    // The root's children that carry a mark, with their properties (a few round trips).
+    std::vector<TWX11Window> unmanagedMarkedWindows();
     // Every property of `ids`, requested in one batch; `stackingOrder` is called once they are
     // all sent (so a request it makes joins the batch) and gives each window its place.
     std::vector<TWX11Window>
@@ -152,6 +168,7 @@ class TWX11Connection {
     xcb_window_t root_ = XCB_NONE;
     xcb_window_t ownWindow_ = XCB_NONE;
     bool haveRes_ = false;
+    std::set<int> claimChecked_;
     xcb_atom_t atomHiddenMark_ = XCB_NONE, atomWMState_ = XCB_NONE, atomChangeState_ = XCB_NONE,
                atomKdeDesktopFile_ = XCB_NONE, atomGtkAppID_ = XCB_NONE, atomTimestamp_ = XCB_NONE;
     xcb_timestamp_t lastTime_ = XCB_CURRENT_TIME;

@@ -9,6 +9,7 @@
 #include "TWTopmostWindow.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <set>
 
@@ -21,6 +22,12 @@ constexpr std::chrono::milliseconds kActivationBound{2000};
 constexpr std::chrono::milliseconds kActivationSettle{300};
 // How often a deferred action looks again at what no event announces (a process quitting).
 constexpr std::chrono::milliseconds kDeferredPoll{50};
+
+std::string lower(std::string s) {
+    for (auto& c : s)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
 
 // Windows of one X client share the bits above the server's resource-ID mask.
 std::string clientKey(xcb_window_t window, const xcb_setup_t* setup) {
@@ -103,6 +110,11 @@ bool TWX11Workspace::markIsRecent(const TWX11Window& w) const {
 }
 
 const std::vector<TWX11Application>& TWX11Workspace::refresh() {
+    // Tidewell's own windows are those its processes' X clients made, whatever pid others claim.
+    std::set<int> ownPids;
+    for (const auto& reg : TWProcessRegistry::registeredProcesses())
+        ownPids.insert(reg.pid);
+    connection_.setClaimChecked(std::move(ownPids));
     snapshot_ = connection_.snapshot();
     const auto& e = connection_.ewmh();
     const xcb_setup_t* setup = xcb_get_setup(connection_.connection());
@@ -152,6 +164,31 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
         return std::nullopt;
     };
 
+    // A process none of whose windows names an entry is one application all the same, named
+    // by its main window: toolkits give further windows generic classes (Tk's "Toplevel") that
+    // would otherwise split it. The main window is the one a taskbar shows whose WM_CLASS names
+    // the application in both halves (instance and class alike but for case, as ICCCM has an
+    // application's main window), else the first a taskbar shows, else the first.
+    auto processKey = [&](const TWX11Window& w) {
+        return w.pid > 0 ? "p" + std::to_string(w.pid) : clientKey(w.id, setup);
+    };
+    auto namesSomething = [](const TWX11Window& w) {
+        return !w.kdeDesktopFile.empty() || !w.gtkApplicationID.empty() || !w.wmInstance.empty() ||
+               !w.wmClass.empty();
+    };
+    std::map<std::string, std::string> mainGuess;
+    for (int tier = 0; tier < 3; ++tier)
+        for (size_t i = 0; i < snapshot_.windows.size(); ++i) {
+            const auto& w = snapshot_.windows[i];
+            const bool fits =
+                tier == 2 ||
+                (isTaskbarWindow(w, snapshot_) &&
+                 (tier == 1 || (!w.wmClass.empty() && lower(w.wmClass) == lower(w.wmInstance))));
+            if (fits && !own.count(w.id) && namesSomething(w))
+                if (auto guess = index.guessedIdentity(hints[i]))
+                    mainGuess.emplace(processKey(w), *guess);
+        }
+
     std::vector<TWX11Application> apps;
     std::map<std::string, size_t> byKey;
     for (size_t i = 0; i < snapshot_.windows.size(); ++i) {
@@ -166,11 +203,10 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
             identity = inherited(w);
         // Only a window that names nothing at all stays without identity; the process name
         // alone identifies an application only through a desktop entry.
-        if (!identity && (!w.kdeDesktopFile.empty() || !w.gtkApplicationID.empty() ||
-                          !w.wmInstance.empty() || !w.wmClass.empty()))
-            identity = index.guessedIdentity(hints[i]);
-        std::string key = (w.pid > 0 ? "p" + std::to_string(w.pid) : clientKey(w.id, setup)) + "/" +
-                          identity.value_or("");
+        if (!identity && namesSomething(w))
+            if (auto it = mainGuess.find(processKey(w)); it != mainGuess.end())
+                identity = it->second;
+        std::string key = processKey(w) + "/" + identity.value_or("");
         auto found = byKey.find(key);
         if (found == byKey.end()) {
             TWX11Application app;
@@ -205,7 +241,12 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
     }
     for (auto& app : apps) {
         if (app.info.localizedName.empty()) {
-            const auto& first = app.windows.front();
+            // The class it is known by (its main window's), else the first window's.
+            const auto named =
+                std::find_if(app.windows.begin(), app.windows.end(), [&](const TWX11Window& w) {
+                    return app.info.bundleIdentifier == w.wmClass;
+                });
+            const auto& first = named != app.windows.end() ? *named : app.windows.front();
             app.info.localizedName = !first.wmClass.empty() ? first.wmClass : first.title;
         }
         bool marked = false, visible = false;
@@ -244,6 +285,8 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
         return;
     const auto deadline = std::chrono::steady_clock::now() + kAnswerBound;
     for (auto& w : app->appWindows) {
+        if (w.unmanaged)
+            continue; // no window manager runs to minimize it
         // An activation still waiting for restores would bring back what is hidden now.
         if (activation_ && activation_->target == w.id)
             activation_.reset();
@@ -289,7 +332,10 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
     const auto now = std::chrono::steady_clock::now();
     for (auto* w : marked) {
         auto f = followed_.find(w->id);
-        if (f != followed_.end() && f->second.step == Step::HideWhenNormal) {
+        if (w->unmanaged) {
+            connection_.restoreUnmanaged(*w);
+            followed_.erase(w->id);
+        } else if (f != followed_.end() && f->second.step == Step::HideWhenNormal) {
             if (w->iconic) {
                 // The restore asked for before is still under way: it is awaited again.
                 f->second.step = Step::AwaitNormal;
@@ -301,7 +347,7 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
         } else if (w->iconic) {
             // The mark stays until the window is seen restored.
             connection_.restore(w->id, w->mapped);
-            follow(w->id, Step::AwaitNormal, now + kAnswerBound);
+            follow(w->id, Step::AwaitNormal, now + kReaskInterval);
         } else if (f != followed_.end() && f->second.step == Step::AwaitNormal) {
             // Restored by a restore asked for moments ago (this listing came before its answer
             // was handled): that answer ends the mark.
@@ -465,7 +511,7 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             case Step::RestoreWhenIconic:
                 if (st.iconic) {
                     connection_.restore(window, st.mapped);
-                    f = Followed{Step::AwaitNormal, now + kAnswerBound, f.ours};
+                    f = Followed{Step::AwaitNormal, now + kReaskInterval, f.ours};
                 } else if (expired && !waitLonger(f, now)) {
                     done = true; // it was never minimized
                 }
@@ -481,12 +527,11 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             case Step::AwaitNormal:
                 if (!st.iconic) {
                     done = true;
-                } else if (expired && !f.askedAgain) {
+                } else if (expired && ++f.asks < kRestoreAsks) {
                     // A window manager that was (re)starting drops what it is sent meanwhile:
-                    // the restore is asked for once more before the window is given up on.
+                    // the restore is asked for again before the window is given up on.
                     connection_.restore(window, st.mapped);
-                    f.askedAgain = true;
-                    f.deadline = now + kAnswerBound;
+                    f.deadline = now + kReaskInterval;
                 } else if (expired && !waitLonger(f, now)) {
                     // Kept marked: the next show-all asks again.
                     TWLog(LOG_WARNING, kLogClass,

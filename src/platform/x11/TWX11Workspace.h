@@ -85,6 +85,10 @@ class TWX11Workspace : public TWWorkspace {
     // late: under load it answers after seconds, and a mark dropped before its minimize would
     // leave a window minimized that no show-all brings back.
     static constexpr std::chrono::milliseconds kLateAnswerBound{60000};
+    // A restore not seen done after kReaskInterval is sent again, up to kRestoreAsks times in
+    // all (within kAnswerBound and a half): a window manager that has just started can drop one.
+    static constexpr std::chrono::milliseconds kReaskInterval{kAnswerBound / 2};
+    static constexpr int kRestoreAsks = 3;
 
   private:
     // A window whose hiding or restoring is under way.
@@ -98,9 +102,9 @@ class TWX11Workspace : public TWWorkspace {
     struct Followed {
         Step step;
         std::chrono::steady_clock::time_point deadline;
-        bool ours = false;       // minimized by this workspace's hide (for the capability check)
-        bool late = false;       // the window manager's answer is awaited past kAnswerBound
-        bool askedAgain = false; // a restore not seen done in time was sent once more
+        bool ours = false; // minimized by this workspace's hide (for the capability check)
+        bool late = false; // the window manager's answer is awaited past kAnswerBound
+        int asks = 0;      // restores sent again after one was not seen done in time
     };
     struct Deferred {
         std::function<bool()> ready;

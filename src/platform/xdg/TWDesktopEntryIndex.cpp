@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <dirent.h>
+#include <set>
 #include <sys/stat.h>
 
 constexpr const char* kLogClass = "TWDesktopEntryIndex";
@@ -49,6 +50,24 @@ std::string unescapeValue(const std::string& value) {
     return text;
 }
 
+bool isUTF8(const std::string& text) {
+    for (size_t i = 0; i < text.size();) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        const size_t length = c < 0x80           ? 1
+                              : (c >> 5) == 0x6  ? 2
+                              : (c >> 4) == 0xE  ? 3
+                              : (c >> 3) == 0x1E ? 4
+                                                 : 0;
+        if (length == 0 || i + length > text.size() || (length == 2 && c < 0xC2))
+            return false;
+        for (size_t k = 1; k < length; ++k)
+            if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80)
+                return false;
+        i += length;
+    }
+    return true;
+}
+
 bool isDirectory(const std::string& path) {
     struct stat st {};
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
@@ -85,20 +104,74 @@ TWDesktopEntryIndex::TWDesktopEntryIndex(const std::vector<std::string>& dataDir
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     scannedAt_ = static_cast<long long>(now.tv_sec) * 1000000000LL + now.tv_nsec;
+    std::set<std::pair<dev_t, ino_t>> visited;
     for (const auto& dir : dataDirectories)
-        scan(dir + "/applications", "");
+        scan(dir + "/applications", "", visited);
     buildLookups();
 }
 
-std::string TWDesktopEntryIndex::programOf(const std::string& exec) {
+std::string TWDesktopEntryIndex::programPathOf(const std::string& exec) {
     auto argv = commandLineFromExec(exec);
     // Skip an "env VAR=value" prefix: the program is the first word after it.
     size_t i = 0;
-    if (i < argv.size() && basename(argv[i]) == "env")
+    if (i < argv.size() && basename(argv[i]) == "env") {
         ++i;
-    while (i < argv.size() && argv[i].find('=') != std::string::npos)
-        ++i;
-    return i < argv.size() ? basename(argv[i]) : std::string();
+        while (i < argv.size() && argv[i].find('=') != std::string::npos)
+            ++i;
+    }
+    return i < argv.size() ? argv[i] : std::string();
+}
+
+std::string TWDesktopEntryIndex::programOf(const std::string& exec) {
+    return basename(programPathOf(exec));
+}
+
+std::optional<std::string>
+TWDesktopEntryIndex::execFromCommandLine(const std::vector<std::string>& argv,
+                                         std::string* whyNot) {
+    auto refuse = [&](const std::string& why) {
+        if (whyNot)
+            *whyNot = why;
+        return std::nullopt;
+    };
+    std::string exec;
+    for (const std::string& arg : argv) {
+        if (arg.empty() || !isUTF8(arg))
+            return refuse(arg.empty() ? "an empty argument"
+                                      : "\"" + arg + "\" is not valid UTF-8 text");
+        if (arg.find('\0') != std::string::npos)
+            return refuse("an argument holds a NUL byte");
+        // First level, the quoting of the command line: every argument in double quotes, with
+        // '"', '`', '$' and '\\' escaped and '%' doubled (it would start a field code).
+        std::string quoted = "\"";
+        for (char c : arg) {
+            if (c == '"' || c == '`' || c == '$' || c == '\\')
+                quoted += '\\';
+            quoted += c;
+            if (c == '%')
+                quoted += '%';
+        }
+        quoted += '"';
+        // Second level, the escapes of a string value: a backslash and the line breaks that
+        // would otherwise end the line (and make what follows a key of its own).
+        if (!exec.empty())
+            exec += ' ';
+        for (char c : quoted) {
+            if (c == '\\')
+                exec += "\\\\";
+            else if (c == '\n')
+                exec += "\\n";
+            else if (c == '\r')
+                exec += "\\r";
+            else if (c == '\t')
+                exec += "\\t";
+            else
+                exec += c;
+        }
+    }
+    if (commandLineFromExec(exec) != argv)
+        return refuse("the command line does not survive the desktop-entry quoting");
+    return exec;
 }
 
 void TWDesktopEntryIndex::buildLookups() {
@@ -151,12 +224,20 @@ bool TWDesktopEntryIndex::isCurrent() const {
     return true;
 }
 
-void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::string& prefix) {
+void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::string& prefix,
+                               std::set<std::pair<dev_t, ino_t>>& visited) {
     // Taken before reading, so that a change made while the folder is read is seen next time.
     folderStamps_.emplace_back(applicationsDir, folderStamp(applicationsDir));
     DIR* d = opendir(applicationsDir.c_str());
     if (!d)
         return;
+    // Each folder is read once, however many links lead to it: a link to a folder above it
+    // would otherwise be followed until the kernel's link limit, along every branch.
+    struct stat self {};
+    if (fstat(dirfd(d), &self) != 0 || !visited.emplace(self.st_dev, self.st_ino).second) {
+        closedir(d);
+        return;
+    }
     std::vector<std::string> names;
     while (dirent* e = readdir(d)) {
         std::string name = e->d_name;
@@ -169,7 +250,7 @@ void TWDesktopEntryIndex::scan(const std::string& applicationsDir, const std::st
         std::string path = applicationsDir + "/" + name;
         if (isDirectory(path)) {
             // Subdirectories contribute "<dir>-<file>" IDs.
-            scan(path, prefix + name + "-");
+            scan(path, prefix + name + "-", visited);
             continue;
         }
         std::string id = stripDesktopSuffix(name);
@@ -326,13 +407,14 @@ std::string TWDesktopEntryIndex::localizedName(const TWDesktopEntry& entry,
 }
 
 std::vector<std::string> TWDesktopEntryIndex::commandLineFromExec(const std::string& exec) {
-    // The string-level escapes (\s, \n, \t, \r, \\) apply before the quoting rules.
+    // The string-level escapes (\s, \n, \t, \r, \\) apply before the quoting rules; any
+    // other backslash is left to them.
     std::string text;
     for (size_t i = 0; i < exec.size(); ++i) {
         if (exec[i] == '\\' && i + 1 < exec.size()) {
             char n = exec[i + 1];
-            if (n == 's' || n == 'n' || n == 't' || n == 'r') {
-                text += n == 's' ? ' ' : n == 'n' ? '\n' : n == 't' ? '\t' : '\r';
+            if (n == 's' || n == 'n' || n == 't' || n == 'r' || n == '\\') {
+                text += n == 's' ? ' ' : n == 'n' ? '\n' : n == 't' ? '\t' : n == 'r' ? '\r' : '\\';
                 ++i;
                 continue;
             }
@@ -356,6 +438,8 @@ std::vector<std::string> TWDesktopEntryIndex::commandLineFromExec(const std::str
                 quoted = false;
             else if (c == '\\' && i + 1 < text.size())
                 current += text[++i];
+            else if (c == '%' && i + 1 < text.size() && text[i + 1] == '%')
+                current += text[++i]; // "%%" is a literal '%' inside quotes too
             else
                 current += c;
             continue;

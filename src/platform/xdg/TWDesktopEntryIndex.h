@@ -5,7 +5,10 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <sys/types.h>
+#include <utility>
 #include <vector>
 
 // One parsed desktop entry of Type=Application.
@@ -49,6 +52,13 @@ class TWDesktopEntryIndex {
     const TWDesktopEntry* mainEntryForProgram(const std::string& program) const;
     // The program an Exec value starts (the file name of its first word after "env VAR=...").
     static std::string programOf(const std::string& exec);
+    // The same word as it is written: a path, or a name looked up on PATH.
+    static std::string programPathOf(const std::string& exec);
+    // The Exec value that starts `argv` exactly, quoted on both levels of the format (the
+    // command line's quoting, then the escapes of a string value); none, with the reason in
+    // `whyNot`, when an argument cannot be written (empty, not UTF-8).
+    static std::optional<std::string> execFromCommandLine(const std::vector<std::string>& argv,
+                                                          std::string* whyNot = nullptr);
     // The entry with this ID, or null.
     const TWDesktopEntry* entryForID(const std::string& id) const;
     // The command line that starts the entry with this ID; empty when there is no such entry or
@@ -75,7 +85,10 @@ class TWDesktopEntryIndex {
     bool isCurrent() const;
 
   private:
-    void scan(const std::string& applicationsDir, const std::string& prefix);
+    // Reads one applications folder and its subfolders; `visited` holds the folders (device
+    // and inode) already read.
+    void scan(const std::string& applicationsDir, const std::string& prefix,
+              std::set<std::pair<dev_t, ino_t>>& visited);
     // Each folder scanned (or looked for) with its modification time in nanoseconds, -1 missing.
     std::vector<std::pair<std::string, long long>> folderStamps_;
     long long scannedAt_ = 0; // wall-clock time of the scan, in nanoseconds

@@ -2,16 +2,64 @@
 // Splitting a key file into group headers and entries.
 #include "TWKeyFile.h"
 
-#include <fstream>
+#include "TWLog.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+constexpr const char* kLogClass = "TWKeyFile";
+
+namespace {
+
+// The whole file, when it is a regular file no larger than the limit. Opened without blocking
+// (a FIFO named like an entry would otherwise stop the reader for good) and read no further than
+// the limit (a link to /dev/zero or a huge file costs at most that much).
+bool readBounded(const std::string& path, std::string& text) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0)
+        return false;
+    struct stat st {};
+    bool ok = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    if (!ok)
+        TWLog(LOG_NOTICE, kLogClass, "skipped " + path + ": not a regular file");
+    char buffer[16384];
+    while (ok) {
+        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            ok = n == 0;
+            break;
+        }
+        if (text.size() + static_cast<size_t>(n) > TWKeyFile::kMaxFileSize) {
+            TWLog(LOG_NOTICE, kLogClass,
+                  "skipped " + path + ": larger than " + std::to_string(TWKeyFile::kMaxFileSize) +
+                      " bytes");
+            ok = false;
+            break;
+        }
+        text.append(buffer, static_cast<size_t>(n));
+    }
+    ::close(fd);
+    return ok;
+}
+
+} // namespace
 
 bool TWKeyFile::read(
     const std::string& path, const std::function<void(const std::string&)>& group,
     const std::function<void(const std::string& key, const std::string& value)>& entry) {
-    std::ifstream in(path);
-    if (!in)
+    std::string text;
+    if (!readBounded(path, text))
         return false;
-    std::string line;
-    while (std::getline(in, line)) {
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        const size_t end = rest.find('\n');
+        std::string line(rest.substr(0, end));
+        rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
         if (line.empty() || line[0] == '#')

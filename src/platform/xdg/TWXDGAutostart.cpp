@@ -4,6 +4,7 @@
 
 #include "TWBaseDirectories.h"
 #include "TWDesktopEntryIndex.h"
+#include "TWKeyFile.h"
 #include "TWLog.h"
 
 #include <algorithm>
@@ -23,15 +24,58 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Exec= quoting of the desktop entry format: reserved characters inside double quotes.
-std::string quoteExec(const std::string& path) {
-    std::string quoted = "\"";
-    for (char c : path) {
-        if (c == '"' || c == '`' || c == '$' || c == '\\')
-            quoted += '\\';
-        quoted += c;
+// What an autostart entry says about itself.
+struct AutostartEntry {
+    bool application = false;
+    bool enabled = true;
+    std::string exec;
+};
+
+// Reads the keys of the main group that decide whether and what an entry starts. The session
+// skips an entry with Hidden=true, and GNOME's with X-GNOME-Autostart-enabled=false: both are
+// entries the user turned off.
+std::optional<AutostartEntry> readEntry(const std::string& file) {
+    AutostartEntry entry;
+    bool inMainGroup = false;
+    if (!TWKeyFile::read(
+            file, [&](const std::string& group) { inMainGroup = group == "Desktop Entry"; },
+            [&](const std::string& key, const std::string& value) {
+                if (!inMainGroup)
+                    return;
+                if (key == "Type")
+                    entry.application = value == "Application";
+                else if (key == "Exec")
+                    entry.exec = value;
+                else if ((key == "Hidden" && value == "true") ||
+                         (key == "X-GNOME-Autostart-enabled" && value == "false"))
+                    entry.enabled = false;
+            }))
+        return std::nullopt;
+    return entry;
+}
+
+// Replaces `entry` with `contents`, written aside and renamed so that a session starting now
+// never reads half an entry.
+bool installFile(const std::string& entry, const std::string& contents) {
+    const std::string temporary = entry + ".tmp";
+    std::error_code ec;
+    {
+        std::ofstream out(temporary, std::ios::trunc);
+        out << contents;
+        if (!out.flush()) {
+            TWLog(LOG_ERR, kLogClass, "cannot write " + temporary);
+            out.close();
+            fs::remove(temporary, ec);
+            return false;
+        }
     }
-    return quoted + "\"";
+    fs::rename(temporary, entry, ec);
+    if (ec) {
+        TWLog(LOG_ERR, kLogClass, "cannot install " + entry + ": " + ec.message());
+        fs::remove(temporary, ec);
+        return false;
+    }
+    return true;
 }
 
 // A file name for an entry, from a display name: letters, digits, '.', '-' and '_' only.
@@ -95,14 +139,13 @@ std::vector<TWLoginItemEntry> TWXDGAutostart::snapshot() {
         struct stat st {};
         if (stat(file.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
             continue;
-        const std::optional<TWDesktopEntry> parsed = TWDesktopEntryIndex::parseFile(file, name);
-        if (!parsed)
-            continue; // hidden, not an application, or unreadable: not a login item
-        TWLoginItemEntry entry{file, std::nullopt};
-        const std::vector<std::string> argv =
-            TWDesktopEntryIndex::commandLineFromExec(parsed->exec);
-        if (!argv.empty())
-            entry.resolvedPath = resolveProgram(argv.front());
+        const std::optional<AutostartEntry> parsed = readEntry(file);
+        if (!parsed || !parsed->application)
+            continue; // not an application, or unreadable: not a login item
+        // The program after an "env VAR=value" prefix is the one the entry starts.
+        TWLoginItemEntry entry{file,
+                               resolveProgram(TWDesktopEntryIndex::programPathOf(parsed->exec)),
+                               parsed->enabled};
         found.push_back({{st.st_mtim.tv_sec, st.st_mtim.tv_nsec, name}, std::move(entry)});
     }
     closedir(dir);
@@ -155,37 +198,76 @@ bool TWXDGAutostart::append(const std::string& displayName, const std::string& p
     return true;
 }
 
+bool TWXDGAutostart::enable(const TWLoginItemEntry& entry) {
+    if (entry.reference.rfind(directory_ + "/", 0) != 0)
+        return false;
+    // Edited in place, line by line: whatever else the user wrote into the entry stays.
+    std::string contents, line;
+    bool inMainGroup = false, edited = false;
+    {
+        std::ifstream in(entry.reference);
+        if (!in)
+            return false;
+        auto addSwitch = [&] {
+            if (inMainGroup && !edited) {
+                contents += "X-GNOME-Autostart-enabled=true\n";
+                edited = true;
+            }
+        };
+        while (std::getline(in, line)) {
+            if (!line.empty() && line[0] == '[') {
+                addSwitch();
+                inMainGroup = line.rfind("[Desktop Entry]", 0) == 0;
+            } else if (inMainGroup && line.find('=') != std::string::npos) {
+                std::string key = line.substr(0, line.find('='));
+                while (!key.empty() && key.back() == ' ')
+                    key.pop_back();
+                if (key == "Hidden" || key == "X-GNOME-Autostart-enabled")
+                    continue;
+            }
+            contents += line + "\n";
+        }
+        addSwitch();
+    }
+    if (!edited || !installFile(entry.reference, contents))
+        return false;
+    const auto again = readEntry(entry.reference);
+    return again && again->enabled;
+}
+
 bool TWXDGAutostart::writeEntry(const std::string& fileName, const std::string& name,
                                 const std::string& program, const std::vector<std::string>& extra) {
     if (directory_.empty() || fileName.empty() || fileName.find('/') != std::string::npos) {
         TWLog(LOG_WARNING, kLogClass, "no autostart location for \"" + fileName + "\"");
         return false;
     }
-    std::error_code ec;
-    fs::create_directories(directory_, ec);
-    const std::string entry = directory_ + "/" + fileName;
-    // Written aside and renamed so a session starting now never reads half an entry.
-    const std::string temporary = entry + ".tmp";
-    {
-        std::ofstream out(temporary, std::ios::trunc);
-        out << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=" << quoteExec(program)
-            << "\n";
-        for (const std::string& line : extra)
-            out << line << "\n";
-        out << "X-GNOME-Autostart-enabled=true\n";
-        if (!out.flush()) {
-            TWLog(LOG_ERR, kLogClass, "cannot write " + temporary);
-            fs::remove(temporary, ec);
-            return false;
-        }
+    std::string whyNot;
+    auto exec = TWDesktopEntryIndex::execFromCommandLine({program}, &whyNot);
+    // Written as "%%" the entry is right, but GLib (and so GNOME's session) looks for the
+    // program before it undoes that quoting, finds none, and starts nothing.
+    if (program.find('%') != std::string::npos) {
+        exec.reset();
+        whyNot = "sessions built on GLib cannot start a program whose path holds '%'";
     }
-    fs::rename(temporary, entry, ec);
-    if (ec) {
-        TWLog(LOG_ERR, kLogClass, "cannot install " + entry + ": " + ec.message());
-        fs::remove(temporary, ec);
+    if (!exec) {
+        TWLog(LOG_ERR, kLogClass, "cannot write an autostart entry for " + program + ": " + whyNot);
         return false;
     }
-    return true;
+    std::error_code ec;
+    fs::create_directories(directory_, ec);
+    // The name is a string value: only its escapes apply (the quoting is the Exec line's).
+    std::string escapedName;
+    for (char c : name)
+        escapedName += c == '\\'   ? "\\\\"
+                       : c == '\n' ? "\\n"
+                       : c == '\r' ? "\\r"
+                                   : std::string(1, c);
+    std::string contents =
+        "[Desktop Entry]\nType=Application\nName=" + escapedName + "\nExec=" + *exec + "\n";
+    for (const std::string& line : extra)
+        contents += line + "\n";
+    contents += "X-GNOME-Autostart-enabled=true\n";
+    return installFile(directory_ + "/" + fileName, contents);
 }
 
 bool TWXDGAutostart::removeEntry(const std::string& fileName) {
