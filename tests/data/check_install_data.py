@@ -20,7 +20,7 @@ long_options = lambda text: set(re.findall(r"(?<![\w-])--[a-z][a-z0-9-]*", text)
 
 
 # Man pages against --help.
-for program in ("tidewell", "tidewell-helper", "tidewell-x11"):
+for program in ("tidewell", "tidewell-helper", "tidewellctl"):
     run = subprocess.run([f"{binary_dir}/bin/{program}", "--help"], capture_output=True, text=True,
                          env={"QT_QPA_PLATFORM": "offscreen", "PATH": "/usr/bin:/bin"})
     if run.returncode != 0:
@@ -33,6 +33,15 @@ for program in ("tidewell", "tidewell-helper", "tidewell-x11"):
     for option in sorted(in_help ^ in_manual):
         fail(f"{program}: {option} is in " + ("--help but not in the man page" if option in in_help
                                               else "the man page but not in --help"))
+
+# The tool's former name: the same tool, with a notice.
+run = lambda program, *args: subprocess.run([f"{binary_dir}/bin/{program}", *args],
+                                            capture_output=True, text=True)
+old, new = run("tidewell-x11", "--help"), run("tidewellctl", "--help")
+if old.returncode != 0 or old.stdout != new.stdout or "use tidewellctl" not in old.stderr:
+    fail(f"tidewell-x11 is not tidewellctl with a notice: {old.stderr}")
+if "tidewell-x11" in new.stderr:
+    fail(f"tidewellctl prints the notice of its former name: {new.stderr}")
 
 # Validators.
 for command in (["desktop-file-validate", f"{source_dir}/resources/net.quillfen.Tidewell.desktop",

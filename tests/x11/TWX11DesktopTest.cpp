@@ -399,7 +399,7 @@ TEST_F(TWX11DesktopTest,
 TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDocumented) {
     auto tool = [](const std::string& arguments) {
         int status = std::system(
-            (TWTestProgramPath("tidewell-x11") + " " + arguments + " >/dev/null 2>&1").c_str());
+            (TWTestProgramPath("tidewellctl") + " " + arguments + " >/dev/null 2>&1").c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     };
     for (const char* usage :

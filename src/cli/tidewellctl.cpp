@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tidewell-x11: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
+// tidewellctl: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
 // session's desktop (KWin on Wayland, or X11) from a terminal, with the user's settings as the
 // application would; "watch" keeps running, records front switches and reads the same commands from
 // standard input.
@@ -20,6 +20,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <poll.h>
 #include <sstream>
@@ -31,14 +32,24 @@ namespace {
 
 volatile std::sig_atomic_t stopRequested = 0;
 
+constexpr const char* kProgram = "tidewellctl";
+// The tool's name before it drove more than X11; still installed as a link for one release.
+constexpr const char* kFormerName = "tidewell-x11";
+
 constexpr int kExitBadUsage = 2;
 constexpr int kExitNoDisplay = 1;
 constexpr int kExitCannotHide = 3;
 // How long a command waits for the window manager to carry out what it asked.
 constexpr std::chrono::milliseconds kSettleBound = 2 * TWX11Workspace::kAnswerBound;
 
+// One line on standard error, named for the tool.
+void complain(const std::string& what) {
+    std::cerr << kProgram << ": " << what << "\n";
+}
+
 void usage(std::ostream& out) {
-    out << "usage: tidewell-x11 [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND\n"
+    out << "usage: " << kProgram
+        << " [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND\n"
            "\n"
            "commands:\n"
            "  hide-others   hide every application but the file manager and the excluded ones\n"
@@ -153,7 +164,7 @@ int watch(TWCommon& common, TWDesktop& desktop) {
             continue;
         desktop.dispatchPendingEvents();
         if (connectionLost(desktop)) {
-            std::fprintf(stderr, "tidewell-x11: lost the desktop's server\n");
+            complain("lost the desktop's server");
             return 1;
         }
         if (inputOpen && (fds[1].revents & (POLLIN | POLLHUP))) {
@@ -172,7 +183,7 @@ int watch(TWCommon& common, TWDesktop& desktop) {
                 for (std::string w; line >> w;)
                     words.push_back(w);
                 if (!runCommand(words, common, desktop))
-                    std::fprintf(stderr, "tidewell-x11: unknown command\n");
+                    complain("unknown command");
                 std::printf("done\n");
                 std::fflush(stdout);
             }
@@ -212,12 +223,16 @@ void installSettings(const TWPlistDictionary& overrides, const TWPlistArray& exc
 } // namespace
 
 int main(int argc, char** argv) {
+    if (argc > 0 && std::filesystem::path(argv[0]).filename() == kFormerName)
+        std::fprintf(stderr,
+                     "%s: this name is deprecated and will go in the next release; use %s\n",
+                     kFormerName, kProgram);
     std::string display;
     std::vector<std::string> words;
     TWPlistDictionary overrides;
     TWPlistArray excluded;
     auto bad = [](const std::string& why) {
-        std::cerr << "tidewell-x11: " << why << "\n";
+        complain(why);
         usage(std::cerr);
         return kExitBadUsage;
     };
@@ -228,7 +243,7 @@ int main(int argc, char** argv) {
             usage(std::cout);
             return 0;
         } else if (a == "-v" || a == "--version") {
-            std::cout << "tidewell-x11 " << TWShortVersion << "\n";
+            std::cout << kProgram << " " << TWShortVersion << "\n";
             return 0;
         } else if (a == "--display" || a == "--set" || a == "--exclude") {
             if (!hasValue)
@@ -274,7 +289,7 @@ int main(int argc, char** argv) {
     auto desktop =
         TWMakeDesktop(display.empty() ? TWDesktopKind::Session : TWDesktopKind::X11, &whyNot);
     if (!desktop) {
-        std::fprintf(stderr, "tidewell-x11: no desktop to work on: %s\n", whyNot.c_str());
+        complain("no desktop to work on: " + whyNot);
         return kExitNoDisplay;
     }
     installSettings(overrides, excluded);
@@ -288,8 +303,7 @@ int main(int argc, char** argv) {
     } else {
         runCommand(words, common, *desktop);
         if (cannotHide(*desktop)) {
-            std::fprintf(stderr, "tidewell-x11: the window manager does not minimize windows; "
-                                 "nothing was hidden\n");
+            complain("the window manager does not minimize windows; nothing was hidden");
             status = kExitCannotHide;
         }
     }
