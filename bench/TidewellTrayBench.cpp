@@ -132,7 +132,7 @@ Session& session() {
 }
 
 pid_t spawnTidewell(const std::vector<std::string>& arguments) {
-    std::string path = TWTestTidewell::programPath();
+    std::string path = TWTestProgramPath("tidewell");
     std::vector<std::string> copies = arguments;
     std::vector<char*> argv{path.data()};
     for (auto& argument : copies)

@@ -90,7 +90,7 @@ TWTestTidewell::TWTestTidewell(TWTestDesktop& desktop) : desktop_(desktop) {
 }
 
 std::string TWTestTidewell::programPath() {
-    return TWTestProgramPath("tidewell");
+    return TWTestProgramPath("tidewell-testing");
 }
 
 void TWTestTidewell::writeSettings(const std::map<std::string, bool>& values) const {

@@ -20,7 +20,9 @@
 
 namespace {
 
-const QString program = QString::fromStdString(TWTestProgramPath("tidewell"));
+// The program with its test hooks; the shipped one has none.
+const QString program = QString::fromStdString(TWTestProgramPath("tidewell-testing"));
+const QString shipped = QString::fromStdString(TWTestProgramPath("tidewell"));
 
 class LauncherTest : public ::testing::Test {
   protected:
@@ -57,11 +59,12 @@ class LauncherTest : public ::testing::Test {
         return seen;
     }
     // Runs tidewell with `arguments` to its end: the exit code and what it wrote.
-    std::pair<int, QString> run(const QStringList& arguments, const QProcessEnvironment* env = {}) {
+    std::pair<int, QString> run(const QStringList& arguments, const QProcessEnvironment* env = {},
+                                const QString& path = program) {
         QProcess p;
         p.setProcessChannelMode(QProcess::MergedChannels);
         p.setProcessEnvironment(env ? *env : environment);
-        p.start(program, arguments);
+        p.start(path, arguments);
         const bool ended = p.waitForFinished(10000) && p.exitStatus() == QProcess::NormalExit;
         return {ended ? p.exitCode() : -1, QString::fromUtf8(p.readAll())};
     }
@@ -135,6 +138,11 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
     EXPECT_EQ(run({"--version"}).second, "tidewell 1.0.0\n");
     EXPECT_TRUE(run({"--help"}).second.startsWith("Usage: tidewell [options] [URL]"));
     EXPECT_FALSE(QFile::exists(channel() + "/instance.sock"));
+    // The shipped program knows no test options, and its help lists none.
+    EXPECT_EQ(run({"--desktop=sim"}, nullptr, shipped),
+              std::pair(2, QString("tidewell: Unknown option 'desktop'.\n"
+                                   "Try 'tidewell --help' for more information.\n")));
+    EXPECT_FALSE(run({"--help"}, nullptr, shipped).second.contains("--desktop"));
 
     auto failure = [this](const QProcessEnvironment& env, const QStringList& arguments) {
         const auto [code, output] = run(arguments, &env);
