@@ -10,8 +10,10 @@
 #include "TWAlert.h"
 #include "TWCommon.h"
 #include "TWDesktopEventPump.h"
+#include "TWFormat.h"
 #include "TWInstanceChannel.h"
 #include "TWLauncherTestHooks.h"
+#include "TWLocalizedString.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
@@ -50,23 +52,28 @@ void printError(const std::string& text) {
     std::fprintf(stderr, "tidewell: %s\n", text.c_str());
 }
 
+// A text of the command line in the user's language.
+QString localized(const char* text) {
+    return QString::fromStdString(TWLocalizedString(text));
+}
+
 // The command line's options, in the order --help lists them.
 struct TWCommandLine {
     QCommandLineParser parser;
     QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
-                            QStringLiteral("Print this help and exit.")};
+                            localized("Print this help and exit.")};
     QCommandLineOption version{{QStringLiteral("v"), QStringLiteral("version")},
-                               QStringLiteral("Print the version and exit.")};
+                               localized("Print the version and exit.")};
     QCommandLineOption hideAll{QStringLiteral("hide-all"),
-                               QStringLiteral("Hide every application but the file manager and "
-                                              "the excluded ones (the tray menu's Hide All).")};
+                               localized("Hide every application but the file manager and "
+                                         "the excluded ones (the tray menu's Hide All).")};
     QCommandLineOption showAll{QStringLiteral("show-all"),
-                               QStringLiteral("Show every application again and bring back the "
-                                              "one that was in front (Show All).")};
+                               localized("Show every application again and bring back the "
+                                         "one that was in front (Show All).")};
     QCommandLineOption status{QStringLiteral("status"),
-                              QStringLiteral("Print what the running Tidewell has handled so "
-                                             "far and the application Show All brings back to "
-                                             "the front.")};
+                              localized("Print what the running Tidewell has handled so "
+                                        "far and the application Show All brings back to "
+                                        "the front.")};
     // Only in a test build.
     QCommandLineOption desktop{QStringLiteral("desktop"),
                                QStringLiteral("For testing: auto (the session's desktop) or sim "
@@ -76,7 +83,7 @@ struct TWCommandLine {
                                QStringLiteral("kind"), QStringLiteral("auto")};
 
     explicit TWCommandLine(bool testHooks) {
-        parser.setApplicationDescription(QStringLiteral(
+        parser.setApplicationDescription(localized(
             "Clears the screen down to the desktop. Started while Tidewell runs, it hands its "
             "request to the running Tidewell and exits; with no argument the request is a "
             "click on Tidewell's icon (hide the others; with Shift held, show all)."));
@@ -86,8 +93,8 @@ struct TWCommandLine {
             parser.addOption(desktop);
         parser.addPositionalArgument(
             QStringLiteral("URL"),
-            QStringLiteral("An x-tidewell-action: request for the running Tidewell; "
-                           "x-tidewell-action://preferences opens its preferences."),
+            localized("An x-tidewell-action: request for the running Tidewell; "
+                      "x-tidewell-action://preferences opens its preferences."),
             QStringLiteral("[URL]"));
     }
 };
@@ -254,7 +261,7 @@ std::optional<int> handOver(const TWLauncher::Request& request, TWInstanceChanne
             return TWLauncher::exitFailure;
         }
         if (start == TWInstanceChannel::Start::NoAnswer) {
-            printError("Tidewell is running but did not answer");
+            printError(TWLocalizedString("Tidewell is running but did not answer"));
             return TWLauncher::exitFailure;
         }
         if (request.message == "status")
@@ -262,7 +269,7 @@ std::optional<int> handOver(const TWLauncher::Request& request, TWInstanceChanne
         return TWLauncher::exitSuccess;
     }
     if (request.message == "status") {
-        printError("Tidewell is not running");
+        printError(TWLocalizedString("Tidewell is not running"));
         return TWLauncher::exitNotRunning;
     }
     return std::nullopt;
@@ -416,13 +423,16 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
 QString TWLauncher::helpText(bool testHooks) {
     TWCommandLine commandLine(testHooks);
     QString text = commandLine.parser.helpText();
-    // The parser names the program from the running application; this text names it alike
-    // before there is one.
-    text.replace(QRegularExpression(QStringLiteral("^Usage: \\S+")),
-                 QStringLiteral("Usage: tidewell"));
-    return text + QStringLiteral("\nExit status: 0 done, 1 failure (no desktop, no answer from "
-                                 "the running Tidewell), 2 bad usage, 3 --status with no "
-                                 "Tidewell running.\n");
+    // The parser names the program by the file it was started from (tidewell-testing, a copy);
+    // the help names it tidewell. The first line is "Usage: <program> ...", in the user's
+    // language.
+    text.replace(QRegularExpression(QStringLiteral("^([^\n:]*: )\\S+")),
+                 QStringLiteral("\\1tidewell"));
+    return text + "\n" +
+           localized("Exit status: 0 done, 1 failure (no desktop, no answer from "
+                     "the running Tidewell), 2 bad usage, 3 --status with no "
+                     "Tidewell running.") +
+           "\n";
 }
 
 QString TWLauncher::versionText() {
@@ -462,17 +472,22 @@ std::optional<TWLauncher::Request> TWLauncher::parseArguments(const QStringList&
     for (const QString& url : commandLine.parser.positionalArguments())
         messages << "url " + url.toUtf8();
     if (messages.size() > 1)
-        return fail(QStringLiteral("one request at a time: --hide-all, --show-all, --status "
-                                   "or a URL"));
+        return fail(localized("one request at a time: --hide-all, --show-all, --status "
+                              "or a URL"));
     if (!messages.isEmpty()) {
         if (messages.first().size() > TWInstanceChannel::maximumMessageSize)
-            return fail(QStringLiteral("the URL is too long"));
+            return fail(localized("the URL is too long"));
         request.message = messages.first();
     }
     return request;
 }
 
 int TWLauncher::run(int argc, char** argv, TWLauncherTestHooks* testHooks) {
+    // The command line's texts in the user's language (Qt's own among them) from a core
+    // application: no window system, no GUI object. It is gone before the instance's is made.
+    int commandLineArgc = argc;
+    auto commandLineApp = std::make_unique<QCoreApplication>(commandLineArgc, argv);
+    TWInstallTranslations(*commandLineApp);
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
@@ -480,7 +495,9 @@ int TWLauncher::run(int argc, char** argv, TWLauncherTestHooks* testHooks) {
     const std::optional<Request> request = parseArguments(arguments, &error, testHooks);
     if (!request) {
         printError(error.toStdString());
-        std::fputs("Try 'tidewell --help' for more information.\n", stderr);
+        std::fputs(
+            TWLocalizedString("Try 'tidewell --help' for more information.").append("\n").c_str(),
+            stderr);
         return exitUsage;
     }
     if (request->help || request->version) {
@@ -496,12 +513,14 @@ int TWLauncher::run(int argc, char** argv, TWLauncherTestHooks* testHooks) {
         return *status;
 
     // Diagnostics go to the terminal too when there is one to read them.
+    const std::string noDesktop = TWLocalizedString("no desktop to work on: %@");
+    commandLineApp.reset();
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
 
     std::unique_ptr<TWDesktop> desktop;
     std::string noDesktopReason;
     if (!openDesktop(request->simulated, desktop, noDesktopReason)) {
-        printError("no desktop to work on: " + noDesktopReason);
+        printError(TWFormat(noDesktop, noDesktopReason));
         return exitFailure;
     }
     return runInstance(argc, argv, *request, channel.release(), std::move(desktop), testHooks);

@@ -43,6 +43,26 @@ if old.returncode != 0 or old.stdout != new.stdout or "use tidewellctl" not in o
 if "tidewell-x11" in new.stderr:
     fail(f"tidewellctl prints the notice of its former name: {new.stderr}")
 
+# The command line in German and French, from the same translations as the windows, with no
+# generated system locale; and tidewell(1) in German, with the options of the English page.
+for language, expected in (("de_DE.UTF-8", {("tidewell", "--help"): "Räumt den Bildschirm",
+                                            ("tidewellctl", "--help"): "Befehle:",
+                                            ("tidewellctl", "--bogus"): "unbekannte Option --bogus",
+                                            ("tidewell", "--bogus"): "„tidewell --help“ gibt"}),
+                           ("fr_FR.UTF-8", {("tidewell", "--help"): "Dégage l'écran",
+                                            ("tidewellctl", "--help"): "commandes :",
+                                            ("tidewellctl", "--bogus"): "option inconnue --bogus",
+                                            ("tidewell", "--bogus"): "Essayez « tidewell --help »"})):
+    for (program, argument), text in expected.items():
+        said = subprocess.run([f"{binary_dir}/bin/{program}", argument], capture_output=True,
+                              text=True, env={"PATH": "/usr/bin:/bin", "LANG": language})
+        if text not in said.stdout + said.stderr:
+            fail(f"{program} {argument} under {language} does not say \"{text}\": {said.stdout}{said.stderr}")
+with open(f"{source_dir}/resources/man/de/tidewell.1", encoding="utf-8") as german, \
+        open(f"{source_dir}/resources/man/tidewell.1", encoding="utf-8") as english:
+    if long_options(german.read().replace("\\-", "-")) != long_options(english.read().replace("\\-", "-")):
+        fail("the German tidewell(1) does not list the options of the English one")
+
 # Validators.
 for command in (["desktop-file-validate", f"{source_dir}/resources/net.quillfen.Tidewell.desktop",
                  f"{source_dir}/resources/net.quillfen.TidewellStatus.desktop"],
@@ -57,7 +77,7 @@ sources = [f"{source_dir}/{path}" for path in (
     "src/actions/TWCommon.cpp", "src/support/QFSimpleUpdater.cpp", "src/support/TWAlert.cpp",
     "src/app/TidewellAppDelegate.cpp", "src/app/net/TWQtAlertPresenter.cpp",
     "src/prefs/PreferencesController.cpp", "src/prefs/ExcludeController.cpp",
-    "src/helper/TidewellHelper.cpp")]
+    "src/helper/TidewellHelper.cpp", "src/app/TWLauncher.cpp", "src/cli/tidewellctl.cpp")]
 with tempfile.TemporaryDirectory() as scratch:
     collected = f"{scratch}/collected.ts"
     subprocess.run([lupdate, "-silent", "-locations", "none", "-tr-function-alias",

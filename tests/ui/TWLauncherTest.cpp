@@ -117,6 +117,13 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     EXPECT_EQ(seen.count("preferences shown"), 1); // the case-differing scheme did nothing
     EXPECT_LT(at("desktop: hide Terminal"), at("desktop: unhide Terminal"));
     EXPECT_GE(at("reopen"), 0);
+    // The shipped program hands a later start over before it loads Qt or the window system.
+    QProcessEnvironment traced = environment;
+    traced.insert("LD_DEBUG", "files");
+    const auto [handedOver, loaded] = run({"--hide-all"}, &traced, shipped);
+    EXPECT_EQ(handedOver, 0);
+    EXPECT_TRUE(loaded.contains("libc.so") && !loaded.contains("libQt6")) << loaded.toStdString();
+    EXPECT_EQ(status().count("hide-all"), 1);
 
     // A crashed instance leaves its socket behind; the next start replaces it.
     ::kill(pid_t(instance.processId()), SIGKILL);
