@@ -5,6 +5,7 @@
 // instance's resident memory.
 #include "TWBenchProcess.h"
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 #include "TWXcbAtom.h"
 
