@@ -91,11 +91,15 @@ def fish(scratch, lines):
 
 failures = []
 shells = [shell for shell in (bash, zsh, fish) if shutil.which(shell.__name__)]
+# A build without the Qt programs completes for tidewellctl alone.
+CASES = [(line, expected) for line, expected in CASES if line.split()[0] in ("tidewellctl", "tidewell-x11")
+         or os.path.exists(f"{binary_dir}/bin/{line.split()[0]}")]
 with tempfile.TemporaryDirectory() as scratch:
     # The programs of the build, with a tidewellctl that lists one running application.
     os.makedirs(f"{scratch}/bin")
     for name in ("tidewell", "tidewell-helper"):
-        os.symlink(f"{binary_dir}/bin/{name}", f"{scratch}/bin/{name}")
+        if os.path.exists(f"{binary_dir}/bin/{name}"):
+            os.symlink(f"{binary_dir}/bin/{name}", f"{scratch}/bin/{name}")
     for name in ("tidewellctl", "tidewell-x11"):
         with open(f"{scratch}/bin/{name}", "w") as f:
             f.write("#!/bin/sh\n[ \"$1\" = list ] && printf '%s\\n' "
