@@ -331,5 +331,21 @@
         <source>the window manager does not minimize windows; nothing was hidden</source>
         <translation>die Fensterverwaltung minimiert keine Fenster; nichts wurde ausgeblendet</translation>
     </message>
+    <message id="Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; one runs per session.">
+        <source>Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; one runs per session.</source>
+        <translation>Tidewell Menu: Alle ausblenden, Alle einblenden, die laufenden Programme zum Umschalten, Einstellungen... und Beenden über ein eigenes Symbol in der Kontrollleiste. Tidewell startet es, wenn der Menüleistenmodus eingeschaltet ist; in einer Sitzung läuft eines.</translation>
+    </message>
+    <message id="no arguments are taken">
+        <source>no arguments are taken</source>
+        <translation>es werden keine Argumente angenommen</translation>
+    </message>
+    <message id="Try 'tidewell-helper --help' for more information.">
+        <source>Try 'tidewell-helper --help' for more information.</source>
+        <translation>„tidewell-helper --help“ gibt weitere Auskunft.</translation>
+    </message>
+    <message id="Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.">
+        <source>Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.</source>
+        <translation>Rückgabewert: 0 erledigt (oder ein anderes Tidewell Menu läuft bereits), 1 kein Schreibtisch, 2 falscher Aufruf.</translation>
+    </message>
 </context>
 </TS>

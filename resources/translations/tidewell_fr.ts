@@ -331,5 +331,21 @@
         <source>the window manager does not minimize windows; nothing was hidden</source>
         <translation>le gestionnaire de fenêtres ne réduit pas les fenêtres ; rien n'a été masqué</translation>
     </message>
+    <message id="Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; one runs per session.">
+        <source>Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; one runs per session.</source>
+        <translation>Tidewell Menu : Tout masquer, Tout afficher, les applications en cours à basculer, Préférences... et Quitter depuis une icône à lui dans la zone de notification. Tidewell le lance quand le mode barre de menus est activé ; un seul s'exécute par session.</translation>
+    </message>
+    <message id="no arguments are taken">
+        <source>no arguments are taken</source>
+        <translation>aucun argument n'est accepté</translation>
+    </message>
+    <message id="Try 'tidewell-helper --help' for more information.">
+        <source>Try 'tidewell-helper --help' for more information.</source>
+        <translation>Essayez « tidewell-helper --help » pour plus d'informations.</translation>
+    </message>
+    <message id="Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.">
+        <source>Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.</source>
+        <translation>Code de retour : 0 fait (ou un autre Tidewell Menu s'exécute déjà), 1 pas de bureau, 2 mauvais usage.</translation>
+    </message>
 </context>
 </TS>

@@ -48,7 +48,8 @@ if "tidewell-x11" in new.stderr:
 for language, expected in (("de_DE.UTF-8", {("tidewell", "--help"): "Räumt den Bildschirm",
                                             ("tidewellctl", "--help"): "Befehle:",
                                             ("tidewellctl", "--bogus"): "unbekannte Option --bogus",
-                                            ("tidewell", "--bogus"): "„tidewell --help“ gibt"}),
+                                            ("tidewell", "--bogus"): "„tidewell --help“ gibt",
+                                            ("tidewell-helper", "--help"): "Rückgabewert: 0"}),
                            ("fr_FR.UTF-8", {("tidewell", "--help"): "Dégage l'écran",
                                             ("tidewellctl", "--help"): "commandes :",
                                             ("tidewellctl", "--bogus"): "option inconnue --bogus",
@@ -77,7 +78,8 @@ sources = [f"{source_dir}/{path}" for path in (
     "src/actions/TWCommon.cpp", "src/support/QFSimpleUpdater.cpp", "src/support/TWAlert.cpp",
     "src/app/TidewellAppDelegate.cpp", "src/app/net/TWQtAlertPresenter.cpp",
     "src/prefs/PreferencesController.cpp", "src/prefs/ExcludeController.cpp",
-    "src/helper/TidewellHelper.cpp", "src/app/TWLauncher.cpp", "src/cli/tidewellctl.cpp")]
+    "src/helper/TidewellHelper.cpp", "src/helper/main.cpp", "src/app/TWLauncher.cpp",
+    "src/cli/tidewellctl.cpp")]
 with tempfile.TemporaryDirectory() as scratch:
     collected = f"{scratch}/collected.ts"
     subprocess.run([lupdate, "-silent", "-locations", "none", "-tr-function-alias",
