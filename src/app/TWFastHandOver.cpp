@@ -3,6 +3,7 @@
 #include "TWFastHandOver.h"
 
 #include "TWBaseDirectories.h"
+#include "TWInstanceProtocol.h"
 
 #include <cerrno>
 #include <chrono>
@@ -16,11 +17,7 @@
 
 namespace {
 
-// As TWInstanceChannel: the socket's name, the largest payload, the time an instance has to
-// answer a start.
-constexpr const char* kSocketName = "/instance.sock";
-constexpr size_t kMaximumPayload = 4096;
-constexpr int kAnswerTimeoutMs = 5000;
+constexpr size_t kMaximumPayload = TWInstanceProtocol::maximumPayloadSize;
 
 // Closes the descriptor when it goes out of scope.
 struct TWDescriptor {
@@ -46,8 +43,8 @@ bool writeAll(int fd, const std::string& bytes) {
 
 // The reply frame's payload, or none when it does not come whole in time.
 std::optional<std::string> readReply(int fd) {
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(kAnswerTimeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::milliseconds(TWInstanceProtocol::handOverTimeoutMs);
     std::string buffer;
     for (;;) {
         if (buffer.size() >= 4) {
@@ -106,7 +103,7 @@ std::optional<int> TWFastHandOver::run(int argc, char** argv) {
         return std::nullopt;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const std::string path = directory + kSocketName;
+    const std::string path = directory + "/" + TWInstanceProtocol::socketName;
     if (path.size() >= sizeof address.sun_path)
         return std::nullopt;
     path.copy(address.sun_path, path.size());

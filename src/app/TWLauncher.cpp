@@ -12,6 +12,7 @@
 #include "TWDesktopEventPump.h"
 #include "TWFormat.h"
 #include "TWInstanceChannel.h"
+#include "TWInstanceProtocol.h"
 #include "TWLauncherTestHooks.h"
 #include "TWLocalizedString.h"
 #include "TWLog.h"
@@ -46,7 +47,7 @@ constexpr const char* kLogClass = "TWLauncher";
 
 namespace {
 
-constexpr int handOverTimeoutMs = 5000;
+constexpr int handOverTimeoutMs = TWInstanceProtocol::handOverTimeoutMs;
 
 void printError(const std::string& text) {
     std::fprintf(stderr, "tidewell: %s\n", text.c_str());
