@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Hiding 50 applications of 2 windows each on Xvfb + openbox: Tidewell's hide-others against a
+// Hiding 50 applications on Xvfb + openbox, 100 windows in all (--windows=N for N windows, in
+// at most 50 applications of an equal share each): Tidewell's hide-others against a
 // shell loop of xdotool and against sending the same requests one round trip at a time. Each
 // run is timed from the first request until the window manager has set WM_STATE Iconic on every
 // window, as an observer on its own connection sees it through PropertyNotify events. Every
@@ -31,8 +32,10 @@
 
 namespace {
 
-constexpr int kApplications = 50;
-constexpr int kWindowsEach = 2;
+constexpr int kMostApplications = 50;
+// The applications and the windows each shows: --windows=N sets them.
+int gApplications = kMostApplications;
+size_t gWindowsEach = 2;
 
 // Watches WM_STATE on the client windows from a connection of its own.
 class Observer {
@@ -412,6 +415,23 @@ BENCHMARK(BM_MainThreadLongestStall)->Iterations(10)->Unit(benchmark::kMilliseco
 } // namespace
 
 int main(int argc, char** argv) {
+    // --windows=N (taken out before the benchmark library reads the rest).
+    int kept = 1;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument.rfind("--windows=", 0) != 0) {
+            argv[kept++] = argv[i];
+            continue;
+        }
+        const int windows = std::atoi(argument.c_str() + 10);
+        if (windows < 2) {
+            std::fprintf(stderr, "bench: --windows wants a number of at least 2\n");
+            return 2;
+        }
+        gApplications = std::min(kMostApplications, windows / 2);
+        gWindowsEach = size_t(windows / gApplications);
+    }
+    argc = kept;
     benchmark::Initialize(&argc, argv);
     TWTestDesktop desktop;
     if (!desktop.ok()) {
@@ -421,12 +441,12 @@ int main(int argc, char** argv) {
     gDesktop = &desktop;
     // Tidewell itself counts as running, as it does when the action comes from the app.
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName, 0);
-    for (int i = 0; i < kApplications; ++i) {
+    for (int i = 0; i < gApplications; ++i) {
         std::string cls = "bench" + std::to_string(i);
-        pid_t pid =
-            desktop.spawnTestClient({"--class", cls + "," + cls, "--title", cls}, kWindowsEach);
+        pid_t pid = desktop.spawnTestClient({"--class", cls + "," + cls, "--title", cls},
+                                            int(gWindowsEach));
         auto windows = desktop.windowsOfPid(pid);
-        if (windows.size() != kWindowsEach)
+        if (windows.size() != gWindowsEach)
             std::fprintf(
                 stderr, "bench: client %d shows %zu windows (%s)\n%s", i, windows.size(),
                 TWTestDesktop::run({"cat", "/proc/" + std::to_string(pid) + "/stat"}).c_str(),
@@ -434,7 +454,7 @@ int main(int argc, char** argv) {
         for (auto w : windows)
             gWindows.push_back(static_cast<xcb_window_t>(w));
     }
-    if (gWindows.size() != static_cast<size_t>(kApplications * kWindowsEach)) {
+    if (gWindows.size() != size_t(gApplications) * gWindowsEach) {
         std::fprintf(stderr, "bench: only %zu windows appeared\n", gWindows.size());
         return 1;
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Hide-others from the command line on Xvfb + openbox, 50 applications of 2 windows each:
-// `tidewell-x11 hide-others` (a process that connects, lists, hides and ends) against the same
+// `tidewellctl hide-others` (a process that connects, lists, hides and ends) against the same
 // request handed to the running tidewell (`tidewell --hide-all`, and the bare request on its
 // socket). Each run is timed from the start of the command until an observer on a connection
 // of its own sees WM_STATE Iconic on every window; show-all in between is not timed.
@@ -106,7 +106,7 @@ void timeHide(benchmark::State& state, const std::function<void()>& hide,
 }
 
 const std::string& tool() {
-    static const std::string path = TWTestProgramPath("tidewell-x11");
+    static const std::string path = TWTestProgramPath("tidewellctl");
     return path;
 }
 

@@ -20,13 +20,14 @@ extern char** environ;
 
 namespace {
 
+// The program with its test hooks (the instance runs on its simulated desktop) and the shipped
+// one, which hands a later start over before it loads Qt.
 std::string program() {
     return std::string(TIDEWELL_PROGRAM);
 }
 
-pid_t spawn(const std::vector<std::string>& arguments) {
+pid_t spawn(const std::vector<std::string>& arguments, std::string path = program()) {
     std::vector<char*> argv;
-    std::string path = program();
     argv.push_back(path.data());
     std::vector<std::string> copies = arguments;
     for (auto& argument : copies)
@@ -88,16 +89,36 @@ void BM_StartUntilAnswering(benchmark::State& state) {
 BENCHMARK(BM_StartUntilAnswering)->Unit(benchmark::kMillisecond)->Iterations(10);
 
 // A second start handing "reopen" to the instance: from exec until it exits, by which time
-// the instance has run the hide-others action and replied.
+// the instance has run the hide-others action and replied. Argument 0: the shipped tidewell;
+// 1: the program linked with Qt and everything else, as every start loaded them before the
+// hand-over came first.
 void BM_RelaunchReopenRoundTrip(benchmark::State& state) {
     privateSession();
     pid_t instance = spawn({"--desktop=sim"});
     waitUntilAnswering();
+    const std::string path = state.range(0) == 0 ? TIDEWELL_SHIPPED_PROGRAM : program();
     for (auto _ : state)
-        benchmark::DoNotOptimize(waitFor(spawn({})));
+        benchmark::DoNotOptimize(waitFor(spawn({}, path)));
     stop(instance);
 }
-BENCHMARK(BM_RelaunchReopenRoundTrip)->Unit(benchmark::kMillisecond)->Iterations(30);
+BENCHMARK(BM_RelaunchReopenRoundTrip)
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(30);
+
+// The request alone: "reopen" sent to the instance from this process (no program started), so
+// that the relaunch above can be read as this plus what a start costs.
+void BM_ReopenRequestAlone(benchmark::State& state) {
+    privateSession();
+    pid_t instance = spawn({"--desktop=sim"});
+    waitUntilAnswering();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(
+            TWInstanceChannel::sendMessage(channelDirectory(), "reopen", 5000));
+    stop(instance);
+}
+BENCHMARK(BM_ReopenRequestAlone)->Unit(benchmark::kMillisecond)->Iterations(30);
 
 // Resident memory of the idle instance, after its launch sequence.
 void BM_IdleResidentMemory(benchmark::State& state) {

@@ -5,6 +5,7 @@
 // instance's resident memory.
 #include "TWBenchProcess.h"
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 #include "TWXcbAtom.h"
 
@@ -132,7 +133,7 @@ Session& session() {
 }
 
 pid_t spawnTidewell(const std::vector<std::string>& arguments) {
-    std::string path = TWTestTidewell::programPath();
+    std::string path = TWTestProgramPath("tidewell");
     std::vector<std::string> copies = arguments;
     std::vector<char*> argv{path.data()};
     for (auto& argument : copies)

@@ -195,5 +195,177 @@
         <source>%1 is not an application.</source>
         <translation>%1 ist keine Anwendung.</translation>
     </message>
+    <message id="Print this help and exit.">
+        <source>Print this help and exit.</source>
+        <translation>Diese Hilfe ausgeben und beenden.</translation>
+    </message>
+    <message id="Print the version and exit.">
+        <source>Print the version and exit.</source>
+        <translation>Die Version ausgeben und beenden.</translation>
+    </message>
+    <message id="Hide every application but the file manager and the excluded ones (the tray menu's Hide All).">
+        <source>Hide every application but the file manager and the excluded ones (the tray menu's Hide All).</source>
+        <translation>Alle Programme außer der Dateiverwaltung und den ausgenommenen ausblenden (Alle ausblenden im Menü des Symbols).</translation>
+    </message>
+    <message id="Show every application again and bring back the one that was in front (Show All).">
+        <source>Show every application again and bring back the one that was in front (Show All).</source>
+        <translation>Alle Programme wieder einblenden und das zuvor vorderste nach vorn holen (Alle einblenden).</translation>
+    </message>
+    <message id="Print what the running Tidewell has handled so far and the application Show All brings back to the front.">
+        <source>Print what the running Tidewell has handled so far and the application Show All brings back to the front.</source>
+        <translation>Ausgeben, was das laufende Tidewell bisher erledigt hat und welches Programm Alle einblenden nach vorn holt.</translation>
+    </message>
+    <message id="Clears the screen down to the desktop. Started while Tidewell runs, it hands its request to the running Tidewell and exits; with no argument the request is a click on Tidewell's icon (hide the others; with Shift held, show all).">
+        <source>Clears the screen down to the desktop. Started while Tidewell runs, it hands its request to the running Tidewell and exits; with no argument the request is a click on Tidewell's icon (hide the others; with Shift held, show all).</source>
+        <translation>Räumt den Bildschirm bis auf den Schreibtisch frei. Läuft Tidewell bereits, übergibt es seine Anfrage dem laufenden Tidewell und endet; ohne Argument ist die Anfrage ein Klick auf das Symbol von Tidewell (die anderen ausblenden; mit gedrückter Umschalttaste alle einblenden).</translation>
+    </message>
+    <message id="An x-tidewell-action: request for the running Tidewell; x-tidewell-action://preferences opens its preferences.">
+        <source>An x-tidewell-action: request for the running Tidewell; x-tidewell-action://preferences opens its preferences.</source>
+        <translation>Eine x-tidewell-action:-Anfrage an das laufende Tidewell; x-tidewell-action://preferences öffnet seine Einstellungen.</translation>
+    </message>
+    <message id="Tidewell is running but did not answer">
+        <source>Tidewell is running but did not answer</source>
+        <translation>Tidewell läuft, hat aber nicht geantwortet</translation>
+    </message>
+    <message id="Tidewell is not running">
+        <source>Tidewell is not running</source>
+        <translation>Tidewell läuft nicht</translation>
+    </message>
+    <message id="Exit status: 0 done, 1 failure (no desktop, no answer from the running Tidewell), 2 bad usage, 3 --status with no Tidewell running.">
+        <source>Exit status: 0 done, 1 failure (no desktop, no answer from the running Tidewell), 2 bad usage, 3 --status with no Tidewell running.</source>
+        <translation>Rückgabewert: 0 erledigt, 1 Fehler (kein Schreibtisch, keine Antwort vom laufenden Tidewell), 2 falscher Aufruf, 3 --status, ohne dass Tidewell läuft.</translation>
+    </message>
+    <message id="one request at a time: --hide-all, --show-all, --status or a URL">
+        <source>one request at a time: --hide-all, --show-all, --status or a URL</source>
+        <translation>eine Anfrage auf einmal: --hide-all, --show-all, --status oder eine URL</translation>
+    </message>
+    <message id="the URL is too long">
+        <source>the URL is too long</source>
+        <translation>die URL ist zu lang</translation>
+    </message>
+    <message id="Try 'tidewell --help' for more information.">
+        <source>Try 'tidewell --help' for more information.</source>
+        <translation>„tidewell --help“ gibt weitere Auskunft.</translation>
+    </message>
+    <message id="no desktop to work on: %@">
+        <source>no desktop to work on: %@</source>
+        <translation>kein Schreibtisch, auf dem gearbeitet werden kann: %@</translation>
+    </message>
+    <message id="hide every application but the file manager and the excluded ones">
+        <source>hide every application but the file manager and the excluded ones</source>
+        <translation>alle Programme außer der Dateiverwaltung und den ausgenommenen ausblenden</translation>
+    </message>
+    <message id="show every hidden application and bring back the one in front">
+        <source>show every hidden application and bring back the one in front</source>
+        <translation>alle ausgeblendeten Programme einblenden und das vorderste zurückholen</translation>
+    </message>
+    <message id="activate the application with desktop-entry ID, or hide it when it is in front">
+        <source>activate the application with desktop-entry ID, or hide it when it is in front</source>
+        <translation>das Programm mit der Desktop-Eintrag-ID aktivieren oder, wenn es vorn ist, ausblenden</translation>
+    </message>
+    <message id="print the running applications">
+        <source>print the running applications</source>
+        <translation>die laufenden Programme ausgeben</translation>
+    </message>
+    <message id="print front switches; read the commands above from standard input">
+        <source>print front switches; read the commands above from standard input</source>
+        <translation>Wechsel des vordersten Programms ausgeben; die obigen Befehle von der Standardeingabe lesen</translation>
+    </message>
+    <message id="print this help and exit">
+        <source>print this help and exit</source>
+        <translation>diese Hilfe ausgeben und beenden</translation>
+    </message>
+    <message id="print the version and exit">
+        <source>print the version and exit</source>
+        <translation>die Version ausgeben und beenden</translation>
+    </message>
+    <message id="work on the X display D (default: the session's desktop: KWin when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)">
+        <source>work on the X display D (default: the session's desktop: KWin when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)</source>
+        <translation>auf dem X-Display D arbeiten (Vorgabe: der Schreibtisch der Sitzung: KWin, wenn $WAYLAND_DISPLAY seine Fensterverwaltung anbietet, sonst $DISPLAY)</translation>
+    </message>
+    <message id="use V for setting K in this run (YES, NO, a number or text)">
+        <source>use V for setting K in this run (YES, NO, a number or text)</source>
+        <translation>für die Einstellung K in diesem Lauf V verwenden (YES, NO, eine Zahl oder Text)</translation>
+    </message>
+    <message id="leave the application ID alone in this run, as if it were excluded">
+        <source>leave the application ID alone in this run, as if it were excluded</source>
+        <translation>das Programm ID in diesem Lauf in Ruhe lassen, als wäre es ausgenommen</translation>
+    </message>
+    <message id="usage: %@ [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND">
+        <source>usage: %@ [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND</source>
+        <translation>Aufruf: %@ [--display D] [--set KEY=VALUE]... [--exclude ID]... BEFEHL</translation>
+    </message>
+    <message id="commands:">
+        <source>commands:</source>
+        <translation>Befehle:</translation>
+    </message>
+    <message id="options:">
+        <source>options:</source>
+        <translation>Optionen:</translation>
+    </message>
+    <message id="Settings are read from the user's files, as the application reads them (%@). With --set or --exclude the files are only read: the changes apply to this run alone.">
+        <source>Settings are read from the user's files, as the application reads them (%@). With --set or --exclude the files are only read: the changes apply to this run alone.</source>
+        <translation>Die Einstellungen werden aus den Dateien des Benutzers gelesen, wie das Programm sie liest (%@). Mit --set oder --exclude werden die Dateien nur gelesen: die Änderungen gelten nur für diesen Lauf.</translation>
+    </message>
+    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden)">
+        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden)</source>
+        <translation>Rückgabewert: 0 erledigt, 1 kein Schreibtisch, auf dem gearbeitet werden kann, 2 falscher Aufruf, 3 die Fensterverwaltung minimiert keine Fenster (nichts wurde ausgeblendet)</translation>
+    </message>
+    <message id="lost the desktop's server">
+        <source>lost the desktop's server</source>
+        <translation>die Verbindung zum Server des Schreibtischs ist verloren</translation>
+    </message>
+    <message id="unknown command">
+        <source>unknown command</source>
+        <translation>unbekannter Befehl</translation>
+    </message>
+    <message id="this name is deprecated and will go in the next release; use %@">
+        <source>this name is deprecated and will go in the next release; use %@</source>
+        <translation>dieser Name ist veraltet und entfällt mit der nächsten Version; verwenden Sie %@</translation>
+    </message>
+    <message id="%@ needs a value">
+        <source>%@ needs a value</source>
+        <translation>%@ braucht einen Wert</translation>
+    </message>
+    <message id="--set wants KEY=VALUE, not '%@'">
+        <source>--set wants KEY=VALUE, not '%@'</source>
+        <translation>--set erwartet KEY=VALUE, nicht „%@“</translation>
+    </message>
+    <message id="--exclude wants an application ID">
+        <source>--exclude wants an application ID</source>
+        <translation>--exclude erwartet eine Programm-ID</translation>
+    </message>
+    <message id="unknown option %@">
+        <source>unknown option %@</source>
+        <translation>unbekannte Option %@</translation>
+    </message>
+    <message id="no command">
+        <source>no command</source>
+        <translation>kein Befehl</translation>
+    </message>
+    <message id="unknown command or wrong arguments: %@">
+        <source>unknown command or wrong arguments: %@</source>
+        <translation>unbekannter Befehl oder falsche Argumente: %@</translation>
+    </message>
+    <message id="the window manager does not minimize windows; nothing was hidden">
+        <source>the window manager does not minimize windows; nothing was hidden</source>
+        <translation>die Fensterverwaltung minimiert keine Fenster; nichts wurde ausgeblendet</translation>
+    </message>
+    <message id="Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; one runs per session.">
+        <source>Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; one runs per session.</source>
+        <translation>Tidewell Menu: Alle ausblenden, Alle einblenden, die laufenden Programme zum Umschalten, Einstellungen... und Beenden über ein eigenes Symbol in der Kontrollleiste. Tidewell startet es, wenn der Menüleistenmodus eingeschaltet ist; in einer Sitzung läuft eines.</translation>
+    </message>
+    <message id="no arguments are taken">
+        <source>no arguments are taken</source>
+        <translation>es werden keine Argumente angenommen</translation>
+    </message>
+    <message id="Try 'tidewell-helper --help' for more information.">
+        <source>Try 'tidewell-helper --help' for more information.</source>
+        <translation>„tidewell-helper --help“ gibt weitere Auskunft.</translation>
+    </message>
+    <message id="Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.">
+        <source>Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.</source>
+        <translation>Rückgabewert: 0 erledigt (oder ein anderes Tidewell Menu läuft bereits), 1 kein Schreibtisch, 2 falscher Aufruf.</translation>
+    </message>
 </context>
 </TS>

@@ -195,5 +195,177 @@
         <source>%1 is not an application.</source>
         <translation>%1 n’est pas une application.</translation>
     </message>
+    <message id="Print this help and exit.">
+        <source>Print this help and exit.</source>
+        <translation>Afficher cette aide et quitter.</translation>
+    </message>
+    <message id="Print the version and exit.">
+        <source>Print the version and exit.</source>
+        <translation>Afficher la version et quitter.</translation>
+    </message>
+    <message id="Hide every application but the file manager and the excluded ones (the tray menu's Hide All).">
+        <source>Hide every application but the file manager and the excluded ones (the tray menu's Hide All).</source>
+        <translation>Masquer toutes les applications sauf le gestionnaire de fichiers et les applications exclues (Tout masquer dans le menu de l'icône).</translation>
+    </message>
+    <message id="Show every application again and bring back the one that was in front (Show All).">
+        <source>Show every application again and bring back the one that was in front (Show All).</source>
+        <translation>Afficher de nouveau toutes les applications et ramener au premier plan celle qui y était (Tout afficher).</translation>
+    </message>
+    <message id="Print what the running Tidewell has handled so far and the application Show All brings back to the front.">
+        <source>Print what the running Tidewell has handled so far and the application Show All brings back to the front.</source>
+        <translation>Afficher ce que Tidewell en cours d'exécution a traité jusqu'ici et l'application que Tout afficher ramène au premier plan.</translation>
+    </message>
+    <message id="Clears the screen down to the desktop. Started while Tidewell runs, it hands its request to the running Tidewell and exits; with no argument the request is a click on Tidewell's icon (hide the others; with Shift held, show all).">
+        <source>Clears the screen down to the desktop. Started while Tidewell runs, it hands its request to the running Tidewell and exits; with no argument the request is a click on Tidewell's icon (hide the others; with Shift held, show all).</source>
+        <translation>Dégage l'écran jusqu'au bureau. Lancé pendant que Tidewell s'exécute, il transmet sa demande au Tidewell en cours et se termine ; sans argument, la demande est un clic sur l'icône de Tidewell (masquer les autres ; avec Maj enfoncée, tout afficher).</translation>
+    </message>
+    <message id="An x-tidewell-action: request for the running Tidewell; x-tidewell-action://preferences opens its preferences.">
+        <source>An x-tidewell-action: request for the running Tidewell; x-tidewell-action://preferences opens its preferences.</source>
+        <translation>Une demande x-tidewell-action: pour le Tidewell en cours ; x-tidewell-action://preferences ouvre ses préférences.</translation>
+    </message>
+    <message id="Tidewell is running but did not answer">
+        <source>Tidewell is running but did not answer</source>
+        <translation>Tidewell s'exécute mais n'a pas répondu</translation>
+    </message>
+    <message id="Tidewell is not running">
+        <source>Tidewell is not running</source>
+        <translation>Tidewell ne s'exécute pas</translation>
+    </message>
+    <message id="Exit status: 0 done, 1 failure (no desktop, no answer from the running Tidewell), 2 bad usage, 3 --status with no Tidewell running.">
+        <source>Exit status: 0 done, 1 failure (no desktop, no answer from the running Tidewell), 2 bad usage, 3 --status with no Tidewell running.</source>
+        <translation>Code de retour : 0 fait, 1 échec (pas de bureau, pas de réponse du Tidewell en cours), 2 mauvais usage, 3 --status sans Tidewell en cours.</translation>
+    </message>
+    <message id="one request at a time: --hide-all, --show-all, --status or a URL">
+        <source>one request at a time: --hide-all, --show-all, --status or a URL</source>
+        <translation>une demande à la fois : --hide-all, --show-all, --status ou une URL</translation>
+    </message>
+    <message id="the URL is too long">
+        <source>the URL is too long</source>
+        <translation>l'URL est trop longue</translation>
+    </message>
+    <message id="Try 'tidewell --help' for more information.">
+        <source>Try 'tidewell --help' for more information.</source>
+        <translation>Essayez « tidewell --help » pour plus d'informations.</translation>
+    </message>
+    <message id="no desktop to work on: %@">
+        <source>no desktop to work on: %@</source>
+        <translation>aucun bureau sur lequel travailler : %@</translation>
+    </message>
+    <message id="hide every application but the file manager and the excluded ones">
+        <source>hide every application but the file manager and the excluded ones</source>
+        <translation>masquer toutes les applications sauf le gestionnaire de fichiers et les exclues</translation>
+    </message>
+    <message id="show every hidden application and bring back the one in front">
+        <source>show every hidden application and bring back the one in front</source>
+        <translation>afficher toutes les applications masquées et ramener celle du premier plan</translation>
+    </message>
+    <message id="activate the application with desktop-entry ID, or hide it when it is in front">
+        <source>activate the application with desktop-entry ID, or hide it when it is in front</source>
+        <translation>activer l'application d'identifiant ID (entrée de bureau), ou la masquer si elle est au premier plan</translation>
+    </message>
+    <message id="print the running applications">
+        <source>print the running applications</source>
+        <translation>afficher les applications en cours</translation>
+    </message>
+    <message id="print front switches; read the commands above from standard input">
+        <source>print front switches; read the commands above from standard input</source>
+        <translation>afficher les changements d'application au premier plan ; lire les commandes ci-dessus sur l'entrée standard</translation>
+    </message>
+    <message id="print this help and exit">
+        <source>print this help and exit</source>
+        <translation>afficher cette aide et quitter</translation>
+    </message>
+    <message id="print the version and exit">
+        <source>print the version and exit</source>
+        <translation>afficher la version et quitter</translation>
+    </message>
+    <message id="work on the X display D (default: the session's desktop: KWin when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)">
+        <source>work on the X display D (default: the session's desktop: KWin when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)</source>
+        <translation>travailler sur l'écran X D (par défaut : le bureau de la session : KWin si $WAYLAND_DISPLAY offre sa gestion des fenêtres, sinon $DISPLAY)</translation>
+    </message>
+    <message id="use V for setting K in this run (YES, NO, a number or text)">
+        <source>use V for setting K in this run (YES, NO, a number or text)</source>
+        <translation>utiliser V pour le réglage K pendant cette exécution (YES, NO, un nombre ou un texte)</translation>
+    </message>
+    <message id="leave the application ID alone in this run, as if it were excluded">
+        <source>leave the application ID alone in this run, as if it were excluded</source>
+        <translation>laisser l'application ID tranquille pendant cette exécution, comme si elle était exclue</translation>
+    </message>
+    <message id="usage: %@ [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND">
+        <source>usage: %@ [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND</source>
+        <translation>usage : %@ [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMANDE</translation>
+    </message>
+    <message id="commands:">
+        <source>commands:</source>
+        <translation>commandes :</translation>
+    </message>
+    <message id="options:">
+        <source>options:</source>
+        <translation>options :</translation>
+    </message>
+    <message id="Settings are read from the user's files, as the application reads them (%@). With --set or --exclude the files are only read: the changes apply to this run alone.">
+        <source>Settings are read from the user's files, as the application reads them (%@). With --set or --exclude the files are only read: the changes apply to this run alone.</source>
+        <translation>Les réglages sont lus dans les fichiers de l'utilisateur, comme l'application les lit (%@). Avec --set ou --exclude, les fichiers sont seulement lus : les changements ne valent que pour cette exécution.</translation>
+    </message>
+    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden)">
+        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden)</source>
+        <translation>code de retour : 0 fait, 1 aucun bureau sur lequel travailler, 2 mauvais usage, 3 le gestionnaire de fenêtres ne réduit pas les fenêtres (rien n'a été masqué)</translation>
+    </message>
+    <message id="lost the desktop's server">
+        <source>lost the desktop's server</source>
+        <translation>la connexion au serveur du bureau est perdue</translation>
+    </message>
+    <message id="unknown command">
+        <source>unknown command</source>
+        <translation>commande inconnue</translation>
+    </message>
+    <message id="this name is deprecated and will go in the next release; use %@">
+        <source>this name is deprecated and will go in the next release; use %@</source>
+        <translation>ce nom est obsolète et disparaîtra à la prochaine version ; utilisez %@</translation>
+    </message>
+    <message id="%@ needs a value">
+        <source>%@ needs a value</source>
+        <translation>%@ attend une valeur</translation>
+    </message>
+    <message id="--set wants KEY=VALUE, not '%@'">
+        <source>--set wants KEY=VALUE, not '%@'</source>
+        <translation>--set attend KEY=VALUE, pas « %@ »</translation>
+    </message>
+    <message id="--exclude wants an application ID">
+        <source>--exclude wants an application ID</source>
+        <translation>--exclude attend un identifiant d'application</translation>
+    </message>
+    <message id="unknown option %@">
+        <source>unknown option %@</source>
+        <translation>option inconnue %@</translation>
+    </message>
+    <message id="no command">
+        <source>no command</source>
+        <translation>aucune commande</translation>
+    </message>
+    <message id="unknown command or wrong arguments: %@">
+        <source>unknown command or wrong arguments: %@</source>
+        <translation>commande inconnue ou arguments incorrects : %@</translation>
+    </message>
+    <message id="the window manager does not minimize windows; nothing was hidden">
+        <source>the window manager does not minimize windows; nothing was hidden</source>
+        <translation>le gestionnaire de fenêtres ne réduit pas les fenêtres ; rien n'a été masqué</translation>
+    </message>
+    <message id="Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; one runs per session.">
+        <source>Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; one runs per session.</source>
+        <translation>Tidewell Menu : Tout masquer, Tout afficher, les applications en cours à basculer, Préférences... et Quitter depuis une icône à lui dans la zone de notification. Tidewell le lance quand le mode barre de menus est activé ; un seul s'exécute par session.</translation>
+    </message>
+    <message id="no arguments are taken">
+        <source>no arguments are taken</source>
+        <translation>aucun argument n'est accepté</translation>
+    </message>
+    <message id="Try 'tidewell-helper --help' for more information.">
+        <source>Try 'tidewell-helper --help' for more information.</source>
+        <translation>Essayez « tidewell-helper --help » pour plus d'informations.</translation>
+    </message>
+    <message id="Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.">
+        <source>Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.</source>
+        <translation>Code de retour : 0 fait (ou un autre Tidewell Menu s'exécute déjà), 1 pas de bureau, 2 mauvais usage.</translation>
+    </message>
 </context>
 </TS>

@@ -4,6 +4,7 @@
 
 #include "TWBaseDirectories.h"
 #include "TWInstanceFrame.h"
+#include "TWInstanceProtocol.h"
 #include "TWLog.h"
 
 #include <QDir>
@@ -27,7 +28,7 @@
 #include <unistd.h>
 
 namespace {
-constexpr const char* socketName = "instance.sock";
+constexpr const char* socketName = TWInstanceProtocol::socketName;
 constexpr const char* lockName = "instance.lock";
 constexpr const char* bufferProperty = "tw_buffer";
 

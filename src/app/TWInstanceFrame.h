@@ -3,12 +3,14 @@
 // See also TWInstanceChannel, which sends and receives them.
 #pragma once
 
+#include "TWInstanceProtocol.h"
+
 #include <QByteArray>
 
 namespace TWInstanceFrame {
 
 // Largest payload accepted, in bytes.
-inline constexpr int maximumPayloadSize = 4096;
+inline constexpr int maximumPayloadSize = TWInstanceProtocol::maximumPayloadSize;
 
 // The frame carrying `payload`.
 QByteArray frame(const QByteArray& payload);

@@ -1,16 +1,20 @@
 // SPDX-License-Identifier: MIT
 // Start-up of the tidewell program: one instance per session, the rest hand over and exit. The
-// instance is wired here; what it offers for testing is in TWLauncherTestHooks.
+// instance is wired here; a test build adds TWLauncherTestHooks.
 #include "TWLauncher.h"
 
 #include "ExcludeController.h"
 #include "OVSystemVersion.h"
 #include "PreferencesController.h"
 #include "QFSimpleUpdater.h"
+#include "TWAlert.h"
 #include "TWCommon.h"
 #include "TWDesktopEventPump.h"
+#include "TWFormat.h"
 #include "TWInstanceChannel.h"
+#include "TWInstanceProtocol.h"
 #include "TWLauncherTestHooks.h"
+#include "TWLocalizedString.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
@@ -19,8 +23,8 @@
 #include "TWQtAlertPresenter.h"
 #include "TWQtHTTPTransport.h"
 #include "TWQtMainQueue.h"
+#include "TWRequestJournal.h"
 #include "TWSettings.h"
-#include "TWSimDesktop.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
 #include "TWTrayIcon.h"
@@ -43,47 +47,55 @@ constexpr const char* kLogClass = "TWLauncher";
 
 namespace {
 
-constexpr int handOverTimeoutMs = 5000;
+constexpr int handOverTimeoutMs = TWInstanceProtocol::handOverTimeoutMs;
 
 void printError(const std::string& text) {
     std::fprintf(stderr, "tidewell: %s\n", text.c_str());
+}
+
+// A text of the command line in the user's language.
+QString localized(const char* text) {
+    return QString::fromStdString(TWLocalizedString(text));
 }
 
 // The command line's options, in the order --help lists them.
 struct TWCommandLine {
     QCommandLineParser parser;
     QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
-                            QStringLiteral("Print this help and exit.")};
+                            localized("Print this help and exit.")};
     QCommandLineOption version{{QStringLiteral("v"), QStringLiteral("version")},
-                               QStringLiteral("Print the version and exit.")};
+                               localized("Print the version and exit.")};
     QCommandLineOption hideAll{QStringLiteral("hide-all"),
-                               QStringLiteral("Hide every application but the file manager and "
-                                              "the excluded ones (the tray menu's Hide All).")};
+                               localized("Hide every application but the file manager and "
+                                         "the excluded ones (the tray menu's Hide All).")};
     QCommandLineOption showAll{QStringLiteral("show-all"),
-                               QStringLiteral("Show every application again and bring back the "
-                                              "one that was in front (Show All).")};
+                               localized("Show every application again and bring back the "
+                                         "one that was in front (Show All).")};
     QCommandLineOption status{QStringLiteral("status"),
-                              QStringLiteral("Print what the running Tidewell has handled so "
-                                             "far and the application Show All brings back to "
-                                             "the front.")};
+                              localized("Print what the running Tidewell has handled so "
+                                        "far and the application Show All brings back to "
+                                        "the front.")};
+    // Only in a test build.
     QCommandLineOption desktop{QStringLiteral("desktop"),
-                               QStringLiteral("For testing: auto (the session's desktop), x11, "
-                                              "or sim (an in-memory desktop with in-memory "
-                                              "settings and no network; --status then lists "
-                                              "every request made to it)."),
+                               QStringLiteral("For testing: auto (the session's desktop) or sim "
+                                              "(an in-memory desktop with in-memory settings and "
+                                              "no network; --status then lists every request "
+                                              "made to it)."),
                                QStringLiteral("kind"), QStringLiteral("auto")};
 
-    TWCommandLine() {
-        parser.setApplicationDescription(QStringLiteral(
+    explicit TWCommandLine(bool testHooks) {
+        parser.setApplicationDescription(localized(
             "Clears the screen down to the desktop. Started while Tidewell runs, it hands its "
             "request to the running Tidewell and exits; with no argument the request is a "
             "click on Tidewell's icon (hide the others; with Shift held, show all)."));
         parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-        parser.addOptions({help, version, hideAll, showAll, status, desktop});
+        parser.addOptions({help, version, hideAll, showAll, status});
+        if (testHooks)
+            parser.addOption(desktop);
         parser.addPositionalArgument(
             QStringLiteral("URL"),
-            QStringLiteral("An x-tidewell-action: request for the running Tidewell; "
-                           "x-tidewell-action://preferences opens its preferences."),
+            localized("An x-tidewell-action: request for the running Tidewell; "
+                      "x-tidewell-action://preferences opens its preferences."),
             QStringLiteral("[URL]"));
     }
 };
@@ -92,7 +104,7 @@ struct TWCommandLine {
 // from.
 struct TWSharedServices {
     TWDesktop& desktop;
-    bool simulated;
+    TWLauncherTestHooks* simulated; // the hooks that made the desktop, when simulated
     TWAlertPresenter& alertPresenter;
     TWServiceManagement& serviceManagement;
     TWLoginItemList& loginItems;
@@ -112,7 +124,7 @@ struct TWSharedServices {
 void configureSharedServices(const TWSharedServices& shared) {
     // 1.
     if (shared.simulated)
-        TWLauncherTestHooks::installInMemoryStores();
+        shared.simulated->installStores();
     else
         TWPlistFileStore::installStandardStores();
     TWUserDefaults& standardDefaults = TWUserDefaults::standardUserDefaults();
@@ -124,7 +136,7 @@ void configureSharedServices(const TWSharedServices& shared) {
     // 3. The simulated desktop runs without a network.
     TWUpdaterServices updaterServices;
     if (shared.simulated)
-        updaterServices.transport = TWLauncherTestHooks::makeOfflineTransport();
+        updaterServices.transport = shared.simulated->makeTransport();
     else
         updaterServices.transport = std::make_shared<TWQtHTTPTransport>();
     updaterServices.mainQueue = std::make_shared<TWQtMainQueue>();
@@ -160,18 +172,54 @@ void releaseSharedServices() {
     QFSimpleUpdater::configure({});
 }
 
+// What the running instance has handled and shown, in order, and the alerts it showed (each
+// noted before it is shown): the answer to a status query.
+class TWInstanceJournal : public TWAlertPresenter {
+  public:
+    TWInstanceJournal(TWAlertPresenter& shown, const TWLauncherTestHooks* testHooks)
+        : shown_(shown), testHooks_(testHooks) {}
+
+    long runModal(const TWAlert& alert) override {
+        journal_ << "alert " + QString::fromStdString(alert.messageText().value_or(std::string()));
+        return shown_.runModal(alert);
+    }
+    void note(const QString& entry) { journal_ << entry; }
+    void forgetLast() { journal_.removeLast(); }
+
+    // The journal, then the application show-all brings to the front, the exclusion list's size
+    // and what the test hooks add, within `maximumBytes`.
+    QByteArray statusAnswer(int maximumBytes) const {
+        QStringList status;
+        if (auto front = TWCommon::sharedInstance().currentActiveBundleID())
+            status << "front: " + QString::fromStdString(*front);
+        // The exclusion list, made at launch and filled from the store in the background.
+        if (const ExcludeController* exclusions = ExcludeController::existingInstance())
+            status << "exclusion list: " + QString::number(exclusions->rowCount());
+        if (testHooks_)
+            status << testHooks_->statusLines();
+        return journal_.answer(status, maximumBytes);
+    }
+
+  private:
+    TWAlertPresenter& shown_;
+    const TWLauncherTestHooks* testHooks_;
+    TWRequestJournal journal_;
+};
+
 // Carries out one request that reached the running instance (from another start, or the start's
 // own): answers "ok", "unknown", or the status text.
 class TWRequestHandler {
   public:
-    TWRequestHandler(TidewellAppDelegate& delegate, TWLauncherTestHooks& hooks,
+    TWRequestHandler(TidewellAppDelegate& delegate, TWInstanceJournal& journal,
+                     TWLauncherTestHooks* testHooks,
                      const std::function<void(const std::string&)>& urlHandler, QObject* context)
-        : delegate_(delegate), hooks_(hooks), urlHandler_(urlHandler), context_(context) {}
+        : delegate_(delegate), journal_(journal), testHooks_(testHooks), urlHandler_(urlHandler),
+          context_(context) {}
 
     QByteArray operator()(const QByteArray& message) {
         if (message == "status")
-            return hooks_.statusAnswer(TWInstanceChannel::maximumMessageSize);
-        hooks_.note(QString::fromUtf8(message));
+            return journal_.statusAnswer(TWInstanceChannel::maximumMessageSize);
+        journal_.note(QString::fromUtf8(message));
         if (message == "reopen") {
             delegate_.applicationShouldHandleReopen(false);
         } else if (message.startsWith("url ")) {
@@ -181,12 +229,14 @@ class TWRequestHandler {
             TWCommon::sharedInstance().showFinderHideOthers();
         } else if (message == "show-all") {
             TWCommon::sharedInstance().showAll();
-        } else if (message.startsWith("menu ")) {
-            return hooks_.chooseMenuItem(*delegate_.trayMenu(), message.mid(5).toStdString(),
-                                         context_);
+        } else if (std::optional<QByteArray> reply =
+                       testHooks_ ? testHooks_->handle(
+                                        message, [this] { return delegate_.trayMenu(); }, context_)
+                                  : std::nullopt) {
+            return *reply;
         } else {
             TWLog(LOG_WARNING, kLogClass, "unknown request dropped");
-            hooks_.forgetLast();
+            journal_.forgetLast();
             return QByteArrayLiteral("unknown");
         }
         return QByteArrayLiteral("ok");
@@ -194,7 +244,8 @@ class TWRequestHandler {
 
   private:
     TidewellAppDelegate& delegate_;
-    TWLauncherTestHooks& hooks_;
+    TWInstanceJournal& journal_;
+    TWLauncherTestHooks* testHooks_;
     const std::function<void(const std::string&)>& urlHandler_;
     QObject* context_;
 };
@@ -211,7 +262,7 @@ std::optional<int> handOver(const TWLauncher::Request& request, TWInstanceChanne
             return TWLauncher::exitFailure;
         }
         if (start == TWInstanceChannel::Start::NoAnswer) {
-            printError("Tidewell is running but did not answer");
+            printError(TWLocalizedString("Tidewell is running but did not answer"));
             return TWLauncher::exitFailure;
         }
         if (request.message == "status")
@@ -219,7 +270,7 @@ std::optional<int> handOver(const TWLauncher::Request& request, TWInstanceChanne
         return TWLauncher::exitSuccess;
     }
     if (request.message == "status") {
-        printError("Tidewell is not running");
+        printError(TWLocalizedString("Tidewell is not running"));
         return TWLauncher::exitNotRunning;
     }
     return std::nullopt;
@@ -247,7 +298,8 @@ bool openDesktop(bool simulated, std::unique_ptr<TWDesktop>& desktop, std::strin
 // The running instance: the application and everything it is wired to, until its event loop
 // ends. `channel` holds the session; the application takes it over.
 int runInstance(int argc, char** argv, const TWLauncher::Request& request,
-                TWInstanceChannel* channel, std::unique_ptr<TWDesktop> desktop) {
+                TWInstanceChannel* channel, std::unique_ptr<TWDesktop> desktop,
+                TWLauncherTestHooks* testHooks) {
     TidewellApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("Tidewell"));
     app.setApplicationVersion(QString::fromLatin1(TWShortVersion));
@@ -260,19 +312,17 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     channel->setParent(&app);
     TWQuitEventLoopOnTerminationSignals(&app);
 
-    // The desktop, its login items and the helper's registration: in memory on the simulated
-    // desktop (a test run never touches the user's files), else the user's autostart folder.
-    const bool simulated = request.desktop == "sim";
-    TWSimDesktop* simDesktop = nullptr;
+    // The desktop, its login items and the helper's registration: the test hooks' on the
+    // simulated desktop (a test run never touches the user's files), else the user's autostart
+    // folder.
+    TWLauncherTestHooks* simulated = request.simulated ? testHooks : nullptr;
     std::unique_ptr<TWServiceManagement> serviceManagement;
     std::unique_ptr<TWLoginItemList> loginItems;
     const std::string bundlePath = QCoreApplication::applicationDirPath().toStdString();
     if (simulated) {
-        auto sim = TWLauncherTestHooks::makeSimulatedDesktop();
-        simDesktop = sim.get();
-        desktop = std::move(sim);
-        serviceManagement = TWLauncherTestHooks::makeInMemoryServiceManagement();
-        loginItems = TWLauncherTestHooks::makeInMemoryLoginItems();
+        desktop = simulated->makeDesktop();
+        serviceManagement = simulated->makeServiceManagement();
+        loginItems = simulated->makeLoginItems();
     } else {
         serviceManagement =
             std::make_unique<TWXDGServiceManagement>(std::map<std::string, std::string>{
@@ -283,9 +333,8 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
                                               TWActivationPolicyRegular);
     TWPumpDesktopEvents(*desktop, &app);
 
-    // What the running instance has handled and shown, in order: the answer to a status query.
     TWQtAlertPresenter shownAlerts;
-    TWLauncherTestHooks hooks(shownAlerts, simDesktop);
+    TWInstanceJournal journal(shownAlerts, testHooks);
 
     TidewellAppDelegate* delegatePointer = nullptr;
     TWTrayIcon tray(
@@ -299,14 +348,14 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     // The other half of the dock click: with Shift a click shows all; in a tray, the middle
     // click does.
     tray.setSecondaryActivation([] { TWCommon::sharedInstance().showAll(); });
-    auto setApplicationIconImage = [&tray, &hooks](const std::string& imageName) {
-        hooks.note("icon " + QString::fromStdString(imageName));
+    auto setApplicationIconImage = [&tray, &journal](const std::string& imageName) {
+        journal.note("icon " + QString::fromStdString(imageName));
         tray.setIconImage(QString::fromStdString(imageName));
     };
     auto terminate = [] { QCoreApplication::exit(0); };
 
-    configureSharedServices({*desktop, simulated, hooks.alertPresenter(), *serviceManagement,
-                             *loginItems, setApplicationIconImage, terminate});
+    configureSharedServices({*desktop, simulated, journal, *serviceManagement, *loginItems,
+                             setApplicationIconImage, terminate});
     app.setDeactivationHandler([] { TWCommon::sharedInstance().setCurrentProcess(); });
 
     std::function<void(const std::string&)> urlHandler;
@@ -315,7 +364,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     services.desktop = desktop.get();
     services.standardDefaults = &TWUserDefaults::standardUserDefaults();
     services.sharedDefaults = &TWUserDefaults::sharedUserDefaults();
-    services.alertPresenter = &hooks.alertPresenter();
+    services.alertPresenter = &journal;
     services.serviceManagement = serviceManagement.get();
     services.bundlePath = bundlePath;
     services.bundleName = TWBundleName;
@@ -331,8 +380,8 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
             QFSimpleUpdater::checkForUpdateWithCompletionHandler(std::move(handler));
         };
     services.createExcludeController = [] { ExcludeController::sharedInstance(); };
-    services.displayPreferences = [&hooks, &preferencesMade] {
-        hooks.note(QStringLiteral("preferences shown"));
+    services.displayPreferences = [&journal, &preferencesMade] {
+        journal.note(QStringLiteral("preferences shown"));
         preferencesMade = true;
         PreferencesController::sharedInstance()->display();
     };
@@ -348,7 +397,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     TidewellAppDelegate& delegate = TidewellAppDelegate::create(std::move(services));
     delegatePointer = &delegate;
 
-    TWRequestHandler handle(delegate, hooks, urlHandler, &app);
+    TWRequestHandler handle(delegate, journal, testHooks, urlHandler, &app);
     if (!channel->listen(handle)) {
         printError("cannot open the instance channel in " + channel->directory().toStdString());
         TWProcessRegistry::unregisterCurrentProcess();
@@ -376,16 +425,19 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
 
 } // namespace
 
-QString TWLauncher::helpText() {
-    TWCommandLine commandLine;
+QString TWLauncher::helpText(bool testHooks) {
+    TWCommandLine commandLine(testHooks);
     QString text = commandLine.parser.helpText();
-    // The parser names the program from the running application; this text names it alike
-    // before there is one.
-    text.replace(QRegularExpression(QStringLiteral("^Usage: \\S+")),
-                 QStringLiteral("Usage: tidewell"));
-    return text + QStringLiteral("\nExit status: 0 done, 1 failure (no desktop, no answer from "
-                                 "the running Tidewell), 2 bad usage, 3 --status with no "
-                                 "Tidewell running.\n");
+    // The parser names the program by the file it was started from (tidewell-testing, a copy);
+    // the help names it tidewell. The first line is "Usage: <program> ...", in the user's
+    // language.
+    text.replace(QRegularExpression(QStringLiteral("^([^\n:]*: )\\S+")),
+                 QStringLiteral("\\1tidewell"));
+    return text + "\n" +
+           localized("Exit status: 0 done, 1 failure (no desktop, no answer from "
+                     "the running Tidewell), 2 bad usage, 3 --status with no "
+                     "Tidewell running.") +
+           "\n";
 }
 
 QString TWLauncher::versionText() {
@@ -393,25 +445,24 @@ QString TWLauncher::versionText() {
 }
 
 std::optional<TWLauncher::Request> TWLauncher::parseArguments(const QStringList& arguments,
-                                                              QString* error) {
+                                                              QString* error, bool testHooks) {
     auto fail = [error](const QString& why) -> std::optional<Request> {
         if (error)
             *error = why;
         return std::nullopt;
     };
-    TWCommandLine commandLine;
+    TWCommandLine commandLine(testHooks);
     if (!commandLine.parser.parse(arguments))
         return fail(commandLine.parser.errorText());
 
     Request request;
     request.help = commandLine.parser.isSet(commandLine.help);
     request.version = commandLine.parser.isSet(commandLine.version);
-    if (commandLine.parser.isSet(commandLine.desktop)) {
+    if (testHooks && commandLine.parser.isSet(commandLine.desktop)) {
         const QStringList kinds = commandLine.parser.values(commandLine.desktop);
-        request.desktop = kinds.last().toStdString();
-        if (kinds.size() > 1 ||
-            (request.desktop != "auto" && request.desktop != "x11" && request.desktop != "sim"))
-            return fail(QStringLiteral("--desktop takes one of auto, x11 or sim"));
+        if (kinds.size() > 1 || (kinds.first() != "auto" && kinds.first() != "sim"))
+            return fail(QStringLiteral("--desktop takes auto or sim"));
+        request.simulated = kinds.first() == "sim";
     }
 
     QList<QByteArray> messages;
@@ -426,29 +477,37 @@ std::optional<TWLauncher::Request> TWLauncher::parseArguments(const QStringList&
     for (const QString& url : commandLine.parser.positionalArguments())
         messages << "url " + url.toUtf8();
     if (messages.size() > 1)
-        return fail(QStringLiteral("one request at a time: --hide-all, --show-all, --status "
-                                   "or a URL"));
+        return fail(localized("one request at a time: --hide-all, --show-all, --status "
+                              "or a URL"));
     if (!messages.isEmpty()) {
         if (messages.first().size() > TWInstanceChannel::maximumMessageSize)
-            return fail(QStringLiteral("the URL is too long"));
+            return fail(localized("the URL is too long"));
         request.message = messages.first();
     }
     return request;
 }
 
-int TWLauncher::run(int argc, char** argv) {
+int TWLauncher::run(int argc, char** argv, TWLauncherTestHooks* testHooks) {
+    // The command line's texts in the user's language (Qt's own among them) from a core
+    // application: no window system, no GUI object. It is gone before the instance's is made.
+    int commandLineArgc = argc;
+    auto commandLineApp = std::make_unique<QCoreApplication>(commandLineArgc, argv);
+    TWInstallTranslations(*commandLineApp);
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
     QString error;
-    const std::optional<Request> request = parseArguments(arguments, &error);
+    const std::optional<Request> request = parseArguments(arguments, &error, testHooks);
     if (!request) {
         printError(error.toStdString());
-        std::fputs("Try 'tidewell --help' for more information.\n", stderr);
+        std::fputs(
+            TWLocalizedString("Try 'tidewell --help' for more information.").append("\n").c_str(),
+            stderr);
         return exitUsage;
     }
     if (request->help || request->version) {
-        std::fputs((request->help ? helpText() : versionText()).toLocal8Bit().constData(), stdout);
+        std::fputs((request->help ? helpText(testHooks) : versionText()).toLocal8Bit().constData(),
+                   stdout);
         return exitSuccess;
     }
 
@@ -459,13 +518,15 @@ int TWLauncher::run(int argc, char** argv) {
         return *status;
 
     // Diagnostics go to the terminal too when there is one to read them.
+    const std::string noDesktop = TWLocalizedString("no desktop to work on: %@");
+    commandLineApp.reset();
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
 
     std::unique_ptr<TWDesktop> desktop;
     std::string noDesktopReason;
-    if (!openDesktop(request->desktop == "sim", desktop, noDesktopReason)) {
-        printError("no desktop to work on: " + noDesktopReason);
+    if (!openDesktop(request->simulated, desktop, noDesktopReason)) {
+        printError(TWFormat(noDesktop, noDesktopReason));
         return exitFailure;
     }
-    return runInstance(argc, argv, *request, channel.release(), std::move(desktop));
+    return runInstance(argc, argv, *request, channel.release(), std::move(desktop), testHooks);
 }

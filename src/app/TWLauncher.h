@@ -10,16 +10,17 @@
 #include <string>
 #include <vector>
 
+class TWLauncherTestHooks;
+
 class TWLauncher {
   public:
     // What one start of the program asks for.
     struct Request {
-        // Sent to the running instance: "reopen", "url <url>", "hide-all", "show-all", "status".
-        // The instance also takes "menu <title>" (for tests): it chooses the tray menu's item
-        // with that title.
+        // Sent to the running instance: "reopen", "url <url>", "hide-all", "show-all", "status"
+        // (and what the test hooks know).
         QByteArray message = "reopen";
-        // "auto" (the session's desktop), "x11" or "sim" (an in-memory desktop, for testing).
-        std::string desktop = "auto";
+        // The test hooks' simulated desktop rather than the session's (--desktop=sim).
+        bool simulated = false;
         bool help = false;
         bool version = false;
     };
@@ -32,14 +33,14 @@ class TWLauncher {
     static constexpr int exitNotRunning = 3;
 
     // The request for the command line (`arguments` starts with the program name), or the
-    // reason it makes no sense in `error`.
+    // reason it makes no sense in `error`. `testHooks`: the options of a test build are known.
     static std::optional<Request> parseArguments(const QStringList& arguments,
-                                                 QString* error = nullptr);
+                                                 QString* error = nullptr, bool testHooks = false);
     // The --help text.
-    static QString helpText();
+    static QString helpText(bool testHooks = false);
     // The --version text: "tidewell 1.0.0".
     static QString versionText();
 
-    // The whole program: returns its exit status.
-    static int run(int argc, char** argv);
+    // The whole program: returns its exit status. `testHooks`: none in the shipped program.
+    static int run(int argc, char** argv, TWLauncherTestHooks* testHooks = nullptr);
 };

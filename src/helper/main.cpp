@@ -3,6 +3,7 @@
 // their own, on the X11 desktop, with the main application's settings files.
 #include "TWCommon.h"
 #include "TWDesktopEventPump.h"
+#include "TWLocalizedString.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
@@ -17,6 +18,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QCursor>
 #include <QMenu>
 #include <QRegularExpression>
@@ -33,36 +35,45 @@ namespace {
 // The command line: --help and --version, nothing else. Returns the exit status when the
 // program should end here.
 std::optional<int> handleCommandLine(int argc, char** argv) {
+    // The texts in the user's language (Qt's own among them), from a core application that is
+    // gone before the helper's is made.
+    int commandLineArgc = argc;
+    QCoreApplication commandLine(commandLineArgc, argv);
+    TWInstallTranslations(commandLine);
+    const auto localized = [](const char* text) {
+        return QString::fromStdString(TWLocalizedString(text));
+    };
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
+    parser.setApplicationDescription(localized(
         "Tidewell Menu: Hide All, Show All, the running applications to toggle, Preferences... "
         "and Quit from a tray icon of its own. Tidewell starts it when menu-bar mode is on; "
         "one runs per session."));
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Print this help and exit."));
+                                  localized("Print this help and exit."));
     const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
-                                     QStringLiteral("Print the version and exit."));
+                                     localized("Print the version and exit."));
     parser.addOptions({help, version});
     if (!parser.parse(arguments) || !parser.positionalArguments().isEmpty()) {
         const QString error = parser.positionalArguments().isEmpty()
                                   ? parser.errorText()
-                                  : QStringLiteral("no arguments are taken");
-        std::fprintf(stderr,
-                     "tidewell-helper: %s\nTry 'tidewell-helper --help' for more information.\n",
-                     error.toLocal8Bit().constData());
+                                  : localized("no arguments are taken");
+        std::fprintf(
+            stderr, "tidewell-helper: %s\n%s\n", error.toLocal8Bit().constData(),
+            TWLocalizedString("Try 'tidewell-helper --help' for more information.").c_str());
         return 2;
     }
     if (parser.isSet(help)) {
         QString text = parser.helpText();
-        text.replace(QRegularExpression(QStringLiteral("^Usage: \\S+")),
-                     QStringLiteral("Usage: tidewell-helper"));
+        // "Usage: <program> ...", in the user's language.
+        text.replace(QRegularExpression(QStringLiteral("^([^\n:]*: )\\S+")),
+                     QStringLiteral("\\1tidewell-helper"));
         std::fputs(text.toLocal8Bit().constData(), stdout);
-        std::fputs("\nExit status: 0 done (or another Tidewell Menu already runs), 1 no "
-                   "desktop, 2 bad usage.\n",
-                   stdout);
+        std::printf("\n%s\n", TWLocalizedString("Exit status: 0 done (or another Tidewell Menu "
+                                                "already runs), 1 no desktop, 2 bad usage.")
+                                  .c_str());
         return 0;
     }
     if (parser.isSet(version)) {

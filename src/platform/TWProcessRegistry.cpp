@@ -71,12 +71,10 @@ std::string oneLine(std::string s) {
 } // namespace
 
 std::string TWProcessRegistry::registryDirectory() {
-    std::string dir = TWBaseDirectories::runtimeDirectory();
-    if (const std::string problem = TWBaseDirectories::privateDirectoryProblem(dir);
-        !problem.empty()) {
+    std::string problem;
+    std::string dir = TWBaseDirectories::privateRuntimeDirectory(&problem);
+    if (dir.empty())
         TWLog(LOG_ERR, kLogClass, "cannot use the runtime directory: " + problem);
-        return {};
-    }
     return dir;
 }
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <unistd.h>
 
-// The absolute path of one of the project's programs (tidewell, tidewell-x11, ...).
+// The absolute path of one of the project's programs (tidewell, tidewellctl, ...).
 inline std::string TWTestProgramPath(const std::string& name) {
     if (const char* bin = std::getenv("TIDEWELL_BINARY_DIR"); bin && *bin)
         return std::filesystem::absolute(std::filesystem::path(bin) / "bin" / name);

@@ -92,7 +92,7 @@ TWTestTidewell::TWTestTidewell(TWTestSession& desktop) : desktop_(desktop) {
 }
 
 std::string TWTestTidewell::programPath() {
-    return TWTestProgramPath("tidewell");
+    return TWTestProgramPath("tidewell-testing");
 }
 
 void TWTestTidewell::writeSettings(const std::map<std::string, bool>& values) const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Tidewell itself on a test desktop: the session files it reads (settings, mimeapps.list, its
-// desktop entry pointing at the build), starting the real program and asking it what it did.
+// Tidewell itself on a test desktop (the program with its test hooks, tidewell-testing): the
+// session files it reads (settings, mimeapps.list, its desktop entry pointing at the build),
+// starting the real program and asking it what it did.
 #pragma once
 
 #include "TWTestDesktop.h"

@@ -20,7 +20,7 @@ long_options = lambda text: set(re.findall(r"(?<![\w-])--[a-z][a-z0-9-]*", text)
 
 
 # Man pages against --help.
-for program in ("tidewell", "tidewell-helper", "tidewell-x11"):
+for program in ("tidewell", "tidewell-helper", "tidewellctl"):
     run = subprocess.run([f"{binary_dir}/bin/{program}", "--help"], capture_output=True, text=True,
                          env={"QT_QPA_PLATFORM": "offscreen", "PATH": "/usr/bin:/bin"})
     if run.returncode != 0:
@@ -33,6 +33,36 @@ for program in ("tidewell", "tidewell-helper", "tidewell-x11"):
     for option in sorted(in_help ^ in_manual):
         fail(f"{program}: {option} is in " + ("--help but not in the man page" if option in in_help
                                               else "the man page but not in --help"))
+
+# The tool's former name: the same tool, with a notice.
+run = lambda program, *args: subprocess.run([f"{binary_dir}/bin/{program}", *args],
+                                            capture_output=True, text=True)
+old, new = run("tidewell-x11", "--help"), run("tidewellctl", "--help")
+if old.returncode != 0 or old.stdout != new.stdout or "use tidewellctl" not in old.stderr:
+    fail(f"tidewell-x11 is not tidewellctl with a notice: {old.stderr}")
+if "tidewell-x11" in new.stderr:
+    fail(f"tidewellctl prints the notice of its former name: {new.stderr}")
+
+# The command line in German and French, from the same translations as the windows, with no
+# generated system locale; and tidewell(1) in German, with the options of the English page.
+for language, expected in (("de_DE.UTF-8", {("tidewell", "--help"): "Räumt den Bildschirm",
+                                            ("tidewellctl", "--help"): "Befehle:",
+                                            ("tidewellctl", "--bogus"): "unbekannte Option --bogus",
+                                            ("tidewell", "--bogus"): "„tidewell --help“ gibt",
+                                            ("tidewell-helper", "--help"): "Rückgabewert: 0"}),
+                           ("fr_FR.UTF-8", {("tidewell", "--help"): "Dégage l'écran",
+                                            ("tidewellctl", "--help"): "commandes :",
+                                            ("tidewellctl", "--bogus"): "option inconnue --bogus",
+                                            ("tidewell", "--bogus"): "Essayez « tidewell --help »"})):
+    for (program, argument), text in expected.items():
+        said = subprocess.run([f"{binary_dir}/bin/{program}", argument], capture_output=True,
+                              text=True, env={"PATH": "/usr/bin:/bin", "LANG": language})
+        if text not in said.stdout + said.stderr:
+            fail(f"{program} {argument} under {language} does not say \"{text}\": {said.stdout}{said.stderr}")
+with open(f"{source_dir}/resources/man/de/tidewell.1", encoding="utf-8") as german, \
+        open(f"{source_dir}/resources/man/tidewell.1", encoding="utf-8") as english:
+    if long_options(german.read().replace("\\-", "-")) != long_options(english.read().replace("\\-", "-")):
+        fail("the German tidewell(1) does not list the options of the English one")
 
 # Validators.
 for command in (["desktop-file-validate", f"{source_dir}/resources/net.quillfen.Tidewell.desktop",
@@ -48,7 +78,8 @@ sources = [f"{source_dir}/{path}" for path in (
     "src/actions/TWCommon.cpp", "src/support/QFSimpleUpdater.cpp", "src/support/TWAlert.cpp",
     "src/app/TidewellAppDelegate.cpp", "src/app/net/TWQtAlertPresenter.cpp",
     "src/prefs/PreferencesController.cpp", "src/prefs/ExcludeController.cpp",
-    "src/helper/TidewellHelper.cpp")]
+    "src/helper/TidewellHelper.cpp", "src/helper/main.cpp", "src/app/TWLauncher.cpp",
+    "src/cli/tidewellctl.cpp")]
 with tempfile.TemporaryDirectory() as scratch:
     collected = f"{scratch}/collected.ts"
     subprocess.run([lupdate, "-silent", "-locations", "none", "-tr-function-alias",

@@ -25,7 +25,7 @@ const std::string kTerminal = "org.freedesktop.weston.wayland-terminal";
 const std::string kFlower = "org.freedesktop.weston.flower";
 
 // Absolute: KWin compares the desktop entry's Exec with the client's executable path.
-const std::string kTool = TWTestProgramPath("tidewell-x11");
+const std::string kTool = TWTestProgramPath("tidewellctl");
 
 class TWKWinDesktopTest : public ::testing::Test {
   protected:

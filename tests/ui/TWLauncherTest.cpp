@@ -20,7 +20,9 @@
 
 namespace {
 
-const QString program = QString::fromStdString(TWTestProgramPath("tidewell"));
+// The program with its test hooks; the shipped one has none.
+const QString program = QString::fromStdString(TWTestProgramPath("tidewell-testing"));
+const QString shipped = QString::fromStdString(TWTestProgramPath("tidewell"));
 
 class LauncherTest : public ::testing::Test {
   protected:
@@ -57,11 +59,12 @@ class LauncherTest : public ::testing::Test {
         return seen;
     }
     // Runs tidewell with `arguments` to its end: the exit code and what it wrote.
-    std::pair<int, QString> run(const QStringList& arguments, const QProcessEnvironment* env = {}) {
+    std::pair<int, QString> run(const QStringList& arguments, const QProcessEnvironment* env = {},
+                                const QString& path = program) {
         QProcess p;
         p.setProcessChannelMode(QProcess::MergedChannels);
         p.setProcessEnvironment(env ? *env : environment);
-        p.start(program, arguments);
+        p.start(path, arguments);
         const bool ended = p.waitForFinished(10000) && p.exitStatus() == QProcess::NormalExit;
         return {ended ? p.exitCode() : -1, QString::fromUtf8(p.readAll())};
     }
@@ -114,6 +117,13 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     EXPECT_EQ(seen.count("preferences shown"), 1); // the case-differing scheme did nothing
     EXPECT_LT(at("desktop: hide Terminal"), at("desktop: unhide Terminal"));
     EXPECT_GE(at("reopen"), 0);
+    // The shipped program hands a later start over before it loads Qt or the window system.
+    QProcessEnvironment traced = environment;
+    traced.insert("LD_DEBUG", "files");
+    const auto [handedOver, loaded] = run({"--hide-all"}, &traced, shipped);
+    EXPECT_EQ(handedOver, 0);
+    EXPECT_TRUE(loaded.contains("libc.so") && !loaded.contains("libQt6")) << loaded.toStdString();
+    EXPECT_EQ(status().count("hide-all"), 1);
 
     // A crashed instance leaves its socket behind; the next start replaces it.
     ::kill(pid_t(instance.processId()), SIGKILL);
@@ -149,6 +159,11 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
     EXPECT_EQ(run({"--version"}).second, "tidewell 1.0.0\n");
     EXPECT_TRUE(run({"--help"}).second.startsWith("Usage: tidewell [options] [URL]"));
     EXPECT_FALSE(QFile::exists(channel() + "/instance.sock"));
+    // The shipped program knows no test options, and its help lists none.
+    EXPECT_EQ(run({"--desktop=sim"}, nullptr, shipped),
+              std::pair(2, QString("tidewell: Unknown option 'desktop'.\n"
+                                   "Try 'tidewell --help' for more information.\n")));
+    EXPECT_FALSE(run({"--help"}, nullptr, shipped).second.contains("--desktop"));
 
     auto failure = [this](const QProcessEnvironment& env, const QStringList& arguments) {
         const auto [code, output] = run(arguments, &env);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Faults and load on the test desktop: clients killed at random moments of hide-others and
-// show-all run by tidewell-x11 (as a keyboard shortcut would run it), the window manager killed
+// show-all run by tidewellctl (as a keyboard shortcut would run it), the window manager killed
 // (as a crash would) and started again in the middle of hide-others, and the running tidewell
 // sent hide-all and show-all back to back over 500 windows while other windows come and go.
 // Afterwards every window still there must be shown and unmarked; checked with xprop.
@@ -38,7 +38,7 @@ class TWFaultSuiteX11Test : public ::testing::Test {
     void finish(pid_t run) {
         int status = 0;
         ASSERT_EQ(::waitpid(run, &status, 0), run);
-        ASSERT_TRUE(WIFEXITED(status)) << "tidewell-x11 did not end by itself";
+        ASSERT_TRUE(WIFEXITED(status)) << "tidewellctl did not end by itself";
     }
     // Every window of the living clients shown and unmarked, within `bound` for them all.
     void expectAllShown(seconds bound = seconds(20)) {
@@ -56,7 +56,7 @@ class TWFaultSuiteX11Test : public ::testing::Test {
 
     TWTestDesktop desktop;
     TWTestTidewell tidewell{desktop};
-    const std::string tool = TWTestProgramPath("tidewell-x11");
+    const std::string tool = TWTestProgramPath("tidewellctl");
     std::vector<pid_t> clients;
 };
 

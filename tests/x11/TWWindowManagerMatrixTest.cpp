@@ -176,7 +176,7 @@ TEST_P(TWNonMinimizingWindowManagerTest, CannotHideAndSaysSo) {
 
     // The command-line tool says so too, and exits with its own status.
     const int status =
-        std::system((TWTestProgramPath("tidewell-x11") + " hide-others 2>/dev/null").c_str());
+        std::system((TWTestProgramPath("tidewellctl") + " hide-others 2>/dev/null").c_str());
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 3);
     for (const auto& w : desktop_->windows())

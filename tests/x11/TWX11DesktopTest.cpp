@@ -420,7 +420,7 @@ TEST_F(TWX11DesktopTest,
 TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDocumented) {
     auto tool = [](const std::string& arguments) {
         int status = std::system(
-            (TWTestProgramPath("tidewell-x11") + " " + arguments + " >/dev/null 2>&1").c_str());
+            (TWTestProgramPath("tidewellctl") + " " + arguments + " >/dev/null 2>&1").c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     };
     for (const char* usage :
@@ -530,7 +530,7 @@ TEST_F(TWX11DesktopTest, HostileApplicationsFoldersAreReadOnceAndBounded) {
 #endif
     const int status =
         std::system((limit + "XDG_DATA_HOME=" + data.path.string() + " timeout 120 " +
-                     TWTestProgramPath("tidewell-x11") + " list >/dev/null 2>&1")
+                     TWTestProgramPath("tidewellctl") + " list >/dev/null 2>&1")
                         .c_str());
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }

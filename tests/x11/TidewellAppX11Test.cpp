@@ -167,7 +167,7 @@ TEST_F(TidewellAppX11Test, ASecondStartHidesTheOthersAndShowAllBringsBackTheOneI
             << program;
     // Hidden by the command-line tool and shown by the application, and the other way round:
     // each program's show-all brings back what the other hid, and no mark is left.
-    const std::string tool = TWTestProgramPath("tidewell-x11") + " ";
+    const std::string tool = TWTestProgramPath("tidewellctl") + " ";
     ASSERT_EQ(std::system((tool + "hide-others >/dev/null 2>&1").c_str()), 0);
     ASSERT_TRUE(waitFor([] { return allMinimized(true); }));
     EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);

@@ -2,8 +2,8 @@
 // The hidden-window record file: one "uuid position since confirmed" line per mark.
 #include "TWKWinHiddenRecord.h"
 
+#include "TWBaseDirectories.h"
 #include "TWLog.h"
-#include "TWProcessRegistry.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -67,8 +67,12 @@ class Lock {
 } // namespace
 
 TWKWinHiddenRecord::TWKWinHiddenRecord(const std::string& displayName) {
-    std::string dir = TWProcessRegistry::registryDirectory();
-    if (!dir.empty())
+    // Beside the process registrations, in the runtime directory, not through them.
+    std::string problem;
+    std::string dir = TWBaseDirectories::privateRuntimeDirectory(&problem);
+    if (dir.empty())
+        TWLog(LOG_ERR, kLogClass, "cannot use the runtime directory: " + problem);
+    else
         path_ = dir + "/kwin-hidden-" + safeName(displayName);
 }
 

@@ -42,6 +42,14 @@ std::string TWBaseDirectories::runtimeDirectory(const char* xdgRuntimeDir) {
     return "/tmp/tidewell-" + std::to_string(geteuid());
 }
 
+std::string TWBaseDirectories::privateRuntimeDirectory(std::string* problem) {
+    std::string directory = runtimeDirectory();
+    std::string why = privateDirectoryProblem(directory);
+    if (problem)
+        *problem = why;
+    return why.empty() ? directory : std::string();
+}
+
 std::string TWBaseDirectories::privateDirectoryProblem(const std::string& path) {
     // Another user could otherwise pre-create the directory (or a symlink in its place) and
     // read our files or listen in our place.

@@ -24,4 +24,7 @@ class TWBaseDirectories {
     // directory (not a symlink), owned by our user, closed to everyone else (group and other
     // bits are removed). Returns why it cannot be used, empty when it can.
     static std::string privateDirectoryProblem(const std::string& path);
+    // runtimeDirectory() made ours alone (privateDirectoryProblem): the path, or empty with the
+    // reason in `problem`.
+    static std::string privateRuntimeDirectory(std::string* problem = nullptr);
 };

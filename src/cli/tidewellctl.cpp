@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
-// tidewell-x11: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
+// tidewellctl: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
 // session's desktop (KWin on Wayland, or X11) from a terminal, with the user's settings as the
 // application would; "watch" keeps running, records front switches and reads the same commands from
 // standard input.
+#include "TWCommandLineLocalizer.h"
 #include "TWCommon.h"
+#include "TWFormat.h"
 #include "TWKWinDesktop.h"
+#include "TWLocalizedString.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
@@ -17,11 +20,13 @@
 #include "TWX11Desktop.h"
 
 #include <cerrno>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <poll.h>
@@ -35,39 +40,101 @@ namespace {
 
 volatile std::sig_atomic_t stopRequested = 0;
 
+constexpr const char* kProgram = "tidewellctl";
+// The tool's name before it drove more than X11; still installed as a link for one release.
+constexpr const char* kFormerName = "tidewell-x11";
+
 constexpr int kExitBadUsage = 2;
 constexpr int kExitNoDisplay = 1;
 constexpr int kExitCannotHide = 3;
 // How long a command waits for the window manager to carry out what it asked.
 constexpr std::chrono::milliseconds kSettleBound = 2 * TWX11Workspace::kAnswerBound;
 
+// One line on standard error, named for the tool.
+void complain(const std::string& what) {
+    std::cerr << kProgram << ": " << what << "\n";
+}
+
+// `text` broken into lines of at most 79 columns, each after `indent` spaces (the first after
+// `first`, when given).
+std::string wrapped(const std::string& text, size_t indent, const std::string& first = {}) {
+    std::string out = first.empty() ? std::string(indent, ' ') : first, line;
+    std::istringstream words(text);
+    size_t column = out.size();
+    bool lineStart = true;
+    for (std::string word; words >> word;) {
+        if (!lineStart && column + 1 + word.size() > 79) {
+            out += "\n" + std::string(indent, ' ');
+            column = indent;
+            lineStart = true;
+        }
+        if (!lineStart) {
+            out += ' ';
+            ++column;
+        }
+        out += word;
+        // Columns, not bytes: the translations are UTF-8.
+        for (unsigned char c : word)
+            column += (c & 0xc0) != 0x80;
+        lineStart = false;
+    }
+    return out + "\n";
+}
+
 void usage(std::ostream& out) {
-    out << "usage: tidewell-x11 [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND\n"
-           "\n"
-           "commands:\n"
-           "  hide-others   hide every application but the file manager and the excluded ones\n"
-           "  show-all      show every hidden application and bring back the one in front\n"
-           "  toggle ID     activate the application with desktop-entry ID, or hide it when\n"
-           "                it is in front\n"
-           "  list          print the running applications\n"
-           "  watch         print front switches; read the commands above from standard input\n"
-           "\n"
-           "options:\n"
-           "  -h, --help    print this help and exit\n"
-           "  -v, --version print the version and exit\n"
-           "  --display D   work on the X display D (default: the session's desktop: KWin\n"
-           "                when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)\n"
-           "  --set K=V     use V for setting K in this run (YES, NO, a number or text)\n"
-           "  --exclude ID  leave the application ID alone in this run, as if it were excluded\n"
-           "\n"
-           "Settings are read from the user's files, as the application reads them\n"
-           "(" +
-               TWStorePaths::storeDirectory() +
-               "). With --set or --exclude the files are only read: the changes\n"
-               "apply to this run alone.\n"
-               "\n"
-               "exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager\n"
-               "does not minimize windows (nothing was hidden)\n";
+    // A term of the help and what it does.
+    struct Entry {
+        const char* term;
+        const char* text;
+    };
+    static const Entry commands[] = {
+        {"hide-others",
+         TWLocalizable("hide every application but the file manager and the excluded ones")},
+        {"show-all",
+         TWLocalizable("show every hidden application and bring back the one in front")},
+        {"toggle ID", TWLocalizable("activate the application with desktop-entry ID, or hide it "
+                                    "when it is in front")},
+        {"list", TWLocalizable("print the running applications")},
+        {"watch",
+         TWLocalizable("print front switches; read the commands above from standard input")},
+    };
+    static const Entry options[] = {
+        {"-h, --help", TWLocalizable("print this help and exit")},
+        {"-v, --version", TWLocalizable("print the version and exit")},
+        {"--display D",
+         TWLocalizable("work on the X display D (default: the session's desktop: KWin "
+                       "when $WAYLAND_DISPLAY offers its window management, else "
+                       "$DISPLAY)")},
+        {"--set K=V", TWLocalizable("use V for setting K in this run (YES, NO, a number or text)")},
+        {"--exclude ID",
+         TWLocalizable("leave the application ID alone in this run, as if it were excluded")},
+    };
+    auto list = [&out](const char* heading, const auto& entries) {
+        out << "\n" << TWLocalizedString(heading) << "\n";
+        for (const Entry& entry : entries) {
+            std::string term = std::string("  ") + entry.term;
+            term.resize(std::max<size_t>(term.size() + 1, 16), ' ');
+            out << wrapped(TWLocalizedString(entry.text), 16, term);
+        }
+    };
+    out << TWFormat(TWLocalizedString(
+                        "usage: %@ [--display D] [--set KEY=VALUE]... [--exclude ID]... COMMAND"),
+                    kProgram)
+        << "\n";
+    list(TWLocalizable("commands:"), commands);
+    list(TWLocalizable("options:"), options);
+    out << "\n"
+        << wrapped(TWFormat(TWLocalizedString("Settings are read from the user's files, as the "
+                                              "application reads them (%@). With --set or "
+                                              "--exclude the files are only read: the changes "
+                                              "apply to this run alone."),
+                            TWStorePaths::storeDirectory()),
+                   0)
+        << "\n"
+        << wrapped(TWLocalizedString("exit status: 0 done, 1 no desktop to work on, 2 bad usage, "
+                                     "3 the window manager does not minimize windows (nothing "
+                                     "was hidden)"),
+                   0);
 }
 
 TWPlistValue parseValue(const std::string& text) {
@@ -195,7 +262,7 @@ int watch(TWCommon& common, TWDesktop& desktop) {
             continue;
         desktop.dispatchPendingEvents();
         if (connectionLost(desktop)) {
-            std::fprintf(stderr, "tidewell-x11: lost the desktop's server\n");
+            complain(TWLocalizedString("lost the desktop's server"));
             return 1;
         }
         if (inputOpen && (fds[1].revents & (POLLIN | POLLHUP))) {
@@ -214,7 +281,7 @@ int watch(TWCommon& common, TWDesktop& desktop) {
                 for (std::string w; line >> w;)
                     words.push_back(w);
                 if (!runCommand(words, common, desktop))
-                    std::fprintf(stderr, "tidewell-x11: unknown command\n");
+                    complain(TWLocalizedString("unknown command"));
                 std::printf("done\n");
                 std::fflush(stdout);
             }
@@ -254,12 +321,20 @@ void installSettings(const TWPlistDictionary& overrides, const TWPlistArray& exc
 } // namespace
 
 int main(int argc, char** argv) {
+    TWInstallCommandLineLocalizer();
+    if (argc > 0 && std::filesystem::path(argv[0]).filename() == kFormerName)
+        std::cerr << kFormerName << ": "
+                  << TWFormat(
+                         TWLocalizedString(
+                             "this name is deprecated and will go in the next release; use %@"),
+                         kProgram)
+                  << "\n";
     std::string display;
     std::vector<std::string> words;
     TWPlistDictionary overrides;
     TWPlistArray excluded;
     auto bad = [](const std::string& why) {
-        std::cerr << "tidewell-x11: " << why << "\n";
+        complain(why);
         usage(std::cerr);
         return kExitBadUsage;
     };
@@ -270,22 +345,23 @@ int main(int argc, char** argv) {
             usage(std::cout);
             return 0;
         } else if (a == "-v" || a == "--version") {
-            std::cout << "tidewell-x11 " << TWShortVersion << "\n";
+            std::cout << kProgram << " " << TWShortVersion << "\n";
             return 0;
         } else if (a == "--display" || a == "--set" || a == "--exclude") {
             if (!hasValue)
-                return bad(a + " needs a value");
+                return bad(TWFormat(TWLocalizedString("%@ needs a value"), a));
             std::string value = argv[++i];
             if (a == "--display") {
                 display = value;
             } else if (a == "--set") {
                 auto eq = value.find('=');
                 if (eq == std::string::npos || eq == 0)
-                    return bad("--set wants KEY=VALUE, not \"" + value + "\"");
+                    return bad(
+                        TWFormat(TWLocalizedString("--set wants KEY=VALUE, not '%@'"), value));
                 overrides[value.substr(0, eq)] = parseValue(value.substr(eq + 1));
             } else {
                 if (value.empty())
-                    return bad("--exclude wants an application ID");
+                    return bad(TWLocalizedString("--exclude wants an application ID"));
                 TWPlistDictionary record;
                 record[TWExcludedNameField] = value;
                 record[TWExcludedBundleIDField] = value;
@@ -293,20 +369,20 @@ int main(int argc, char** argv) {
                 excluded.emplace_back(std::move(record));
             }
         } else if (a.size() > 1 && a[0] == '-') {
-            return bad("unknown option " + a);
+            return bad(TWFormat(TWLocalizedString("unknown option %@"), a));
         } else {
             words.push_back(a);
         }
     }
     if (words.empty())
-        return bad("no command");
+        return bad(TWLocalizedString("no command"));
     const std::string& command = words[0];
     bool known = ((command == "hide-others" || command == "show-all" || command == "list" ||
                    command == "watch") &&
                   words.size() == 1) ||
                  (command == "toggle" && words.size() == 2);
     if (!known)
-        return bad("unknown command or wrong arguments: " + command);
+        return bad(TWFormat(TWLocalizedString("unknown command or wrong arguments: %@"), command));
 
     // Log lines go to standard error as well as to the system log.
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
@@ -316,7 +392,7 @@ int main(int argc, char** argv) {
     auto desktop =
         TWMakeDesktop(display.empty() ? TWDesktopKind::Session : TWDesktopKind::X11, &whyNot);
     if (!desktop) {
-        std::fprintf(stderr, "tidewell-x11: no desktop to work on: %s\n", whyNot.c_str());
+        complain(TWFormat(TWLocalizedString("no desktop to work on: %@"), whyNot));
         return kExitNoDisplay;
     }
     installSettings(overrides, excluded);
@@ -330,8 +406,8 @@ int main(int argc, char** argv) {
     } else {
         runCommand(words, common, *desktop);
         if (cannotHide(*desktop)) {
-            std::fprintf(stderr, "tidewell-x11: the window manager does not minimize windows; "
-                                 "nothing was hidden\n");
+            complain(TWLocalizedString(
+                "the window manager does not minimize windows; nothing was hidden"));
             status = kExitCannotHide;
         }
     }
