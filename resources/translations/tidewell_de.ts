@@ -175,5 +175,29 @@
         <source>Send Feedback...</source>
         <translation>Feedback senden...</translation>
     </message>
+    <message id="GNOME Shell says: %@">
+        <source>GNOME Shell says: %@</source>
+        <translation>GNOME Shell meldet: %@</translation>
+    </message>
+    <message id="Enable the Extension">
+        <source>Enable the Extension</source>
+        <translation>Erweiterung aktivieren</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension is back">
+        <source>Tidewell's GNOME Shell extension is back</source>
+        <translation>Die GNOME-Shell-Erweiterung von Tidewell ist wieder da</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension was turned off">
+        <source>Tidewell's GNOME Shell extension was turned off</source>
+        <translation>Die GNOME-Shell-Erweiterung von Tidewell wurde ausgeschaltet</translation>
+    </message>
+    <message id="Hide All and Show All work again.">
+        <source>Hide All and Show All work again.</source>
+        <translation>„Alle ausblenden“ und „Alle einblenden“ funktionieren wieder.</translation>
+    </message>
+    <message id="Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.">
+        <source>Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.</source>
+        <translation>Tidewell kann keine Fenster aus- oder einblenden, bis sie wieder eingeschaltet ist. Nichts, was Tidewell ausgeblendet hat, geht verloren.</translation>
+    </message>
 </context>
 </TS>

@@ -175,5 +175,29 @@
         <source>Send Feedback...</source>
         <translation>Envoyer un commentaire...</translation>
     </message>
+    <message id="GNOME Shell says: %@">
+        <source>GNOME Shell says: %@</source>
+        <translation>GNOME Shell indique : %@</translation>
+    </message>
+    <message id="Enable the Extension">
+        <source>Enable the Extension</source>
+        <translation>Activer l’extension</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension is back">
+        <source>Tidewell's GNOME Shell extension is back</source>
+        <translation>L’extension GNOME Shell de Tidewell est de retour</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension was turned off">
+        <source>Tidewell's GNOME Shell extension was turned off</source>
+        <translation>L’extension GNOME Shell de Tidewell a été désactivée</translation>
+    </message>
+    <message id="Hide All and Show All work again.">
+        <source>Hide All and Show All work again.</source>
+        <translation>« Tout masquer » et « Tout afficher » fonctionnent de nouveau.</translation>
+    </message>
+    <message id="Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.">
+        <source>Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.</source>
+        <translation>Tidewell ne peut ni masquer ni afficher de fenêtres tant qu’elle n’est pas réactivée. Rien de ce que Tidewell a masqué n’est oublié.</translation>
+    </message>
 </context>
 </TS>

@@ -73,6 +73,7 @@ bool TWTrayIcon::show() {
                 });
     }
     tray_->show();
+    emit shownInTray();
     return true;
 }
 
