@@ -1,0 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Tidewell's GNOME Shell extension for GNOME Shell 43 and 44 (module format of `imports`),
+// generated from resources/gnome-shell by the build: do not edit.
+'use strict';
+
+const {Gio, GLib, Meta, Shell} = imports.gi;
+const Main = imports.ui.main;
