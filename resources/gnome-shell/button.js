@@ -2,8 +2,7 @@
 // The top-bar button: Tidewell's icon while Tidewell runs and no tray shows its icon. A click
 // hides the others, a Shift-click shows all, the right button opens Tidewell's menu as
 // Tidewell's own D-Bus service (net.quillfen.Tidewell1) sends it when it opens.
-// Uses Gio, GLib, GObject, St, Clutter, Main, PanelMenu and PopupMenu from the module's
-// surroundings (see the entry point).
+// A module body like windows.js: the build's head for each module format imports what it uses.
 
 const TidewellBusName = 'net.quillfen.Tidewell';
 const TidewellObjectPath = '/net/quillfen/Tidewell';

@@ -3,5 +3,7 @@
 // generated from resources/gnome-shell by the build: do not edit.
 'use strict';
 
-const {Gio, GLib, Meta, Shell} = imports.gi;
+const {Clutter, Gio, GLib, GObject, Meta, Shell, St} = imports.gi;
 const Main = imports.ui.main;
+const PanelMenu = imports.ui.panelMenu;
+const PopupMenu = imports.ui.popupMenu;

@@ -7,9 +7,13 @@ class TidewellExtension {
     enable() {
         this._windows = new TidewellWindowService();
         this._windows.enable();
+        this._button = new TidewellButtonController();
+        this._button.enable();
     }
 
     disable() {
+        this._button?.disable();
+        this._button = null;
         this._windows?.disable();
         this._windows = null;
     }

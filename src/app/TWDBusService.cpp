@@ -141,11 +141,19 @@ TWDBusService::~TWDBusService() {
 }
 
 bool TWDBusService::start() {
+    // Without an address the bus library would start a bus of its own for the X display
+    // (autolaunch), which outlives Tidewell: only a session's bus is used.
+    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
+    if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS") &&
+        (runtime.isEmpty() || !QFile::exists(QFile::decodeName(runtime) + "/bus"))) {
+        TWLog(LOG_INFO, kLogClass, "no session bus: Tidewell's D-Bus service is not offered");
+        return false;
+    }
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
         TWLog(LOG_WARNING, kLogClass,
-              "no session bus: Tidewell's D-Bus service (and the GNOME Shell button) are "
-              "unavailable");
+              "cannot connect to the session bus: Tidewell's D-Bus service (and the GNOME Shell "
+              "button) are unavailable");
         return false;
     }
     if (!bus.registerVirtualObject(QString::fromLatin1(objectPath), this)) {

@@ -405,7 +405,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     // On GNOME the extension can be turned off and on while Tidewell runs: it says so, and
     // carries on once the extension is back.
     TWGnomeShellExtension extension;
-    if (!simulated && TWGnomeShellExtension::isGnomeSession())
+    if (TWGnomeShellExtension::isGnomeSession())
         extension.watch([&hooks](bool enabled) {
             hooks.note(enabled ? QStringLiteral("gnome extension enabled")
                                : QStringLiteral("gnome extension disabled"));

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+// Tidewell's top-bar button on a headless GNOME Shell: shown while Tidewell runs, clicked,
+// Shift-clicked and its menu used with the shell's own virtual pointer and keyboard (through the
+// observer's Eval), the outcome read from the running Tidewell's journal (the simulated desktop's
+// requests). The extension turned off and on while Tidewell runs.
+#include "TWGnomeTestDesktop.h"
+#include "TWTestPaths.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+const std::string tidewell = TWTestProgramPath("tidewell");
+const std::string button = "imports.ui.main.panel.statusArea.tidewell";
+
+// Real input through the shell's seat: a virtual pointer and keyboard, kept for the session.
+const std::string input =
+    "const C = imports.gi.Clutter; const seat = C.get_default_backend().get_default_seat();"
+    "global._twPointer ??= seat.create_virtual_device(C.InputDeviceType.POINTER_DEVICE);"
+    "global._twKeys ??= seat.create_virtual_device(C.InputDeviceType.KEYBOARD_DEVICE);"
+    "const now = () => imports.gi.GLib.get_monotonic_time();"
+    "const press = (actor, b) => { const [x, y] = actor.get_transformed_position();"
+    "  const [w, h] = actor.get_transformed_size();"
+    "  global._twPointer.notify_absolute_motion(now(), x + w / 2, y + h / 2);"
+    "  global._twPointer.notify_button(now(), b, C.ButtonState.PRESSED);"
+    "  global._twPointer.notify_button(now(), b, C.ButtonState.RELEASED); };"
+    "const shift = s => global._twKeys.notify_keyval(now(), C.KEY_Shift_L,"
+    "  s ? C.KeyState.PRESSED : C.KeyState.RELEASED);";
+
+class TWGnomeButtonTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() { session_ = new TWGnomeTestDesktop(); }
+    static void TearDownTestSuite() { delete std::exchange(session_, nullptr); }
+    void SetUp() override {
+        ASSERT_TRUE(session_->ok()) << session_->error();
+        // Tidewell on its simulated desktop (a file manager, an editor and a terminal), without
+        // a window of its own; the button is what the shell shows for it.
+        setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    }
+
+    static std::string eval(const std::string& code) {
+        return session_->eval(code).value_or("(refused)");
+    }
+    static bool buttonShown() { return eval(button + " ? 1 : 0") == "1"; }
+    // The running Tidewell's journal, once it holds `line`.
+    static std::string statusWith(const std::string& line) {
+        std::string status;
+        TWTestSession::waitFor([&] {
+            status = TWTestSession::run({tidewell, "--status"});
+            return status.find(line + "\n") != std::string::npos;
+        });
+        return status;
+    }
+    // The menu as the button shows it: titles, "-" for separators, hidden applications marked.
+    static std::string menu() {
+        return eval(button + ".menu._getMenuItems().map(i => i.label ? i.label.text + "
+                             "(i.tidewellHidden ? ' (hidden)' : '') : '-').join('|')");
+    }
+
+    static inline TWGnomeTestDesktop* session_ = nullptr;
+};
+
+TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
+    EXPECT_FALSE(buttonShown());
+    const pid_t app = session_->spawn({tidewell, "--desktop=sim"});
+    ASSERT_TRUE(TWTestSession::waitFor(buttonShown)) << "no button for the running Tidewell";
+    // The chosen style's picture.
+    EXPECT_NE(eval(button + "._icon.gicon.to_string()").find("AppIcon.svg"), std::string::npos);
+
+    // A click hides the others.
+    eval(input + "press(" + button + ", C.BUTTON_PRIMARY)");
+    std::string status = statusWith("desktop: hide Terminal");
+    EXPECT_LT(status.find("dbus HideOthers"), status.find("desktop: hide Editor")) << status;
+
+    // The menu opens with what Tidewell sends: its items, the hidden applications marked.
+    eval(input + "press(" + button + ", C.BUTTON_SECONDARY)");
+    ASSERT_TRUE(TWTestSession::waitFor([] { return eval(button + ".menu.isOpen") == "true"; }));
+    EXPECT_EQ(menu(), "\"Preferences...|-|Hide All|Show All|-|Toggle Visibility|   Editor "
+                      "(hidden)|   Files|   Terminal (hidden)|-|Check for Updates...|Product "
+                      "Page|Send Feedback...|-|Quit\"");
+    // Choosing a hidden application brings it forward.
+    eval(input + "press(" + button +
+         ".menu._getMenuItems().find(i => i.label?.text === '   Terminal'), C.BUTTON_PRIMARY)");
+    status = statusWith("desktop: activate Terminal 2");
+    EXPECT_NE(status.find("dbus Toggle org.example.Terminal"), std::string::npos) << status;
+    EXPECT_EQ(eval(button + ".menu.isOpen"), "false");
+
+    // A Shift-click shows all.
+    eval(input + "shift(true); press(" + button + ", C.BUTTON_PRIMARY); shift(false)");
+    status = statusWith("desktop: unhide Editor");
+    EXPECT_NE(status.find("dbus ShowAll"), std::string::npos) << status;
+
+    // Tidewell gone, the button goes with it.
+    session_->terminate(app);
+    EXPECT_TRUE(TWTestSession::waitFor([] { return !buttonShown(); }));
+}
+
+TEST_F(TWGnomeButtonTest, TheExtensionTurnedOffAndOnWhileTidewellRunsIsNoticedAndSaid) {
+    const pid_t app = session_->spawn({tidewell, "--desktop=sim"});
+    ASSERT_TRUE(TWTestSession::waitFor(buttonShown));
+
+    ASSERT_TRUE(session_->setExtensionEnabled(false));
+    EXPECT_TRUE(TWTestSession::waitFor([] { return !buttonShown(); }));
+    statusWith("gnome extension disabled");
+    // Said in the shell's own notifications, not only in Tidewell's log.
+    const std::string notifications =
+        "imports.ui.main.messageTray.getSources().flatMap(s => s.notifications)"
+        ".map(n => n.title).join('|')";
+    EXPECT_TRUE(TWTestSession::waitFor([&] {
+        return eval(notifications).find("extension was turned off") != std::string::npos;
+    })) << eval(notifications);
+
+    ASSERT_TRUE(session_->setExtensionEnabled(true));
+    statusWith("gnome extension enabled");
+    ASSERT_TRUE(TWTestSession::waitFor(buttonShown));
+    // Tidewell carries on: the button's click reaches it again.
+    eval(input + "press(" + button + ", C.BUTTON_PRIMARY)");
+    const std::string status = statusWith("desktop: hide Terminal");
+    EXPECT_LT(status.find("gnome extension enabled"), status.find("dbus HideOthers")) << status;
+    session_->terminate(app);
+}
+
+} // namespace
