@@ -109,6 +109,23 @@ QString interfaceXml() {
     return xml;
 }
 
+// The standard interfaces the object answers besides its own.
+QString standardInterfacesXml() {
+    return QStringLiteral(
+        "  <interface name=\"org.freedesktop.DBus.Introspectable\">\n"
+        "    <method name=\"Introspect\"><arg name=\"xml\" type=\"s\" direction=\"out\"/>"
+        "</method>\n  </interface>\n"
+        "  <interface name=\"org.freedesktop.DBus.Properties\">\n"
+        "    <method name=\"Get\"><arg name=\"interface\" type=\"s\" direction=\"in\"/>"
+        "<arg name=\"name\" type=\"s\" direction=\"in\"/>"
+        "<arg name=\"value\" type=\"v\" direction=\"out\"/></method>\n"
+        "    <method name=\"GetAll\"><arg name=\"interface\" type=\"s\" direction=\"in\"/>"
+        "<arg name=\"values\" type=\"a{sv}\" direction=\"out\"/></method>\n"
+        "    <method name=\"Set\"><arg name=\"interface\" type=\"s\" direction=\"in\"/>"
+        "<arg name=\"name\" type=\"s\" direction=\"in\"/>"
+        "<arg name=\"value\" type=\"v\" direction=\"in\"/></method>\n  </interface>\n");
+}
+
 } // namespace
 
 TWDBusService::TWDBusService(TWDBusServiceActions actions, QObject* parent)
@@ -217,9 +234,9 @@ void TWDBusService::noteDesktopMayHaveChanged() {
 void TWDBusService::emitChanged() {
     if (!started_)
         return;
-    QDBusConnection::sessionBus().send(QDBusMessage::createSignal(
-        QString::fromLatin1(objectPath), QString::fromLatin1(interfaceName),
-        QStringLiteral("Changed")));
+    QDBusConnection::sessionBus().send(
+        QDBusMessage::createSignal(QString::fromLatin1(objectPath),
+                                   QString::fromLatin1(interfaceName), QStringLiteral("Changed")));
 }
 
 QList<TWDBusService::Application> TWDBusService::runningApplications(const TWMenu& menu) {
@@ -251,8 +268,14 @@ bool TWDBusService::handleMessage(const QDBusMessage& message, const QDBusConnec
     QDBusMessage reply;
     if (message.interface() == QLatin1String("org.freedesktop.DBus.Properties"))
         reply = properties(message);
-    else if (message.interface().isEmpty() ||
-             message.interface() == QLatin1String(interfaceName))
+    else if (message.interface() == QLatin1String("org.freedesktop.DBus.Introspectable") &&
+             message.member() == QLatin1String("Introspect"))
+        reply = message.createReply(
+            QStringLiteral("<!DOCTYPE node PUBLIC \"-//freedesktop//DTD D-BUS Object Introspection "
+                           "1.0//EN\" \"http://www.freedesktop.org/standards/dbus/1.0/"
+                           "introspect.dtd\">\n<node>\n") +
+            introspect(message.path()) + standardInterfacesXml() + QStringLiteral("</node>\n"));
+    else if (message.interface().isEmpty() || message.interface() == QLatin1String(interfaceName))
         reply = call(message);
     else
         reply = message.createErrorReply(QDBusError::UnknownInterface,
@@ -346,7 +369,7 @@ QDBusMessage TWDBusService::call(const QDBusMessage& message) {
         return message.createReply(QVariant::fromValue(entries));
     }
     return message.createErrorReply(QDBusError::UnknownMethod,
-                                     "no method " + method + " in " + interfaceName);
+                                    "no method " + method + " in " + interfaceName);
 }
 
 QDBusMessage TWDBusService::properties(const QDBusMessage& message) {

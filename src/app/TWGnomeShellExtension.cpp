@@ -37,9 +37,8 @@ TWGnomeShellExtension::TWGnomeShellExtension(QDBusConnection bus, QObject* paren
     : QObject(parent), bus_(std::move(bus)) {}
 
 QVariantMap TWGnomeShellExtension::info() const {
-    QDBusMessage call = QDBusMessage::createMethodCall(shellService, extensionsPath,
-                                                       extensionsInterface,
-                                                       QStringLiteral("GetExtensionInfo"));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        shellService, extensionsPath, extensionsInterface, QStringLiteral("GetExtensionInfo"));
     call << QString::fromLatin1(uuid);
     const QDBusReply<QVariantMap> reply = bus_.call(call, QDBus::Block, callTimeoutMs);
     return reply.isValid() ? reply.value() : QVariantMap{{QStringLiteral("noshell"), true}};
@@ -88,15 +87,15 @@ bool TWGnomeShellExtension::enable() {
              << QVariant::fromValue(QDBusVariant(true));
         bus_.call(call, QDBus::Block, callTimeoutMs);
     }
-    QDBusMessage call = QDBusMessage::createMethodCall(shellService, extensionsPath,
-                                                       extensionsInterface,
-                                                       QStringLiteral("EnableExtension"));
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        shellService, extensionsPath, extensionsInterface, QStringLiteral("EnableExtension"));
     call << QString::fromLatin1(uuid);
     const QDBusReply<bool> reply = bus_.call(call, QDBus::Block, callTimeoutMs);
     if (!reply.isValid() || !reply.value()) {
-        TWLog(LOG_WARNING, kLogClass,
-              "GNOME Shell did not enable the extension: " +
-                  (reply.isValid() ? std::string("refused") : reply.error().message().toStdString()));
+        TWLog(
+            LOG_WARNING, kLogClass,
+            "GNOME Shell did not enable the extension: " +
+                (reply.isValid() ? std::string("refused") : reply.error().message().toStdString()));
         return false;
     }
     return true;
@@ -156,16 +155,15 @@ bool TWGnomeShellExtension::isGnomeSession() {
                            .contains(QStringLiteral("GNOME"), Qt::CaseInsensitive);
 }
 
-bool TWGnomeShellExtension::offerToEnable(const std::string& reason,
-                                          TWAlertPresenter& presenter) {
+bool TWGnomeShellExtension::offerToEnable(const std::string& reason, TWAlertPresenter& presenter) {
     const State now = state();
     if (now == State::NoShell)
         return false;
     TWAlert alert;
     alert.setMessageText(reason);
     if (now == State::Failed && !failure().isEmpty())
-        alert.setInformativeText(TWFormat(TWLocalizedString("GNOME Shell says: %@"),
-                                          failure().toStdString()));
+        alert.setInformativeText(
+            TWFormat(TWLocalizedString("GNOME Shell says: %@"), failure().toStdString()));
     if (now == State::Disabled)
         alert.addButtonWithTitle(TWLocalizedString("Enable the Extension"));
     alert.addButtonWithTitle(TWLocalizedString("Quit"));
@@ -196,7 +194,8 @@ void TWGnomeShellExtension::announce(bool enabled) {
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
     notify << QStringLiteral("Tidewell") << 0u << QStringLiteral("net.quillfen.Tidewell")
            << QString::fromStdString(summary) << QString::fromStdString(body) << QStringList()
-           << QVariantMap{{QStringLiteral("desktop-entry"), QStringLiteral("net.quillfen.Tidewell")}}
+           << QVariantMap{{QStringLiteral("desktop-entry"),
+                           QStringLiteral("net.quillfen.Tidewell")}}
            << -1;
     // Not waited for: a desktop without notifications leaves the log line.
     QDBusConnection::sessionBus().send(notify);
