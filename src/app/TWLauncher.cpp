@@ -415,7 +415,8 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     TWRequestHandler handle(delegate, hooks, urlHandler, &app);
     if (!channel->listen([&handle, &dbusService](const QByteArray& message) {
             QByteArray reply = handle(message);
-            dbusService.noteDesktopMayHaveChanged();
+            if (message != "status")
+                dbusService.noteDesktopMayHaveChanged();
             return reply;
         })) {
         printError("cannot open the instance channel in " + channel->directory().toStdString());

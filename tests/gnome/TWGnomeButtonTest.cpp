@@ -18,8 +18,10 @@ const std::string button = "imports.ui.main.panel.statusArea.tidewell";
 // Real input through the shell's seat: a virtual pointer and keyboard, kept for the session.
 const std::string input =
     "const C = imports.gi.Clutter; const seat = C.get_default_backend().get_default_seat();"
-    "global._twPointer ??= seat.create_virtual_device(C.InputDeviceType.POINTER_DEVICE);"
-    "global._twKeys ??= seat.create_virtual_device(C.InputDeviceType.KEYBOARD_DEVICE);"
+    "global._twPointer = global._twPointer || "
+    "seat.create_virtual_device(C.InputDeviceType.POINTER_DEVICE);"
+    "global._twKeys = global._twKeys || "
+    "seat.create_virtual_device(C.InputDeviceType.KEYBOARD_DEVICE);"
     "const now = () => imports.gi.GLib.get_monotonic_time();"
     "const press = (actor, b) => { const [x, y] = actor.get_transformed_position();"
     "  const [w, h] = actor.get_transformed_size();"
@@ -38,6 +40,12 @@ class TWGnomeButtonTest : public ::testing::Test {
         // Tidewell on its simulated desktop (a file manager, an editor and a terminal), without
         // a window of its own; the button is what the shell shows for it.
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        // The shell takes a new virtual device's events once it has seen the device: the pointer
+        // is moved until the shell reports it moved.
+        ASSERT_TRUE(TWTestSession::waitFor([] {
+            return eval(input + "global._twPointer.notify_absolute_motion(now(), 640, 400);"
+                                "global.get_pointer().slice(0, 2).join(' ')") == "\"640 400\"";
+        }));
     }
 
     static std::string eval(const std::string& code) {
@@ -55,8 +63,8 @@ class TWGnomeButtonTest : public ::testing::Test {
     }
     // The menu as the button shows it: titles, "-" for separators, hidden applications marked.
     static std::string menu() {
-        return eval(button + ".menu._getMenuItems().map(i => i.label ? i.label.text + "
-                             "(i.tidewellHidden ? ' (hidden)' : '') : '-').join('|')");
+        return eval(button + ".menu._getMenuItems().map(i => (i.label.text || '-') + "
+                             "(i.tidewellHidden ? ' (hidden)' : '')).join('|')");
     }
 
     static inline TWGnomeTestDesktop* session_ = nullptr;
