@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Backend selection: KWin on a Wayland session that offers window management, X11 when only a
-// display is there, the simulated desktop when asked for (or as the automatic last resort).
+// Backend selection: GNOME Shell when Tidewell's extension answers, KWin on a Wayland session
+// that offers window management, X11 when only a display is there, the simulated desktop when
+// asked for (or as the automatic last resort).
 #include "TWPlatformFactory.h"
 
+#include "TWGnomeDesktop.h"
 #include "TWKWinDesktop.h"
 #include "TWLog.h"
 #include "TWSimDesktop.h"
@@ -20,7 +22,19 @@ bool isSet(const char* name) {
 }
 
 std::unique_ptr<TWDesktop> sessionDesktop(std::string& whyNot) {
+    // GNOME Shell shows its windows to Tidewell only through Tidewell's extension, on Wayland
+    // and on X11 alike.
+    std::string gnomeReason;
+    if (auto desktop = TWGnomeDesktop::open(&gnomeReason))
+        return desktop;
+    const bool gnomeRuns = gnomeReason.rfind("cannot connect", 0) != 0 &&
+                           gnomeReason.rfind("GNOME Shell is not running", 0) != 0;
     if (isSet("WAYLAND_DISPLAY")) {
+        // Without the extension GNOME's Wayland session offers nothing else: say how to enable it.
+        if (gnomeRuns) {
+            whyNot = gnomeReason;
+            return nullptr;
+        }
         std::string reason;
         if (auto desktop = TWKWinDesktop::open("", &reason))
             return desktop;
@@ -36,6 +50,8 @@ std::unique_ptr<TWDesktop> sessionDesktop(std::string& whyNot) {
         }
     }
     if (isSet("DISPLAY")) {
+        if (gnomeRuns)
+            TWLog(LOG_INFO, kLogClass, gnomeReason + "; working through X11 instead");
         if (auto desktop = TWX11Desktop::open())
             return desktop;
         whyNot = std::string("cannot open the X11 display ") + std::getenv("DISPLAY");
@@ -61,6 +77,9 @@ std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind, std::string* whyNot
         return desktop;
     case TWDesktopKind::KWin:
         desktop = TWKWinDesktop::open("", &reason);
+        break;
+    case TWDesktopKind::Gnome:
+        desktop = TWGnomeDesktop::open(&reason);
         break;
     case TWDesktopKind::Session:
         desktop = sessionDesktop(reason);

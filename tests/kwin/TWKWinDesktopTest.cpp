@@ -83,7 +83,7 @@ class TWKWinDesktopTest : public ::testing::Test {
         user_->connection().sync();
         ASSERT_TRUE(becomes(uuid, minimized));
     }
-    TWKWinHiddenMarks marks() { return kwin_->kwinWorkspace().record().read(); }
+    TWHiddenMarks marks() { return kwin_->kwinWorkspace().record().read(); }
 
     static inline TWKWinTestDesktop* session_ = nullptr;
     std::unique_ptr<TWKWinDesktop> kwin_, user_;
