@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kShell = "org.gnome.Shell";
 constexpr const char* kPath = "/net/quillfen/Tidewell/Shell";
 constexpr const char* kInterface = "net.quillfen.Tidewell.Shell1";
-constexpr const char* kWindowRow = "(tssssssisbbbtuiu)";
+constexpr const char* kWindowRow = "(tsssssisbbbtuiu)";
 constexpr std::uint64_t kListTimeoutUsec = 5'000'000;
 
 // Errors that say the service is not there (the extension is disabled, or the shell is gone).
