@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Backend selection: GNOME Shell when Tidewell's extension answers, KWin on a Wayland session
-// that offers window management, X11 when only a display is there, the simulated desktop when
-// asked for (or as the automatic last resort).
+// Backend selection: GNOME Shell on Wayland when Tidewell's extension answers, KWin on a Wayland
+// session that offers window management, X11 when only a display is there, the simulated desktop
+// when asked for (or as the automatic last resort).
 #include "TWPlatformFactory.h"
 
 #include "TWGnomeDesktop.h"
@@ -22,16 +22,15 @@ bool isSet(const char* name) {
 }
 
 std::unique_ptr<TWDesktop> sessionDesktop(std::string& whyNot) {
-    // GNOME Shell shows its windows to Tidewell only through Tidewell's extension, on Wayland
-    // and on X11 alike.
-    std::string gnomeReason;
-    if (auto desktop = TWGnomeDesktop::open(&gnomeReason))
-        return desktop;
-    const bool gnomeRuns = gnomeReason.rfind("cannot connect", 0) != 0 &&
-                           gnomeReason.rfind("GNOME Shell is not running", 0) != 0;
     if (isSet("WAYLAND_DISPLAY")) {
-        // Without the extension GNOME's Wayland session offers nothing else: say how to enable it.
-        if (gnomeRuns) {
+        // GNOME Shell on Wayland shows its windows to Tidewell only through Tidewell's
+        // extension; without it the session offers nothing else: say how to enable it. (On X11
+        // the window manager's EWMH serves, as on any other.)
+        std::string gnomeReason;
+        if (auto desktop = TWGnomeDesktop::open(&gnomeReason))
+            return desktop;
+        if (gnomeReason.rfind("cannot connect", 0) != 0 &&
+            gnomeReason.rfind("GNOME Shell is not running", 0) != 0) {
             whyNot = gnomeReason;
             return nullptr;
         }
@@ -50,8 +49,6 @@ std::unique_ptr<TWDesktop> sessionDesktop(std::string& whyNot) {
         }
     }
     if (isSet("DISPLAY")) {
-        if (gnomeRuns)
-            TWLog(LOG_INFO, kLogClass, gnomeReason + "; working through X11 instead");
         if (auto desktop = TWX11Desktop::open())
             return desktop;
         whyNot = std::string("cannot open the X11 display ") + std::getenv("DISPLAY");

@@ -9,8 +9,8 @@
 
 enum class TWDesktopKind {
     Automatic, // the session's desktop when there is one, else the simulated one
-    Session,   // GNOME Shell when Tidewell's extension answers, KWin on a Wayland session that
-               // offers its window management, X11 when only a display is there; nothing
+    Session,   // on Wayland GNOME Shell when Tidewell's extension answers, KWin when it offers
+               // its window management; X11 when only a display is there; nothing
                // otherwise (on GNOME's Wayland session without the extension: how to enable it)
     X11,       // the X11 desktop, or nothing when the display cannot be opened
     KWin,      // KDE Plasma on Wayland, or nothing when its window management is not offered
