@@ -156,6 +156,8 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientK
     pid_t flower;
     const std::string terminalWindow = client({"weston-terminal"}),
                       flowerWindow = client({"weston-flower"}, &flower);
+    // KWin activates a new window once it is described: that is the baseline.
+    ASSERT_TRUE(isActive(flowerWindow));
     common();
     for (auto [window, identifier] : {std::pair{terminalWindow, kTerminal},
                                       {flowerWindow, kFlower},
