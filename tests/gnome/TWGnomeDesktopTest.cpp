@@ -16,9 +16,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <map>
 #include <poll.h>
+#include <set>
 
 namespace {
 
@@ -145,6 +147,21 @@ TEST_F(TWGnomeDesktopTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRe
     gnome_->connection().sync();
     EXPECT_EQ(session_->isMinimized(flowerWindow), true);
     EXPECT_TRUE(marks().empty());
+
+    // Closing instead: nautilus's window goes, and one new window comes in front.
+    shared_.setBool(true, TWCloseAllFinderKey);
+    shared_.setBool(true, TWShowWindowKey);
+    std::set<std::uint64_t> before;
+    for (const auto& w : session_->windows())
+        before.insert(w.id);
+    common().showFinderHideOthers();
+    EXPECT_TRUE(waitFor([&] {
+        const auto now = session_->windows();
+        return std::none_of(now.begin(), now.end(),
+                            [&](const auto& w) { return w.id == fmWindow; }) &&
+               std::any_of(now.begin(), now.end(),
+                           [&](const auto& w) { return !before.count(w.id) && w.focused; });
+    }));
 }
 
 TEST_F(TWGnomeDesktopTest,

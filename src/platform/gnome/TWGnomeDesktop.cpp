@@ -37,10 +37,11 @@ TWGnomeDesktop::TWGnomeDesktop(std::unique_ptr<TWGnomeConnection> connection)
 }
 
 TWGnomeDesktop::~TWGnomeDesktop() {
-    // Whatever was requested last still reaches the shell.
+    // The handlers' owners may be gone already: nothing is reported while the last requests
+    // still reach the shell.
+    connection_->setActiveWindowChangeHandler(nullptr);
     workspace_->flush();
     connection_->sync();
-    connection_->setActiveWindowChangeHandler(nullptr);
 }
 
 int TWGnomeDesktop::eventFileDescriptor() {
