@@ -198,7 +198,7 @@ class TidewellWindowService {
                     stacking.get(w) ?? 0,
                 ];
             });
-            return new GLib.Variant('(a(tssssssisbbbtuiu))', [rows]);
+            return new GLib.Variant('(a(tsssssisbbbtuiu))', [rows]);
         });
     }
 

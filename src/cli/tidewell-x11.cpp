@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // tidewell-x11: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
-// session's desktop (KWin on Wayland, or X11) from a terminal, with the user's settings as the
-// application would; "watch" keeps running, records front switches and reads the same commands from
-// standard input.
+// session's desktop (GNOME Shell through Tidewell's extension, KWin on Wayland, or X11) from a
+// terminal, with the user's settings as the application would; "watch" keeps running, records front
+// switches and reads the same commands from standard input.
 #include "TWCommon.h"
+#include "TWGnomeDesktop.h"
 #include "TWKWinDesktop.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
@@ -51,8 +52,9 @@ void usage(std::ostream& out) {
            "options:\n"
            "  -h, --help    print this help and exit\n"
            "  -v, --version print the version and exit\n"
-           "  --display D   work on the X display D (default: the session's desktop: KWin\n"
-           "                when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)\n"
+           "  --display D   work on the X display D (default: the session's desktop: on\n"
+           "                $WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers,\n"
+           "                KWin when it offers its window management; else $DISPLAY)\n"
            "  --set K=V     use V for setting K in this run (YES, NO, a number or text)\n"
            "  --exclude ID  leave the application ID alone in this run, as if it were excluded\n"
            "\n"
@@ -99,6 +101,8 @@ void settle(TWDesktop& desktop) {
         x11->sync();
     } else if (auto* kwin = dynamic_cast<TWKWinDesktop*>(&desktop)) {
         kwin->connection().sync();
+    } else if (auto* gnome = dynamic_cast<TWGnomeDesktop*>(&desktop)) {
+        gnome->connection().sync();
     } else {
         desktop.dispatchPendingEvents();
     }
@@ -112,6 +116,8 @@ bool cannotHide(TWDesktop& desktop) {
 bool connectionLost(TWDesktop& desktop) {
     if (auto* kwin = dynamic_cast<TWKWinDesktop*>(&desktop))
         return kwin->connection().broken();
+    if (auto* gnome = dynamic_cast<TWGnomeDesktop*>(&desktop))
+        return gnome->connection().broken();
     auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
     return x11 && x11->connection().hasError();
 }
