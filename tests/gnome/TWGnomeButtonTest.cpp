@@ -87,7 +87,7 @@ class TWGnomeButtonTest : public ::testing::Test {
 
 TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     EXPECT_FALSE(buttonShown());
-    const pid_t app = session_->spawn({tidewell, "--desktop=sim"});
+    const pid_t instance = session_->spawn({tidewell, "--desktop=sim"});
     ASSERT_TRUE(TWTestSession::waitFor(buttonReady)) << "no button for the running Tidewell";
     // The chosen style's picture.
     EXPECT_NE(eval(button + "._icon.gicon.to_string()").find("AppIcon.svg"), std::string::npos);
@@ -115,8 +115,23 @@ TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     status = statusWith("desktop: unhide Editor");
     EXPECT_NE(status.find("dbus ShowAll"), std::string::npos) << status;
 
+    // Its icon pinned in the dash starts tidewell again: the same click, and the second start
+    // leaves no launch feedback behind (the installed entry, pointed at the build).
+    std::string entry = TWReadFile(TWTestSourcePath("resources/net.quillfen.Tidewell.desktop"));
+    for (std::size_t at; (at = entry.find("Exec=tidewell")) != std::string::npos;)
+        entry.replace(at, 13, "Exec=" + tidewell);
+    session_->writeDesktopEntry("net.quillfen.Tidewell", entry);
+    const std::string app = "imports.gi.Shell.AppSystem.get_default().lookup_app("
+                            "'net.quillfen.Tidewell.desktop')";
+    ASSERT_TRUE(TWTestSession::waitFor([&] { return eval(app + " ? 1 : 0") == "1"; }));
+    eval(app + ".activate()");
+    status = statusWith("reopen");
+    EXPECT_GT(status.find("reopen"), status.find("dbus ShowAll")) << status;
+    // The dash shows a spinner while the application is starting; it is not.
+    EXPECT_EQ(eval(app + ".state === imports.gi.Shell.AppState.STARTING"), "false");
+
     // Tidewell gone, the button goes with it.
-    session_->terminate(app);
+    session_->terminate(instance);
     EXPECT_TRUE(TWTestSession::waitFor([] { return !buttonShown(); }));
 }
 
