@@ -70,9 +70,11 @@ class TWGnomeButtonTest : public ::testing::Test {
     // `withShift`: the pointer is moved there, and clicks once the actor has seen it come in.
     static void clickOn(const std::string& actor, const std::string& which,
                         bool withShift = false) {
-        eval(input + "moveTo(" + actor + ")");
-        ASSERT_TRUE(TWTestSession::waitFor([&] { return eval(actor + ".hover") == "true"; }))
-            << actor;
+        // Moved again until it is seen: a menu just opened may still be placing its items.
+        ASSERT_TRUE(TWTestSession::waitFor([&] {
+            eval(input + "moveTo(" + actor + ")");
+            return eval(actor + ".hover") == "true";
+        })) << actor;
         eval(input + (withShift ? "shift(true); click(" + which + "); shift(false)"
                                 : "click(" + which + ")"));
     }
@@ -158,6 +160,28 @@ TEST_F(TWGnomeButtonTest, TheExtensionTurnedOffAndOnWhileTidewellRunsIsNoticedAn
     const std::string status = statusWith("desktop: hide Terminal");
     EXPECT_LT(status.find("gnome extension enabled"), status.find("dbus HideOthers")) << status;
     session_->terminate(app);
+}
+
+TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertOffersToEnableItAndTidewellCarriesOn) {
+    ASSERT_TRUE(session_->setExtensionEnabled(false));
+    // Tidewell on the session's own desktop, its alert a window of the shell's.
+    setenv("QT_QPA_PLATFORM", "wayland", 1);
+    const pid_t instance = session_->spawn({tidewell});
+    const std::vector<std::uint64_t> alert = session_->windowsOf(instance);
+    ASSERT_EQ(alert.size(), 1u) << "no alert";
+    // Return chooses the default button, "Enable the Extension".
+    session_->userActivate(alert.front());
+    ASSERT_TRUE(TWTestSession::waitFor([&] { return session_->focusedWindow() == alert.front(); }));
+    eval(input + "global._twKeys.notify_keyval(now(), C.KEY_Return, C.KeyState.PRESSED);"
+                 "global._twKeys.notify_keyval(now(), C.KEY_Return, C.KeyState.RELEASED)");
+    EXPECT_TRUE(TWTestSession::waitFor([] {
+        return eval(std::string("imports.ui.main.extensionManager.lookup('") +
+                    TWGnomeTestDesktop::kExtension + "').state") == "1";
+    }));
+    // Tidewell goes on with the desktop the extension serves, and shows its button.
+    statusWith("icon AppIcon");
+    EXPECT_TRUE(TWTestSession::waitFor(buttonReady));
+    session_->terminate(instance);
 }
 
 } // namespace
