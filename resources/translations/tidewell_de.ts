@@ -279,9 +279,9 @@
         <source>print the version and exit</source>
         <translation>die Version ausgeben und beenden</translation>
     </message>
-    <message id="work on the X display D (default: the session's desktop: KWin when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)">
-        <source>work on the X display D (default: the session's desktop: KWin when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)</source>
-        <translation>auf dem X-Display D arbeiten (Vorgabe: der Schreibtisch der Sitzung: KWin, wenn $WAYLAND_DISPLAY seine Fensterverwaltung anbietet, sonst $DISPLAY)</translation>
+    <message id="work on the X display D (default: the session's desktop: on $WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers, KWin when it offers its window management; else $DISPLAY)">
+        <source>work on the X display D (default: the session's desktop: on $WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers, KWin when it offers its window management; else $DISPLAY)</source>
+        <translation>auf dem X-Display D arbeiten (Vorgabe: der Schreibtisch der Sitzung: auf $WAYLAND_DISPLAY GNOME Shell, wenn die Erweiterung von Tidewell antwortet, KWin, wenn es seine Fensterverwaltung anbietet; sonst $DISPLAY)</translation>
     </message>
     <message id="use V for setting K in this run (YES, NO, a number or text)">
         <source>use V for setting K in this run (YES, NO, a number or text)</source>
@@ -366,6 +366,30 @@
     <message id="Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.">
         <source>Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.</source>
         <translation>Rückgabewert: 0 erledigt (oder ein anderes Tidewell Menu läuft bereits), 1 kein Schreibtisch, 2 falscher Aufruf.</translation>
+    </message>
+    <message id="GNOME Shell says: %@">
+        <source>GNOME Shell says: %@</source>
+        <translation>GNOME Shell meldet: %@</translation>
+    </message>
+    <message id="Enable the Extension">
+        <source>Enable the Extension</source>
+        <translation>Erweiterung aktivieren</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension is back">
+        <source>Tidewell's GNOME Shell extension is back</source>
+        <translation>Die GNOME-Shell-Erweiterung von Tidewell ist wieder da</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension was turned off">
+        <source>Tidewell's GNOME Shell extension was turned off</source>
+        <translation>Die GNOME-Shell-Erweiterung von Tidewell wurde ausgeschaltet</translation>
+    </message>
+    <message id="Hide All and Show All work again.">
+        <source>Hide All and Show All work again.</source>
+        <translation>„Alle ausblenden“ und „Alle einblenden“ funktionieren wieder.</translation>
+    </message>
+    <message id="Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.">
+        <source>Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.</source>
+        <translation>Tidewell kann keine Fenster aus- oder einblenden, bis sie wieder eingeschaltet ist. Nichts, was Tidewell ausgeblendet hat, geht verloren.</translation>
     </message>
 </context>
 </TS>

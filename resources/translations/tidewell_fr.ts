@@ -279,9 +279,9 @@
         <source>print the version and exit</source>
         <translation>afficher la version et quitter</translation>
     </message>
-    <message id="work on the X display D (default: the session's desktop: KWin when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)">
-        <source>work on the X display D (default: the session's desktop: KWin when $WAYLAND_DISPLAY offers its window management, else $DISPLAY)</source>
-        <translation>travailler sur l'écran X D (par défaut : le bureau de la session : KWin si $WAYLAND_DISPLAY offre sa gestion des fenêtres, sinon $DISPLAY)</translation>
+    <message id="work on the X display D (default: the session's desktop: on $WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers, KWin when it offers its window management; else $DISPLAY)">
+        <source>work on the X display D (default: the session's desktop: on $WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers, KWin when it offers its window management; else $DISPLAY)</source>
+        <translation>travailler sur l'écran X D (par défaut : le bureau de la session : sur $WAYLAND_DISPLAY, GNOME Shell si l'extension de Tidewell répond, KWin s'il offre sa gestion des fenêtres ; sinon $DISPLAY)</translation>
     </message>
     <message id="use V for setting K in this run (YES, NO, a number or text)">
         <source>use V for setting K in this run (YES, NO, a number or text)</source>
@@ -366,6 +366,30 @@
     <message id="Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.">
         <source>Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.</source>
         <translation>Code de retour : 0 fait (ou un autre Tidewell Menu s'exécute déjà), 1 pas de bureau, 2 mauvais usage.</translation>
+    </message>
+    <message id="GNOME Shell says: %@">
+        <source>GNOME Shell says: %@</source>
+        <translation>GNOME Shell indique : %@</translation>
+    </message>
+    <message id="Enable the Extension">
+        <source>Enable the Extension</source>
+        <translation>Activer l’extension</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension is back">
+        <source>Tidewell's GNOME Shell extension is back</source>
+        <translation>L’extension GNOME Shell de Tidewell est de retour</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension was turned off">
+        <source>Tidewell's GNOME Shell extension was turned off</source>
+        <translation>L’extension GNOME Shell de Tidewell a été désactivée</translation>
+    </message>
+    <message id="Hide All and Show All work again.">
+        <source>Hide All and Show All work again.</source>
+        <translation>« Tout masquer » et « Tout afficher » fonctionnent de nouveau.</translation>
+    </message>
+    <message id="Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.">
+        <source>Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.</source>
+        <translation>Tidewell ne peut ni masquer ni afficher de fenêtres tant qu’elle n’est pas réactivée. Rien de ce que Tidewell a masqué n’est oublié.</translation>
     </message>
 </context>
 </TS>

@@ -8,7 +8,7 @@
 #include <QPointer>
 #include <QSocketNotifier>
 
-void TWPumpDesktopEvents(TWDesktop& desktop, QObject* owner) {
+void TWPumpDesktopEvents(TWDesktop& desktop, QObject* owner, std::function<void()> afterEvents) {
     const int fd = desktop.eventFileDescriptor();
     if (fd < 0)
         return;
@@ -26,7 +26,12 @@ void TWPumpDesktopEvents(TWDesktop& desktop, QObject* owner) {
             QObject::disconnect(*idle);
         }
     };
-    QObject::connect(notifier, &QSocketNotifier::activated, owner, dispatch);
+    QObject::connect(notifier, &QSocketNotifier::activated, owner,
+                     [dispatch, afterEvents = std::move(afterEvents)] {
+                         dispatch();
+                         if (afterEvents)
+                             afterEvents();
+                     });
     if (QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance()) {
         // Twice: the handlers of the first pass (a front switch looks up the running
         // applications) make round trips of their own, which can queue further events.

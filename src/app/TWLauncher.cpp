@@ -9,8 +9,10 @@
 #include "QFSimpleUpdater.h"
 #include "TWAlert.h"
 #include "TWCommon.h"
+#include "TWDBusService.h"
 #include "TWDesktopEventPump.h"
 #include "TWFormat.h"
+#include "TWGnomeShellExtension.h"
 #include "TWInstanceChannel.h"
 #include "TWInstanceProtocol.h"
 #include "TWLauncherTestHooks.h"
@@ -37,6 +39,7 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QIcon>
 #include <QRegularExpression>
 #include <QTimer>
@@ -297,9 +300,30 @@ bool openDesktop(bool simulated, std::unique_ptr<TWDesktop>& desktop, std::strin
 
 // The running instance: the application and everything it is wired to, until its event loop
 // ends. `channel` holds the session; the application takes it over.
+// A GNOME session whose shell runs without Tidewell's extension: the reason said in an alert,
+// which offers to turn the extension on where it is installed. The desktop once it is on, or
+// null.
+std::unique_ptr<TWDesktop> openDesktopAfterOffer(const std::string& reason) {
+    TWQtAlertPresenter presenter;
+    TWGnomeShellExtension extension;
+    if (!extension.offerToEnable(reason, presenter))
+        return nullptr;
+    // The shell reports the extension enabled as it starts it; its service follows at once.
+    std::string stillMissing;
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        if (auto desktop = TWMakeDesktop(TWDesktopKind::Session, &stillMissing))
+            return desktop;
+        QEventLoop pause;
+        QTimer::singleShot(250, &pause, &QEventLoop::quit);
+        pause.exec();
+    }
+    printError("no desktop to work on: " + stillMissing);
+    return nullptr;
+}
+
 int runInstance(int argc, char** argv, const TWLauncher::Request& request,
                 TWInstanceChannel* channel, std::unique_ptr<TWDesktop> desktop,
-                TWLauncherTestHooks* testHooks) {
+                TWLauncherTestHooks* testHooks, const std::string& noDesktopReason) {
     TidewellApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("Tidewell"));
     app.setApplicationVersion(QString::fromLatin1(TWShortVersion));
@@ -311,6 +335,11 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     QIcon::setFallbackThemeName(QStringLiteral("Adwaita"));
     channel->setParent(&app);
     TWQuitEventLoopOnTerminationSignals(&app);
+    if (!desktop && !request.simulated) {
+        desktop = openDesktopAfterOffer(noDesktopReason);
+        if (!desktop)
+            return TWLauncher::exitFailure;
+    }
 
     // The desktop, its login items and the helper's registration: the test hooks' on the
     // simulated desktop (a test run never touches the user's files), else the user's autostart
@@ -331,16 +360,24 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     }
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName,
                                               TWActivationPolicyRegular);
-    TWPumpDesktopEvents(*desktop, &app);
+    // Tidewell's own D-Bus service, made once the delegate is: it signals what desktop events
+    // changed.
+    TWDBusService* servicePointer = nullptr;
+    TWPumpDesktopEvents(*desktop, &app, [&servicePointer] {
+        if (servicePointer)
+            servicePointer->noteDesktopMayHaveChanged();
+    });
 
     TWQtAlertPresenter shownAlerts;
     TWInstanceJournal journal(shownAlerts, testHooks);
 
     TidewellAppDelegate* delegatePointer = nullptr;
     TWTrayIcon tray(
-        [&delegatePointer] {
+        [&delegatePointer, &servicePointer] {
             if (delegatePointer)
                 delegatePointer->applicationShouldHandleReopen(false);
+            if (servicePointer)
+                servicePointer->noteDesktopMayHaveChanged();
         },
         [&delegatePointer] {
             return delegatePointer ? delegatePointer->trayMenu() : std::shared_ptr<TWMenu>();
@@ -348,9 +385,11 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     // The other half of the dock click: with Shift a click shows all; in a tray, the middle
     // click does.
     tray.setSecondaryActivation([] { TWCommon::sharedInstance().showAll(); });
-    auto setApplicationIconImage = [&tray, &journal](const std::string& imageName) {
+    auto setApplicationIconImage = [&tray, &journal, &servicePointer](const std::string& imageName) {
         journal.note("icon " + QString::fromStdString(imageName));
         tray.setIconImage(QString::fromStdString(imageName));
+        if (servicePointer)
+            servicePointer->setIconStyle(tray.iconImageName());
     };
     auto terminate = [] { QCoreApplication::exit(0); };
 
@@ -397,8 +436,40 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     TidewellAppDelegate& delegate = TidewellAppDelegate::create(std::move(services));
     delegatePointer = &delegate;
 
+    TWDBusServiceActions dbusActions;
+    dbusActions.common = []() -> TWCommon& { return TWCommon::sharedInstance(); };
+    dbusActions.workspace = [&desktop]() -> TWWorkspace& { return desktop->workspace(); };
+    dbusActions.menu = [&delegate] { return delegate.trayMenu(); };
+    dbusActions.showPreferences = [&delegate] { delegate.showPreferences(); };
+    dbusActions.checkForUpdate = [&delegate] { delegate.checkForUpdate(); };
+    dbusActions.productPage = [&delegate] { delegate.productPage(); };
+    dbusActions.sendFeedback = [&delegate] { delegate.sendFeedback(); };
+    dbusActions.quit = terminate;
+    dbusActions.note = [&journal](const QString& entry) { journal.note(entry); };
+    TWDBusService dbusService(std::move(dbusActions));
+    dbusService.setIconStyle(tray.iconImageName().isEmpty() ? QStringLiteral("AppIcon")
+                                                            : tray.iconImageName());
+    servicePointer = &dbusService;
+    QObject::connect(&tray, &TWTrayIcon::shownInTray, &dbusService,
+                     [&dbusService] { dbusService.setTrayIconShown(true); });
+
+    // On GNOME the extension can be turned off and on while Tidewell runs: it says so, and
+    // carries on once the extension is back.
+    TWGnomeShellExtension extension;
+    if (TWGnomeShellExtension::isGnomeSession())
+        extension.watch([&journal](bool enabled) {
+            journal.note(enabled ? QStringLiteral("gnome extension enabled")
+                               : QStringLiteral("gnome extension disabled"));
+            TWGnomeShellExtension::announce(enabled);
+        });
+
     TWRequestHandler handle(delegate, journal, testHooks, urlHandler, &app);
-    if (!channel->listen(handle)) {
+    if (!channel->listen([&handle, &dbusService](const QByteArray& message) {
+            QByteArray reply = handle(message);
+            if (message != "status")
+                dbusService.noteDesktopMayHaveChanged();
+            return reply;
+        })) {
         printError("cannot open the instance channel in " + channel->directory().toStdString());
         TWProcessRegistry::unregisterCurrentProcess();
         return TWLauncher::exitFailure;
@@ -412,6 +483,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     QTimer::singleShot(0, &app, [&] {
         tray.show();
         delegate.applicationDidFinishLaunching();
+        dbusService.start();
         // A start that carried a request (a URL, hide or show) handles it once launched; a
         // plain first start is not a click. A refused start (the quit after its alert is still
         // queued) carries out nothing.
@@ -526,7 +598,10 @@ int TWLauncher::run(int argc, char** argv, TWLauncherTestHooks* testHooks) {
     std::string noDesktopReason;
     if (!openDesktop(request->simulated, desktop, noDesktopReason)) {
         printError(TWFormat(noDesktop, noDesktopReason));
-        return exitFailure;
+        // On GNOME the extension may only be off: the instance offers to turn it on.
+        if (request->simulated || !TWGnomeShellExtension::isGnomeSession())
+            return exitFailure;
     }
-    return runInstance(argc, argv, *request, channel.release(), std::move(desktop), testHooks);
+    return runInstance(argc, argv, *request, channel.release(), std::move(desktop), testHooks,
+                       noDesktopReason);
 }

@@ -75,6 +75,7 @@ bool TWTrayIcon::show() {
                 });
     }
     tray_->show();
+    emit shownInTray();
     return true;
 }
 

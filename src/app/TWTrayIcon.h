@@ -49,6 +49,10 @@ class TWTrayIcon : public QObject {
     // The context menu (rebuilt on every aboutToShow).
     QMenu* menu() const { return menu_; }
 
+  signals:
+    // The icon has come into a tray.
+    void shownInTray();
+
   private:
     std::function<void()> reopen_;
     std::function<void()> secondaryActivation_;

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 // tidewellctl: runs the desktop actions (hide-others, show-all, toggle, the running list) on the
-// session's desktop (KWin on Wayland, or X11) from a terminal, with the user's settings as the
-// application would; "watch" keeps running, records front switches and reads the same commands from
-// standard input.
+// session's desktop (GNOME Shell through Tidewell's extension, KWin on Wayland, or X11) from a
+// terminal, with the user's settings as the application would; "watch" keeps running, records front
+// switches and reads the same commands from standard input.
 #include "TWCommandLineLocalizer.h"
 #include "TWCommon.h"
 #include "TWFormat.h"
+#include "TWGnomeDesktop.h"
 #include "TWKWinDesktop.h"
 #include "TWLocalizedString.h"
 #include "TWLog.h"
@@ -102,9 +103,9 @@ void usage(std::ostream& out) {
         {"-h, --help", TWLocalizable("print this help and exit")},
         {"-v, --version", TWLocalizable("print the version and exit")},
         {"--display D",
-         TWLocalizable("work on the X display D (default: the session's desktop: KWin "
-                       "when $WAYLAND_DISPLAY offers its window management, else "
-                       "$DISPLAY)")},
+         TWLocalizable("work on the X display D (default: the session's desktop: on "
+                       "$WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers, KWin "
+                       "when it offers its window management; else $DISPLAY)")},
         {"--set K=V", TWLocalizable("use V for setting K in this run (YES, NO, a number or text)")},
         {"--exclude ID",
          TWLocalizable("leave the application ID alone in this run, as if it were excluded")},
@@ -170,6 +171,8 @@ void settle(TWDesktop& desktop) {
         x11->sync();
     } else if (auto* kwin = dynamic_cast<TWKWinDesktop*>(&desktop)) {
         kwin->connection().sync();
+    } else if (auto* gnome = dynamic_cast<TWGnomeDesktop*>(&desktop)) {
+        gnome->connection().sync();
     } else {
         desktop.dispatchPendingEvents();
     }
@@ -183,6 +186,8 @@ bool cannotHide(TWDesktop& desktop) {
 bool connectionLost(TWDesktop& desktop) {
     if (auto* kwin = dynamic_cast<TWKWinDesktop*>(&desktop))
         return kwin->connection().broken();
+    if (auto* gnome = dynamic_cast<TWGnomeDesktop*>(&desktop))
+        return gnome->connection().broken();
     auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
     return x11 && x11->connection().hasError();
 }

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Backend selection: KWin on a Wayland session that offers window management, X11 when only a
-// display is there, the simulated desktop when asked for (or as the automatic last resort).
+// Backend selection: GNOME Shell on Wayland when Tidewell's extension answers, KWin on a Wayland
+// session that offers window management, X11 when only a display is there, the simulated desktop
+// when asked for (or as the automatic last resort).
 #include "TWPlatformFactory.h"
 
+#include "TWGnomeDesktop.h"
 #include "TWKWinDesktop.h"
 #include "TWLog.h"
 #include "TWSimDesktop.h"
@@ -21,6 +23,17 @@ bool isSet(const char* name) {
 
 std::unique_ptr<TWDesktop> sessionDesktop(std::string& whyNot) {
     if (isSet("WAYLAND_DISPLAY")) {
+        // GNOME Shell on Wayland shows its windows to Tidewell only through Tidewell's
+        // extension; without it the session offers nothing else: say how to enable it. (On X11
+        // the window manager's EWMH serves, as on any other.)
+        std::string gnomeReason;
+        if (auto desktop = TWGnomeDesktop::open(&gnomeReason))
+            return desktop;
+        if (gnomeReason.rfind("cannot connect", 0) != 0 &&
+            gnomeReason.rfind("GNOME Shell is not running", 0) != 0) {
+            whyNot = gnomeReason;
+            return nullptr;
+        }
         std::string reason;
         if (auto desktop = TWKWinDesktop::open("", &reason))
             return desktop;
@@ -61,6 +74,9 @@ std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind, std::string* whyNot
         return desktop;
     case TWDesktopKind::KWin:
         desktop = TWKWinDesktop::open("", &reason);
+        break;
+    case TWDesktopKind::Gnome:
+        desktop = TWGnomeDesktop::open(&reason);
         break;
     case TWDesktopKind::Session:
         desktop = sessionDesktop(reason);

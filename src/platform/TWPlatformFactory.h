@@ -9,10 +9,12 @@
 
 enum class TWDesktopKind {
     Automatic, // the session's desktop when there is one, else the simulated one
-    Session,   // KWin on a Wayland session that offers its window management, X11 when only a
-               // display is there; nothing otherwise
+    Session,   // on Wayland GNOME Shell when Tidewell's extension answers, KWin when it offers
+               // its window management; X11 when only a display is there; nothing
+               // otherwise (on GNOME's Wayland session without the extension: how to enable it)
     X11,       // the X11 desktop, or nothing when the display cannot be opened
     KWin,      // KDE Plasma on Wayland, or nothing when its window management is not offered
+    Gnome,     // GNOME Shell through Tidewell's extension, or nothing when it does not answer
     Simulated, // the in-memory desktop
 };
 

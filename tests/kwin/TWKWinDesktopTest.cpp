@@ -83,7 +83,7 @@ class TWKWinDesktopTest : public ::testing::Test {
         user_->connection().sync();
         ASSERT_TRUE(becomes(uuid, minimized));
     }
-    TWKWinHiddenMarks marks() { return kwin_->kwinWorkspace().record().read(); }
+    TWHiddenMarks marks() { return kwin_->kwinWorkspace().record().read(); }
 
     static inline TWKWinTestDesktop* session_ = nullptr;
     std::unique_ptr<TWKWinDesktop> kwin_, user_;
@@ -156,6 +156,8 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientK
     pid_t flower;
     const std::string terminalWindow = client({"weston-terminal"}),
                       flowerWindow = client({"weston-flower"}, &flower);
+    // KWin activates a new window once it is described: that is the baseline.
+    ASSERT_TRUE(isActive(flowerWindow));
     common();
     for (auto [window, identifier] : {std::pair{terminalWindow, kTerminal},
                                       {flowerWindow, kFlower},

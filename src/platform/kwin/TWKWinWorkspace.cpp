@@ -21,7 +21,7 @@ bool TWKWinIsTaskbarWindow(const TWKWinWindow& window) {
 
 std::vector<TWKWinApplication>
 TWKWinGroupApplications(const TWKWinSnapshot& snapshot, const TWDesktopEntryIndex& entries,
-                        const TWKWinHiddenMarks& marks,
+                        const TWHiddenMarks& marks,
                         const std::function<std::string(int)>& programName) {
     std::vector<TWKWinApplication> apps;
     std::map<std::string, std::size_t> byKey;
@@ -85,7 +85,7 @@ TWKWinGroupApplications(const TWKWinSnapshot& snapshot, const TWDesktopEntryInde
 }
 
 TWKWinWorkspace::TWKWinWorkspace(TWKWinConnection& connection)
-    : connection_(connection), record_(connection.displayName()) {}
+    : connection_(connection), record_("kwin-hidden-" + connection.displayName()) {}
 
 const TWDesktopEntryIndex& TWKWinWorkspace::desktopEntries() {
     if (!entries_)
@@ -107,8 +107,14 @@ const std::vector<TWKWinApplication>& TWKWinWorkspace::refresh() {
     // last look is no longer Tidewell's to restore.
     forgetMarks(connection_.takeRestoredOrGone());
     if (snapshot.complete) {
-        record_.update([&](TWKWinHiddenMarks& marks) {
-            TWKWinHiddenRecord::prune(marks, snapshot, TWKWinHiddenRecord::now());
+        record_.update([&](TWHiddenMarks& marks) {
+            TWHiddenRecord::prune(
+                marks,
+                [&](const std::string& uuid) -> std::optional<bool> {
+                    const TWKWinWindow* w = snapshot.find(uuid);
+                    return w ? std::optional<bool>(w->minimized()) : std::nullopt;
+                },
+                TWHiddenRecord::now());
             marks_ = marks;
         });
     } else {
@@ -139,12 +145,12 @@ void TWKWinWorkspace::hide(const TWRunningApplication& info) {
     auto* app = findCached(info.handle);
     if (!app)
         return;
-    long long now = TWKWinHiddenRecord::now();
+    long long now = TWHiddenRecord::now();
     for (auto& w : app->taskbarWins) {
         // A window the user minimized is not ours to restore later: it gets no mark.
         if (w.minimized() || marks_.count(w.uuid))
             continue;
-        pendingHides_.emplace_back(w.uuid, TWKWinHiddenMark{w.stackingIndex, now, false});
+        pendingHides_.emplace_back(w.uuid, TWHiddenMark{w.stackingIndex, now, false});
         marks_[w.uuid] = pendingHides_.back().second;
         w.state |= TWKWinStateMinimized;
         app->info.hidden = true;
@@ -158,7 +164,7 @@ void TWKWinWorkspace::sendPendingHides() {
     // The marks are written, in one go, before any window is minimized: no Tidewell process
     // ever sees a window minimized by us and unmarked. One that never gets minimized loses its
     // mark again.
-    bool recorded = record_.update([&](TWKWinHiddenMarks& marks) {
+    bool recorded = record_.update([&](TWHiddenMarks& marks) {
         for (const auto& [uuid, mark] : hides)
             marks[uuid] = mark;
         marks_ = marks;
@@ -196,7 +202,7 @@ void TWKWinWorkspace::unhideApplication(TWKWinApplication& app) {
     // The marks go after the requests: a mark left behind by an interruption is dropped once
     // its window is seen shown, a window minimized without its mark could never come back.
     connection_.flush();
-    record_.update([&](TWKWinHiddenMarks& marks) {
+    record_.update([&](TWHiddenMarks& marks) {
         for (auto* w : marked)
             marks.erase(w->uuid);
         marks_ = marks;
@@ -243,7 +249,7 @@ void TWKWinWorkspace::forgetMarks(const std::vector<std::string>& uuids) {
     }
     if (!ours)
         return;
-    record_.update([&](TWKWinHiddenMarks& marks) {
+    record_.update([&](TWHiddenMarks& marks) {
         for (const auto& uuid : uuids)
             marks.erase(uuid);
         marks_ = marks;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Running applications on KWin: the compositor's windows grouped by process and desktop-entry
 // identity, plus Tidewell's registered processes; hide, unhide and activate through the Plasma
-// window management, with the record of what Tidewell hid (TWKWinHiddenRecord).
+// window management, with the record of what Tidewell hid (TWHiddenRecord).
 #pragma once
 
 #include "TWApplicationOrder.h"
 #include "TWDesktopEntryIndex.h"
 #include "TWKWinConnection.h"
-#include "TWKWinHiddenRecord.h"
+#include "TWHiddenRecord.h"
 #include "TWProcessRegistry.h"
 #include "TWWorkspace.h"
 
@@ -36,7 +36,7 @@ bool TWKWinIsTaskbarWindow(const TWKWinWindow& window);
 // Hidden = has marked windows and no shown taskbar window.
 std::vector<TWKWinApplication>
 TWKWinGroupApplications(const TWKWinSnapshot& snapshot, const TWDesktopEntryIndex& entries,
-                        const TWKWinHiddenMarks& marks,
+                        const TWHiddenMarks& marks,
                         const std::function<std::string(int)>& programName);
 
 class TWKWinWorkspace : public TWWorkspace {
@@ -62,7 +62,7 @@ class TWKWinWorkspace : public TWWorkspace {
     // Drops the marks of windows that were restored or went away (from the events).
     void forgetMarks(const std::vector<std::string>& uuids);
     const TWDesktopEntryIndex& desktopEntries();
-    const TWKWinHiddenRecord& record() const { return record_; }
+    const TWHiddenRecord& record() const { return record_; }
     TWKWinConnection& connection() { return connection_; }
 
   private:
@@ -72,12 +72,12 @@ class TWKWinWorkspace : public TWWorkspace {
     std::string programName(int pid);
 
     TWKWinConnection& connection_;
-    TWKWinHiddenRecord record_;
+    TWHiddenRecord record_;
     std::unique_ptr<TWDesktopEntryIndex> entries_;
     std::optional<std::string> fileManagerID_;
     std::vector<TWKWinApplication> apps_;
-    TWKWinHiddenMarks marks_; // as of the last refresh, with the pending hides
-    std::vector<std::pair<std::string, TWKWinHiddenMark>> pendingHides_;
+    TWHiddenMarks marks_; // as of the last refresh, with the pending hides
+    std::vector<std::pair<std::string, TWHiddenMark>> pendingHides_;
     TWApplicationOrder order_;
     std::map<int, std::string> programNames_;
 };

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The hidden-window record file: one "uuid position since confirmed" line per mark.
-#include "TWKWinHiddenRecord.h"
+// The hidden-window record file: one "window position since confirmed" line per mark.
+#include "TWHiddenRecord.h"
 
 #include "TWBaseDirectories.h"
 #include "TWLog.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -15,7 +16,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-constexpr const char* kLogClass = "TWKWinHiddenRecord";
+constexpr const char* kLogClass = "TWHiddenRecord";
 
 namespace {
 
@@ -28,13 +29,13 @@ std::string safeName(const std::string& name) {
     return out.empty() ? "wayland" : out;
 }
 
-TWKWinHiddenMarks parse(std::istream& in) {
-    TWKWinHiddenMarks marks;
+TWHiddenMarks parse(std::istream& in) {
+    TWHiddenMarks marks;
     std::string line;
     while (std::getline(in, line)) {
         std::istringstream fields(line);
         std::string uuid;
-        TWKWinHiddenMark mark;
+        TWHiddenMark mark;
         int confirmed = 0;
         if (fields >> uuid >> mark.position >> mark.since >> confirmed) {
             mark.confirmed = confirmed != 0;
@@ -66,34 +67,34 @@ class Lock {
 
 } // namespace
 
-TWKWinHiddenRecord::TWKWinHiddenRecord(const std::string& displayName) {
+TWHiddenRecord::TWHiddenRecord(const std::string& name) {
     // Beside the process registrations, in the runtime directory, not through them.
     std::string problem;
     std::string dir = TWBaseDirectories::privateRuntimeDirectory(&problem);
     if (dir.empty())
         TWLog(LOG_ERR, kLogClass, "cannot use the runtime directory: " + problem);
     else
-        path_ = dir + "/kwin-hidden-" + safeName(displayName);
+        path_ = dir + "/" + safeName(name);
 }
 
-TWKWinHiddenRecord TWKWinHiddenRecord::atPath(const std::string& path) {
-    TWKWinHiddenRecord record;
+TWHiddenRecord TWHiddenRecord::atPath(const std::string& path) {
+    TWHiddenRecord record;
     record.path_ = path;
     return record;
 }
 
-long long TWKWinHiddenRecord::now() {
+long long TWHiddenRecord::now() {
     return static_cast<long long>(std::time(nullptr));
 }
 
-TWKWinHiddenMarks TWKWinHiddenRecord::read() const {
+TWHiddenMarks TWHiddenRecord::read() const {
     if (path_.empty())
         return {};
     std::ifstream in(path_);
     return parse(in);
 }
 
-bool TWKWinHiddenRecord::update(const std::function<void(TWKWinHiddenMarks&)>& change) const {
+bool TWHiddenRecord::update(const std::function<void(TWHiddenMarks&)>& change) const {
     if (path_.empty())
         return false;
     Lock lock(path_);
@@ -101,8 +102,8 @@ bool TWKWinHiddenRecord::update(const std::function<void(TWKWinHiddenMarks&)>& c
         TWLog(LOG_ERR, kLogClass, "cannot lock " + path_ + ": " + std::strerror(errno));
         return false;
     }
-    TWKWinHiddenMarks before = read();
-    TWKWinHiddenMarks after = before;
+    TWHiddenMarks before = read();
+    TWHiddenMarks after = before;
     change(after);
     if (after == before)
         return true;
@@ -131,14 +132,15 @@ bool TWKWinHiddenRecord::update(const std::function<void(TWKWinHiddenMarks&)>& c
     return true;
 }
 
-void TWKWinHiddenRecord::prune(TWKWinHiddenMarks& marks, const TWKWinSnapshot& windows,
-                               long long now, long long grace) {
+void TWHiddenRecord::prune(TWHiddenMarks& marks,
+                           const std::function<std::optional<bool>(const std::string&)>& minimized,
+                           long long now, long long grace) {
     for (auto it = marks.begin(); it != marks.end();) {
-        const TWKWinWindow* w = windows.find(it->first);
+        const std::optional<bool> w = minimized(it->first);
         bool drop = false;
         if (!w)
             drop = true;
-        else if (w->minimized())
+        else if (*w)
             it->second.confirmed = true;
         else
             drop = it->second.confirmed || now - it->second.since > grace;

@@ -1,0 +1,12 @@
+
+export default class TidewellShellExtension extends Extension {
+    enable() {
+        this._tidewell = new TidewellExtension();
+        this._tidewell.enable();
+    }
+
+    disable() {
+        this._tidewell?.disable();
+        this._tidewell = null;
+    }
+}

@@ -1,0 +1,389 @@
+// SPDX-License-Identifier: MIT
+// The session-bus side of the GNOME backend: the bus name, the window service's listing,
+// requests and signals.
+#include "TWGnomeConnection.h"
+
+#include "TWLog.h"
+
+#include <systemd/sd-bus.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+constexpr const char* kLogClass = "TWGnomeConnection";
+
+namespace {
+
+constexpr const char* kShell = "org.gnome.Shell";
+constexpr const char* kPath = "/net/quillfen/Tidewell/Shell";
+constexpr const char* kInterface = "net.quillfen.Tidewell.Shell1";
+constexpr const char* kWindowRow = "(tsssssisbbbtuiu)";
+constexpr std::uint64_t kListTimeoutUsec = 5'000'000;
+
+// Errors that say the service is not there (the extension is disabled, or the shell is gone).
+bool meansNoService(const std::string& name) {
+    return name == SD_BUS_ERROR_UNKNOWN_METHOD || name == SD_BUS_ERROR_UNKNOWN_OBJECT ||
+           name == SD_BUS_ERROR_UNKNOWN_INTERFACE || name == SD_BUS_ERROR_SERVICE_UNKNOWN ||
+           name == SD_BUS_ERROR_NAME_HAS_NO_OWNER || name == SD_BUS_ERROR_NO_REPLY;
+}
+
+std::string displayName() {
+    for (const char* var : {"WAYLAND_DISPLAY", "DISPLAY"})
+        if (const char* value = std::getenv(var); value && *value) {
+            std::string name = value;
+            return name.substr(name.rfind('/') + 1);
+        }
+    return "session";
+}
+
+// Frees what sd-bus handed out when the scope ends.
+struct Reply {
+    sd_bus_message* message = nullptr;
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    ~Reply() {
+        sd_bus_message_unref(message);
+        sd_bus_error_free(&error);
+    }
+};
+
+bool readRows(sd_bus_message* m, std::vector<TWGnomeWindow>& out) {
+    if (sd_bus_message_enter_container(m, 'a', kWindowRow) < 0)
+        return false;
+    for (;;) {
+        TWGnomeWindow w;
+        const char *app, *sandboxed, *wmClass, *wmInstance, *gtk, *title;
+        int minimized, focused, skip;
+        std::uint32_t stacking;
+        int r = sd_bus_message_read(m, kWindowRow, &w.id, &app, &sandboxed, &wmClass, &wmInstance,
+                                    &gtk, &w.pid, &title, &minimized, &focused, &skip,
+                                    &w.transientFor, &w.type, &w.workspace, &stacking);
+        if (r < 0)
+            return false;
+        if (r == 0)
+            break;
+        w.appId = app;
+        // The tracker names windows it matched to no desktop entry "window:N".
+        if (w.appId.rfind("window:", 0) == 0)
+            w.appId.clear();
+        const std::string suffix = ".desktop";
+        if (w.appId.size() > suffix.size() &&
+            w.appId.compare(w.appId.size() - suffix.size(), suffix.size(), suffix) == 0)
+            w.appId.resize(w.appId.size() - suffix.size());
+        w.sandboxedAppId = sandboxed;
+        w.wmClass = wmClass;
+        w.wmInstance = wmInstance;
+        w.gtkApplicationId = gtk;
+        w.title = title;
+        w.minimized = minimized;
+        w.focused = focused;
+        w.skipTaskbar = skip;
+        w.stackingIndex = static_cast<int>(stacking);
+        out.push_back(std::move(w));
+    }
+    return sd_bus_message_exit_container(m) >= 0;
+}
+
+} // namespace
+
+struct TWGnomeConnection::Callbacks {
+    static int onSignal(sd_bus_message* m, void* data, sd_bus_error*);
+    static int onShellOwner(sd_bus_message* m, void* data, sd_bus_error*);
+    static int onReply(sd_bus_message* m, void* data, sd_bus_error*);
+};
+
+const TWGnomeWindow* TWGnomeSnapshot::find(std::uint64_t id) const {
+    for (const auto& w : windows)
+        if (w.id == id)
+            return &w;
+    return nullptr;
+}
+
+std::unique_ptr<TWGnomeConnection> TWGnomeConnection::open(std::string* whyNot) {
+    auto fail = [&](const std::string& reason) -> std::unique_ptr<TWGnomeConnection> {
+        if (whyNot)
+            *whyNot = reason;
+        return nullptr;
+    };
+    std::unique_ptr<TWGnomeConnection> self(new TWGnomeConnection);
+    if (int r = sd_bus_open_user(&self->bus_); r < 0) {
+        self->bus_ = nullptr;
+        return fail(std::string("cannot connect to the session bus: ") + std::strerror(-r));
+    }
+    {
+        Reply owner;
+        const char* unique = nullptr;
+        if (sd_bus_call_method(self->bus_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                               "org.freedesktop.DBus", "GetNameOwner", &owner.error, &owner.message,
+                               "s", kShell) < 0 ||
+            sd_bus_message_read(owner.message, "s", &unique) < 0)
+            return fail("GNOME Shell is not running on this session bus");
+        self->shellOwner_ = unique;
+    }
+    // The service answers only processes owning a name in Tidewell's namespace. Another
+    // connection of this process may hold the plain one already.
+    const std::string base = "net.quillfen.Tidewell.Desktop.p" + std::to_string(getpid());
+    for (int n = 0; n < 100 && self->busName_.empty(); ++n) {
+        std::string name = n == 0 ? base : base + "_" + std::to_string(n);
+        if (sd_bus_request_name(self->bus_, name.c_str(), 0) >= 0)
+            self->busName_ = name;
+    }
+    if (self->busName_.empty())
+        return fail("cannot own a bus name in Tidewell's namespace on the session bus");
+    sd_bus_match_signal(self->bus_, &self->signalSlot_, kShell, kPath, kInterface, nullptr,
+                        &Callbacks::onSignal, self.get());
+    sd_bus_add_match(self->bus_, &self->ownerSlot_,
+                     "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+                     "member='NameOwnerChanged',arg0='org.gnome.Shell'",
+                     &Callbacks::onShellOwner, self.get());
+    self->sessionName_ = displayName();
+
+    Reply list;
+    if (sd_bus_call_method(self->bus_, kShell, kPath, kInterface, "ListWindows", &list.error,
+                           &list.message, "") < 0) {
+        std::string name = list.error.name ? list.error.name : "";
+        if (meansNoService(name))
+            return fail(std::string("GNOME Shell lets other programs hide windows only through "
+                                    "Tidewell's GNOME Shell extension, which is not running: "
+                                    "enable it with `gnome-extensions enable ") +
+                        TWGnomeExtensionUUID +
+                        "` (on Wayland, a newly installed extension is loaded at the next "
+                        "login)");
+        return fail("Tidewell's GNOME Shell extension did not answer: " + name + " " +
+                    (list.error.message ? list.error.message : ""));
+    }
+    self->drain();
+    return self;
+}
+
+TWGnomeConnection::~TWGnomeConnection() {
+    sd_bus_slot_unref(signalSlot_);
+    sd_bus_slot_unref(ownerSlot_);
+    if (bus_)
+        sd_bus_flush_close_unref(bus_);
+}
+
+void TWGnomeConnection::noteBroken(int error) {
+    if (broken_)
+        return;
+    broken_ = true;
+    TWLog(LOG_ERR, kLogClass,
+          "the connection to the session bus is lost (" + std::string(std::strerror(error)) + ")");
+}
+
+void TWGnomeConnection::setAvailable(bool available, const std::string& why) {
+    if (available == available_)
+        return;
+    available_ = available;
+    if (available)
+        TWLog(LOG_NOTICE, kLogClass, "Tidewell's GNOME Shell extension answers again");
+    else
+        TWLog(LOG_WARNING, kLogClass,
+              "Tidewell's GNOME Shell extension stopped (" + why +
+                  "): nothing is hidden or shown until it is enabled again (`gnome-extensions "
+                  "enable " +
+                  TWGnomeExtensionUUID + "`); the windows Tidewell hid stay on record");
+}
+
+void TWGnomeConnection::replyError(const std::string& name, const std::string& message) {
+    if (meansNoService(name))
+        setAvailable(false, "it does not answer");
+    else
+        TWLog(LOG_WARNING, kLogClass,
+              "the window service refused a request: " + name + " " + message);
+}
+
+int TWGnomeConnection::Callbacks::onSignal(sd_bus_message* m, void* data, sd_bus_error*) {
+    auto* self = static_cast<TWGnomeConnection*>(data);
+    // The name the match names is resolved by the bus; anyone may send on this path, so the
+    // sender is checked against the shell's own connection.
+    const char* sender = sd_bus_message_get_sender(m);
+    if (!sender || self->shellOwner_ != sender)
+        return 0;
+    std::uint64_t id = 0;
+    int flag = 0;
+    if (sd_bus_message_is_signal(m, kInterface, "FocusChanged") &&
+        sd_bus_message_read(m, "t", &id) >= 0) {
+        self->last_.focused = id;
+        for (auto& w : self->last_.windows)
+            w.focused = w.id == id;
+    } else if (sd_bus_message_is_signal(m, kInterface, "MinimizedChanged") &&
+               sd_bus_message_read(m, "tb", &id, &flag) >= 0) {
+        for (auto& w : self->last_.windows)
+            if (w.id == id) {
+                if (w.minimized && !flag)
+                    self->restoredOrGone_.push_back(std::to_string(id));
+                w.minimized = flag;
+            }
+    } else if (sd_bus_message_is_signal(m, kInterface, "WindowClosed") &&
+               sd_bus_message_read(m, "t", &id) >= 0) {
+        self->restoredOrGone_.push_back(std::to_string(id));
+        std::erase_if(self->last_.windows, [id](const TWGnomeWindow& w) { return w.id == id; });
+    } else if (sd_bus_message_is_signal(m, kInterface, "ServiceChanged") &&
+               sd_bus_message_read(m, "b", &flag) >= 0) {
+        self->setAvailable(flag, "it was disabled");
+    }
+    return 0;
+}
+
+int TWGnomeConnection::Callbacks::onShellOwner(sd_bus_message* m, void* data, sd_bus_error*) {
+    auto* self = static_cast<TWGnomeConnection*>(data);
+    const char *name, *before, *after;
+    if (sd_bus_message_read(m, "sss", &name, &before, &after) < 0)
+        return 0;
+    self->shellOwner_ = after;
+    if (!*after)
+        self->setAvailable(false, "GNOME Shell left the session bus");
+    return 0;
+}
+
+int TWGnomeConnection::Callbacks::onReply(sd_bus_message* m, void* data, sd_bus_error*) {
+    auto* self = static_cast<TWGnomeConnection*>(data);
+    --self->outstanding_;
+    if (const sd_bus_error* error = sd_bus_message_get_error(m); error && error->name)
+        self->replyError(error->name, error->message ? error->message : "");
+    return 0;
+}
+
+void TWGnomeConnection::call(const char* method, std::uint64_t id) {
+    if (broken_)
+        return;
+    int r = sd_bus_call_method_async(bus_, nullptr, kShell, kPath, kInterface, method,
+                                     &Callbacks::onReply, this, "t", id);
+    if (r < 0) {
+        TWLog(LOG_ERR, kLogClass, std::string("cannot send ") + method + ": " + std::strerror(-r));
+        return;
+    }
+    ++outstanding_;
+}
+
+void TWGnomeConnection::setMinimized(std::uint64_t id, bool minimized) {
+    call(minimized ? "Minimize" : "Unminimize", id);
+}
+
+void TWGnomeConnection::activate(std::uint64_t id) {
+    call("Activate", id);
+}
+
+void TWGnomeConnection::close(std::uint64_t id) {
+    call("Close", id);
+}
+
+void TWGnomeConnection::flush() {
+    if (!broken_)
+        if (int r = sd_bus_flush(bus_); r < 0)
+            noteBroken(-r);
+}
+
+bool TWGnomeConnection::processOnce(std::chrono::microseconds wait) {
+    if (broken_)
+        return false;
+    int r = sd_bus_process(bus_, nullptr);
+    if (r > 0)
+        return true;
+    if (r == 0 && wait.count() > 0)
+        r = sd_bus_wait(bus_, static_cast<std::uint64_t>(wait.count()));
+    if (r < 0 && r != -EINTR) {
+        noteBroken(-r);
+        return false;
+    }
+    return true;
+}
+
+void TWGnomeConnection::drain() {
+    // Messages read while waiting for a reply sit in sd-bus's queue, where the descriptor no
+    // longer shows them: handle them now.
+    while (!broken_ && sd_bus_process(bus_, nullptr) > 0) {
+    }
+}
+
+bool TWGnomeConnection::waitFor(const std::function<bool()>& condition,
+                                std::chrono::milliseconds timeout) {
+    flush();
+    auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!condition()) {
+        auto left = std::chrono::duration_cast<std::chrono::microseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0 || !processOnce(left))
+            break;
+    }
+    drain();
+    afterDispatch();
+    return condition();
+}
+
+bool TWGnomeConnection::sync(std::chrono::milliseconds timeout) {
+    bool answered = waitFor([&] { return outstanding_ == 0; }, timeout);
+    if (!answered && !broken_)
+        TWLog(LOG_WARNING, kLogClass, "GNOME Shell did not answer in time");
+    return answered && available_;
+}
+
+TWGnomeSnapshot TWGnomeConnection::snapshot() {
+    sync();
+    if (broken_)
+        return {};
+    Reply list;
+    sd_bus_message* call = nullptr;
+    TWGnomeSnapshot out;
+    int r = sd_bus_message_new_method_call(bus_, &call, kShell, kPath, kInterface, "ListWindows");
+    if (r >= 0)
+        r = sd_bus_call(bus_, call, kListTimeoutUsec, &list.error, &list.message);
+    sd_bus_message_unref(call);
+    if (r < 0 || !readRows(list.message, out.windows)) {
+        if (list.error.name)
+            replyError(list.error.name, list.error.message ? list.error.message : "");
+        drain();
+        afterDispatch();
+        TWGnomeSnapshot known = current();
+        known.complete = false;
+        return known;
+    }
+    setAvailable(true, "");
+    for (const auto& w : out.windows)
+        if (w.focused)
+            out.focused = w.id;
+    out.complete = true;
+    last_ = out;
+    // Signals queued behind the answer are newer than it.
+    drain();
+    afterDispatch();
+    return current();
+}
+
+TWGnomeSnapshot TWGnomeConnection::current() const {
+    TWGnomeSnapshot out = last_;
+    out.complete = last_.complete && available_;
+    return out;
+}
+
+int TWGnomeConnection::fileDescriptor() const {
+    return broken_ ? -1 : sd_bus_get_fd(bus_);
+}
+
+void TWGnomeConnection::dispatchEvents() {
+    drain();
+    afterDispatch();
+}
+
+void TWGnomeConnection::afterDispatch() {
+    if (last_.focused == lastActive_)
+        return;
+    lastActive_ = last_.focused;
+    // Run outside the dispatch: the handler may ask the shell again.
+    if (activeHandler_)
+        activeHandler_();
+}
+
+void TWGnomeConnection::setActiveWindowChangeHandler(std::function<void()> handler) {
+    activeHandler_ = std::move(handler);
+    lastActive_ = last_.focused;
+}
+
+std::vector<std::string> TWGnomeConnection::takeRestoredOrGone() {
+    std::vector<std::string> out;
+    out.swap(restoredOrGone_);
+    return out;
+}

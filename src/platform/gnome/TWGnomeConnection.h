@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+// One connection to the window service of Tidewell's GNOME Shell extension over the session bus
+// (sd-bus): the shell's windows as ListWindows reports them, kept current from its signals, and
+// the minimize, restore, activate and close requests. The connection claims a bus name in
+// Tidewell's namespace, which is what the service asks of its callers. See TWGnomeWorkspace for
+// how windows become applications.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct sd_bus;
+struct sd_bus_message;
+struct sd_bus_slot;
+
+inline constexpr const char* TWGnomeExtensionUUID = "tidewell@quillfen.net";
+
+// Meta.WindowType values the service lists.
+inline constexpr std::uint32_t TWGnomeWindowTypeNormal = 0;
+
+// One window as the shell last described it.
+struct TWGnomeWindow {
+    std::uint64_t id = 0; // the shell's window ID, never reused while it runs
+    std::string appId;    // the window tracker's desktop-entry ID (no ".desktop"), else empty
+    std::string sandboxedAppId;
+    std::string wmClass; // the app_id of a Wayland client
+    std::string wmInstance;
+    std::string gtkApplicationId;
+    int pid = -1;
+    std::string title;
+    bool minimized = false;
+    bool focused = false;
+    bool skipTaskbar = false;
+    std::uint64_t transientFor = 0;
+    std::uint32_t type = TWGnomeWindowTypeNormal;
+    int workspace = -1;
+    int stackingIndex = 0; // 0 at the bottom
+};
+
+// Every window the service listed, in the order the shell created them.
+struct TWGnomeSnapshot {
+    std::vector<TWGnomeWindow> windows;
+    std::uint64_t focused = 0; // 0 when no listed window has the focus
+    // The service answered: a window missing here is gone. False for what signals alone told,
+    // a timeout, or a service that is not there.
+    bool complete = false;
+    const TWGnomeWindow* find(std::uint64_t id) const;
+};
+
+class TWGnomeConnection {
+  public:
+    // Connects to the session bus and finds the service. Null when GNOME Shell is not there or
+    // its extension does not answer; `whyNot` then says which, and how to enable the extension.
+    static std::unique_ptr<TWGnomeConnection> open(std::string* whyNot);
+    ~TWGnomeConnection();
+    TWGnomeConnection(const TWGnomeConnection&) = delete;
+    TWGnomeConnection& operator=(const TWGnomeConnection&) = delete;
+
+    // The windows now, asked of the service (after every request sent so far is answered); an
+    // incomplete snapshot of what is known when the service does not answer.
+    TWGnomeSnapshot snapshot();
+    // The windows as the last listing and the signals since describe them, without asking.
+    TWGnomeSnapshot current() const;
+
+    // Requests, sent without waiting for their answers (see sync).
+    void setMinimized(std::uint64_t id, bool minimized);
+    void activate(std::uint64_t id);
+    void close(std::uint64_t id);
+    // Sends the requests made so far.
+    void flush();
+    // Waits until every request sent so far is answered; false on a timeout, a lost bus or a
+    // service that stopped.
+    bool sync(std::chrono::milliseconds timeout = std::chrono::seconds(5));
+    // Handles signals until `condition` holds or `timeout` passes; returns the last answer.
+    bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout);
+
+    // Event-loop integration: the descriptor to watch (-1 once the bus is lost) and the handling
+    // of whatever arrived, without blocking.
+    int fileDescriptor() const;
+    void dispatchEvents();
+    bool broken() const { return broken_; }
+    // Whether the extension's service answers (it is noticed going and coming back).
+    bool available() const { return available_; }
+
+    // Runs after signals changed which window has the focus.
+    void setActiveWindowChangeHandler(std::function<void()> handler);
+    // Windows that were restored from minimized or went away since the last call (as text IDs,
+    // the record's keys).
+    std::vector<std::string> takeRestoredOrGone();
+    // The bus name this connection owns in Tidewell's namespace.
+    const std::string& busName() const { return busName_; }
+    // Names this session's record of hidden windows.
+    const std::string& sessionName() const { return sessionName_; }
+
+  private:
+    TWGnomeConnection() = default;
+    void call(const char* method, std::uint64_t id);
+    void drain();
+    bool processOnce(std::chrono::microseconds wait);
+    void afterDispatch();
+    void noteBroken(int error);
+    void setAvailable(bool available, const std::string& why);
+    void replyError(const std::string& name, const std::string& message);
+    // The bus callbacks (defined with sd-bus's types).
+    struct Callbacks;
+    friend struct Callbacks;
+
+    sd_bus* bus_ = nullptr;
+    sd_bus_slot* signalSlot_ = nullptr;
+    sd_bus_slot* ownerSlot_ = nullptr;
+    std::string busName_, sessionName_, shellOwner_;
+    bool broken_ = false;
+    bool available_ = true;
+    int outstanding_ = 0; // requests sent and not yet answered
+    TWGnomeSnapshot last_;
+    std::uint64_t lastActive_ = 0;
+    std::function<void()> activeHandler_;
+    std::vector<std::string> restoredOrGone_;
+};

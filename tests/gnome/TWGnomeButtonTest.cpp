@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: MIT
+// Tidewell's top-bar button on a headless GNOME Shell: shown while Tidewell runs, clicked,
+// Shift-clicked and its menu used with the shell's own virtual pointer and keyboard (through the
+// observer's Eval), the outcome read from the running Tidewell's journal (the simulated desktop's
+// requests). The extension turned off and on while Tidewell runs.
+#include "TWGnomeTestDesktop.h"
+#include "TWTestPaths.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+const std::string tidewell = TWTestProgramPath("tidewell");
+// The same program with its test hooks: the simulated desktop.
+const std::string tidewellTesting = TWTestProgramPath("tidewell-testing");
+const std::string button = "imports.ui.main.panel.statusArea.tidewell";
+
+// Real input through the shell's seat: a virtual pointer and keyboard, kept for the session.
+const std::string input =
+    "const C = imports.gi.Clutter; const seat = C.get_default_backend().get_default_seat();"
+    "global._twPointer = global._twPointer || "
+    "seat.create_virtual_device(C.InputDeviceType.POINTER_DEVICE);"
+    "global._twKeys = global._twKeys || "
+    "seat.create_virtual_device(C.InputDeviceType.KEYBOARD_DEVICE);"
+    "const now = () => imports.gi.GLib.get_monotonic_time();"
+    "const moveTo = actor => { const [x, y] = actor.get_transformed_position();"
+    "  const [w, h] = actor.get_transformed_size();"
+    "  global._twPointer.notify_absolute_motion(now(), x + w / 2, y + h / 2); };"
+    "const click = b => { global._twPointer.notify_button(now(), b, C.ButtonState.PRESSED);"
+    "  global._twPointer.notify_button(now(), b, C.ButtonState.RELEASED); };"
+    "const shift = s => global._twKeys.notify_keyval(now(), C.KEY_Shift_L,"
+    "  s ? C.KeyState.PRESSED : C.KeyState.RELEASED);";
+
+class TWGnomeButtonTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() { session_ = new TWGnomeTestDesktop(); }
+    static void TearDownTestSuite() { delete std::exchange(session_, nullptr); }
+    void SetUp() override {
+        ASSERT_TRUE(session_->ok()) << session_->error();
+        // Tidewell on its simulated desktop (a file manager, an editor and a terminal), without
+        // a window of its own; the button is what the shell shows for it.
+        setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        // The shell takes a new virtual device's events once it has seen the device: the pointer
+        // is moved until the shell reports it moved.
+        ASSERT_TRUE(TWTestSession::waitFor([] {
+            return eval(input + "global._twPointer.notify_absolute_motion(now(), 640, 400);"
+                                "global.get_pointer().slice(0, 2).join(' ')") == "\"640 400\"";
+        }));
+    }
+
+    static std::string eval(const std::string& code) {
+        return session_->eval(code).value_or("(refused)");
+    }
+    static bool buttonShown() { return eval(button + " ? 1 : 0") == "1"; }
+    // Shown, and laid out in the top bar (where a click lands on it).
+    static bool buttonReady() {
+        return eval(button + "?.is_mapped() && " + button + ".get_transformed_size()[0] > 0") ==
+               "true";
+    }
+    // The running Tidewell's journal, once it holds `line`.
+    static std::string statusWith(const std::string& line) {
+        std::string status;
+        TWTestSession::waitFor([&] {
+            status = TWTestSession::run({tidewell, "--status"});
+            return status.find(line + "\n") != std::string::npos;
+        });
+        return status;
+    }
+    // A click of pointer button `which` (C.BUTTON_PRIMARY, ...) on `actor`, Shift held when
+    // `withShift`: the pointer is moved there, and clicks once the actor has seen it come in.
+    static void clickOn(const std::string& actor, const std::string& which,
+                        bool withShift = false) {
+        // Moved again until it is seen: a menu just opened may still be placing its items.
+        ASSERT_TRUE(TWTestSession::waitFor([&] {
+            eval(input + "moveTo(" + actor + ")");
+            return eval(actor + ".hover") == "true";
+        })) << actor;
+        eval(input + (withShift ? "shift(true); click(" + which + "); shift(false)"
+                                : "click(" + which + ")"));
+    }
+    // The menu as the button shows it: titles, "-" for separators, hidden applications marked.
+    static std::string menu() {
+        return eval(button + ".menu._getMenuItems().map(i => (i.label.text || '-') + "
+                             "(i.tidewellHidden ? ' (hidden)' : '')).join('|')");
+    }
+
+    static inline TWGnomeTestDesktop* session_ = nullptr;
+};
+
+TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
+    EXPECT_FALSE(buttonShown());
+    const pid_t instance = session_->spawn({tidewellTesting, "--desktop=sim"});
+    ASSERT_TRUE(TWTestSession::waitFor(buttonReady)) << "no button for the running Tidewell";
+    // The chosen style's picture.
+    EXPECT_NE(eval(button + "._icon.gicon.to_string()").find("AppIcon.svg"), std::string::npos);
+
+    // A click hides the others.
+    clickOn(button, "C.BUTTON_PRIMARY");
+    std::string status = statusWith("desktop: hide Terminal");
+    EXPECT_LT(status.find("dbus HideOthers"), status.find("desktop: hide Editor")) << status;
+
+    // The menu opens with what Tidewell sends: its items, the hidden applications marked.
+    clickOn(button, "C.BUTTON_SECONDARY");
+    ASSERT_TRUE(TWTestSession::waitFor([] { return eval(button + ".menu.isOpen") == "true"; }));
+    EXPECT_EQ(menu(), "\"Preferences...|-|Hide All|Show All|-|Toggle Visibility|   Editor "
+                      "(hidden)|   Files|   Terminal (hidden)|-|Check for Updates...|Product "
+                      "Page|Send Feedback...|-|Quit\"");
+    // Choosing a hidden application brings it forward.
+    clickOn(button + ".menu._getMenuItems().find(i => i.label.text === '   Terminal')",
+            "C.BUTTON_PRIMARY");
+    status = statusWith("desktop: activate Terminal 2");
+    EXPECT_NE(status.find("dbus Toggle org.example.Terminal"), std::string::npos) << status;
+    EXPECT_EQ(eval(button + ".menu.isOpen"), "false");
+
+    // A Shift-click shows all.
+    clickOn(button, "C.BUTTON_PRIMARY", true);
+    status = statusWith("desktop: unhide Editor");
+    EXPECT_NE(status.find("dbus ShowAll"), std::string::npos) << status;
+
+    // Its icon pinned in the dash starts tidewell again: the same click, and the second start
+    // leaves no launch feedback behind (the installed entry, pointed at the build).
+    std::string entry = TWReadFile(TWTestSourcePath("resources/net.quillfen.Tidewell.desktop"));
+    for (std::size_t at; (at = entry.find("Exec=tidewell")) != std::string::npos;)
+        entry.replace(at, 13, "Exec=" + tidewell);
+    session_->writeDesktopEntry("net.quillfen.Tidewell", entry);
+    const std::string app = "imports.gi.Shell.AppSystem.get_default().lookup_app("
+                            "'net.quillfen.Tidewell.desktop')";
+    ASSERT_TRUE(TWTestSession::waitFor([&] { return eval(app + " ? 1 : 0") == "1"; }));
+    eval(app + ".activate()");
+    status = statusWith("reopen");
+    EXPECT_GT(status.find("reopen"), status.find("dbus ShowAll")) << status;
+    // The dash shows a spinner while the application is starting; it is not.
+    EXPECT_EQ(eval(app + ".state === imports.gi.Shell.AppState.STARTING"), "false");
+
+    // Tidewell gone, the button goes with it.
+    session_->terminate(instance);
+    EXPECT_TRUE(TWTestSession::waitFor([] { return !buttonShown(); }));
+}
+
+TEST_F(TWGnomeButtonTest, TheExtensionTurnedOffAndOnWhileTidewellRunsIsNoticedAndSaid) {
+    const pid_t app = session_->spawn({tidewellTesting, "--desktop=sim"});
+    ASSERT_TRUE(TWTestSession::waitFor(buttonShown));
+
+    ASSERT_TRUE(session_->setExtensionEnabled(false));
+    EXPECT_TRUE(TWTestSession::waitFor([] { return !buttonShown(); }));
+    statusWith("gnome extension disabled");
+    // Said in the shell's own notifications, not only in Tidewell's log.
+    const std::string notifications =
+        "imports.ui.main.messageTray.getSources().flatMap(s => s.notifications)"
+        ".map(n => n.title).join('|')";
+    EXPECT_TRUE(TWTestSession::waitFor([&] {
+        return eval(notifications).find("extension was turned off") != std::string::npos;
+    })) << eval(notifications);
+
+    ASSERT_TRUE(session_->setExtensionEnabled(true));
+    statusWith("gnome extension enabled");
+    ASSERT_TRUE(TWTestSession::waitFor(buttonReady));
+    // Tidewell carries on: the button's click reaches it again.
+    clickOn(button, "C.BUTTON_PRIMARY");
+    const std::string status = statusWith("desktop: hide Terminal");
+    EXPECT_LT(status.find("gnome extension enabled"), status.find("dbus HideOthers")) << status;
+    session_->terminate(app);
+}
+
+TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertOffersToEnableItAndTidewellCarriesOn) {
+    ASSERT_TRUE(session_->setExtensionEnabled(false));
+    // Tidewell on the session's own desktop, its alert a window of the shell's.
+    setenv("QT_QPA_PLATFORM", "wayland", 1);
+    const pid_t instance = session_->spawn({tidewell});
+    const std::vector<std::uint64_t> alert = session_->windowsOf(instance);
+    ASSERT_EQ(alert.size(), 1u) << "no alert";
+    // Return chooses the default button, "Enable the Extension".
+    session_->userActivate(alert.front());
+    ASSERT_TRUE(TWTestSession::waitFor([&] { return session_->focusedWindow() == alert.front(); }));
+    eval(input + "global._twKeys.notify_keyval(now(), C.KEY_Return, C.KeyState.PRESSED);"
+                 "global._twKeys.notify_keyval(now(), C.KEY_Return, C.KeyState.RELEASED)");
+    EXPECT_TRUE(TWTestSession::waitFor([] {
+        return eval(std::string("imports.ui.main.extensionManager.lookup('") +
+                    TWGnomeTestDesktop::kExtension + "').state") == "1";
+    }));
+    // Tidewell goes on with the desktop the extension serves, and shows its button.
+    statusWith("icon AppIcon");
+    EXPECT_TRUE(TWTestSession::waitFor(buttonReady));
+    session_->terminate(instance);
+}
+
+} // namespace

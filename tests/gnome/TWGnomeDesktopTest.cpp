@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: MIT
+// The desktop actions on a headless GNOME Shell with Tidewell's extension and real Wayland
+// clients, checked through the shell's own Eval (a test-only extension opens it): listing and
+// identity, hide-others and show-all with nautilus, an exclusion and a window the user
+// minimized, front switches, a client killed mid-action, a caller that is not Tidewell, and the
+// extension disabled and enabled again under a running backend.
+#include "TWGnomeDesktop.h"
+#include "TWCommon.h"
+#include "TWGnomeTestDesktop.h"
+#include "TWLogCapture.h"
+#include "TWPlatformFactory.h"
+#include "TWProcessRegistry.h"
+#include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
+#include "TWTestPaths.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <map>
+#include <poll.h>
+#include <set>
+
+namespace {
+
+const std::string kTerminal = "org.freedesktop.weston.wayland-terminal";
+const std::string kFlower = "org.freedesktop.weston.flower";
+const std::string kNautilus = "org.gnome.Nautilus";
+const std::string kTool = TWTestProgramPath("tidewellctl");
+
+class TWGnomeDesktopTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() { session_ = new TWGnomeTestDesktop(); }
+    static void TearDownTestSuite() { delete std::exchange(session_, nullptr); }
+    void SetUp() override {
+        ASSERT_TRUE(session_->ok()) << session_->error();
+        std::string why;
+        gnome_ = TWGnomeDesktop::open(&why);
+        ASSERT_NE(gnome_, nullptr) << why;
+        TWRegisterDefaults(standard_, shared_);
+        TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName, 0);
+    }
+    void TearDown() override {
+        TWProcessRegistry::unregisterCurrentProcess();
+        common_.reset();
+        gnome_.reset();
+        for (pid_t pid : clients_)
+            session_->terminate(pid);
+        session_->killStrays(); // nautilus, and what the bus started
+    }
+    TWCommon& common() {
+        if (!common_)
+            common_ = std::make_unique<TWCommon>(*gnome_, shared_);
+        return *common_;
+    }
+    // Starts a client and waits until the shell shows a window of it; that window's ID.
+    std::uint64_t client(const std::vector<std::string>& argv, pid_t* pid = nullptr) {
+        clients_.push_back(session_->spawn(argv));
+        auto ids = session_->windowsOf(clients_.back());
+        EXPECT_FALSE(ids.empty()) << argv[0] << " showed no window";
+        if (pid)
+            *pid = clients_.back();
+        return ids.empty() ? 0 : ids.front();
+    }
+    // What the shell itself says, once it settles on `minimized`.
+    bool becomes(std::uint64_t id, bool minimized) {
+        return waitFor([&] { return session_->isMinimized(id) == minimized; });
+    }
+    bool isFocused(std::uint64_t id) {
+        return waitFor([&] { return session_->focusedWindow() == id; });
+    }
+    void userMinimizes(std::uint64_t id, bool minimized) {
+        session_->userMinimize(id, minimized);
+        ASSERT_TRUE(becomes(id, minimized));
+    }
+    // Handles the backend's signals until `condition` holds.
+    bool dispatchUntil(const std::function<bool()>& condition) {
+        return waitFor([&] {
+            pollfd pfd{gnome_->eventFileDescriptor(), POLLIN, 0};
+            poll(&pfd, 1, 20);
+            gnome_->dispatchPendingEvents();
+            return condition();
+        });
+    }
+    TWHiddenMarks marks() { return gnome_->gnomeWorkspace().record().read(); }
+
+    static inline TWGnomeTestDesktop* session_ = nullptr;
+    std::unique_ptr<TWGnomeDesktop> gnome_;
+    TWUserDefaults shared_{std::make_shared<TWSimDefaultsStore>()},
+        standard_{std::make_shared<TWSimDefaultsStore>()};
+    std::unique_ptr<TWCommon> common_;
+    std::vector<pid_t> clients_;
+};
+
+TEST_F(TWGnomeDesktopTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRestoresOnlyItsOwn) {
+    session_->writeDesktopEntry(kFlower, "[Desktop Entry]\nType=Application\nName=Test Flower\n"
+                                         "Exec=weston-flower\n");
+    pid_t fm, terminal, flower, minimizedByUser;
+    const auto fmWindow = client({"nautilus", "--new-window", session_->home()}, &fm),
+               terminalWindow = client({"weston-terminal"}, &terminal),
+               flowerWindow = client({"weston-flower"}, &flower),
+               userWindow = client({"weston-flower"}, &minimizedByUser);
+
+    std::map<pid_t, TWRunningApplication> apps;
+    for (const auto& a : gnome_->workspace().runningApplications())
+        apps[a.processIdentifier] = a;
+    for (pid_t pid : {fm, terminal, flower, minimizedByUser})
+        ASSERT_TRUE(apps.count(pid)) << pid;
+    // nautilus is recognised as the file manager through the shell's own match.
+    EXPECT_EQ(gnome_->workspace().fileManagerBundleIdentifier(), kNautilus);
+    EXPECT_EQ(apps[fm].bundleIdentifier, kNautilus);
+    EXPECT_EQ(apps[terminal].bundleIdentifier, kTerminal);
+    EXPECT_EQ(apps[terminal].activationPolicy, TWActivationPolicyRegular);
+    // Two copies of one application: two entries, one identity, the desktop entry's name.
+    EXPECT_EQ(apps[flower].bundleIdentifier, kFlower);
+    EXPECT_EQ(apps[minimizedByUser].bundleIdentifier, kFlower);
+    EXPECT_NE(apps[flower].handle, apps[minimizedByUser].handle);
+    EXPECT_EQ(apps[flower].localizedName, "Test Flower");
+    EXPECT_EQ(apps[getpid()].bundleIdentifier, TWOwnBundleIdentifier);
+    // The command-line tool, a process of its own, is let in too.
+    std::string listing = run({kTool, "list"});
+    EXPECT_NE(listing.find(kTerminal), std::string::npos) << listing;
+
+    userMinimizes(userWindow, true);
+    shared_.setObject(TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, kTerminal}}},
+                      TWExcludedAppsKey);
+    common().showFinderHideOthers();
+    EXPECT_TRUE(becomes(flowerWindow, true));
+    EXPECT_TRUE(becomes(fmWindow, true)); // collapsed: the file manager's windows
+    EXPECT_EQ(session_->isMinimized(terminalWindow), false);
+    EXPECT_EQ(marks().size(), 1u);
+    EXPECT_TRUE(marks().count(std::to_string(flowerWindow)));
+
+    common().showAll();
+    EXPECT_TRUE(becomes(flowerWindow, false));
+    EXPECT_EQ(session_->isMinimized(userWindow), true);
+    EXPECT_EQ(session_->isMinimized(fmWindow), true);
+    EXPECT_TRUE(marks().empty());
+
+    // Hidden again, brought back and minimized again by the user: show-all leaves it so.
+    common().showFinderHideOthers();
+    ASSERT_TRUE(becomes(flowerWindow, true));
+    userMinimizes(flowerWindow, false);
+    userMinimizes(flowerWindow, true);
+    common().showAll();
+    gnome_->connection().sync();
+    EXPECT_EQ(session_->isMinimized(flowerWindow), true);
+    EXPECT_TRUE(marks().empty());
+
+    // Closing instead: nautilus's window goes, and one new window comes in front.
+    shared_.setBool(true, TWCloseAllFinderKey);
+    shared_.setBool(true, TWShowWindowKey);
+    std::set<std::uint64_t> before;
+    for (const auto& w : session_->windows())
+        before.insert(w.id);
+    common().showFinderHideOthers();
+    EXPECT_TRUE(waitFor([&] {
+        const auto now = session_->windows();
+        return std::none_of(now.begin(), now.end(),
+                            [&](const auto& w) { return w.id == fmWindow; }) &&
+               std::any_of(now.begin(), now.end(),
+                           [&](const auto& w) { return !before.count(w.id) && w.focused; });
+    }));
+}
+
+TEST_F(TWGnomeDesktopTest,
+       TheFrontApplicationIsRecordedAndActivatedAgainAClientKilledLosesNoOther) {
+    pid_t flower;
+    const auto terminalWindow = client({"weston-terminal"}),
+               flowerWindow = client({"weston-flower"}, &flower);
+    // The shell focuses a new window once it is shown: that is the baseline.
+    ASSERT_TRUE(isFocused(flowerWindow));
+    common();
+    for (auto [window, identifier] : {std::pair{terminalWindow, kTerminal},
+                                      {flowerWindow, kFlower},
+                                      {terminalWindow, kTerminal}}) {
+        session_->userActivate(window);
+        EXPECT_TRUE(dispatchUntil([&, id = identifier] {
+            return common().currentActiveBundleID() == id;
+        })) << identifier;
+    }
+    common().showFinderHideOthers();
+    ASSERT_TRUE(becomes(terminalWindow, true));
+    common().showAll();
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    EXPECT_TRUE(isFocused(terminalWindow));
+
+    // A client listed, then killed before its hide, as hide-others can meet it: the rest is
+    // hidden and shown again, and the dead window's mark, if it got one, goes with the window.
+    const auto apps = gnome_->workspace().runningApplications();
+    session_->terminate(flower, SIGKILL);
+    std::erase(clients_, flower);
+    for (const auto& app : apps)
+        if (app.processIdentifier != getpid())
+            gnome_->workspace().hide(app);
+    gnome_->workspace().flush();
+    EXPECT_TRUE(becomes(terminalWindow, true));
+    EXPECT_EQ(session_->isMinimized(flowerWindow), std::nullopt);
+    common().showAll();
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    gnome_->workspace().runningApplications();
+    EXPECT_TRUE(marks().empty());
+}
+
+TEST_F(TWGnomeDesktopTest, OnlyTidewellIsAnsweredAndTheExtensionGoingAndComingBackLosesNothing) {
+    const auto terminalWindow = client({"weston-terminal"});
+    std::string refused = run({"sh", "-c",
+                               "gdbus call --session --dest org.gnome.Shell --object-path "
+                               "/net/quillfen/Tidewell/Shell --method "
+                               "net.quillfen.Tidewell.Shell1.Minimize " +
+                                   std::to_string(terminalWindow) + " 2>&1"});
+    EXPECT_NE(refused.find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos)
+        << refused;
+    EXPECT_EQ(session_->isMinimized(terminalWindow), false);
+
+    common().showFinderHideOthers();
+    ASSERT_TRUE(becomes(terminalWindow, true));
+    TWLogCapture log;
+    ASSERT_TRUE(session_->setExtensionEnabled(false));
+    EXPECT_TRUE(dispatchUntil([&] { return !gnome_->connection().available(); }));
+    EXPECT_EQ(log.countStartingWith("TWGnomeConnection: Tidewell's GNOME Shell extension stopped"),
+              1);
+    // Nothing can be shown meanwhile, and nothing is forgotten.
+    common().showAll();
+    EXPECT_EQ(session_->isMinimized(terminalWindow), true);
+    EXPECT_TRUE(marks().count(std::to_string(terminalWindow)));
+    // A new start is told how to enable the extension.
+    std::string why;
+    EXPECT_EQ(TWMakeDesktop(TWDesktopKind::Session, &why), nullptr);
+    EXPECT_NE(why.find("gnome-extensions enable tidewell@quillfen.net"), std::string::npos) << why;
+    EXPECT_NE(why.find("next login"), std::string::npos) << why;
+
+    ASSERT_TRUE(session_->setExtensionEnabled(true));
+    EXPECT_TRUE(dispatchUntil([&] { return gnome_->connection().available(); }));
+    EXPECT_EQ(log.countStartingWith("TWGnomeConnection: Tidewell's GNOME Shell extension answers"),
+              1);
+    common().showAll();
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    EXPECT_TRUE(marks().empty());
+    EXPECT_NE(dynamic_cast<TWGnomeDesktop*>(TWMakeDesktop(TWDesktopKind::Session).get()), nullptr);
+}
+
+} // namespace

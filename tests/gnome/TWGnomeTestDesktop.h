@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// A private GNOME Shell for one test program: a session bus and a system bus of its own, a
+// headless GNOME Shell on its own Wayland socket, a temporary home (nautilus the default file
+// manager) with Tidewell's extension from the build tree and a test-only observer extension
+// installed and enabled, spawned Wayland clients, and the shell's own Eval (opened by the
+// observer) as the independent observer. All ends with the object. See TWKWinTestDesktop.
+#pragma once
+
+#include "TWTestDesktop.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct sd_bus;
+
+// A window as the shell itself reports it.
+struct TWGnomeObservedWindow {
+    std::uint64_t id = 0;
+    int pid = -1;
+    bool minimized = false;
+    bool focused = false;
+};
+
+class TWGnomeTestDesktop : public TWTestSession {
+  public:
+    static constexpr const char* kExtension = "tidewell@quillfen.net";
+
+    // Starts the buses and the shell (again when it hangs at start) and points WAYLAND_DISPLAY,
+    // DBUS_SESSION_BUS_ADDRESS, HOME and the XDG variables at them.
+    TWGnomeTestDesktop();
+    ~TWGnomeTestDesktop();
+
+    const std::string& socket() const { return socket_; }
+    const std::string& busAddress() const { return busAddress_; }
+
+    // Runs JavaScript in the shell (org.gnome.Shell.Eval); its result as JSON, none when the
+    // shell refused or the code threw.
+    std::optional<std::string> eval(const std::string& code) const;
+    // Every window the shell manages, as it says.
+    std::vector<TWGnomeObservedWindow> windows() const;
+    std::optional<TWGnomeObservedWindow> window(std::uint64_t id) const;
+    std::optional<bool> isMinimized(std::uint64_t id) const;
+    std::uint64_t focusedWindow() const;
+    // The windows of a process once it shows `count` of them (empty when it does not in time).
+    std::vector<std::uint64_t> windowsOf(int pid, std::size_t count = 1) const;
+    // What a user does through the shell: minimize or restore, bring a window forward.
+    void userMinimize(std::uint64_t id, bool minimized) const;
+    void userActivate(std::uint64_t id) const;
+    // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
+    // reports it so.
+    bool setExtensionEnabled(bool enabled) const;
+
+    // Kills the programs of this session that no group of ours holds (started detached by the
+    // code under test, or by the bus), leaving the shell and the buses running.
+    void killStrays();
+
+  private:
+    std::string start();
+    std::string extensionDirectory() const;
+    std::string runtime_, socket_, busAddress_;
+    pid_t systemBus_ = -1, bus_ = -1, shell_ = -1;
+    sd_bus* connection_ = nullptr;
+};

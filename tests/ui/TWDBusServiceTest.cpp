@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+// Tidewell's D-Bus service as a script meets it: the running program on a bus of its own,
+// called with gdbus, its Changed signal heard with QtDBus.
+#include "TWInstanceChannel.h"
+#include "TWTestApplication.h"
+#include "TWTestPaths.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusServiceWatcher>
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QString program = QString::fromStdString(TWTestProgramPath("tidewell-testing"));
+const QString service = "net.quillfen.Tidewell";
+const QString path = "/net/quillfen/Tidewell";
+const QString interface = "net.quillfen.Tidewell1";
+
+// Receives Changed.
+class ChangedCounter : public QObject {
+    Q_OBJECT
+  signals:
+    void changed();
+};
+
+class DBusServiceTest : public ::testing::Test {
+  protected:
+    DBusServiceTest() {
+        TWTestApplication();
+        QFile::setPermissions(runtime.path(), QFile::Permissions(0x7000)); // owner only
+        environment.insert("XDG_RUNTIME_DIR", runtime.path());
+        environment.insert("XDG_CONFIG_HOME", runtime.path() + "/config");
+        environment.insert("QT_QPA_PLATFORM", "offscreen");
+        environment.remove("DISPLAY");
+        // A session bus of the test's own.
+        bus.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
+        if (bus.waitForReadyRead(5000))
+            address = QString::fromUtf8(bus.readLine()).trimmed();
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", address);
+    }
+    ~DBusServiceTest() override {
+        instance.kill();
+        instance.waitForFinished(5000);
+        QDBusConnection::disconnectFromBus("test");
+        bus.kill();
+        bus.waitForFinished(5000);
+    }
+
+    // Starts tidewell on the simulated desktop and waits until it owns its name.
+    void startInstance() {
+        ASSERT_FALSE(address.isEmpty()) << "dbus-daemon did not start";
+        connection =
+            std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(address, "test"));
+        QDBusServiceWatcher watcher(service, *connection,
+                                    QDBusServiceWatcher::WatchForRegistration);
+        QSignalSpy registered(&watcher, &QDBusServiceWatcher::serviceRegistered);
+        instance.setProcessEnvironment(environment);
+        instance.start(program, {"--desktop=sim"});
+        ASSERT_TRUE(instance.waitForStarted(5000));
+        ASSERT_TRUE(registered.wait(20000)) << instance.readAllStandardError().data();
+    }
+    // `gdbus call` of one method of the interface (or another, when `method` names it): its
+    // output, or the error it printed prefixed "error: ".
+    QString call(const QString& method, const QStringList& arguments = {}) {
+        QProcess gdbus;
+        gdbus.setProcessEnvironment(environment);
+        gdbus.start("gdbus", QStringList{"call", "--session", "--dest", service, "--object-path",
+                                         path, "--method",
+                                         method.contains('.') ? method : interface + "." + method} +
+                                 arguments);
+        if (!gdbus.waitForFinished(10000))
+            return "error: gdbus did not end";
+        if (gdbus.exitCode() != 0)
+            return "error: " + QString::fromUtf8(gdbus.readAllStandardError()).trimmed();
+        return QString::fromUtf8(gdbus.readAllStandardOutput()).trimmed();
+    }
+    QStringList status() {
+        auto reply = TWInstanceChannel::sendMessage(runtime.path() + "/tidewell", "status", 5000);
+        return QString::fromUtf8(reply.value_or("")).split('\n', Qt::SkipEmptyParts);
+    }
+
+    QTemporaryDir runtime;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QProcess bus;
+    QString address;
+    std::unique_ptr<QDBusConnection> connection;
+    QProcess instance;
+};
+
+TEST_F(DBusServiceTest, AScriptListsHidesTogglesAndShowsAndHearsEachChange) {
+    startInstance();
+    ChangedCounter counter;
+    ASSERT_TRUE(
+        connection->connect(service, path, interface, "Changed", &counter, SIGNAL(changed())));
+    QSignalSpy changes(&counter, &ChangedCounter::changed);
+
+    // The menu's applications, by name, Tidewell itself left out.
+    EXPECT_EQ(call("RunningApplications"),
+              "([('org.example.Editor', 'Editor', false), ('org.example.Files', 'Files', false), "
+              "('org.example.Terminal', 'Terminal', false)],)");
+    EXPECT_EQ(call("HideOthers"), "()");
+    ASSERT_TRUE(changes.wait(10000));
+    EXPECT_EQ(call("RunningApplications"),
+              "([('org.example.Editor', 'Editor', true), ('org.example.Files', 'Files', false), "
+              "('org.example.Terminal', 'Terminal', true)],)");
+    // A hidden application is brought forward, one not running is refused.
+    EXPECT_EQ(call("Toggle", {"org.example.Terminal"}), "(true,)");
+    EXPECT_EQ(call("Toggle", {"org.example.Nowhere"}), "(false,)");
+    changes.clear();
+    EXPECT_EQ(call("ShowAll"), "()");
+    ASSERT_TRUE(changes.wait(10000));
+    const QStringList seen = status();
+    const auto at = [&](const char* line) { return seen.indexOf(line); };
+    EXPECT_LT(at("dbus HideOthers"), at("desktop: hide Editor")) << seen.join('\n').toStdString();
+    EXPECT_LT(at("dbus Toggle org.example.Terminal"), at("desktop: activate Terminal 2"));
+    EXPECT_LT(at("dbus ShowAll"), at("desktop: unhide Editor"));
+    EXPECT_EQ(seen.filter("Nowhere").size(), 1); // noted, nothing done
+}
+
+TEST_F(DBusServiceTest, TheMenuIsTheTrayMenuInTheUsersLanguageAndBadCallsAreRefused) {
+    for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"})
+        environment.remove(name);
+    environment.insert("LANG", "de_DE.UTF-8");
+    startInstance();
+    EXPECT_EQ(call("HideOthers"), "()");
+    const QString menu = call("Menu");
+    EXPECT_TRUE(
+        menu.startsWith("([('OpenPreferences', 'Einstellungen...', '', false), "
+                        "('', '', '', false), ('HideOthers', 'Alle ausblenden', '', false), "
+                        "('ShowAll', 'Alle einblenden', '', false), ('', '', '', false), "
+                        "('', 'Sichtbarkeit umschalten', '', false), "
+                        "('Toggle', '   Editor', 'org.example.Editor', true), "
+                        "('Toggle', '   Files', 'org.example.Files', false), "
+                        "('Toggle', '   Terminal', 'org.example.Terminal', true), "))
+        << menu.toStdString();
+    EXPECT_TRUE(menu.endsWith("('Quit', 'Beenden', '', false)],)")) << menu.toStdString();
+
+    // The properties, read as GIO reads them: the icon is a picture the shell can load.
+    EXPECT_EQ(call("org.freedesktop.DBus.Properties.Get", {interface, "IconStyle"}),
+              "(<'AppIcon'>,)");
+    EXPECT_EQ(call("org.freedesktop.DBus.Properties.Get", {interface, "TrayIconShown"}),
+              "(<false>,)");
+    const QString icon =
+        call("org.freedesktop.DBus.Properties.Get", {interface, "IconName"}).section('\'', 1, 1);
+    EXPECT_TRUE(TWReadFile(icon.toStdString()).find("<svg") != std::string::npos)
+        << icon.toStdString();
+
+    // Wrong arguments, unknown methods and writes get errors; the service answers on.
+    EXPECT_TRUE(call("Toggle", {"'a'", "'b'"}).contains("InvalidArgs"));
+    EXPECT_TRUE(call("HideOthers", {"'x'"}).contains("InvalidArgs"));
+    EXPECT_TRUE(call("Explode").contains("UnknownMethod"));
+    EXPECT_TRUE(call("org.freedesktop.DBus.Properties.Set", {interface, "IconStyle", "<'Dark'>"})
+                    .contains("PropertyReadOnly"));
+    // What introspection says is the interface's XML.
+    QProcess introspect;
+    introspect.setProcessEnvironment(environment);
+    introspect.start("gdbus",
+                     {"introspect", "--session", "--dest", service, "--object-path", path});
+    ASSERT_TRUE(introspect.waitForFinished(10000));
+    const QString described = QString::fromUtf8(introspect.readAllStandardOutput());
+    for (const char* member :
+         {"HideOthers", "ShowAll", "Toggle(in  s id,", "out a(ssb) applications",
+          "out a(sssb) entries", "OpenPreferences", "Quit", "Changed", "readonly b TrayIconShown"})
+        EXPECT_TRUE(described.contains(member)) << member << "\n" << described.toStdString();
+
+    // Quit ends the program, and its name goes with it.
+    EXPECT_EQ(call("Quit"), "()");
+    EXPECT_TRUE(instance.waitForFinished(10000));
+    EXPECT_EQ(instance.exitCode(), 0);
+    EXPECT_FALSE(connection->interface()->isServiceRegistered(service).value());
+}
+
+} // namespace
+
+#include "TWDBusServiceTest.moc"
