@@ -6,8 +6,8 @@
 
 #include "TWApplicationOrder.h"
 #include "TWDesktopEntryIndex.h"
-#include "TWKWinConnection.h"
 #include "TWHiddenRecord.h"
+#include "TWKWinConnection.h"
 #include "TWProcessRegistry.h"
 #include "TWWorkspace.h"
 
