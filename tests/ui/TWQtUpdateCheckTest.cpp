@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QMessageBox>
@@ -83,12 +82,9 @@ class TWQtUpdateCheck : public ::testing::Test {
                                                                   << c.body;
             QFile record(dir.filePath("record"));
             record.remove();
-            QElapsedTimer clock;
-            clock.start();
             const std::vector<std::string> outcomes =
                 runCheck(c.trusted ? dir.filePath("cert.pem") : QString(),
                          origin + "/updates/simpleupdate.php");
-            EXPECT_LT(clock.elapsed(), 8000);
             EXPECT_EQ(outcomes, std::vector<std::string>{c.expected});
             // What reached the server: nothing past an untrusted handshake.
             const QByteArray sent = "/updates/simpleupdate.php\n"
@@ -136,24 +132,22 @@ TEST(TWQtAlertPresenter, ShowsTheAlertAndReturnsTheCodeOfTheButtonClicked) {
     auto update = TWAlert::ov_alertWithMessageText("Update", "Download", "Cancel", std::nullopt,
                                                    std::nullopt);
     update->setAlertStyle(TWAlertStyleInformational);
+    // The alert, the button clicked (none such: the box is dismissed), the code returned, the
+    // icon, and the box's title, texts and buttons from left to right.
     const struct {
         TWAlert* alert;
-        QString click; // none such: the box is dismissed
+        QString click;
         long code;
         QMessageBox::Icon icon;
-        QStringList seen; // the box's title, texts and buttons from left to right
+        QStringList seen;
     } cases[] = {
-        {remove.get(),
-         "Later",
-         1002,
-         QMessageBox::Critical,
+        // clang-format off
+        {remove.get(), "Later", 1002, QMessageBox::Critical,
          {"Tidewell", "Remove?", "Remove xterm from the list?", "Remove", "Keep", "Later"}},
         {done.get(), "OK", 1000, QMessageBox::Warning, {"Tidewell", "Done", "", "OK"}},
-        {update.get(),
-         "",
-         1001,
-         QMessageBox::Information,
+        {update.get(), "", 1001, QMessageBox::Information,
          {"Tidewell", "Update", "", "Download", "Cancel"}},
+        // clang-format on
     };
     TWQtAlertPresenter presenter;
     for (const auto& c : cases) {

@@ -35,7 +35,6 @@ TEST(TWAlertBuilder, ButtonsInOrderAndTheTexts) {
     auto empty = TWAlert::ov_alertWithMessageText("", "OK", "", "", "", "ignored");
     EXPECT_FALSE(empty->informativeText());
     EXPECT_EQ(empty->messageText(), "");
-    EXPECT_EQ(empty->alertStyle(), TWAlertStyleWarning);
     EXPECT_FALSE(TWAlert::ov_alertWithMessageText("m", "OK", "", "", std::nullopt, "ignored")
                      ->informativeText());
 }
