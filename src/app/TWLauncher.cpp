@@ -385,7 +385,8 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     // The other half of the dock click: with Shift a click shows all; in a tray, the middle
     // click does.
     tray.setSecondaryActivation([] { TWCommon::sharedInstance().showAll(); });
-    auto setApplicationIconImage = [&tray, &journal, &servicePointer](const std::string& imageName) {
+    auto setApplicationIconImage = [&tray, &journal,
+                                    &servicePointer](const std::string& imageName) {
         journal.note("icon " + QString::fromStdString(imageName));
         tray.setIconImage(QString::fromStdString(imageName));
         if (servicePointer)
@@ -459,7 +460,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     if (TWGnomeShellExtension::isGnomeSession())
         extension.watch([&journal](bool enabled) {
             journal.note(enabled ? QStringLiteral("gnome extension enabled")
-                               : QStringLiteral("gnome extension disabled"));
+                                 : QStringLiteral("gnome extension disabled"));
             TWGnomeShellExtension::announce(enabled);
         });
 

@@ -20,8 +20,8 @@
 #include "TWUserDefaults.h"
 #include "TWX11Desktop.h"
 
-#include <cerrno>
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
