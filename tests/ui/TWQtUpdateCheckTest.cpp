@@ -114,8 +114,8 @@ TEST_F(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithi
     // A port nobody listens on: the connection is refused before any answer.
     QTcpServer probe;
     ASSERT_TRUE(probe.listen(QHostAddress::LocalHost));
-    const std::string refused = "https://127.0.0.1:" + std::to_string(probe.serverPort()) +
-                                "/updates/simpleupdate.php";
+    const std::string refused =
+        "https://127.0.0.1:" + std::to_string(probe.serverPort()) + "/updates/simpleupdate.php";
     probe.close();
     EXPECT_EQ(runCheck(QString(), refused), std::vector<std::string>{failed});
 }
