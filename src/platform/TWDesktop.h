@@ -4,6 +4,7 @@
 
 #include "TWAppleEventSender.h"
 #include "TWFrontSwitchSource.h"
+#include "TWGlobalShortcuts.h"
 #include "TWKeyboard.h"
 #include "TWScriptingBridge.h"
 #include "TWSystemSound.h"
@@ -19,10 +20,26 @@ class TWDesktop {
     virtual TWKeyboard& keyboard() = 0;
     virtual TWAppleEventSender& appleEventSender() = 0;
     virtual TWSystemSound& systemSound() = 0;
+    // The desktop's global shortcuts; a desktop that offers none refuses every binding.
+    virtual TWGlobalShortcuts& globalShortcuts() {
+        static Unsupported unsupported;
+        return unsupported;
+    }
 
     // Event-loop integration: a descriptor that becomes readable when the desktop has events
     // for us (-1 when the backend needs none, or once it can deliver no more: stop watching
     // then), and the call that handles them.
     virtual int eventFileDescriptor() { return -1; }
     virtual void dispatchPendingEvents() {}
+
+  private:
+    class Unsupported : public TWGlobalShortcuts {
+      public:
+        std::optional<std::string> bind(TWShortcutAction, const std::string& keys) override {
+            if (keys.empty())
+                return std::nullopt;
+            return "This desktop offers no global shortcuts to other programs.";
+        }
+        void setActivationHandler(std::function<void(TWShortcutAction)>) override {}
+    };
 };

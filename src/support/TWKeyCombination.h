@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// A key combination as the settings store it: modifiers and one key, in Qt's portable text
+// ("Ctrl+Alt+H", "Meta+F12", "Shift+Space").
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+struct TWKeyCombination {
+    enum Modifier : unsigned { Shift = 1u << 0, Control = 1u << 1, Alt = 1u << 2, Meta = 1u << 3 };
+
+    unsigned modifiers = 0;
+    // The key's portable name: "H", "7", "F12", "Space", "Return", "PgUp", "/", ...
+    std::string key;
+
+    // Parses portable text: modifiers ("Ctrl", "Alt", "Shift", "Meta", any order and case)
+    // joined by '+' before exactly one key ("+" itself is written "Ctrl++"). Nothing when the
+    // text is not one such combination.
+    static std::optional<TWKeyCombination> parse(std::string_view text);
+    // The portable text, modifiers in the order Ctrl, Alt, Shift, Meta; letters upper case.
+    std::string text() const;
+
+    bool operator==(const TWKeyCombination&) const = default;
+};
