@@ -5,6 +5,7 @@
 #include "TWDesktop.h"
 #include "TWDroppingAppleEventSender.h"
 #include "TWKWinConnection.h"
+#include "TWKWinGlobalShortcuts.h"
 #include "TWKWinWorkspace.h"
 #include "TWKeyedFrontSwitchSource.h"
 #include "TWScriptingAdapter.h"
@@ -38,6 +39,9 @@ class TWKWinDesktop : public TWDesktop {
     TWKeyboard& keyboard() override { return keyboard_; }
     TWAppleEventSender& appleEventSender() override { return appleEventSender_; }
     TWSystemSound& systemSound() override { return systemSound_; }
+    TWGlobalShortcuts& globalShortcuts() override { return *globalShortcuts_; }
+    // One descriptor for the compositor's events and, once shortcuts are bound, the session
+    // bus's.
     int eventFileDescriptor() override;
     void dispatchPendingEvents() override;
 
@@ -51,6 +55,8 @@ class TWKWinDesktop : public TWDesktop {
     std::unique_ptr<TWKWinWorkspace> workspace_;
     std::unique_ptr<TWScriptingAdapter> scriptingBridge_;
     std::unique_ptr<TWKeyedFrontSwitchSource> frontSwitchSource_;
+    int events_ = -1; // epoll over the connections' descriptors
+    std::unique_ptr<TWKWinGlobalShortcuts> globalShortcuts_;
     TWKWinKeyboard keyboard_;
     TWKWinSystemSound systemSound_;
     TWDroppingAppleEventSender appleEventSender_;

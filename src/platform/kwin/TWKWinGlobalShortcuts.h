@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+// Global shortcuts on KDE Plasma: Tidewell's two actions registered as a component of KDE's
+// global-shortcut service (org.kde.kglobalaccel on the session bus, hosted by KWin on Wayland),
+// their key presses received as the component's signal. The bus connection (sd-bus) opens at the
+// first binding; its descriptor is handed to the desktop's event loop then.
+#pragma once
+
+#include "TWGlobalShortcuts.h"
+#include "TWKeyCombination.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct sd_bus;
+struct sd_bus_message;
+struct sd_bus_slot;
+
+class TWKWinGlobalShortcuts : public TWGlobalShortcuts {
+  public:
+    // `watch(fd, true)` is called once the bus connection opens, with the descriptor to watch,
+    // and `watch(fd, false)` once it is lost.
+    explicit TWKWinGlobalShortcuts(std::function<void(int, bool)> watch);
+    ~TWKWinGlobalShortcuts() override;
+    TWKWinGlobalShortcuts(const TWKWinGlobalShortcuts&) = delete;
+    TWKWinGlobalShortcuts& operator=(const TWKWinGlobalShortcuts&) = delete;
+
+    std::optional<std::string> bind(TWShortcutAction action, const std::string& keys) override;
+    void setActivationHandler(std::function<void(TWShortcutAction)> handler) override;
+    // Handles what arrived on the bus, without blocking; the handler runs for each press.
+    void dispatchEvents();
+
+    // The component Tidewell registers as, and each action's name in it.
+    // (named after the desktop entry, so that the shortcut settings show Tidewell's name and
+    // icon).
+    static constexpr const char* kComponent = "net.quillfen.Tidewell.desktop";
+    static const char* actionName(TWShortcutAction action);
+    // The service's key code: Qt's key with Qt's modifier bits. None for a key Qt has no code
+    // for.
+    static std::optional<int> qtKeyCode(const TWKeyCombination& combination);
+
+  private:
+    std::optional<std::string> connect();
+    std::optional<std::string> registerAction(TWShortcutAction action);
+    // The bus callbacks (defined with sd-bus's types).
+    struct Callbacks;
+    friend struct Callbacks;
+
+    std::function<void(int, bool)> watch_;
+    std::function<void(TWShortcutAction)> handler_;
+    sd_bus* bus_ = nullptr;
+    int fd_ = -1;
+    sd_bus_slot* pressedSlot_ = nullptr;
+    bool broken_ = false;
+    std::vector<TWShortcutAction> registered_;
+    std::vector<TWShortcutAction> pressed_; // received, not yet handed to the handler
+};
