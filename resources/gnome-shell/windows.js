@@ -42,6 +42,7 @@ class TidewellWindowService {
         this._windows = new Map(); // Meta.Window -> its signal handler IDs
         this._displaySignals = [];
         this._busSignal = 0;
+        this._shortcuts = null;
     }
 
     enable() {
@@ -57,11 +58,16 @@ class TidewellWindowService {
         ];
         for (const actor of global.get_window_actors())
             this._track(actor.meta_window, false);
+        this._shortcuts = new TidewellShortcuts(action => this._emit('ShortcutPressed', '(s)',
+            [action]));
+        this._shortcuts.enable();
         this._emit('ServiceChanged', '(b)', [true]);
     }
 
     disable() {
         this._emit('ServiceChanged', '(b)', [false]);
+        this._shortcuts?.disable();
+        this._shortcuts = null;
         for (const id of this._displaySignals)
             global.display.disconnect(id);
         this._displaySignals = [];
@@ -145,8 +151,9 @@ class TidewellWindowService {
         return false;
     }
 
-    // Answers the call with `answer()` (a variant) once the caller is known to be Tidewell.
-    _answer(invocation, answer) {
+    // Answers the call with `answer()` (a variant, or null for no values) once the caller is
+    // known to be Tidewell; an Error it throws is the error `errorName`.
+    _answer(invocation, answer, errorName = 'org.freedesktop.DBus.Error.Failed') {
         this._allowed(invocation.get_sender()).then(allowed => {
             if (!allowed) {
                 invocation.return_dbus_error('org.freedesktop.DBus.Error.AccessDenied',
@@ -156,7 +163,7 @@ class TidewellWindowService {
             try {
                 invocation.return_value(answer());
             } catch (e) {
-                invocation.return_dbus_error('org.freedesktop.DBus.Error.Failed', `${e.message}`);
+                invocation.return_dbus_error(errorName, `${e.message}`);
             }
         });
     }
@@ -216,5 +223,12 @@ class TidewellWindowService {
 
     CloseAsync([id], invocation) {
         this._onWindow(invocation, id, w => w.delete(global.get_current_time()));
+    }
+
+    BindShortcutAsync([action, accelerator], invocation) {
+        this._answer(invocation, () => {
+            this._shortcuts.bind(action, accelerator);
+            return null;
+        }, 'net.quillfen.Tidewell.Shell1.Error.ShortcutRefused');
     }
 }

@@ -2,8 +2,8 @@
 // The desktop actions on a headless GNOME Shell with Tidewell's extension and real Wayland
 // clients, checked through the shell's own Eval (a test-only extension opens it): listing and
 // identity, hide-others and show-all with nautilus, an exclusion and a window the user
-// minimized, front switches, a client killed mid-action, a caller that is not Tidewell, and the
-// extension disabled and enabled again under a running backend.
+// minimized, front switches, a client killed mid-action, a caller that is not Tidewell, the
+// extension disabled and enabled again under a running backend, and global shortcuts.
 #include "TWGnomeDesktop.h"
 #include "TWCommon.h"
 #include "TWGnomeTestDesktop.h"
@@ -239,6 +239,55 @@ TEST_F(TWGnomeDesktopTest, OnlyTidewellIsAnsweredAndTheExtensionGoingAndComingBa
     EXPECT_TRUE(becomes(terminalWindow, false));
     EXPECT_TRUE(marks().empty());
     EXPECT_NE(dynamic_cast<TWGnomeDesktop*>(TWMakeDesktop(TWDesktopKind::Session).get()), nullptr);
+}
+
+TEST_F(TWGnomeDesktopTest, ShortcutsAreGrabbedInTheShellRefusedWhenTakenAndBoundAgainOnReturn) {
+    // Whether the shell holds the accelerator (another grab of it is refused), and how many
+    // grabs of other programs it lets work outside its own dialogs, as "held count".
+    auto heldInShell = [](const std::string& accelerator) {
+        return session_->eval(
+            "(() => { const id = global.display.grab_accelerator('" + accelerator +
+            "', 0); if (id) global.display.ungrab_accelerator(id); return `${id === 0} ${Object"
+            ".entries(imports.ui.main.wm._allowedKeybindings).filter(([name, modes]) => "
+            "name.startsWith('external-grab-') && modes !== 0).length}`; })()");
+    };
+    auto& shortcuts = gnome_->globalShortcuts();
+    std::vector<TWShortcutAction> pressed;
+    shortcuts.setActivationHandler([&](TWShortcutAction action) { pressed.push_back(action); });
+    EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"false 0\"");
+    EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, "Ctrl+Alt+H"), std::nullopt);
+    EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"true 1\"");
+
+    // Taken by another grab first: refused, and Show All keeps what it had.
+    EXPECT_EQ(shortcuts.bind(TWShortcutAction::ShowAll, "Meta+F12"), std::nullopt);
+    const std::string other =
+        session_->eval("global.display.grab_accelerator('<Control><Alt>s', 0)").value_or("0");
+    ASSERT_NE(other, "0");
+    auto refused = shortcuts.bind(TWShortcutAction::ShowAll, "Ctrl+Alt+S");
+    session_->eval("global.display.ungrab_accelerator(" + other + ")");
+    ASSERT_TRUE(refused.has_value());
+    EXPECT_NE(refused->find("already uses it"), std::string::npos) << *refused;
+    EXPECT_EQ(heldInShell("<Super>F12"), "\"true 2\"");
+
+    // Pressed on the shell's virtual keyboard.
+    session_->eval("(() => { const {Clutter, GLib} = imports.gi; const keyboard = "
+                   "Clutter.get_default_backend().get_default_seat().create_virtual_device("
+                   "Clutter.InputDeviceType.KEYBOARD_DEVICE); const keys = [Clutter.KEY_Control_L, "
+                   "Clutter.KEY_Alt_L, Clutter.KEY_h]; const t = GLib.get_monotonic_time(); "
+                   "keys.forEach(k => keyboard.notify_keyval(t, k, Clutter.KeyState.PRESSED)); "
+                   "keys.reverse().forEach(k => keyboard.notify_keyval(t, k, "
+                   "Clutter.KeyState.RELEASED)); })()");
+    EXPECT_TRUE(dispatchUntil([&] { return !pressed.empty(); }));
+    EXPECT_EQ(pressed, std::vector<TWShortcutAction>{TWShortcutAction::HideOthers});
+
+    // The extension lets go when disabled and gets the shortcuts back when enabled again.
+    ASSERT_TRUE(session_->setExtensionEnabled(false));
+    EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"false 0\"");
+    ASSERT_TRUE(session_->setExtensionEnabled(true));
+    EXPECT_TRUE(dispatchUntil([&] { return heldInShell("<Super>F12") == "\"true 2\""; }));
+
+    EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, ""), std::nullopt);
+    EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"false 1\"");
 }
 
 } // namespace

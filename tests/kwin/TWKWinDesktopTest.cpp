@@ -2,7 +2,8 @@
 // The desktop actions on a headless KWin with real Wayland clients, checked through KWin's own
 // D-Bus description of each window: listing and identity, hide-others and show-all with the
 // file manager, an exclusion and a window the user minimized, front switches, the menu toggle,
-// a client killed mid-action, and what the backend factory says on each compositor.
+// a client killed mid-action, what the backend factory says on each compositor, and global
+// shortcuts as KDE's global-shortcut service (in KWin) holds them.
 #include "TWKWinDesktop.h"
 #include "TWCommon.h"
 #include "TWKWinTestDesktop.h"
@@ -232,6 +233,63 @@ TEST_F(TWKWinDesktopTest, TheFactoryChoosesKWinAndSaysWhatIsMissingElsewhere) {
     session_->terminate(weston);
     EXPECT_EQ(desktop, nullptr);
     EXPECT_EQ(why, "this desktop does not let other programs hide windows");
+}
+
+// KDE's global-shortcut service, asked with gdbus.
+std::string kglobalaccel(const std::string& method, const std::vector<std::string>& args,
+                         const std::string& path = "/kglobalaccel",
+                         const std::string& interface = "org.kde.KGlobalAccel") {
+    std::vector<std::string> argv{"gdbus",
+                                  "call",
+                                  "--session",
+                                  "--dest",
+                                  "org.kde.kglobalaccel",
+                                  "--object-path",
+                                  path,
+                                  "--method",
+                                  interface + "." + method};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return run(argv);
+}
+
+std::string actionId(const std::string& action) {
+    return "['net.quillfen.Tidewell.desktop', '" + action + "', '', '']";
+}
+
+TEST_F(TWKWinDesktopTest, ShortcutsAreHeldByKDEsServiceClashesAreRefusedAndAPressIsHandled) {
+    auto& shortcuts = kwin_->globalShortcuts();
+    std::vector<TWShortcutAction> pressed;
+    shortcuts.setActivationHandler([&](TWShortcutAction action) { pressed.push_back(action); });
+    EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, "Ctrl+Alt+H"), std::nullopt);
+    EXPECT_EQ(shortcuts.bind(TWShortcutAction::ShowAll, "meta+f12"), std::nullopt);
+    // Qt's codes: Ctrl 0x04000000 | Alt 0x08000000 | 'H'; Meta 0x10000000 | F12 0x0100003b.
+    EXPECT_EQ(kglobalaccel("shortcut", {actionId("hide-others")}), "([201326664],)\n");
+    EXPECT_EQ(kglobalaccel("shortcut", {actionId("show-all")}), "([285212731],)\n");
+
+    // KWin's own Alt+Tab stays KWin's, and Show All keeps what it had.
+    auto refused = shortcuts.bind(TWShortcutAction::ShowAll, "Alt+Tab");
+    ASSERT_TRUE(refused.has_value());
+    EXPECT_NE(refused->find("Walk Through Windows"), std::string::npos) << *refused;
+    EXPECT_EQ(kglobalaccel("shortcut", {actionId("show-all")}), "([285212731],)\n");
+    EXPECT_TRUE(shortcuts.bind(TWShortcutAction::ShowAll, "Ctrl+Alt+H").has_value());
+
+    // A press, as the service reports it, arrives through the desktop's one descriptor.
+    std::string component = kglobalaccel("getComponent", {"net.quillfen.Tidewell.desktop"});
+    const auto quote = component.find('\'');
+    component = component.substr(quote + 1, component.find('\'', quote + 1) - quote - 1);
+    kglobalaccel("invokeShortcut", {"show-all"}, component, "org.kde.kglobalaccel.Component");
+    EXPECT_TRUE(waitFor([&] {
+        pollfd pfd{kwin_->eventFileDescriptor(), POLLIN, 0};
+        poll(&pfd, 1, 20);
+        kwin_->dispatchPendingEvents();
+        return !pressed.empty();
+    }));
+    EXPECT_EQ(pressed, std::vector<TWShortcutAction>{TWShortcutAction::ShowAll});
+
+    // Cleared: the keys are free again.
+    EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, ""), std::nullopt);
+    EXPECT_EQ(kglobalaccel("shortcut", {actionId("hide-others")}), "(@ai [],)\n");
+    EXPECT_EQ(kglobalaccel("action", {"201326664"}), "(@as [],)\n");
 }
 
 } // namespace

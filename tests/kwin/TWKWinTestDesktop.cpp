@@ -69,10 +69,10 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
                           "[Desktop Entry]\nType=Application\nName=Permitted\nExec=" + programs[i] +
                               "\nNoDisplay=true\nX-KDE-Wayland-Interfaces="
                               "org_kde_plasma_window_management\n");
-    // Not nested in the session's compositor.
+    // Not nested in the session's compositor. KWin hosts KDE's global-shortcut service.
     kwin_ = startProcess({"env", "-u", "WAYLAND_DISPLAY", kwinExecutable(root_ + "/bin"),
                           "--virtual", "--width", "1280", "--height", "800", "--socket", socket_,
-                          "--no-lockscreen", "--no-global-shortcuts", "--no-kactivities"},
+                          "--no-lockscreen", "--no-kactivities"},
                          home_, root_ + "/kwin.log");
     // Up once it answers on D-Bus with its workspace; or ended.
     const bool up = waitFor(

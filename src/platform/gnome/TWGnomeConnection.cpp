@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <unistd.h>
+#include <utility>
 
 constexpr const char* kLogClass = "TWGnomeConnection";
 
@@ -177,6 +178,7 @@ void TWGnomeConnection::setAvailable(bool available, const std::string& why) {
     if (available == available_)
         return;
     available_ = available;
+    returned_ = returned_ || available;
     if (available)
         TWLog(LOG_NOTICE, kLogClass, "Tidewell's GNOME Shell extension answers again");
     else
@@ -221,6 +223,10 @@ int TWGnomeConnection::Callbacks::onSignal(sd_bus_message* m, void* data, sd_bus
                sd_bus_message_read(m, "t", &id) >= 0) {
         self->restoredOrGone_.push_back(std::to_string(id));
         std::erase_if(self->last_.windows, [id](const TWGnomeWindow& w) { return w.id == id; });
+    } else if (const char* action = nullptr;
+               sd_bus_message_is_signal(m, kInterface, "ShortcutPressed") &&
+               sd_bus_message_read(m, "s", &action) >= 0) {
+        self->shortcutsPressed_.emplace_back(action);
     } else if (sd_bus_message_is_signal(m, kInterface, "ServiceChanged") &&
                sd_bus_message_read(m, "b", &flag) >= 0) {
         self->setAvailable(flag, "it was disabled");
@@ -369,6 +375,12 @@ void TWGnomeConnection::dispatchEvents() {
 }
 
 void TWGnomeConnection::afterDispatch() {
+    // The handlers run outside the bus's dispatch: they may call the shell again.
+    if (std::exchange(returned_, false) && returnHandler_)
+        returnHandler_();
+    for (const auto& action : std::exchange(shortcutsPressed_, {}))
+        if (shortcutHandler_)
+            shortcutHandler_(action);
     if (last_.focused == lastActive_)
         return;
     lastActive_ = last_.focused;
@@ -380,6 +392,42 @@ void TWGnomeConnection::afterDispatch() {
 void TWGnomeConnection::setActiveWindowChangeHandler(std::function<void()> handler) {
     activeHandler_ = std::move(handler);
     lastActive_ = last_.focused;
+}
+
+std::optional<std::string> TWGnomeConnection::bindShortcut(const std::string& action,
+                                                           const std::string& accelerator) {
+    if (broken_)
+        return "The connection to the session bus is lost.";
+    Reply reply;
+    sd_bus_message* call = nullptr;
+    int r = sd_bus_message_new_method_call(bus_, &call, kShell, kPath, kInterface, "BindShortcut");
+    if (r >= 0)
+        r = sd_bus_message_append(call, "ss", action.c_str(), accelerator.c_str());
+    if (r >= 0)
+        r = sd_bus_call(bus_, call, kListTimeoutUsec, &reply.error, &reply.message);
+    sd_bus_message_unref(call);
+    // Signals read while waiting are queued; their handlers run at the next dispatch.
+    drain();
+    if (r >= 0)
+        return std::nullopt;
+    const std::string name = reply.error.name ? reply.error.name : "";
+    if (meansNoService(name)) {
+        setAvailable(false, "it does not answer");
+        return std::string("Tidewell's GNOME Shell extension is not running: enable it with "
+                           "`gnome-extensions enable ") +
+               TWGnomeExtensionUUID + "`.";
+    }
+    if (name.empty())
+        return std::string("GNOME Shell did not answer: ") + std::strerror(-r) + ".";
+    return reply.error.message ? std::string(reply.error.message) : name;
+}
+
+void TWGnomeConnection::setShortcutHandler(std::function<void(const std::string&)> handler) {
+    shortcutHandler_ = std::move(handler);
+}
+
+void TWGnomeConnection::setServiceReturnHandler(std::function<void()> handler) {
+    returnHandler_ = std::move(handler);
 }
 
 std::vector<std::string> TWGnomeConnection::takeRestoredOrGone() {

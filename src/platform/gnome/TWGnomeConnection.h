@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -88,6 +89,15 @@ class TWGnomeConnection {
 
     // Runs after signals changed which window has the focus.
     void setActiveWindowChangeHandler(std::function<void()> handler);
+    // Binds the accelerator (GNOME's text; empty: none) to the action ("hide-others",
+    // "show-all") in the shell, waiting for the answer: nothing when it is bound, else why not.
+    std::optional<std::string> bindShortcut(const std::string& action,
+                                            const std::string& accelerator);
+    // Runs, after the dispatch, for each press of a bound accelerator, with its action.
+    void setShortcutHandler(std::function<void(const std::string&)> handler);
+    // Runs, after the dispatch, when the extension answers again after it stopped (what it
+    // held, such as the bound accelerators, is to be given to it again).
+    void setServiceReturnHandler(std::function<void()> handler);
     // Windows that were restored from minimized or went away since the last call (as text IDs,
     // the record's keys).
     std::vector<std::string> takeRestoredOrGone();
@@ -120,4 +130,8 @@ class TWGnomeConnection {
     std::uint64_t lastActive_ = 0;
     std::function<void()> activeHandler_;
     std::vector<std::string> restoredOrGone_;
+    std::function<void(const std::string&)> shortcutHandler_;
+    std::vector<std::string> shortcutsPressed_;
+    std::function<void()> returnHandler_;
+    bool returned_ = false; // the extension came back since the last dispatch
 };

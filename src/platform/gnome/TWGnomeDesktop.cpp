@@ -31,7 +31,8 @@ TWGnomeDesktop::TWGnomeDesktop(std::unique_ptr<TWGnomeConnection> connection)
           [&workspace = *workspace_, &connection = *connection_](bool fresh) {
               return workspace.keyOfWindow(fresh ? connection.snapshot().focused
                                                  : connection.current().focused);
-          })) {
+          })),
+      globalShortcuts_(std::make_unique<TWGnomeGlobalShortcuts>(*connection_)) {
     connection_->setActiveWindowChangeHandler(
         [source = frontSwitchSource_.get()] { source->activeWindowChanged(); });
 }

@@ -6,6 +6,7 @@
 #include "TWDesktop.h"
 #include "TWDroppingAppleEventSender.h"
 #include "TWGnomeConnection.h"
+#include "TWGnomeGlobalShortcuts.h"
 #include "TWGnomeWorkspace.h"
 #include "TWKeyedFrontSwitchSource.h"
 #include "TWScriptingAdapter.h"
@@ -39,6 +40,7 @@ class TWGnomeDesktop : public TWDesktop {
     TWKeyboard& keyboard() override { return keyboard_; }
     TWAppleEventSender& appleEventSender() override { return appleEventSender_; }
     TWSystemSound& systemSound() override { return systemSound_; }
+    TWGlobalShortcuts& globalShortcuts() override { return *globalShortcuts_; }
     int eventFileDescriptor() override;
     void dispatchPendingEvents() override;
 
@@ -52,6 +54,7 @@ class TWGnomeDesktop : public TWDesktop {
     std::unique_ptr<TWGnomeWorkspace> workspace_;
     std::unique_ptr<TWScriptingAdapter> scriptingBridge_;
     std::unique_ptr<TWKeyedFrontSwitchSource> frontSwitchSource_;
+    std::unique_ptr<TWGnomeGlobalShortcuts> globalShortcuts_;
     TWGnomeKeyboard keyboard_;
     TWGnomeSystemSound systemSound_;
     TWDroppingAppleEventSender appleEventSender_;
