@@ -253,7 +253,7 @@ std::string kglobalaccel(const std::string& method, const std::vector<std::strin
 }
 
 std::string actionId(const std::string& action) {
-    return "['net.quillfen.Tidewell.desktop', '" + action + "', '', '']";
+    return "[\"net.quillfen.Tidewell\", \"" + action + "\", \"\", \"\"]";
 }
 
 TEST_F(TWKWinDesktopTest, ShortcutsAreHeldByKDEsServiceClashesAreRefusedAndAPressIsHandled) {
@@ -274,7 +274,7 @@ TEST_F(TWKWinDesktopTest, ShortcutsAreHeldByKDEsServiceClashesAreRefusedAndAPres
     EXPECT_TRUE(shortcuts.bind(TWShortcutAction::ShowAll, "Ctrl+Alt+H").has_value());
 
     // A press, as the service reports it, arrives through the desktop's one descriptor.
-    std::string component = kglobalaccel("getComponent", {"net.quillfen.Tidewell.desktop"});
+    std::string component = kglobalaccel("getComponent", {"net.quillfen.Tidewell"});
     const auto quote = component.find('\'');
     component = component.substr(quote + 1, component.find('\'', quote + 1) - quote - 1);
     kglobalaccel("invokeShortcut", {"show-all"}, component, "org.kde.kglobalaccel.Component");

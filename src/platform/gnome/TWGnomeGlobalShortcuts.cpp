@@ -56,17 +56,25 @@ constexpr std::array<std::string_view, 32> kSymbolNames{
     "bracketright", "asciicircum", "underscore", "grave",    "braceleft",   "bar",
     "braceright",   "asciitilde"};
 
+// Key names as people write them by hand: any case.
+bool sameName(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(static_cast<unsigned char>(x)) ==
+                      std::tolower(static_cast<unsigned char>(y));
+           });
+}
+
 } // namespace
 
 std::optional<std::string> TWGnomeGlobalShortcuts::accelerator(const TWKeyCombination& c) {
     std::string key;
     for (const auto& [name, symbol] : kNamedKeys)
-        if (c.key == name)
+        if (sameName(c.key, name))
             key = symbol;
-    if (key.empty() && c.key.size() >= 2 && c.key[0] == 'F' &&
+    if (key.empty() && c.key.size() >= 2 && (c.key[0] == 'F' || c.key[0] == 'f') &&
         std::all_of(c.key.begin() + 1, c.key.end(), [](char ch) { return ch >= '0' && ch <= '9'; }))
         if (int n = std::atoi(c.key.c_str() + 1); n >= 1 && n <= 35)
-            key = c.key;
+            key = "F" + std::to_string(n);
     if (key.empty() && c.key.size() == 1) {
         const auto ch = static_cast<unsigned char>(c.key[0]);
         if (std::isalnum(ch))

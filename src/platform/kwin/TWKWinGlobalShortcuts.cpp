@@ -74,6 +74,14 @@ std::vector<std::string> readStrings(sd_bus_message* m) {
     return out;
 }
 
+// Key names as people write them by hand: any case.
+bool sameName(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(static_cast<unsigned char>(x)) ==
+                      std::tolower(static_cast<unsigned char>(y));
+           });
+}
+
 } // namespace
 
 struct TWKWinGlobalShortcuts::Callbacks {
@@ -99,9 +107,9 @@ std::optional<int> TWKWinGlobalShortcuts::qtKeyCode(const TWKeyCombination& comb
     int code = 0;
     const std::string& key = combination.key;
     for (const auto& [name, value] : kQtNamedKeys)
-        if (key == name)
+        if (sameName(key, name))
             code = value;
-    if (code == 0 && key.size() >= 2 && key[0] == 'F' &&
+    if (code == 0 && key.size() >= 2 && (key[0] == 'F' || key[0] == 'f') &&
         std::all_of(key.begin() + 1, key.end(), [](char c) { return c >= '0' && c <= '9'; })) {
         const int n = std::atoi(key.c_str() + 1);
         if (n >= 1 && n <= kQtLastF)
@@ -217,10 +225,20 @@ std::optional<std::string> TWKWinGlobalShortcuts::bind(TWShortcutAction action,
     }
 
     Reply set;
-    if (sd_bus_call_method(bus_, kService, kPath, kInterface, "setShortcut", &set.error,
-                           &set.message, "asaiu", 4, kComponent, actionName(action),
-                           kComponentFriendlyName, friendlyName(action), code ? 1 : 0,
-                           code.value_or(0), kSetPresent | kNoAutoloading) < 0)
+    sd_bus_message* call = nullptr;
+    int r = sd_bus_message_new_method_call(bus_, &call, kService, kPath, kInterface, "setShortcut");
+    if (r >= 0)
+        r = sd_bus_message_append(call, "as", 4, kComponent, actionName(action),
+                                  kComponentFriendlyName, friendlyName(action));
+    if (r >= 0)
+        r = code ? sd_bus_message_append(call, "ai", 1, *code)
+                 : sd_bus_message_append(call, "ai", 0);
+    if (r >= 0)
+        r = sd_bus_message_append(call, "u", kSetPresent | kNoAutoloading);
+    if (r >= 0)
+        r = sd_bus_call(bus_, call, 0, &set.error, &set.message);
+    sd_bus_message_unref(call);
+    if (r < 0)
         return "KDE's global-shortcut service refused the shortcut: " + set.why() + ".";
     const void* data = nullptr;
     std::size_t size = 0;

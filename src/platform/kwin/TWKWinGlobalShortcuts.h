@@ -31,10 +31,10 @@ class TWKWinGlobalShortcuts : public TWGlobalShortcuts {
     // Handles what arrived on the bus, without blocking; the handler runs for each press.
     void dispatchEvents();
 
-    // The component Tidewell registers as, and each action's name in it.
-    // (named after the desktop entry, so that the shortcut settings show Tidewell's name and
-    // icon).
-    static constexpr const char* kComponent = "net.quillfen.Tidewell.desktop";
+    // The component Tidewell registers as, and each action's name in it. (A name ending in
+    // ".desktop" would make the service start the desktop entry on a press instead of telling
+    // the running process.)
+    static constexpr const char* kComponent = "net.quillfen.Tidewell";
     static const char* actionName(TWShortcutAction action);
     // The service's key code: Qt's key with Qt's modifier bits. None for a key Qt has no code
     // for.
