@@ -97,14 +97,16 @@ std::string TWGnomeTestDesktop::start() {
                                "--wayland", "--no-x11", "--virtual-monitor", "1280x800",
                                "--wayland-display=" + socket_},
                               home_, log);
-        // Up once the observer opened Eval and Tidewell's extension is enabled. Now and then the
-        // shell hangs at start (in the input-method setup): it is started again.
+        // Up once the observer opened Eval, Tidewell's extension is enabled and the start is
+        // complete (key bindings work from then on). Now and then the shell hangs at start (in
+        // the input-method setup): it is started again.
         const bool up = waitFor(
             [&] {
                 if (waitpid(shell_, nullptr, WNOHANG) == shell_)
                     return true;
                 return eval(std::string("imports.ui.main.extensionManager.lookup('") + kExtension +
-                            "')?.state") == "1";
+                            "')?.state === 1 && !imports.ui.main.layoutManager._startingUp") ==
+                       "true";
             },
             std::chrono::seconds(30));
         if (up && kill(shell_, 0) == 0)

@@ -413,9 +413,9 @@ std::optional<std::string> TWGnomeConnection::bindShortcut(const std::string& ac
     const std::string name = reply.error.name ? reply.error.name : "";
     if (meansNoService(name)) {
         setAvailable(false, "it does not answer");
-        return std::string("Tidewell's GNOME Shell extension is not running: enable it with "
-                           "`gnome-extensions enable ") +
-               TWGnomeExtensionUUID + "`.";
+        return std::string("Tidewell's GNOME Shell extension is not running; the shortcut "
+                           "works once it is enabled (`gnome-extensions enable ") +
+               TWGnomeExtensionUUID + "`).";
     }
     if (name.empty())
         return std::string("GNOME Shell did not answer: ") + std::strerror(-r) + ".";

@@ -133,13 +133,16 @@ std::optional<std::string> TWGnomeGlobalShortcuts::bind(TWShortcutAction action,
     } else if (!bound_.count(action)) {
         return std::nullopt; // nothing bound: nothing to take away
     }
-    if (auto failure = connection_.bindShortcut(actionName(action), text))
+    auto failure = connection_.bindShortcut(actionName(action), text);
+    // Refused by the shell: the action keeps what it had. Not heard (the extension is away):
+    // it is bound when the extension comes back.
+    if (failure && connection_.available())
         return failure;
     if (text.empty())
         bound_.erase(action);
     else
         bound_[action] = text;
-    return std::nullopt;
+    return failure;
 }
 
 void TWGnomeGlobalShortcuts::restore() {
