@@ -17,6 +17,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <linux/input-event-codes.h>
 #include <map>
 #include <poll.h>
 
@@ -273,18 +274,15 @@ TEST_F(TWKWinDesktopTest, ShortcutsAreHeldByKDEsServiceClashesAreRefusedAndAPres
     EXPECT_EQ(kglobalaccel("shortcut", {actionId("show-all")}), "([285212731],)\n");
     EXPECT_TRUE(shortcuts.bind(TWShortcutAction::ShowAll, "Ctrl+Alt+H").has_value());
 
-    // A press, as the service reports it, arrives through the desktop's one descriptor.
-    std::string component = kglobalaccel("getComponent", {"net.quillfen.Tidewell"});
-    const auto quote = component.find('\'');
-    component = component.substr(quote + 1, component.find('\'', quote + 1) - quote - 1);
-    kglobalaccel("invokeShortcut", {"show-all"}, component, "org.kde.kglobalaccel.Component");
+    // Pressed on KWin's input: the service tells, through the desktop's one descriptor.
+    ASSERT_TRUE(session_->pressKeys({KEY_LEFTCTRL, KEY_LEFTALT, KEY_H}));
     EXPECT_TRUE(waitFor([&] {
         pollfd pfd{kwin_->eventFileDescriptor(), POLLIN, 0};
-        poll(&pfd, 1, 20);
-        kwin_->dispatchPendingEvents();
+        if (poll(&pfd, 1, 100) > 0)
+            kwin_->dispatchPendingEvents();
         return !pressed.empty();
     }));
-    EXPECT_EQ(pressed, std::vector<TWShortcutAction>{TWShortcutAction::ShowAll});
+    EXPECT_EQ(pressed, std::vector<TWShortcutAction>{TWShortcutAction::HideOthers});
 
     // Cleared: the keys are free again.
     EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, ""), std::nullopt);

@@ -5,7 +5,12 @@
 #include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 
+#include "fake-input-client-protocol.h"
+
+#include <wayland-client.h>
+
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -60,15 +65,15 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
         return "dbus-daemon did not start";
     setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + bus).c_str(), 1);
     // KWin offers its window management only to a client whose executable (/proc/PID/exe) is
-    // the program that an installed desktop entry with the interface key starts. The entries
-    // must be in place before KWin first reads them.
+    // the program that an installed desktop entry with the interface key starts (so does its
+    // fake input). The entries must be in place before KWin first reads them.
     std::vector<std::string> programs = permitted;
     programs.push_back(std::filesystem::canonical("/proc/self/exe").string());
     for (std::size_t i = 0; i < programs.size(); ++i)
         writeDesktopEntry("tidewell-kwin-test-permitted-" + std::to_string(i),
                           "[Desktop Entry]\nType=Application\nName=Permitted\nExec=" + programs[i] +
                               "\nNoDisplay=true\nX-KDE-Wayland-Interfaces="
-                              "org_kde_plasma_window_management\n");
+                              "org_kde_plasma_window_management,org_kde_kwin_fake_input\n");
     // Not nested in the session's compositor. KWin hosts KDE's global-shortcut service.
     kwin_ = startProcess({"env", "-u", "WAYLAND_DISPLAY", kwinExecutable(root_ + "/bin"),
                           "--virtual", "--width", "1280", "--height", "800", "--socket", socket_,
@@ -113,4 +118,36 @@ std::optional<bool> TWKWinTestDesktop::isMinimized(const std::string& uuid) cons
     if (value == std::string::npos)
         return std::nullopt;
     return reply.compare(value + 8, 4, "true") == 0;
+}
+
+bool TWKWinTestDesktop::pressKeys(const std::vector<std::uint32_t>& keys) const {
+    wl_display* display = wl_display_connect(socket_.c_str());
+    if (!display)
+        return false;
+    org_kde_kwin_fake_input* input = nullptr;
+    static const wl_registry_listener listener{
+        [](void* data, wl_registry* registry, std::uint32_t name, const char* interface,
+           std::uint32_t version) {
+            // Keys came with version 4.
+            if (std::strcmp(interface, org_kde_kwin_fake_input_interface.name) == 0 && version >= 4)
+                *static_cast<org_kde_kwin_fake_input**>(data) =
+                    static_cast<org_kde_kwin_fake_input*>(
+                        wl_registry_bind(registry, name, &org_kde_kwin_fake_input_interface, 4));
+        },
+        [](void*, wl_registry*, std::uint32_t) {}};
+    wl_registry* registry = wl_display_get_registry(display);
+    wl_registry_add_listener(registry, &listener, &input);
+    bool pressed = wl_display_roundtrip(display) >= 0 && input;
+    if (pressed) {
+        org_kde_kwin_fake_input_authenticate(input, "Tidewell tests", "pressing shortcuts");
+        for (auto key : keys)
+            org_kde_kwin_fake_input_keyboard_key(input, key, WL_KEYBOARD_KEY_STATE_PRESSED);
+        for (auto key = keys.rbegin(); key != keys.rend(); ++key)
+            org_kde_kwin_fake_input_keyboard_key(input, *key, WL_KEYBOARD_KEY_STATE_RELEASED);
+        pressed = wl_display_roundtrip(display) >= 0;
+        org_kde_kwin_fake_input_destroy(input);
+    }
+    wl_registry_destroy(registry);
+    wl_display_disconnect(display);
+    return pressed;
 }

@@ -7,6 +7,7 @@
 
 #include "TWTestDesktop.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,6 +28,9 @@ class TWKWinTestDesktop : public TWTestSession {
     // KWin's own description of the window (org.kde.KWin getWindowInfo); none when KWin does
     // not know it.
     std::optional<bool> isMinimized(const std::string& uuid) const;
+    // Presses the keys (Linux input codes) in order and releases them in reverse, through
+    // KWin's fake-input protocol; false when KWin did not take them.
+    bool pressKeys(const std::vector<std::uint32_t>& keys) const;
 
   private:
     std::string start(const std::vector<std::string>& permitted);
