@@ -42,8 +42,11 @@ TWKWinDesktop::TWKWinDesktop(std::unique_ptr<TWKWinConnection> connection)
               epoll_ctl(events_, watched ? EPOLL_CTL_ADD : EPOLL_CTL_DEL, fd, &event);
       })) {
     epoll_event event{EPOLLIN, {.fd = connection_->fileDescriptor()}};
-    if (events_ >= 0 && epoll_ctl(events_, EPOLL_CTL_ADD, event.data.fd, &event) < 0) {
-        close(events_);
+    if (events_ < 0 || epoll_ctl(events_, EPOLL_CTL_ADD, event.data.fd, &event) < 0) {
+        TWLog(LOG_WARNING, "TWKWinDesktop",
+              "no epoll descriptor: global shortcuts are handled with the compositor's events");
+        if (events_ >= 0)
+            close(events_);
         events_ = -1;
     }
     connection_->setActiveWindowChangeHandler(
