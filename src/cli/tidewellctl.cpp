@@ -26,14 +26,17 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <iostream>
 #include <optional>
 #include <poll.h>
+#include <spawn.h>
 #include <sstream>
 #include <string>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <unistd.h>
 #include <vector>
 
@@ -227,6 +230,142 @@ class RunLock {
     int fd_ = -1;
 };
 
+// The tool's own program, run again as the follower of marked windows (never documented: the
+// tool starts it itself).
+constexpr const char* kFollowMarksMode = "--follow-marks";
+
+// Whether `pid` runs this tool (whatever name it was started by, whether it was rebuilt since).
+bool runsThisTool(int pid) {
+    char target[4096];
+    const ssize_t n =
+        ::readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), target, sizeof target - 1);
+    if (n <= 0)
+        return false;
+    std::string path(target, static_cast<size_t>(n));
+    if (const std::string gone = " (deleted)"; path.size() > gone.size() && path.ends_with(gone))
+        path.resize(path.size() - gone.size());
+    return std::filesystem::path(path).filename() == kProgram;
+}
+
+// Whether a Tidewell process runs that follows the windows it sees hidden (the application,
+// the helper): each drops a mark when its window comes back.
+bool markFollowerRuns() {
+    for (const auto& process : TWProcessRegistry::registeredProcesses())
+        if (process.pid != ::getpid() && !runsThisTool(process.pid))
+            return true;
+    return false;
+}
+
+// The lock the follower of marked windows holds for its display, in the runtime directory.
+std::string followerLockPath() {
+    const std::string dir = TWProcessRegistry::registryDirectory();
+    if (dir.empty())
+        return {};
+    std::string display = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
+    std::replace(display.begin(), display.end(), '/', '_');
+    return dir + "/mark-follower-" + display + ".lock";
+}
+
+int openFollowerLock(const std::string& path) {
+    return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+}
+
+// After this run hid windows, with no other Tidewell process to see them come back: starts
+// the follower of marked windows, unless one runs already (it looks at every mark again once
+// this run ends). Called with the run lock held, under which the follower also decides to end.
+void keepMarksFollowed(TWDesktop& desktop) {
+    auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
+    if (!x11 || x11->x11Workspace().followedCount() == 0 || markFollowerRuns())
+        return;
+    const std::string lockPath = followerLockPath();
+    if (lockPath.empty())
+        return;
+    const int fd = openFollowerLock(lockPath);
+    if (fd < 0)
+        return;
+    const bool running = ::flock(fd, LOCK_EX | LOCK_NB) != 0;
+    ::close(fd);
+    if (running)
+        return;
+    char self[4096];
+    const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n <= 0)
+        return;
+    self[n] = '\0';
+    // A session of its own, nothing of this run's open (its X connection, its terminal): it
+    // outlives the run and must hold up no one waiting for the run's output.
+    posix_spawn_file_actions_t files;
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_init(&files);
+    for (int stdio : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        posix_spawn_file_actions_addopen(&files, stdio, "/dev/null",
+                                         stdio == 0 ? O_RDONLY : O_WRONLY, 0);
+    posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    char* const argv[] = {self, const_cast<char*>(kFollowMarksMode), nullptr};
+    pid_t pid = -1;
+    if (const int error = posix_spawn(&pid, self, &files, &attributes, argv, environ))
+        complain(TWFormat(TWLocalizedString("cannot follow the hidden windows: %@"),
+                          std::string(std::strerror(error))));
+    posix_spawn_file_actions_destroy(&files);
+    posix_spawnattr_destroy(&attributes);
+}
+
+// The follower of marked windows: follows every window a run of the tool hid until none is
+// hidden any more, dropping each mark as its window is seen back (restored by the user's hand
+// too, which nothing else would notice), and ends then, when the display goes or when another
+// Tidewell process that follows marks starts. One per display: a second one ends at once.
+int followMarks() {
+    const std::string lockPath = followerLockPath();
+    const int lock = lockPath.empty() ? -1 : openFollowerLock(lockPath);
+    if (lock < 0 || ::flock(lock, LOCK_EX | LOCK_NB) != 0)
+        return 0;
+    auto desktop = TWX11Desktop::open();
+    if (!desktop)
+        return kExitNoDisplay;
+    TWX11Workspace& workspace = desktop->x11Workspace();
+    // Runs of the tool register while they act and unregister when done; the application and
+    // the helper register when they start.
+    const int runs = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    if (runs < 0 || ::inotify_add_watch(runs, TWProcessRegistry::registryDirectory().c_str(),
+                                        IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_ONLYDIR) < 0) {
+        TWLog(LOG_WARNING, "tidewellctl",
+              "cannot follow the hidden windows: no watch on the "
+              "runtime directory");
+        return 1;
+    }
+    bool lookAgain = true;
+    while (true) {
+        if (lookAgain) {
+            lookAgain = false;
+            if (markFollowerRuns())
+                return 0;
+            // What runs of the tool hid is settled while they hold the lock; the decision to
+            // end is made under it too, so that a run finds this follower either looking at its
+            // marks after it or gone.
+            RunLock between;
+            workspace.followMarked();
+            if (workspace.followedCount() == 0 || desktop->connection().broken())
+                return 0;
+        }
+        pollfd fds[2] = {{desktop->eventFileDescriptor(), POLLIN, 0}, {runs, POLLIN, 0}};
+        if (::poll(fds, 2, -1) < 0 && errno != EINTR)
+            return 1;
+        desktop->dispatchPendingEvents();
+        if (desktop->connection().broken())
+            return 0;
+        if (fds[1].revents & POLLIN) {
+            char events[4096];
+            while (::read(runs, events, sizeof events) > 0) {
+            }
+            lookAgain = true;
+        }
+        // The last window is back: one more look, under the lock, before ending.
+        lookAgain = lookAgain || workspace.followedCount() == 0;
+    }
+}
+
 // One command; false when it is not known.
 bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWDesktop& desktop) {
     if (words.empty())
@@ -246,6 +385,8 @@ bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWDeskt
     else
         return false;
     settle(desktop);
+    if (command != "list" && command != "show-all")
+        keepMarksFollowed(desktop);
     return true;
 }
 
@@ -327,6 +468,8 @@ void installSettings(const TWPlistDictionary& overrides, const TWPlistArray& exc
 
 int main(int argc, char** argv) {
     TWInstallCommandLineLocalizer();
+    if (argc == 2 && std::string(argv[1]) == kFollowMarksMode)
+        return followMarks();
     if (argc > 0 && std::filesystem::path(argv[0]).filename() == kFormerName)
         std::cerr << kFormerName << ": "
                   << TWFormat(
