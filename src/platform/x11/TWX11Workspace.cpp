@@ -611,7 +611,11 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
         } else if (activation_->sent && !activation_->retried &&
                    connection_.activeWindowNow() != activation_->target) {
             activation_->retried = true;
-            connection_.activate(activation_->target, connection_.activeWindowNow());
+            // Unless it was the target that went: minimized since, by the user or by another
+            // process's hiding (a run of the tool right after this show-all), it stays so.
+            const TWX11WindowState target = connection_.states({activation_->target})[0];
+            if (target.exists && !target.iconic && !target.marked)
+                connection_.activate(activation_->target, connection_.activeWindowNow());
         }
     }
     connection_.flush();
