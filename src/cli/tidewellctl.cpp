@@ -234,28 +234,6 @@ class RunLock {
 // tool starts it itself).
 constexpr const char* kFollowMarksMode = "--follow-marks";
 
-// Whether `pid` runs this tool (whatever name it was started by, whether it was rebuilt since).
-bool runsThisTool(int pid) {
-    char target[4096];
-    const ssize_t n =
-        ::readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), target, sizeof target - 1);
-    if (n <= 0)
-        return false;
-    std::string path(target, static_cast<size_t>(n));
-    if (const std::string gone = " (deleted)"; path.size() > gone.size() && path.ends_with(gone))
-        path.resize(path.size() - gone.size());
-    return std::filesystem::path(path).filename() == kProgram;
-}
-
-// Whether a Tidewell process runs that follows the windows it sees hidden (the application,
-// the helper): each drops a mark when its window comes back.
-bool markFollowerRuns() {
-    for (const auto& process : TWProcessRegistry::registeredProcesses())
-        if (process.pid != ::getpid() && !runsThisTool(process.pid))
-            return true;
-    return false;
-}
-
 // The lock the follower of marked windows holds for its display, in the runtime directory.
 std::string followerLockPath() {
     const std::string dir = TWProcessRegistry::registryDirectory();
@@ -270,12 +248,14 @@ int openFollowerLock(const std::string& path) {
     return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
 }
 
-// After this run hid windows, with no other Tidewell process to see them come back: starts
-// the follower of marked windows, unless one runs already (it looks at every mark again once
-// this run ends). Called with the run lock held, under which the follower also decides to end.
+// After this run hid windows: starts the follower of marked windows, unless one runs already
+// (it looks at every mark again once this run ends). Called with the run lock held, under which
+// the follower also decides to end. Started whether the application runs or not: it follows
+// what it hid and what it lists, but lists only when it acts or the front application changes,
+// so a window this run hid could come back unseen by it.
 void keepMarksFollowed(TWDesktop& desktop) {
     auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
-    if (!x11 || x11->x11Workspace().followedCount() == 0 || markFollowerRuns())
+    if (!x11 || x11->x11Workspace().followedCount() == 0)
         return;
     const std::string lockPath = followerLockPath();
     if (lockPath.empty())
@@ -312,10 +292,10 @@ void keepMarksFollowed(TWDesktop& desktop) {
     posix_spawnattr_destroy(&attributes);
 }
 
-// The follower of marked windows: follows every window a run of the tool hid until none is
-// hidden any more, dropping each mark as its window is seen back (restored by the user's hand
-// too, which nothing else would notice), and ends then, when the display goes or when another
-// Tidewell process that follows marks starts. One per display: a second one ends at once.
+// The follower of marked windows: follows every window hidden with a mark until none is hidden
+// any more, dropping each mark as its window is seen back (restored by the user's hand too,
+// which no later run could tell), and ends then or when the display goes. One per display: a
+// second one ends at once.
 int followMarks() {
     const std::string lockPath = followerLockPath();
     const int lock = lockPath.empty() ? -1 : openFollowerLock(lockPath);
@@ -325,22 +305,18 @@ int followMarks() {
     if (!desktop)
         return kExitNoDisplay;
     TWX11Workspace& workspace = desktop->x11Workspace();
-    // Runs of the tool register while they act and unregister when done; the application and
-    // the helper register when they start.
+    // Runs of the tool register while they act and unregister when done.
     const int runs = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
     if (runs < 0 || ::inotify_add_watch(runs, TWProcessRegistry::registryDirectory().c_str(),
                                         IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_ONLYDIR) < 0) {
         TWLog(LOG_WARNING, "tidewellctl",
-              "cannot follow the hidden windows: no watch on the "
-              "runtime directory");
+              "cannot follow the hidden windows: no watch on the runtime directory");
         return 1;
     }
     bool lookAgain = true;
     while (true) {
         if (lookAgain) {
             lookAgain = false;
-            if (markFollowerRuns())
-                return 0;
             // What runs of the tool hid is settled while they hold the lock; the decision to
             // end is made under it too, so that a run finds this follower either looking at its
             // marks after it or gone.
