@@ -36,7 +36,8 @@
 #include <sstream>
 #include <string>
 #include <sys/file.h>
-#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 #include <vector>
 
@@ -234,39 +235,48 @@ class RunLock {
 // tool starts it itself).
 constexpr const char* kFollowMarksMode = "--follow-marks";
 
-// The lock the follower of marked windows holds for its display, in the runtime directory.
-std::string followerLockPath() {
+// The follower's files for this display, in the runtime directory (empty: none can be made):
+// the lock it holds while it runs, and the socket on which runs of the tool ask it to look.
+std::string followerPath(const char* suffix) {
     const std::string dir = TWProcessRegistry::registryDirectory();
     if (dir.empty())
         return {};
     std::string display = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
     std::replace(display.begin(), display.end(), '/', '_');
-    return dir + "/mark-follower-" + display + ".lock";
+    return dir + "/mark-follower-" + display + suffix;
 }
 
-int openFollowerLock(const std::string& path) {
+int openLockFile(const std::string& path) {
     return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
 }
 
-// After this run hid windows: starts the follower of marked windows, unless one runs already
-// (it looks at every mark again once this run ends). Called with the run lock held, under which
-// the follower also decides to end. Started whether the application runs or not: it follows
-// what it hid and what it lists, but lists only when it acts or the front application changes,
-// so a window this run hid could come back unseen by it.
-void keepMarksFollowed(TWDesktop& desktop) {
-    auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
-    if (!x11 || x11->x11Workspace().followedCount() == 0)
-        return;
-    const std::string lockPath = followerLockPath();
-    if (lockPath.empty())
-        return;
-    const int fd = openFollowerLock(lockPath);
+bool socketAddress(const std::string& path, sockaddr_un& address) {
+    address = {};
+    address.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof address.sun_path)
+        return false;
+    std::memcpy(address.sun_path, path.c_str(), path.size());
+    return true;
+}
+
+// Asks the running follower to look at every mark now; true once it answered that it has.
+bool askFollower(const std::string& path, std::chrono::milliseconds bound) {
+    sockaddr_un address;
+    if (!socketAddress(path, address))
+        return false;
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
-        return;
-    const bool running = ::flock(fd, LOCK_EX | LOCK_NB) != 0;
+        return false;
+    char answer = 0;
+    pollfd wait{fd, POLLIN, 0};
+    const bool answered =
+        ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+        ::poll(&wait, 1, static_cast<int>(bound.count())) > 0 && ::read(fd, &answer, 1) == 1;
     ::close(fd);
-    if (running)
-        return;
+    return answered;
+}
+
+void startFollower() {
     char self[4096];
     const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
     if (n <= 0)
@@ -292,53 +302,117 @@ void keepMarksFollowed(TWDesktop& desktop) {
     posix_spawnattr_destroy(&attributes);
 }
 
+// After this run hid windows: makes sure the follower of marked windows follows them before the
+// run ends (a window restored by hand a moment later is seen then), starting it when none runs.
+// Called with the run lock held: the follower decides to end only under that lock, so it cannot
+// go away meanwhile. Whether the application runs or not: it follows what it hid and what it
+// lists, but lists only when it acts or the front application changes, so a window this run hid
+// could come back unseen by it.
+void keepMarksFollowed(TWDesktop& desktop) {
+    auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
+    if (!x11 || x11->x11Workspace().followedCount() == 0)
+        return;
+    const std::string lockPath = followerPath(".lock"), socketPath = followerPath(".socket");
+    if (lockPath.empty())
+        return;
+    const auto end = std::chrono::steady_clock::now() + kSettleBound;
+    bool started = false;
+    while (!askFollower(socketPath, kSettleBound)) {
+        if (std::chrono::steady_clock::now() >= end) {
+            TWLog(LOG_WARNING, "tidewellctl",
+                  "the follower of hidden windows did not answer; a window restored by hand "
+                  "may come back at the next show-all");
+            return;
+        }
+        if (!started) {
+            // None runs when its lock is free (else one is starting and listens soon).
+            const int fd = openLockFile(lockPath);
+            const bool free = fd >= 0 && ::flock(fd, LOCK_EX | LOCK_NB) == 0;
+            if (fd >= 0)
+                ::close(fd);
+            if (free) {
+                startFollower();
+                started = true;
+            }
+        }
+        usleep(10000);
+    }
+}
+
+// Ends the follower when no marked window is left minimized, under the run lock (so that a run
+// of the tool finds it either following or gone); false when a run holds the lock, or when a
+// look under it found marked windows after all.
+bool endWhenNothingHidden(TWX11Desktop& desktop, int listener, const std::string& socketPath) {
+    const std::string dir = TWProcessRegistry::registryDirectory();
+    const int runLock = dir.empty() ? -1 : openLockFile(dir + "/command-line.lock");
+    if (runLock < 0 || ::flock(runLock, LOCK_EX | LOCK_NB) != 0) {
+        if (runLock >= 0)
+            ::close(runLock);
+        return false;
+    }
+    desktop.x11Workspace().followMarked();
+    desktop.dispatchPendingEvents();
+    const bool end = desktop.x11Workspace().followedCount() == 0;
+    if (end) {
+        ::unlink(socketPath.c_str());
+        ::close(listener);
+    }
+    ::close(runLock);
+    return end;
+}
+
 // The follower of marked windows: follows every window hidden with a mark until none is hidden
 // any more, dropping each mark as its window is seen back (restored by the user's hand too,
-// which no later run could tell), and ends then or when the display goes. One per display: a
-// second one ends at once.
+// which no later run could tell), and ends then or when the display goes. Runs of the tool ask
+// it to look again through its socket and wait for its answer. One per display: a second one
+// ends at once.
 int followMarks() {
-    const std::string lockPath = followerLockPath();
-    const int lock = lockPath.empty() ? -1 : openFollowerLock(lockPath);
-    if (lock < 0 || ::flock(lock, LOCK_EX | LOCK_NB) != 0)
+    const std::string lockPath = followerPath(".lock"), socketPath = followerPath(".socket");
+    const int lock = lockPath.empty() ? -1 : openLockFile(lockPath);
+    sockaddr_un address;
+    if (lock < 0 || ::flock(lock, LOCK_EX | LOCK_NB) != 0 || !socketAddress(socketPath, address))
         return 0;
     auto desktop = TWX11Desktop::open();
     if (!desktop)
         return kExitNoDisplay;
     TWX11Workspace& workspace = desktop->x11Workspace();
-    // Runs of the tool register while they act and unregister when done.
-    const int runs = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    if (runs < 0 || ::inotify_add_watch(runs, TWProcessRegistry::registryDirectory().c_str(),
-                                        IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_ONLYDIR) < 0) {
+    // The run that started this follower holds the run lock and waits for the first answer.
+    workspace.followMarked();
+    // Events its round trips read wait in the connection's queue, which no readable descriptor
+    // announces.
+    desktop->dispatchPendingEvents();
+    // A socket left by a follower that was killed is this one's now: the lock says so.
+    ::unlink(socketPath.c_str());
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (listener < 0 ||
+        ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(listener, 16) != 0) {
         TWLog(LOG_WARNING, "tidewellctl",
-              "cannot follow the hidden windows: no watch on the runtime directory");
+              "cannot follow the hidden windows: no socket " + socketPath);
         return 1;
     }
-    bool lookAgain = true;
     while (true) {
-        if (lookAgain) {
-            lookAgain = false;
-            // What runs of the tool hid is settled while they hold the lock; the decision to
-            // end is made under it too, so that a run finds this follower either looking at its
-            // marks after it or gone.
-            RunLock between;
-            workspace.followMarked();
-            if (workspace.followedCount() == 0 || desktop->connection().broken())
-                return 0;
-        }
-        pollfd fds[2] = {{desktop->eventFileDescriptor(), POLLIN, 0}, {runs, POLLIN, 0}};
-        if (::poll(fds, 2, -1) < 0 && errno != EINTR)
+        const bool nothingHidden = workspace.followedCount() == 0;
+        if (nothingHidden && endWhenNothingHidden(*desktop, listener, socketPath))
+            return 0;
+        // Waiting to end, for the run that holds the lock: looked at again shortly.
+        pollfd fds[2] = {{desktop->eventFileDescriptor(), POLLIN, 0}, {listener, POLLIN, 0}};
+        if (::poll(fds, 2, nothingHidden ? 200 : -1) < 0 && errno != EINTR)
             return 1;
         desktop->dispatchPendingEvents();
         if (desktop->connection().broken())
             return 0;
         if (fds[1].revents & POLLIN) {
-            char events[4096];
-            while (::read(runs, events, sizeof events) > 0) {
+            std::vector<int> asking;
+            for (int fd; (fd = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;)
+                asking.push_back(fd);
+            workspace.followMarked();
+            desktop->dispatchPendingEvents();
+            for (int fd : asking) {
+                [[maybe_unused]] const ssize_t sent = ::send(fd, "1", 1, MSG_NOSIGNAL);
+                ::close(fd);
             }
-            lookAgain = true;
         }
-        // The last window is back: one more look, under the lock, before ending.
-        lookAgain = lookAgain || workspace.followedCount() == 0;
     }
 }
 
