@@ -38,6 +38,7 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -454,6 +455,9 @@ int watch(TWCommon& common, TWDesktop& desktop) {
         pollfd fds[2] = {{desktop.eventFileDescriptor(), POLLIN, 0},
                          {STDIN_FILENO, static_cast<short>(inputOpen ? POLLIN : 0), 0}};
         int ready = poll(fds, 2, 500);
+        // The follower of hidden windows this run started, once it has ended.
+        while (::waitpid(-1, nullptr, WNOHANG) > 0) {
+        }
         if (ready < 0)
             continue;
         desktop.dispatchPendingEvents();
