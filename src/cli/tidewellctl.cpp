@@ -277,11 +277,12 @@ bool askFollower(const std::string& path, std::chrono::milliseconds bound) {
     return answered;
 }
 
-void startFollower() {
+// Starts the follower; false (said on standard error) when it cannot be started.
+bool startFollower() {
     char self[4096];
     const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
     if (n <= 0)
-        return;
+        return false;
     self[n] = '\0';
     // A session of its own, nothing of this run's open (its X connection, its terminal): it
     // outlives the run and must hold up no one waiting for the run's output.
@@ -296,11 +297,13 @@ void startFollower() {
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     char* const argv[] = {self, const_cast<char*>(kFollowMarksMode), nullptr};
     pid_t pid = -1;
-    if (const int error = posix_spawn(&pid, self, &files, &attributes, argv, environ))
+    const int error = posix_spawn(&pid, self, &files, &attributes, argv, environ);
+    if (error != 0)
         complain(TWFormat(TWLocalizedString("cannot follow the hidden windows: %@"),
                           std::string(std::strerror(error))));
     posix_spawn_file_actions_destroy(&files);
     posix_spawnattr_destroy(&attributes);
+    return error == 0;
 }
 
 // After this run hid windows: makes sure the follower of marked windows follows them before the
@@ -328,13 +331,13 @@ void keepMarksFollowed(TWDesktop& desktop) {
         if (!started) {
             // None runs when its lock is free (else one is starting and listens soon).
             const int fd = openLockFile(lockPath);
-            const bool free = fd >= 0 && ::flock(fd, LOCK_EX | LOCK_NB) == 0;
-            if (fd >= 0)
-                ::close(fd);
-            if (free) {
-                startFollower();
-                started = true;
-            }
+            if (fd < 0)
+                return;
+            const bool free = ::flock(fd, LOCK_EX | LOCK_NB) == 0;
+            ::close(fd);
+            if (free && !startFollower())
+                return;
+            started = free;
         }
         usleep(10000);
     }
