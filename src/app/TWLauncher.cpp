@@ -479,6 +479,8 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &app, [&delegate] {
         delegate.applicationShouldTerminate();
         TWProcessRegistry::unregisterCurrentProcess();
+        // A settings change that waits for another process's lock is written before the end.
+        TWPlistFileStore::finishStandardStoreWrites(TWPlistFileStore::kQuitWait);
     });
 
     QTimer::singleShot(0, &app, [&] {

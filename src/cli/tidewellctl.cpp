@@ -26,14 +26,19 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <iostream>
 #include <optional>
 #include <poll.h>
+#include <spawn.h>
 #include <sstream>
 #include <string>
 #include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -227,6 +232,194 @@ class RunLock {
     int fd_ = -1;
 };
 
+// The tool's own program, run again as the follower of marked windows (never documented: the
+// tool starts it itself).
+constexpr const char* kFollowMarksMode = "--follow-marks";
+
+// The follower's files for this display, in the runtime directory (empty: none can be made):
+// the lock it holds while it runs, and the socket on which runs of the tool ask it to look.
+std::string followerPath(const char* suffix) {
+    const std::string dir = TWProcessRegistry::registryDirectory();
+    if (dir.empty())
+        return {};
+    std::string display = std::getenv("DISPLAY") ? std::getenv("DISPLAY") : "";
+    std::replace(display.begin(), display.end(), '/', '_');
+    return dir + "/mark-follower-" + display + suffix;
+}
+
+int openLockFile(const std::string& path) {
+    return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+}
+
+bool socketAddress(const std::string& path, sockaddr_un& address) {
+    address = {};
+    address.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof address.sun_path)
+        return false;
+    std::memcpy(address.sun_path, path.c_str(), path.size());
+    return true;
+}
+
+// Asks the running follower to look at every mark now; true once it answered that it has.
+bool askFollower(const std::string& path, std::chrono::milliseconds bound) {
+    sockaddr_un address;
+    if (!socketAddress(path, address))
+        return false;
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    char answer = 0;
+    pollfd wait{fd, POLLIN, 0};
+    const bool answered =
+        ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+        ::poll(&wait, 1, static_cast<int>(bound.count())) > 0 && ::read(fd, &answer, 1) == 1;
+    ::close(fd);
+    return answered;
+}
+
+// Starts the follower; false (said on standard error) when it cannot be started.
+bool startFollower() {
+    char self[4096];
+    const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n <= 0)
+        return false;
+    self[n] = '\0';
+    // A session of its own, nothing of this run's open (its X connection, its terminal): it
+    // outlives the run and must hold up no one waiting for the run's output.
+    posix_spawn_file_actions_t files;
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_init(&files);
+    for (int stdio : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        posix_spawn_file_actions_addopen(&files, stdio, "/dev/null",
+                                         stdio == 0 ? O_RDONLY : O_WRONLY, 0);
+    posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    char* const argv[] = {self, const_cast<char*>(kFollowMarksMode), nullptr};
+    pid_t pid = -1;
+    const int error = posix_spawn(&pid, self, &files, &attributes, argv, environ);
+    if (error != 0)
+        complain(TWFormat(TWLocalizedString("cannot follow the hidden windows: %@"),
+                          std::string(std::strerror(error))));
+    posix_spawn_file_actions_destroy(&files);
+    posix_spawnattr_destroy(&attributes);
+    return error == 0;
+}
+
+// After this run hid windows: makes sure the follower of marked windows follows them before the
+// run ends (a window restored by hand a moment later is seen then), starting it when none runs.
+// Called with the run lock held: the follower decides to end only under that lock, so it cannot
+// go away meanwhile. Whether the application runs or not: it follows what it hid and what it
+// lists, but lists only when it acts or the front application changes, so a window this run hid
+// could come back unseen by it.
+void keepMarksFollowed(TWDesktop& desktop) {
+    auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
+    if (!x11 || x11->x11Workspace().followedCount() == 0)
+        return;
+    const std::string lockPath = followerPath(".lock"), socketPath = followerPath(".socket");
+    if (lockPath.empty())
+        return;
+    const auto end = std::chrono::steady_clock::now() + kSettleBound;
+    bool started = false;
+    while (!askFollower(socketPath, kSettleBound)) {
+        if (std::chrono::steady_clock::now() >= end) {
+            TWLog(LOG_WARNING, "tidewellctl",
+                  "the follower of hidden windows did not answer; a window restored by hand "
+                  "may come back at the next show-all");
+            return;
+        }
+        if (!started) {
+            // None runs when its lock is free (else one is starting and listens soon).
+            const int fd = openLockFile(lockPath);
+            if (fd < 0)
+                return;
+            const bool free = ::flock(fd, LOCK_EX | LOCK_NB) == 0;
+            ::close(fd);
+            if (free && !startFollower())
+                return;
+            started = free;
+        }
+        usleep(10000);
+    }
+}
+
+// Ends the follower when no marked window is left minimized, under the run lock (so that a run
+// of the tool finds it either following or gone); false when a run holds the lock, or when a
+// look under it found marked windows after all.
+bool endWhenNothingHidden(TWX11Desktop& desktop, int listener, const std::string& socketPath) {
+    const std::string dir = TWProcessRegistry::registryDirectory();
+    const int runLock = dir.empty() ? -1 : openLockFile(dir + "/command-line.lock");
+    if (runLock < 0 || ::flock(runLock, LOCK_EX | LOCK_NB) != 0) {
+        if (runLock >= 0)
+            ::close(runLock);
+        return false;
+    }
+    desktop.x11Workspace().followMarked();
+    desktop.dispatchPendingEvents();
+    const bool end = desktop.x11Workspace().followedCount() == 0;
+    if (end) {
+        ::unlink(socketPath.c_str());
+        ::close(listener);
+    }
+    ::close(runLock);
+    return end;
+}
+
+// The follower of marked windows: follows every window hidden with a mark until none is hidden
+// any more, dropping each mark as its window is seen back (restored by the user's hand too,
+// which no later run could tell), and ends then or when the display goes. Runs of the tool ask
+// it to look again through its socket and wait for its answer. One per display: a second one
+// ends at once.
+int followMarks() {
+    const std::string lockPath = followerPath(".lock"), socketPath = followerPath(".socket");
+    const int lock = lockPath.empty() ? -1 : openLockFile(lockPath);
+    sockaddr_un address;
+    if (lock < 0 || ::flock(lock, LOCK_EX | LOCK_NB) != 0 || !socketAddress(socketPath, address))
+        return 0;
+    auto desktop = TWX11Desktop::open();
+    if (!desktop)
+        return kExitNoDisplay;
+    TWX11Workspace& workspace = desktop->x11Workspace();
+    // The run that started this follower holds the run lock and waits for the first answer.
+    workspace.followMarked();
+    // Events its round trips read wait in the connection's queue, which no readable descriptor
+    // announces.
+    desktop->dispatchPendingEvents();
+    // A socket left by a follower that was killed is this one's now: the lock says so.
+    ::unlink(socketPath.c_str());
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (listener < 0 ||
+        ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(listener, 16) != 0) {
+        TWLog(LOG_WARNING, "tidewellctl",
+              "cannot follow the hidden windows: no socket " + socketPath);
+        return 1;
+    }
+    while (true) {
+        const bool nothingHidden = workspace.followedCount() == 0;
+        if (nothingHidden && endWhenNothingHidden(*desktop, listener, socketPath))
+            return 0;
+        // Waiting to end, for the run that holds the lock: looked at again shortly.
+        pollfd fds[2] = {{desktop->eventFileDescriptor(), POLLIN, 0}, {listener, POLLIN, 0}};
+        if (::poll(fds, 2, nothingHidden ? 200 : -1) < 0 && errno != EINTR)
+            return 1;
+        desktop->dispatchPendingEvents();
+        if (desktop->connection().broken())
+            return 0;
+        if (fds[1].revents & POLLIN) {
+            std::vector<int> asking;
+            for (int fd; (fd = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;)
+                asking.push_back(fd);
+            workspace.followMarked();
+            desktop->dispatchPendingEvents();
+            for (int fd : asking) {
+                [[maybe_unused]] const ssize_t sent = ::send(fd, "1", 1, MSG_NOSIGNAL);
+                ::close(fd);
+            }
+        }
+    }
+}
+
 // One command; false when it is not known.
 bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWDesktop& desktop) {
     if (words.empty())
@@ -246,6 +439,8 @@ bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWDeskt
     else
         return false;
     settle(desktop);
+    if (command != "list" && command != "show-all")
+        keepMarksFollowed(desktop);
     return true;
 }
 
@@ -263,6 +458,9 @@ int watch(TWCommon& common, TWDesktop& desktop) {
         pollfd fds[2] = {{desktop.eventFileDescriptor(), POLLIN, 0},
                          {STDIN_FILENO, static_cast<short>(inputOpen ? POLLIN : 0), 0}};
         int ready = poll(fds, 2, 500);
+        // The follower of hidden windows this run started, once it has ended.
+        while (::waitpid(-1, nullptr, WNOHANG) > 0) {
+        }
         if (ready < 0)
             continue;
         desktop.dispatchPendingEvents();
@@ -327,6 +525,8 @@ void installSettings(const TWPlistDictionary& overrides, const TWPlistArray& exc
 
 int main(int argc, char** argv) {
     TWInstallCommandLineLocalizer();
+    if (argc == 2 && std::string(argv[1]) == kFollowMarksMode)
+        return followMarks();
     if (argc > 0 && std::filesystem::path(argv[0]).filename() == kFormerName)
         std::cerr << kFormerName << ": "
                   << TWFormat(

@@ -129,8 +129,11 @@ int main(int argc, char** argv) {
 
     TWProcessRegistry::registerCurrentProcess(TWHelperBundleIdentifier, TWHelperName,
                                               TWHelperActivationPolicy);
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app,
-                     [] { TWProcessRegistry::unregisterCurrentProcess(); });
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app, [] {
+        TWProcessRegistry::unregisterCurrentProcess();
+        // A settings change that waits for another process's lock is written before the end.
+        TWPlistFileStore::finishStandardStoreWrites(TWPlistFileStore::kQuitWait);
+    });
 
     TidewellHelper helper(common, desktop->workspace(), [] { QCoreApplication::quit(); });
     // A menu-bar item opens its menu on a click, whichever button.

@@ -27,5 +27,7 @@ class TWDefaultsStore {
     // Applies `change` to the latest persisted values and persists the result, atomically with
     // respect to every other writer of the same store. Returns false (and logs why) when the
     // result could not be persisted; the previously persisted values are then left untouched.
+    // A store may keep `change` and apply it later, on another thread (when another process
+    // holds the store): it must own what it refers to.
     virtual bool update(const std::function<void(TWPlistDictionary&)>& change) = 0;
 };

@@ -94,11 +94,12 @@ std::optional<TWPlistValue> TWUserDefaults::objectForKey(const std::string& key)
 }
 
 bool TWUserDefaults::setObject(const TWPlistValue& value, const std::string& key) {
-    return store_->update([&](TWPlistDictionary& d) { d.insert_or_assign(key, value); });
+    // By value: the change can be applied after this call returns.
+    return store_->update([key, value](TWPlistDictionary& d) { d.insert_or_assign(key, value); });
 }
 
 bool TWUserDefaults::removeObjectForKey(const std::string& key) {
-    return store_->update([&](TWPlistDictionary& d) { d.erase(key); });
+    return store_->update([key](TWPlistDictionary& d) { d.erase(key); });
 }
 
 bool TWUserDefaults::boolForKey(const std::string& key) const {

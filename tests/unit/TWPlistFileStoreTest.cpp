@@ -122,7 +122,7 @@ TEST_F(TWPlistFileStoreTest, EveryReadSeesTheLatestWriteOfAnotherWriter) {
 
 // Another process keeps the lock (a helper stopped mid-write): a write returns without waiting
 // for it, is read back at once, and lands on disk, after earlier ones and before later ones,
-// when the lock frees.
+// when the lock frees; a program that quits meanwhile waits for it.
 TEST_F(TWPlistFileStoreTest, AWriteWhileAnotherProcessHoldsTheLockLandsWhenItFrees) {
     TWLogCapture log;
     auto store = std::make_unique<TWPlistFileStore>(file.string());
@@ -138,14 +138,17 @@ TEST_F(TWPlistFileStoreTest, AWriteWhileAnotherProcessHoldsTheLockLandsWhenItFre
     EXPECT_TRUE(writes.get());
     EXPECT_EQ(store->load().at("b"), TWPlistValue(3));
     EXPECT_EQ(TWPlistFileStore(file.string()).load().count("b"), 0u) << "written under the lock";
+    // A program that quits waits for them, within a bound, and says what it could not write.
+    EXPECT_FALSE(store->finishWrites(std::chrono::milliseconds(50)));
     ::close(held);
-    for (int i = 0; i < 1000 && TWPlistFileStore(file.string()).load().count("b") == 0; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(store->finishWrites(TWPlistFileStore::kQuitWait));
     const TWPlistDictionary onDisk = TWPlistFileStore(file.string()).load();
     EXPECT_EQ(onDisk.at("a"), TWPlistValue(1));
     EXPECT_EQ(onDisk.at("b"), TWPlistValue(3));
-    ASSERT_EQ(log.lines.size(), 1u);
+    ASSERT_EQ(log.lines.size(), 2u);
     EXPECT_NE(log.lines[0].find("written once it is released"), std::string::npos) << log.lines[0];
+    EXPECT_NE(log.lines[1].find("2 change(s) were not written (b)"), std::string::npos)
+        << log.lines[1];
 }
 
 TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -156,6 +157,56 @@ TEST_F(TWFaultSuiteX11Test, WindowsHiddenWhenTheWindowManagerDiesAreShownWithOrW
         if (!showWithoutOne)
             finish(desktop.spawn({tool, "show-all"}));
         expectAllShown();
+    }
+}
+
+// A window the tool hid that the user restores by hand and minimizes again is the user's
+// minimized window from then on: show-all leaves it alone and brings back the others. First
+// with the tool alone, then with the application running too (it does not list the desktop
+// while the tool acts, so it would not see the window come back either). What followed the
+// marks for the tool is gone once nothing is hidden.
+TEST_F(TWFaultSuiteX11Test, AWindowRestoredByHandAndMinimizedAgainStaysMinimized) {
+    startClients(2);
+    std::vector<unsigned long> windows;
+    for (pid_t c : clients)
+        for (unsigned long w : desktop.windowsOfPid(c))
+            windows.push_back(w);
+    ASSERT_EQ(windows.size(), 4u);
+    const unsigned long mine = windows[0];
+    char id[32];
+    std::snprintf(id, sizeof id, "0x%lx", mine);
+    for (bool withApplication : {false, true}) {
+        SCOPED_TRACE(withApplication ? "with the application" : "the tool alone");
+        if (withApplication) {
+            if (!std::filesystem::exists(TWTestTidewell::programPath()))
+                GTEST_SKIP() << "built without the Qt programs";
+            ASSERT_GT(tidewell.start(), 0) << tidewell.log();
+            run({"wmctrl", "-i", "-a", id});
+        }
+        ASSERT_TRUE(waitFor([&] { return !desktop.isMinimized(mine); }));
+        finish(desktop.spawn({tool, "hide-others"}));
+        ASSERT_TRUE(desktop.isIconic(mine) && desktop.hasHiddenMark(mine));
+        run({"wmctrl", "-i", "-a", id});
+        ASSERT_TRUE(waitFor([&] { return !desktop.isMinimized(mine); }));
+        // Nothing tells a later run that the window was back: only something that follows it
+        // sees it, and the mark goes then.
+        EXPECT_TRUE(waitFor([&] { return !desktop.hasHiddenMark(mine); })) << "mark kept";
+        run({"xdotool", "windowminimize", std::to_string(mine)});
+        ASSERT_TRUE(waitFor([&] { return desktop.isIconic(mine); }));
+        finish(desktop.spawn({tool, "show-all"}));
+        EXPECT_TRUE(desktop.isIconic(mine)) << "the user's minimized window was shown";
+        EXPECT_FALSE(desktop.hasHiddenMark(mine));
+        for (unsigned long w : windows) {
+            if (w == mine)
+                continue;
+            EXPECT_TRUE(waitFor([&] {
+                return !desktop.isMinimized(w) && !desktop.hasHiddenMark(w);
+            })) << w;
+        }
+        EXPECT_TRUE(waitFor([&] {
+            return TWTestSession::processesWith("DISPLAY=" + desktop.display(), "tidewellctl")
+                .empty();
+        })) << "the tool left a process behind";
     }
 }
 

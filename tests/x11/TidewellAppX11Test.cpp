@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -232,6 +233,48 @@ TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeAndTheirSettingsRul
     tidewell_->writeSharedSettings({});
     tidewell_->runAgain({"--show-all"});
     EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+}
+
+// Another process holds the settings lock (a helper stopped mid-write) while the instance
+// writes a setting (the icon style it repairs at launch): the instance answers all along, and
+// the change lands when the lock frees, even when the instance was told to quit meanwhile.
+TEST_F(TidewellAppX11Test, ASettingsLockHeldElsewhereHoldsUpNothingAndLosesNothing) {
+    desktop_->terminate(instance_);
+    const std::string own = desktop_->home() + "/.config/tidewell/net.quillfen.Tidewell.plist";
+    TWWriteFile(own, "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CheckForUpdates"
+                     "</key><false/><key>IconStyle2</key><integer>99</integer></dict></plist>");
+    const pid_t holder = desktop_->spawn({"flock", own + ".lock", "sleep", "600"});
+    ASSERT_TRUE(waitFor([&] {
+        return run({"sh", "-c", "flock -n \"$0\" true || echo held", own + ".lock"}) == "held\n";
+    }));
+    instance_ = tidewell_->start();
+    ASSERT_GT(instance_, 0) << "no answer while the lock is held:\n" << tidewell_->log();
+    ASSERT_TRUE(waitFor([] {
+        return tidewell_->log().find("written once it is released") != std::string::npos;
+    })) << tidewell_->log();
+    EXPECT_FALSE(tidewell_->status().empty());
+    EXPECT_NE(TWReadFile(own).find("<integer>99</integer>"), std::string::npos);
+    // Told to quit, it waits for the lock (within a bound) rather than drop the change.
+    ::kill(instance_, SIGTERM);
+    ASSERT_TRUE(waitFor([] {
+        const auto all = TWProcessRegistry::registeredProcesses();
+        return std::none_of(all.begin(), all.end(),
+                            [](const TWRegisteredProcess& p) { return p.pid == instance_; });
+    }));
+    const auto ended = [] {
+        const std::string stat = TWReadFile("/proc/" + std::to_string(instance_) + "/stat");
+        const size_t name = stat.rfind(')');
+        return name == std::string::npos || stat.compare(name, 3, ") Z") == 0;
+    };
+    EXPECT_FALSE(waitFor(ended, seconds(2))) << "ended with a change not written";
+    desktop_->terminate(holder);
+    EXPECT_TRUE(waitFor([&] {
+        const std::string file = TWReadFile(own);
+        return file.find("<integer>1</integer>") != std::string::npos &&
+               file.find("<integer>99</integer>") == std::string::npos;
+    })) << TWReadFile(own);
+    desktop_->terminate(instance_);
+    instance_ = tidewell_->start();
 }
 
 // Last: replaces the instance. With "Menubar" set the launch starts tidewell-helper once per

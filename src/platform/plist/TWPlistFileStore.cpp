@@ -589,10 +589,35 @@ TWPlistFileStore::~TWPlistFileStore() {
     if (writer_.joinable())
         writer_.join();
     if (!pending_.empty())
-        TWLog(LOG_ERR, kLogClass,
-              path_ + ": " + std::to_string(pending_.size()) +
-                  " change(s) were not written: another process held the lock until the end");
+        reportUnwritten("another process held the lock until the end");
     forgetCache();
+}
+
+void TWPlistFileStore::reportUnwritten(const std::string& why) {
+    const TWPlistDictionary before = loadFromDisk();
+    TWPlistDictionary after = before;
+    for (const auto& change : pending_)
+        change(after);
+    std::string keys;
+    auto note = [&keys](const std::string& key) { keys += (keys.empty() ? "" : ", ") + key; };
+    for (const auto& [key, value] : after)
+        if (auto it = before.find(key); it == before.end() || !(it->second == value))
+            note(key);
+    for (const auto& [key, value] : before)
+        if (!after.count(key))
+            note(key);
+    TWLog(LOG_ERR, kLogClass,
+          path_ + ": " + std::to_string(pending_.size()) + " change(s) were not written (" +
+              (keys.empty() ? "no value changed" : keys) + "): " + why);
+}
+
+bool TWPlistFileStore::finishWrites(std::chrono::milliseconds bound) {
+    std::unique_lock guard(mutex_);
+    if (written_.wait_for(guard, bound, [this] { return pending_.empty(); }))
+        return true;
+    reportUnwritten("another process held the lock for longer than " +
+                    std::to_string(bound.count()) + " ms");
+    return false;
 }
 
 void TWPlistFileStore::forgetCache() {
@@ -820,12 +845,14 @@ void TWPlistFileStore::writeWhenFree() {
         if (!busy) {
             TWLog(LOG_ERR, kLogClass, path_ + " was not written: " + why);
             pending_.clear();
+            written_.notify_all();
         }
         return;
     }
     std::vector<std::function<void(TWPlistDictionary&)>> changes;
     changes.swap(pending_);
     writeLocked(changes);
+    written_.notify_all();
 }
 
 bool TWPlistFileStore::writeLocked(
@@ -900,9 +927,37 @@ bool TWPlistFileStore::writeFile(TWPlistDictionary values) {
     return true;
 }
 
+namespace {
+std::mutex standardStoresMutex;
+std::vector<std::weak_ptr<TWPlistFileStore>> standardStores;
+} // namespace
+
 void TWPlistFileStore::installStandardStores() {
-    TWUserDefaults::setStandardUserDefaults(std::make_shared<TWUserDefaults>(
-        std::make_shared<TWPlistFileStore>(TWStorePaths::ownStorePath())));
-    TWUserDefaults::setSharedUserDefaults(std::make_shared<TWUserDefaults>(
-        std::make_shared<TWPlistFileStore>(TWStorePaths::sharedStorePath())));
+    auto own = std::make_shared<TWPlistFileStore>(TWStorePaths::ownStorePath());
+    auto shared = std::make_shared<TWPlistFileStore>(TWStorePaths::sharedStorePath());
+    {
+        std::lock_guard guard(standardStoresMutex);
+        standardStores = {own, shared};
+    }
+    TWUserDefaults::setStandardUserDefaults(std::make_shared<TWUserDefaults>(own));
+    TWUserDefaults::setSharedUserDefaults(std::make_shared<TWUserDefaults>(shared));
+}
+
+bool TWPlistFileStore::finishStandardStoreWrites(std::chrono::milliseconds bound) {
+    std::vector<std::shared_ptr<TWPlistFileStore>> stores;
+    {
+        std::lock_guard guard(standardStoresMutex);
+        for (const auto& store : standardStores)
+            if (auto alive = store.lock())
+                stores.push_back(std::move(alive));
+    }
+    const auto end = std::chrono::steady_clock::now() + bound;
+    bool all = true;
+    for (const auto& store : stores) {
+        const auto left = std::max(std::chrono::milliseconds(0),
+                                   std::chrono::duration_cast<std::chrono::milliseconds>(
+                                       end - std::chrono::steady_clock::now()));
+        all = store->finishWrites(left) && all;
+    }
+    return all;
 }

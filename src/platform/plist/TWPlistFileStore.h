@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -40,6 +41,15 @@ class TWPlistFileStore : public TWDefaultsStore {
     // How long a caller waits for another process's lock.
     static constexpr std::chrono::milliseconds kLockWait{200};
 
+    // Waits (at most `bound`) until the changes that wait for another process's lock are
+    // written; false, with a log line naming the keys left unwritten, when some still wait.
+    bool finishWrites(std::chrono::milliseconds bound);
+    // The same for the stores installStandardStores made, within one `bound` for both: for a
+    // program that quits, which would otherwise drop them with its store.
+    static bool finishStandardStoreWrites(std::chrono::milliseconds bound);
+    // How long a program that quits waits for its deferred writes.
+    static constexpr std::chrono::seconds kQuitWait{10};
+
     // Reads `bytes` (an XML or binary property list) as a dictionary; false, with the reason in
     // `why`, for anything else. Empty bytes are an empty dictionary.
     static bool parseDictionary(std::string_view bytes, TWPlistDictionary& out, std::string& why);
@@ -67,6 +77,8 @@ class TWPlistFileStore : public TWDefaultsStore {
     bool writeLocked(const std::vector<std::function<void(TWPlistDictionary&)>>& changes);
     // The deferred writer's thread: waits for the lock, then writes every pending change.
     void writeWhenFree();
+    // Logs that the pending changes were not written, naming the keys they change (under mutex_).
+    void reportUnwritten(const std::string& why);
 
     std::string path_;
     std::string lockPath_;
@@ -85,5 +97,6 @@ class TWPlistFileStore : public TWDefaultsStore {
     // Changes that wait for another process's lock, in order (under mutex_), and their writer.
     std::vector<std::function<void(TWPlistDictionary&)>> pending_;
     std::thread writer_;
+    std::condition_variable written_; // the pending changes were handled
     std::atomic<bool> stopping_{false};
 };

@@ -564,7 +564,10 @@ std::vector<TWX11WindowState> TWX11Connection::states(const std::vector<xcb_wind
         s.managed = !words.empty() && (words[0] == XCB_ICCCM_WM_STATE_NORMAL ||
                                        words[0] == XCB_ICCCM_WM_STATE_ICONIC);
         s.iconic = !words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC;
-        s.marked = !propertyWords(mark.reply).empty();
+        const std::vector<uint32_t> markWords = propertyWords(mark.reply);
+        s.marked = !markWords.empty();
+        if (markWords.size() >= 2)
+            s.markTime = markWords[1];
         std::free(attrs);
         std::free(error);
     }

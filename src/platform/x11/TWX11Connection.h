@@ -46,6 +46,7 @@ struct TWX11WindowState {
     bool iconic = false;
     bool mapped = false;
     bool marked = false;
+    std::optional<xcb_timestamp_t> markTime; // the server time the mark records, when it has one
 };
 
 // Everything one action needs to know about the managed windows, from one batch of requests.

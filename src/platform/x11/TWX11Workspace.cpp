@@ -262,7 +262,27 @@ const std::vector<TWX11Application>& TWX11Workspace::refresh() {
     // New applications follow in client-list (mapping) order.
     order_.apply(apps);
     apps_ = std::move(apps);
+    followNewlyMarked();
     return apps_;
+}
+
+void TWX11Workspace::followNewlyMarked() {
+    const auto now = std::chrono::steady_clock::now();
+    for (const auto& w : snapshot_.windows) {
+        // A marked window that is shown is left to the next show-all, which knows whether its
+        // hiding is still under way.
+        if (!w.mark || !w.iconic || w.unmanaged || followed_.count(w.id))
+            continue;
+        follow(w.id, Step::Hidden, now);
+        followed_[w.id].markTime = w.markTime;
+    }
+}
+
+void TWX11Workspace::followMarked() {
+    refresh();
+    // A window restored between the listing and the request to hear of its changes is seen
+    // only by reading it again.
+    advance({}, true);
 }
 
 std::vector<TWRunningApplication> TWX11Workspace::runningApplications() {
@@ -313,6 +333,7 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
             connection_.iconify(w.id);
             follow(w.id, Step::AwaitIconic, deadline, true);
         }
+        followed_[w.id].markTime = snapshot_.time;
         w.mark = position;
         w.markTime = snapshot_.time;
         w.iconic = true;
@@ -486,7 +507,7 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
         const TWX11WindowState& st = states[i];
         Followed& f = followed_.at(window);
         const bool expired = now >= f.deadline;
-        bool done = false;
+        bool done = false, keepMark = false;
         if (!st.exists) {
             done = true;
         } else if (!st.managed) {
@@ -502,11 +523,21 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                 } else if (expired && !waitLonger(f, now)) {
                     ignored += f.ours ? 1 : 0;
                     done = true;
+                    // Another process's hiding: its mark is its own to drop.
+                    keepMark = !f.ours;
                 }
                 break;
             case Step::Hidden:
+                if (st.marked && !st.iconic && st.markTime != f.markTime) {
+                    // Shown and hidden again by another process, whose minimize is still under
+                    // way: the new mark is followed until it is done.
+                    f = Followed{Step::AwaitIconic, now + kAnswerBound};
+                    f.markTime = st.markTime;
+                    break;
+                }
                 // Restored by anyone (a show-all elsewhere, the user's task bar): the mark goes.
                 done = !st.iconic || !st.marked;
+                f.markTime = st.markTime; // marked again while minimized: the same hiding
                 break;
             case Step::RestoreWhenIconic:
                 if (st.iconic) {
@@ -519,7 +550,8 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             case Step::HideWhenNormal:
                 if (!st.iconic) {
                     connection_.iconify(window);
-                    f = Followed{Step::AwaitIconic, now + kAnswerBound, f.ours};
+                    f = Followed{Step::AwaitIconic, now + kAnswerBound, f.ours, false, 0,
+                                 f.markTime};
                 } else if (expired && !waitLonger(f, now)) {
                     f.step = Step::Hidden; // never restored: minimized and marked, as asked
                 }
@@ -543,7 +575,7 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             }
         }
         if (done) {
-            if (st.exists && st.marked && !(f.step == Step::Hidden && st.iconic))
+            if (st.exists && st.marked && !keepMark && !(f.step == Step::Hidden && st.iconic))
                 connection_.removeMark(window);
             followed_.erase(window);
         }
@@ -579,7 +611,11 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
         } else if (activation_->sent && !activation_->retried &&
                    connection_.activeWindowNow() != activation_->target) {
             activation_->retried = true;
-            connection_.activate(activation_->target, connection_.activeWindowNow());
+            // Unless it was the target that went: minimized since, by the user or by another
+            // process's hiding (a run of the tool right after this show-all), it stays so.
+            const TWX11WindowState target = connection_.states({activation_->target})[0];
+            if (target.exists && !target.iconic && !target.marked)
+                connection_.activate(activation_->target, connection_.activeWindowNow());
         }
     }
     connection_.flush();

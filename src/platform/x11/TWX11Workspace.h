@@ -77,6 +77,14 @@ class TWX11Workspace : public TWWorkspace {
     // returns whether everything was answered.
     bool settle(std::chrono::milliseconds timeout);
     TWX11MinimizeSupport minimizeSupport() const { return minimizeSupport_; }
+    // Follows every window that carries a mark and is minimized (whoever hid it), so that its
+    // mark goes when it is seen back, by a show-all anywhere or by the user's hand. Every
+    // listing does this for the windows it sees; this one takes a fresh listing and reads the
+    // windows it took on once more, so that nothing that happened before they were followed
+    // goes unseen.
+    void followMarked();
+    // How many windows are followed: hidden with a mark, or with a request under way.
+    size_t followedCount() const { return followed_.size(); }
 
     // How long a window manager may take to carry out a minimize or restore request before the
     // request counts as ignored.
@@ -105,6 +113,9 @@ class TWX11Workspace : public TWWorkspace {
         bool ours = false; // minimized by this workspace's hide (for the capability check)
         bool late = false; // the window manager's answer is awaited past kAnswerBound
         int asks = 0;      // restores sent again after one was not seen done in time
+        // The time in the mark this window was followed with: a mark with another time was set
+        // by a later hiding.
+        std::optional<xcb_timestamp_t> markTime = std::nullopt;
     };
     struct Deferred {
         std::function<bool()> ready;
@@ -124,6 +135,8 @@ class TWX11Workspace : public TWWorkspace {
     void unhideApplication(TWX11Application& app);
     void follow(xcb_window_t window, Step step, std::chrono::steady_clock::time_point deadline,
                 bool ours = false);
+    // Follows the marked, minimized windows of the snapshot not followed yet.
+    void followNewlyMarked();
     // Whether a mark records a hiding still under way (the window manager may not have done it).
     bool markIsRecent(const TWX11Window& w) const;
     // Reads the followed windows that changed (all when `everything`) and moves each on.
