@@ -10,6 +10,9 @@
 #include "TWProcessRegistry.h"
 #include "TWProductVersion.h"
 #include "TWSettings.h"
+#include "TWShortcutBinder.h"
+#include "TWShortcutOwnership.h"
+#include "TWStorePaths.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
 #include "TWTrayIcon.h"
@@ -20,6 +23,8 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QCursor>
+#include <QDir>
+#include <QFileSystemWatcher>
 #include <QMenu>
 #include <QRegularExpression>
 #include <QTimer>
@@ -131,6 +136,24 @@ int main(int argc, char** argv) {
                                               TWHelperActivationPolicy);
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &app,
                      [] { TWProcessRegistry::unregisterCurrentProcess(); });
+
+    // The global shortcuts, while Tidewell itself is not running; a change of the settings (made
+    // in Tidewell's preferences) applies at once. The stores are replaced by renaming, so their
+    // directory is what is watched.
+    TWShortcutBinder shortcuts(desktop->globalShortcuts(), TWUserDefaults::sharedUserDefaults(),
+                               common);
+    const QString storeDirectory = QString::fromStdString(TWStorePaths::storeDirectory());
+    QDir().mkpath(storeDirectory);
+    QFileSystemWatcher storeWatcher({storeDirectory});
+    QObject::connect(&storeWatcher, &QFileSystemWatcher::directoryChanged, &app,
+                     [&shortcuts] { shortcuts.refresh(); });
+    TWShortcutOwnership shortcutOwnership(TWShortcutOwnership::Role::Helper,
+                                          QString::fromStdString(runtimeDirectory),
+                                          [&shortcuts](bool owner) { shortcuts.setActive(owner); });
+    shortcutOwnership.start();
+    // Released before the locks are, so that whoever takes over finds the keys free.
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app,
+                     [&shortcuts] { shortcuts.setActive(false); });
 
     TidewellHelper helper(common, desktop->workspace(), [] { QCoreApplication::quit(); });
     // A menu-bar item opens its menu on a click, whichever button.
