@@ -102,6 +102,8 @@ void TWShortcutBinder::refresh() {
             TWLog(LOG_NOTICE, kLogClass,
                   std::string("the shortcut of ") + actionTitle(action) +
                       " is not registered: " + *b.problem);
+        else
+            TWLog(LOG_INFO, kLogClass, keys + " registered for " + actionTitle(action));
     }
 }
 

@@ -29,6 +29,7 @@
 #include "TWSettings.h"
 #include "TWShortcutBinder.h"
 #include "TWShortcutOwnership.h"
+#include "TWStoreWatcher.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
 #include "TWTrayIcon.h"
@@ -417,6 +418,8 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
         TWShortcutOwnership::Role::Application,
         QString::fromStdString(TWProcessRegistry::registryDirectory()),
         [&shortcuts](bool owner) { shortcuts->setActive(owner); });
+    // A change made elsewhere (the command-line tool, an editor) applies at once too.
+    TWWatchStoreDirectory(&app, [&shortcuts] { shortcuts->refresh(); });
     app.setDeactivationHandler([] { TWCommon::sharedInstance().setCurrentProcess(); });
 
     std::function<void(const std::string&)> urlHandler;

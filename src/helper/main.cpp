@@ -12,7 +12,7 @@
 #include "TWSettings.h"
 #include "TWShortcutBinder.h"
 #include "TWShortcutOwnership.h"
-#include "TWStorePaths.h"
+#include "TWStoreWatcher.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
 #include "TWTrayIcon.h"
@@ -23,8 +23,6 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QCursor>
-#include <QDir>
-#include <QFileSystemWatcher>
 #include <QMenu>
 #include <QRegularExpression>
 #include <QTimer>
@@ -138,15 +136,10 @@ int main(int argc, char** argv) {
                      [] { TWProcessRegistry::unregisterCurrentProcess(); });
 
     // The global shortcuts, while Tidewell itself is not running; a change of the settings (made
-    // in Tidewell's preferences) applies at once. The stores are replaced by renaming, so their
-    // directory is what is watched.
+    // in Tidewell's preferences) applies at once.
     TWShortcutBinder shortcuts(desktop->globalShortcuts(), TWUserDefaults::sharedUserDefaults(),
                                common);
-    const QString storeDirectory = QString::fromStdString(TWStorePaths::storeDirectory());
-    QDir().mkpath(storeDirectory);
-    QFileSystemWatcher storeWatcher({storeDirectory});
-    QObject::connect(&storeWatcher, &QFileSystemWatcher::directoryChanged, &app,
-                     [&shortcuts] { shortcuts.refresh(); });
+    TWWatchStoreDirectory(&app, [&shortcuts] { shortcuts.refresh(); });
     TWShortcutOwnership shortcutOwnership(TWShortcutOwnership::Role::Helper,
                                           QString::fromStdString(runtimeDirectory),
                                           [&shortcuts](bool owner) { shortcuts.setActive(owner); });

@@ -234,6 +234,35 @@ TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeAndTheirSettingsRul
     EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
 }
 
+// The global shortcuts: stored in the shared settings, grabbed by the running instance at once,
+// pressed on the keyboard (whatever the state of Caps Lock); a combination another client has
+// grabbed first is reported by name.
+TEST_F(TidewellAppX11Test, GlobalShortcutsHideAndShowAndAKeyGrabbedElsewhereIsReported) {
+    const auto logged = [](const std::string& line) {
+        return waitFor([&] { return tidewell_->log().find(line) != std::string::npos; });
+    };
+    tidewell_->writeSharedSettings({{"ShowFinder", false},
+                                    {"Minimize", false},
+                                    {"HideOthersShortcut", "Ctrl+Alt+H"},
+                                    {"ShowAllShortcut", "Ctrl+Alt+S"}});
+    ASSERT_TRUE(logged("Ctrl+Alt+S registered for Show All")) << tidewell_->log();
+    run({"xdotool", "key", "Caps_Lock", "ctrl+alt+h", "Caps_Lock"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(true); }));
+    run({"xdotool", "key", "ctrl+alt+s"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+
+    // Another client holds Ctrl+Alt+K (keysym 0x6b; Control 4 + Mod1 8) before Tidewell asks.
+    const pid_t holder = desktop_->spawn({TWTestProgramPath("tidewell-test-client"), "--class",
+                                          "keyholder,KeyHolder", "--grab-key", "0x6b,12"});
+    ASSERT_TRUE(waitFor([] { return windowOf("keyholder") != 0; }));
+    tidewell_->writeSharedSettings(
+        {{"HideOthersShortcut", "Ctrl+Alt+H"}, {"ShowAllShortcut", "Ctrl+Alt+K"}});
+    EXPECT_TRUE(logged("Another program already uses Ctrl+Alt+K as a shortcut."))
+        << tidewell_->log();
+    desktop_->terminate(holder);
+    tidewell_->writeSharedSettings({});
+}
+
 // Last: replaces the instance. With "Menubar" set the launch starts tidewell-helper once per
 // session and registers it as a login item; turning the mode off removes the login item and
 // quits the helper.
