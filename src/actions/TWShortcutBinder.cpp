@@ -81,7 +81,7 @@ void TWShortcutBinder::refresh() {
     for (TWShortcutAction action : kActions) {
         Binding& b = binding(action);
         const std::string& keys = wanted[static_cast<int>(action)];
-        if (!b.keys.empty() && (b.keys != keys || b.problem)) {
+        if (!b.keys.empty() && b.keys != keys) {
             shortcuts_.bind(action, "");
             b = {};
         }
