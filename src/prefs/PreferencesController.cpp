@@ -294,6 +294,7 @@ bool PreferencesController::storeState(TWUserDefaults& store, QCheckBox* box, co
 void PreferencesController::showStatus(const QString& text) {
     statusLine_->setText(text);
     statusLine_->setVisible(!text.isEmpty());
+    fitGeneralView();
     if (!text.isEmpty()) { // read out by a screen reader, as an alert is
         QAccessibleEvent alert(statusLine_, QAccessible::Alert);
         QAccessible::updateAccessibility(&alert);
@@ -440,6 +441,7 @@ void PreferencesController::showShortcutProblem(TWShortcutAction action, const Q
     QLabel* line = shortcutProblem(action);
     line->setText(text);
     line->setVisible(!text.isEmpty());
+    fitGeneralView();
     if (!text.isEmpty()) {
         QAccessibleEvent alert(line, QAccessible::Alert);
         QAccessible::updateAccessibility(&alert);
@@ -603,6 +605,24 @@ void PreferencesController::displayPrefView(QWidget* view) {
     animation_->setStartValue(oldFrame);
     animation_->setEndValue(newFrame);
     animation_->start();
+}
+
+void PreferencesController::fitGeneralView() {
+    // The lines that come and go (the status, the shortcuts' problems) change the pane's height.
+    const int width = std::max(paneWidth, generalView_->sizeHint().width());
+    QLayout* layout = generalView_->layout();
+    layout->activate(); // a line just shown or hidden counts
+    const int height = layout->hasHeightForWidth() ? layout->totalHeightForWidth(width)
+                                                   : generalView_->sizeHint().height();
+    if (generalView_->size() == QSize(width, height))
+        return;
+    generalView_->resize(width, height);
+    if (currentView_ != generalView_ || !prefsWindow_)
+        return;
+    animation_->stop();
+    prefsWindow_->setMinimumSize(0, 0);
+    prefsWindow_->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    prefsWindow_->setFixedSize(width, height + toolbar_->sizeHint().height());
 }
 
 // ----------------------------------------------------------------------------- closing

@@ -139,6 +139,8 @@ class PreferencesController : public QObject {
     // Shows why `action`'s shortcut is not registered (nothing: hides the line).
     void showShortcutProblem(TWShortcutAction action, const QString& text);
     void showShortcutProblems();
+    // Sizes the General pane (and the window, while it shows the pane) to what it holds now.
+    void fitGeneralView();
     // Moves the window's frame to the centre of its screen.
     void centreWindow();
 

@@ -56,6 +56,9 @@ QString nativeText(const QString& keys) {
 
 TWShortcutRecorder::TWShortcutRecorder(QWidget* parent) : QPushButton(parent) {
     setFocusPolicy(Qt::StrongFocus);
+    // As wide as its widest text, so that it keeps its size while recording.
+    setMinimumWidth(fontMetrics().horizontalAdvance(localized("Press a combination...")) +
+                    fontMetrics().averageCharWidth() * 6);
     connect(this, &QPushButton::clicked, this, [this] {
         if (!recording_)
             startRecording();
