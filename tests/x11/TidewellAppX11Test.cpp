@@ -250,6 +250,14 @@ TEST_F(TidewellAppX11Test, GlobalShortcutsHideAndShowAndAKeyGrabbedElsewhereIsRe
     EXPECT_TRUE(waitFor([] { return allMinimized(true); }));
     run({"xdotool", "key", "ctrl+alt+s"});
     EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+    // The keyboard mapping changes: H moves to another key, whose press still hides.
+    run({"xmodmap", "-e", "keycode 43 = j J", "-e", "keycode 200 = h H"});
+    EXPECT_TRUE(logged("grabbing the shortcuts again")) << tidewell_->log();
+    run({"xdotool", "key", "ctrl+alt+h"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(true); }));
+    run({"xmodmap", "-e", "keycode 43 = h H", "-e", "keycode 200 ="});
+    run({"xdotool", "key", "ctrl+alt+s"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
 
     // Another client holds Ctrl+Alt+K (keysym 0x6b; Control 4 + Mod1 8) before Tidewell asks.
     const pid_t holder = desktop_->spawn({TWTestProgramPath("tidewell-test-client"), "--class",

@@ -278,6 +278,7 @@ void TWX11GlobalShortcuts::handleEvent(const xcb_generic_event_t& event) {
         for (const auto& [action, binding] : previous)
             ungrab(binding.grabs);
         readMapping();
+        TWLog(LOG_INFO, kLogClass, "the keyboard mapping changed; grabbing the shortcuts again");
         for (const auto& [action, binding] : previous)
             if (auto problem = bind(action, binding.keys))
                 TWLog(LOG_WARNING, kLogClass,
