@@ -311,12 +311,39 @@ TEST_F(TidewellAppX11Test, MenubarModeStartsOneHelperPerSession) {
     // second helper started by hand (the login item, say) gives way. Still one helper.
     EXPECT_EQ(tidewell_->runAgain({}), 0);
     desktop_->terminate(first);
-    ASSERT_GT(tidewell_->start(), 0);
+    const pid_t second = tidewell_->start();
+    ASSERT_GT(second, 0);
     EXPECT_EQ(run({"sh", "-c", "'" + helperPath + "' 2>&1; echo \"exit $?\""}),
               "TidewellHelper: another Tidewell Menu runs in this session\nexit 0\n");
     ASSERT_EQ(registeredHelpers().size(), 1u);
     EXPECT_EQ(registeredHelpers().front().pid, helper.pid);
     EXPECT_EQ(helperProcesses(), std::vector<pid_t>{helper.pid});
+
+    // While Tidewell is not running the helper answers the shortcuts (pressed until it has
+    // taken them over), and hands them back when Tidewell starts again.
+    tidewell_->writeSharedSettings({{"Minimize", false}, {"HideOthersShortcut", "Ctrl+Alt+H"}});
+    EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0); // after the second start's hide
+    ASSERT_TRUE(waitFor([] { return minimized("xterm", false) && minimized("xlogo", false); }));
+    desktop_->terminate(second);
+    EXPECT_TRUE(waitFor([] {
+        run({"xdotool", "key", "ctrl+alt+h"});
+        return minimized("xterm") && minimized("xlogo");
+    })) << tidewell_->log();
+    const auto registrations = [] {
+        const std::string log = tidewell_->log(), line = "Ctrl+Alt+H registered for Hide Others";
+        size_t n = 0;
+        for (size_t at = log.find(line); at != std::string::npos; at = log.find(line, at + 1))
+            ++n;
+        return n;
+    };
+    const size_t before = registrations();
+    ASSERT_GT(tidewell_->start(), 0);
+    EXPECT_TRUE(waitFor([&] { return registrations() == before + 1; })) << tidewell_->log();
+    EXPECT_EQ(tidewell_->log().find("not registered: Another program already uses Ctrl+Alt+H"),
+              std::string::npos);
+    EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
+    EXPECT_TRUE(waitFor([] { return minimized("xterm", false) && minimized("xlogo", false); }));
+    tidewell_->writeSharedSettings({});
 
     // Menu-bar mode turned off, as the preferences do it: the login item goes and the helper
     // quits, taking its registration with it; turned on again, one helper starts.
