@@ -272,13 +272,24 @@ void TWX11GlobalShortcuts::handleEvent(const xcb_generic_event_t& event) {
         const auto& mapping = reinterpret_cast<const xcb_mapping_notify_event_t&>(event);
         if (mapping.request == XCB_MAPPING_POINTER || !mappingRead_)
             return;
-        // The same combinations may sit on other keycodes or modifier bits now.
+        // Each switch between keyboards (the real one, XTEST's) is announced too, with nothing
+        // changed: the grabs stay as they are then.
+        const std::vector<xcb_keysym_t> oldKeysyms = keysyms_;
+        const std::uint16_t oldMasks[] = {altMask_, metaMask_, numLockMask_};
+        readMapping();
+        const std::uint16_t newNumLock = numLockMask_;
+        if (keysyms_ == oldKeysyms && altMask_ == oldMasks[0] && metaMask_ == oldMasks[1] &&
+            numLockMask_ == oldMasks[2])
+            return;
+        // The same combinations may sit on other keycodes or modifier bits now. The old grabs
+        // are released with the old lock-modifier variants.
+        TWLog(LOG_INFO, kLogClass, "the keyboard mapping changed; grabbing the shortcuts again");
         std::map<TWShortcutAction, Binding> previous;
         previous.swap(bindings_);
+        numLockMask_ = oldMasks[2];
         for (const auto& [action, binding] : previous)
             ungrab(binding.grabs);
-        readMapping();
-        TWLog(LOG_INFO, kLogClass, "the keyboard mapping changed; grabbing the shortcuts again");
+        numLockMask_ = newNumLock;
         for (const auto& [action, binding] : previous)
             if (auto problem = bind(action, binding.keys))
                 TWLog(LOG_WARNING, kLogClass,
