@@ -92,7 +92,12 @@ void TWShortcutBinder::refresh() {
         if (keys.empty() || (keys == b.keys && !b.problem))
             continue;
         b.keys = keys;
-        if (action == TWShortcutAction::ShowAll && keys == wanted[0]) {
+        const auto combination = TWKeyCombination::parse(keys);
+        if (combination && !combination->isGlobalShortcut()) {
+            // A hand-edited "H" would take the letter from every program.
+            b.problem = TWLocalizedString(
+                "A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).");
+        } else if (action == TWShortcutAction::ShowAll && keys == wanted[0]) {
             b.problem = TWFormat(TWLocalizedString("%@ is already the shortcut of %@."), keys,
                                  TWLocalizedString(actionTitle(TWShortcutAction::HideOthers)));
         } else {

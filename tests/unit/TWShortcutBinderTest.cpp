@@ -65,6 +65,12 @@ TEST(TWShortcutBinder, BindsWhileActiveRunsTheRequestsAndReportsWhatFailed) {
     EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "Ctrl+Alt+H");
     EXPECT_FALSE(f.binder.problem(Action::ShowAll).has_value());
 
+    // A combination that would swallow typing, written by hand, is refused.
+    f.shared.setObject(TWPlistValue("Shift+H"), TWShowAllShortcutKey);
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "");
+    EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());
+
     // Cleared (an empty value is none), and every binding released on handing over.
     f.shared.setObject(TWPlistValue(""), TWShowAllShortcutKey);
     f.binder.refresh();
