@@ -81,7 +81,9 @@ void TWShortcutBinder::refresh() {
     for (TWShortcutAction action : kActions) {
         Binding& b = binding(action);
         const std::string& keys = wanted[static_cast<int>(action)];
-        if (!b.keys.empty() && b.keys != keys) {
+        // Show All gives way when Hide Others takes its keys.
+        const bool clash = action == TWShortcutAction::ShowAll && keys == wanted[0];
+        if (!b.keys.empty() && (b.keys != keys || (clash && !b.problem))) {
             shortcuts_.bind(action, "");
             b = {};
         }

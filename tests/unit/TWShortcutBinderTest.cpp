@@ -65,6 +65,13 @@ TEST(TWShortcutBinder, BindsWhileActiveRunsTheRequestsAndReportsWhatFailed) {
     EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "Ctrl+Alt+H");
     EXPECT_FALSE(f.binder.problem(Action::ShowAll).has_value());
 
+    // Hide Others takes Show All's keys: Show All gives way and says why.
+    f.shared.setObject(TWPlistValue("Ctrl+Alt+H"), TWHideOthersShortcutKey);
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "Ctrl+Alt+H");
+    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "");
+    EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());
+
     // A combination that would swallow typing, written by hand, is refused.
     f.shared.setObject(TWPlistValue("Shift+H"), TWShowAllShortcutKey);
     f.binder.refresh();
