@@ -79,7 +79,7 @@ void TWShortcutOwnership::waitForLock(const char* file, bool exclusive, Waiting 
         return;
     }
     if (resultSocket_ >= 0) {
-        delete resultNotifier_;
+        dropResultNotifier();
         ::close(resultSocket_);
     }
     resultSocket_ = pair[0];
@@ -101,11 +101,19 @@ void TWShortcutOwnership::waitForLock(const char* file, bool exclusive, Waiting 
     }).detach();
 }
 
+void TWShortcutOwnership::dropResultNotifier() {
+    // Called from its own signal: deleted once that has returned.
+    if (resultNotifier_) {
+        resultNotifier_->setEnabled(false);
+        resultNotifier_->deleteLater();
+        resultNotifier_ = nullptr;
+    }
+}
+
 void TWShortcutOwnership::lockTaken(int fd) {
     const Waiting what = waiting_;
     waiting_ = Waiting::Nothing;
-    delete resultNotifier_;
-    resultNotifier_ = nullptr;
+    dropResultNotifier();
     ::close(resultSocket_);
     resultSocket_ = -1;
     switch (what) {

@@ -40,6 +40,7 @@ class TWShortcutOwnership : public QObject {
     // holding it comes back to lockTaken.
     void waitForLock(const char* file, bool exclusive, Waiting what);
     void lockTaken(int fd);
+    void dropResultNotifier();
     // Whether the application holds its lock now.
     bool applicationRuns() const;
     void applicationLockChanged();
