@@ -391,5 +391,61 @@
         <source>Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.</source>
         <translation>Tidewell kann keine Fenster aus- oder einblenden, bis sie wieder eingeschaltet ist. Nichts, was Tidewell ausgeblendet hat, geht verloren.</translation>
     </message>
+    <message id="Hide Others">
+        <source>Hide Others</source>
+        <translation>Andere ausblenden</translation>
+    </message>
+    <message id="%@ is already the shortcut of %@.">
+        <source>%@ is already the shortcut of %@.</source>
+        <translation>%@ ist schon das Tastenkürzel für „%@“.</translation>
+    </message>
+    <message id="&quot;%@&quot; is not a key combination.">
+        <source>&quot;%@&quot; is not a key combination.</source>
+        <translation>„%@“ ist keine Tastenkombination.</translation>
+    </message>
+    <message id="No key of this keyboard types %@.">
+        <source>No key of this keyboard types %@.</source>
+        <translation>Keine Taste dieser Tastatur erzeugt %@.</translation>
+    </message>
+    <message id="Another program already uses %@ as a shortcut.">
+        <source>Another program already uses %@ as a shortcut.</source>
+        <translation>Ein anderes Programm verwendet %@ schon als Tastenkürzel.</translation>
+    </message>
+    <message id="The X server refused the shortcut %@.">
+        <source>The X server refused the shortcut %@.</source>
+        <translation>Der X-Server hat das Tastenkürzel %@ abgelehnt.</translation>
+    </message>
+    <message id="The connection to the X server is lost.">
+        <source>The connection to the X server is lost.</source>
+        <translation>Die Verbindung zum X-Server ist verloren.</translation>
+    </message>
+    <message id="Hide Others:">
+        <source>Hide Others:</source>
+        <translation>Andere ausblenden:</translation>
+    </message>
+    <message id="Hide Others shortcut">
+        <source>Hide Others shortcut</source>
+        <translation>Tastenkürzel für Andere ausblenden</translation>
+    </message>
+    <message id="Show All:">
+        <source>Show All:</source>
+        <translation>Alle einblenden:</translation>
+    </message>
+    <message id="Show All shortcut">
+        <source>Show All shortcut</source>
+        <translation>Tastenkürzel für Alle einblenden</translation>
+    </message>
+    <message id="Press a combination...">
+        <source>Press a combination...</source>
+        <translation>Tastenkombination drücken...</translation>
+    </message>
+    <message id="None">
+        <source>None</source>
+        <translation>Keines</translation>
+    </message>
+    <message id="A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).">
+        <source>A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).</source>
+        <translation>Ein Tastenkürzel braucht Strg, Alt oder Meta, außer bei einer Funktionstaste (F1 bis F35).</translation>
+    </message>
 </context>
 </TS>

@@ -391,5 +391,61 @@
         <source>Tidewell cannot hide or show windows until it is turned on again. Nothing Tidewell hid is forgotten.</source>
         <translation>Tidewell ne peut ni masquer ni afficher de fenêtres tant qu’elle n’est pas réactivée. Rien de ce que Tidewell a masqué n’est oublié.</translation>
     </message>
+    <message id="Hide Others">
+        <source>Hide Others</source>
+        <translation>Masquer les autres</translation>
+    </message>
+    <message id="%@ is already the shortcut of %@.">
+        <source>%@ is already the shortcut of %@.</source>
+        <translation>%@ est déjà le raccourci de « %@ ».</translation>
+    </message>
+    <message id="&quot;%@&quot; is not a key combination.">
+        <source>&quot;%@&quot; is not a key combination.</source>
+        <translation>« %@ » n’est pas une combinaison de touches.</translation>
+    </message>
+    <message id="No key of this keyboard types %@.">
+        <source>No key of this keyboard types %@.</source>
+        <translation>Aucune touche de ce clavier ne produit %@.</translation>
+    </message>
+    <message id="Another program already uses %@ as a shortcut.">
+        <source>Another program already uses %@ as a shortcut.</source>
+        <translation>Un autre programme utilise déjà %@ comme raccourci.</translation>
+    </message>
+    <message id="The X server refused the shortcut %@.">
+        <source>The X server refused the shortcut %@.</source>
+        <translation>Le serveur X a refusé le raccourci %@.</translation>
+    </message>
+    <message id="The connection to the X server is lost.">
+        <source>The connection to the X server is lost.</source>
+        <translation>La connexion au serveur X est perdue.</translation>
+    </message>
+    <message id="Hide Others:">
+        <source>Hide Others:</source>
+        <translation>Masquer les autres :</translation>
+    </message>
+    <message id="Hide Others shortcut">
+        <source>Hide Others shortcut</source>
+        <translation>Raccourci de Masquer les autres</translation>
+    </message>
+    <message id="Show All:">
+        <source>Show All:</source>
+        <translation>Tout afficher :</translation>
+    </message>
+    <message id="Show All shortcut">
+        <source>Show All shortcut</source>
+        <translation>Raccourci de Tout afficher</translation>
+    </message>
+    <message id="Press a combination...">
+        <source>Press a combination...</source>
+        <translation>Appuyez sur une combinaison...</translation>
+    </message>
+    <message id="None">
+        <source>None</source>
+        <translation>Aucun</translation>
+    </message>
+    <message id="A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).">
+        <source>A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).</source>
+        <translation>Un raccourci doit comporter Ctrl, Alt ou Méta, sauf une touche de fonction (F1 à F35).</translation>
+    </message>
 </context>
 </TS>

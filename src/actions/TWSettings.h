@@ -13,6 +13,10 @@ inline constexpr const char* TWShowFinderKey = "ShowFinder";
 inline constexpr const char* TWShowWindowKey = "ShowWindow";
 inline constexpr const char* TWMinimizeKey = "Minimize";
 inline constexpr const char* TWCloseAllFinderKey = "CloseAllFinder";
+// Tidewell's global shortcuts, as key combinations' portable text ("Ctrl+Alt+H"); absent or
+// empty: none.
+inline constexpr const char* TWHideOthersShortcutKey = "HideOthersShortcut";
+inline constexpr const char* TWShowAllShortcutKey = "ShowAllShortcut";
 
 // The application's own store.
 inline constexpr const char* TWMenubarKey = "Menubar";

@@ -27,6 +27,9 @@
 #include "TWQtMainQueue.h"
 #include "TWRequestJournal.h"
 #include "TWSettings.h"
+#include "TWShortcutBinder.h"
+#include "TWShortcutOwnership.h"
+#include "TWStoreWatcher.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
 #include "TWTrayIcon.h"
@@ -113,6 +116,8 @@ struct TWSharedServices {
     TWLoginItemList& loginItems;
     std::function<void(const std::string&)> setApplicationIconImage;
     std::function<void()> terminate;
+    // Rebinds the global shortcuts from the shared store; why `action`'s is not registered.
+    std::function<std::optional<std::string>(TWShortcutAction)> refreshShortcut;
 };
 
 // Configures the shared instances, in this order, each before the first that reads it:
@@ -165,6 +170,7 @@ void configureSharedServices(const TWSharedServices& shared) {
     preferencesServices.iconNamed = [](const QString& name) { return TWTrayIcon::iconNamed(name); };
     preferencesServices.setApplicationIconImage = shared.setApplicationIconImage;
     preferencesServices.terminate = shared.terminate;
+    preferencesServices.refreshShortcut = shared.refreshShortcut;
     PreferencesController::configureShared(preferencesServices);
 }
 
@@ -394,8 +400,26 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     };
     auto terminate = [] { QCoreApplication::exit(0); };
 
+    // The global shortcuts, registered while this instance holds them (see TWShortcutOwnership).
+    std::unique_ptr<TWShortcutBinder> shortcuts;
+    auto refreshShortcut = [&shortcuts](TWShortcutAction action) -> std::optional<std::string> {
+        if (!shortcuts)
+            return std::nullopt;
+        shortcuts->refresh();
+        return shortcuts->problem(action);
+    };
+
     configureSharedServices({*desktop, simulated, journal, *serviceManagement, *loginItems,
-                             setApplicationIconImage, terminate});
+                             setApplicationIconImage, terminate, refreshShortcut});
+    shortcuts = std::make_unique<TWShortcutBinder>(desktop->globalShortcuts(),
+                                                   TWUserDefaults::sharedUserDefaults(),
+                                                   TWCommon::sharedInstance());
+    TWShortcutOwnership shortcutOwnership(
+        TWShortcutOwnership::Role::Application,
+        QString::fromStdString(TWProcessRegistry::registryDirectory()),
+        [&shortcuts](bool owner) { shortcuts->setActive(owner); });
+    // A change made elsewhere (the command-line tool, an editor) applies at once too.
+    TWWatchStoreDirectory(&app, [&shortcuts] { shortcuts->refresh(); });
     app.setDeactivationHandler([] { TWCommon::sharedInstance().setCurrentProcess(); });
 
     std::function<void(const std::string&)> urlHandler;
@@ -476,8 +500,10 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
         return TWLauncher::exitFailure;
     }
 
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app, [&delegate] {
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app, [&delegate, &shortcuts] {
         delegate.applicationShouldTerminate();
+        // Released before the process ends, so that the helper taking over finds them free.
+        shortcuts->setActive(false);
         TWProcessRegistry::unregisterCurrentProcess();
         // A settings change that waits for another process's lock is written before the end.
         TWPlistFileStore::finishStandardStoreWrites(TWPlistFileStore::kQuitWait);
@@ -487,6 +513,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
         tray.show();
         delegate.applicationDidFinishLaunching();
         dbusService.start();
+        shortcutOwnership.start();
         // A start that carried a request (a URL, hide or show) handles it once launched; a
         // plain first start is not a click. A refused start (the quit after its alert is still
         // queued) carries out nothing.
@@ -494,6 +521,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
             handle(request.message);
     });
     const int status = app.exec();
+    shortcuts.reset();
     releaseSharedServices();
     return status;
 }

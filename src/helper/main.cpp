@@ -10,6 +10,9 @@
 #include "TWProcessRegistry.h"
 #include "TWProductVersion.h"
 #include "TWSettings.h"
+#include "TWShortcutBinder.h"
+#include "TWShortcutOwnership.h"
+#include "TWStoreWatcher.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
 #include "TWTrayIcon.h"
@@ -134,6 +137,19 @@ int main(int argc, char** argv) {
         // A settings change that waits for another process's lock is written before the end.
         TWPlistFileStore::finishStandardStoreWrites(TWPlistFileStore::kQuitWait);
     });
+
+    // The global shortcuts, while Tidewell itself is not running; a change of the settings (made
+    // in Tidewell's preferences) applies at once.
+    TWShortcutBinder shortcuts(desktop->globalShortcuts(), TWUserDefaults::sharedUserDefaults(),
+                               common);
+    TWWatchStoreDirectory(&app, [&shortcuts] { shortcuts.refresh(); });
+    TWShortcutOwnership shortcutOwnership(TWShortcutOwnership::Role::Helper,
+                                          QString::fromStdString(runtimeDirectory),
+                                          [&shortcuts](bool owner) { shortcuts.setActive(owner); });
+    shortcutOwnership.start();
+    // Released before the locks are, so that whoever takes over finds the keys free.
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app,
+                     [&shortcuts] { shortcuts.setActive(false); });
 
     TidewellHelper helper(common, desktop->workspace(), [] { QCoreApplication::quit(); });
     // A menu-bar item opens its menu on a click, whichever button.

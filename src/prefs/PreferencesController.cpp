@@ -8,6 +8,8 @@
 #include "TWLocalizedString.h"
 #include "TWServiceManagement.h"
 #include "TWSettings.h"
+#include "TWShortcutBinder.h"
+#include "TWShortcutRecorder.h"
 #include "TWUserDefaults.h"
 
 #include <QAbstractItemView>
@@ -292,6 +294,7 @@ bool PreferencesController::storeState(TWUserDefaults& store, QCheckBox* box, co
 void PreferencesController::showStatus(const QString& text) {
     statusLine_->setText(text);
     statusLine_->setVisible(!text.isEmpty());
+    fitGeneralView();
     if (!text.isEmpty()) { // read out by a screen reader, as an alert is
         QAccessibleEvent alert(statusLine_, QAccessible::Alert);
         QAccessible::updateAccessibility(&alert);
@@ -346,6 +349,41 @@ QWidget* PreferencesController::createGeneralView() {
     form->addRow(QString(), indented);
     form->addRow(QString(), minimizeCheckbox_);
     form->addRow(QString(), closeAllCheckbox_);
+    // The global shortcuts, each with the reason it is not registered under it.
+    constexpr struct {
+        TWShortcutAction action;
+        const char* label;
+        const char* accessibleName;
+    } shortcutRows[] = {
+        {TWShortcutAction::HideOthers, TWLocalizable("Hide Others:"),
+         TWLocalizable("Hide Others shortcut")},
+        {TWShortcutAction::ShowAll, TWLocalizable("Show All:"), TWLocalizable("Show All shortcut")},
+    };
+    for (const auto& row : shortcutRows) {
+        const int index = static_cast<int>(row.action);
+        auto* recorder = new TWShortcutRecorder(view);
+        recorder->setAccessibleName(localized(row.accessibleName));
+        auto* problem = new QLabel(view);
+        problem->setWordWrap(true);
+        problem->setAccessibleName(localized(row.accessibleName));
+        problem->hide();
+        auto* column = new QVBoxLayout;
+        column->addWidget(recorder, 0, Qt::AlignLeft);
+        column->addWidget(problem);
+        auto* label = new QLabel(localized(row.label), view);
+        label->setBuddy(recorder);
+        form->addRow(label, column);
+        connect(
+            recorder, &TWShortcutRecorder::keysChanged, this,
+            [this, action = row.action](const QString& keys) { shortcutRecorded(action, keys); });
+        connect(recorder, &TWShortcutRecorder::refused, this,
+                [this, action = row.action](const QString& reason) {
+                    showShortcutProblem(action, reason);
+                });
+        shortcutRecorders_[index] = recorder;
+        shortcutProblems_[index] = problem;
+    }
+
     statusLine_ = new QLabel(view);
     statusLine_->setWordWrap(true);
     statusLine_->setAccessibleName(localized("Status"));
@@ -374,6 +412,10 @@ void PreferencesController::display() {
     showState(menuExtraCheckbox_, own.boolForKey(TWMenubarKey));
     showIconStyle();
     showState(loginCheckbox_, loginItem.isLoginItem());
+    for (TWShortcutAction action : {TWShortcutAction::HideOthers, TWShortcutAction::ShowAll})
+        shortcutRecorder(action)->setKeys(QString::fromStdString(
+            sharedDefaults.stringForKey(TWShortcutBinder::settingsKey(action)).value_or("")));
+    showShortcutProblems();
     showStatus(QString());
 
     centreWindow();
@@ -386,6 +428,50 @@ void PreferencesController::display() {
 }
 
 // ----------------------------------------------------------------------------- actions
+
+TWShortcutRecorder* PreferencesController::shortcutRecorder(TWShortcutAction action) const {
+    return shortcutRecorders_[static_cast<int>(action)];
+}
+
+QLabel* PreferencesController::shortcutProblem(TWShortcutAction action) const {
+    return shortcutProblems_[static_cast<int>(action)];
+}
+
+void PreferencesController::showShortcutProblem(TWShortcutAction action, const QString& text) {
+    QLabel* line = shortcutProblem(action);
+    line->setText(text);
+    line->setVisible(!text.isEmpty());
+    fitGeneralView();
+    if (!text.isEmpty()) {
+        QAccessibleEvent alert(line, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
+    }
+}
+
+void PreferencesController::showShortcutProblems() {
+    for (TWShortcutAction action : {TWShortcutAction::HideOthers, TWShortcutAction::ShowAll}) {
+        std::optional<std::string> problem;
+        if (services_.refreshShortcut)
+            problem = services_.refreshShortcut(action);
+        showShortcutProblem(action, QString::fromStdString(problem.value_or("")));
+    }
+}
+
+void PreferencesController::shortcutRecorded(TWShortcutAction action, const QString& keys) {
+    TWUserDefaults& store = *services_.sharedDefaults;
+    const char* key = TWShortcutBinder::settingsKey(action);
+    const bool stored = keys.isEmpty() ? store.removeObjectForKey(key)
+                                       : store.setObject(TWPlistValue(keys.toStdString()), key);
+    if (!stored) {
+        shortcutRecorder(action)->setKeys(
+            QString::fromStdString(store.stringForKey(key).value_or("")));
+        showStatus(
+            localized("The change could not be saved: the settings file cannot be written."));
+        return;
+    }
+    // Both lines: moving a combination from one action to the other changes both.
+    showShortcutProblems();
+}
 
 void PreferencesController::showIconStyle() {
     // A stored style no item has selects nothing.
@@ -519,6 +605,24 @@ void PreferencesController::displayPrefView(QWidget* view) {
     animation_->setStartValue(oldFrame);
     animation_->setEndValue(newFrame);
     animation_->start();
+}
+
+void PreferencesController::fitGeneralView() {
+    // The lines that come and go (the status, the shortcuts' problems) change the pane's height.
+    const int width = std::max(paneWidth, generalView_->sizeHint().width());
+    QLayout* layout = generalView_->layout();
+    layout->activate(); // a line just shown or hidden counts
+    const int height = layout->hasHeightForWidth() ? layout->totalHeightForWidth(width)
+                                                   : generalView_->sizeHint().height();
+    if (generalView_->size() == QSize(width, height))
+        return;
+    generalView_->resize(width, height);
+    if (currentView_ != generalView_ || !prefsWindow_)
+        return;
+    animation_->stop();
+    prefsWindow_->setMinimumSize(0, 0);
+    prefsWindow_->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    prefsWindow_->setFixedSize(width, height + toolbar_->sizeHint().height());
 }
 
 // ----------------------------------------------------------------------------- closing

@@ -8,7 +8,10 @@
 #include <QObject>
 #include <QPointer>
 
+#include "TWGlobalShortcuts.h"
+
 #include <functional>
+#include <optional>
 #include <string>
 
 class ExcludeController;
@@ -24,6 +27,7 @@ class QWidget;
 class TWAlertPresenter;
 class TWLoginItemList;
 class TWServiceManagement;
+class TWShortcutRecorder;
 class TWUserDefaults;
 
 struct TWPreferencesServices {
@@ -42,6 +46,9 @@ struct TWPreferencesServices {
     std::function<void(const std::string& imageName)> setApplicationIconImage;
     // Ends the application.
     std::function<void()> terminate;
+    // Registers the global shortcuts as stored now; why `action`'s is not registered, if it is
+    // not.
+    std::function<std::optional<std::string>(TWShortcutAction action)> refreshShortcut;
 };
 
 class PreferencesController : public QObject {
@@ -101,6 +108,10 @@ class PreferencesController : public QObject {
     QCheckBox* newWindowCheckbox() const { return newWindowCheckbox_; }
     QCheckBox* showFinderCheckbox() const { return showFinderCheckbox_; }
     QCheckBox* closeAllCheckbox() const { return closeAllCheckbox_; }
+    // The global shortcuts' fields, and the line under each telling why its shortcut is not
+    // registered (hidden otherwise).
+    TWShortcutRecorder* shortcutRecorder(TWShortcutAction action) const;
+    QLabel* shortcutProblem(TWShortcutAction action) const;
     // The General pane's line telling of a change that could not be saved (hidden otherwise).
     QLabel* statusLine() const { return statusLine_; }
     // The window-resize animation of the last pane switch (for waiting on it).
@@ -123,6 +134,13 @@ class PreferencesController : public QObject {
     // Shows the stored icon style without running the pop-up's action.
     void showIconStyle();
     void showStatus(const QString& text);
+    // Stores a recorded combination and has it registered.
+    void shortcutRecorded(TWShortcutAction action, const QString& keys);
+    // Shows why `action`'s shortcut is not registered (nothing: hides the line).
+    void showShortcutProblem(TWShortcutAction action, const QString& text);
+    void showShortcutProblems();
+    // Sizes the General pane (and the window, while it shows the pane) to what it holds now.
+    void fitGeneralView();
     // Moves the window's frame to the centre of its screen.
     void centreWindow();
 
@@ -142,6 +160,8 @@ class PreferencesController : public QObject {
     QCheckBox* showFinderCheckbox_ = nullptr;
     QCheckBox* closeAllCheckbox_ = nullptr;
     QLabel* statusLine_ = nullptr;
+    TWShortcutRecorder* shortcutRecorders_[2] = {};
+    QLabel* shortcutProblems_[2] = {};
     QPropertyAnimation* animation_ = nullptr;
     bool closeHandlingAttached_ = true;
     // Set while the close question is up; a display() meanwhile keeps the window open.

@@ -64,3 +64,17 @@ std::string TWKeyCombination::text() const {
         }
     return out + key;
 }
+
+bool TWKeyCombination::isGlobalShortcut() const {
+    if ((modifiers & (Control | Alt | Meta)) != 0)
+        return true;
+    if (key.size() < 2 || key.size() > 3 || key[0] != 'F')
+        return false;
+    int number = 0;
+    for (std::size_t i = 1; i < key.size(); ++i) {
+        if (!std::isdigit(static_cast<unsigned char>(key[i])))
+            return false;
+        number = number * 10 + (key[i] - '0');
+    }
+    return key[1] != '0' && number >= 1 && number <= 35;
+}

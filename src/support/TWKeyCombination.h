@@ -20,6 +20,9 @@ struct TWKeyCombination {
     static std::optional<TWKeyCombination> parse(std::string_view text);
     // The portable text, modifiers in the order Ctrl, Alt, Shift, Meta; letters upper case.
     std::string text() const;
+    // Whether the desktops take it as a global shortcut: it holds Ctrl, Alt or Meta, or its key
+    // is a function key (F1 to F35). Anything else would swallow ordinary typing.
+    bool isGlobalShortcut() const;
 
     bool operator==(const TWKeyCombination&) const = default;
 };

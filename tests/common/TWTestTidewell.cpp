@@ -18,14 +18,20 @@
 namespace {
 
 // Written aside and renamed, as Tidewell's own stores do: a reader never sees half a file.
-void writePropertyList(const std::string& path, const std::map<std::string, bool>& values) {
+void writePropertyList(const std::string& path, const TWTestSettings& values) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC "
                        "\"-//Apple//DTD PLIST 1.0//EN\" "
                        "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
                        "<plist version=\"1.0\">\n<dict>\n";
-    for (const auto& [key, value] : values)
-        text += "  <key>" + key + "</key>" + (value ? "<true/>" : "<false/>") + "\n";
+    for (const auto& [key, value] : values) {
+        text += "  <key>" + key + "</key>";
+        if (const bool* on = std::get_if<bool>(&value))
+            text += *on ? "<true/>" : "<false/>";
+        else
+            text += "<string>" + std::get<std::string>(value) + "</string>";
+        text += "\n";
+    }
     TWWriteFile(path + ".new", text + "</dict>\n</plist>\n");
     std::filesystem::rename(path + ".new", path);
 }
@@ -95,11 +101,11 @@ std::string TWTestTidewell::programPath() {
     return TWTestProgramPath("tidewell-testing");
 }
 
-void TWTestTidewell::writeSettings(const std::map<std::string, bool>& values) const {
+void TWTestTidewell::writeSettings(const TWTestSettings& values) const {
     writePropertyList(desktop_.home() + "/.config/tidewell/net.quillfen.Tidewell.plist", values);
 }
 
-void TWTestTidewell::writeSharedSettings(const std::map<std::string, bool>& values) const {
+void TWTestTidewell::writeSharedSettings(const TWTestSettings& values) const {
     writePropertyList(desktop_.home() + "/.config/tidewell/shared.plist", values);
 }
 

@@ -9,7 +9,11 @@
 #include <map>
 #include <string>
 #include <sys/types.h>
+#include <variant>
 #include <vector>
+
+// Settings keys with boolean or string values, as a settings file holds them.
+using TWTestSettings = std::map<std::string, std::variant<bool, std::string>>;
 
 class TWTestTidewell {
   public:
@@ -21,9 +25,9 @@ class TWTestTidewell {
     static std::string programPath();
 
     // Writes the application's own settings file, or the one shared with the helper (read
-    // afresh by every action), with these boolean keys.
-    void writeSettings(const std::map<std::string, bool>& values) const;
-    void writeSharedSettings(const std::map<std::string, bool>& values) const;
+    // afresh by every action), with these keys.
+    void writeSettings(const TWTestSettings& values) const;
+    void writeSharedSettings(const TWTestSettings& values) const;
     std::string autostartDirectory() const { return desktop_.home() + "/.config/autostart"; }
 
     // Starts the first tidewell and waits until it answers: its pid, or -1.

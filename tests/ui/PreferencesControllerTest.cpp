@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The preferences window driven as assistive technology drives it (controls found by their
 // accessible names, acted on through the accessible actions): the General pane's settings, the
-// icon style, menu bar, login, failed writes, panes, and the close question.
+// icon style, menu bar, login, the shortcut recorders, failed writes, panes, and the close
+// question.
 #include "PreferencesController.h"
 #include "TWAlert.h"
 #include "TWFailingStore.h"
 #include "TWRecordingAlertPresenter.h"
 #include "TWSettings.h"
+#include "TWShortcutRecorder.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimLoginItemList.h"
 #include "TWSimServiceManagement.h"
@@ -23,6 +25,8 @@
 #include <QTest>
 
 #include <gtest/gtest.h>
+
+#include <set>
 
 namespace {
 
@@ -43,9 +47,19 @@ class PreferencesTest : public ::testing::Test {
         TWRegisterDefaults(standard, shared);
         auto icon = [this](const std::string& name) { icons.push_back(name); };
         auto terminate = [this] { ++terminations; };
-        controller = std::make_unique<PreferencesController>(
-            TWPreferencesServices{&standard, &shared, &alerts, &serviceManagement, &loginItems,
-                                  "/usr/bin/tidewell", nullptr, nullptr, icon, terminate});
+        TWPreferencesServices services{
+            &standard, &shared, &alerts, &serviceManagement, &loginItems, "/usr/bin/tidewell",
+            nullptr,   nullptr, icon,    terminate,          {}};
+        // The application's registration: what it reports for each action's stored keys.
+        services.refreshShortcut = [this](TWShortcutAction action) -> std::optional<std::string> {
+            const auto keys =
+                shared.stringForKey(action == TWShortcutAction::HideOthers ? TWHideOthersShortcutKey
+                                                                           : TWShowAllShortcutKey);
+            if (keys && heldElsewhere.count(*keys))
+                return "Another program already uses " + *keys + " as a shortcut.";
+            return std::nullopt;
+        };
+        controller = std::make_unique<PreferencesController>(std::move(services));
         controller->display();
     }
 
@@ -81,6 +95,7 @@ class PreferencesTest : public ::testing::Test {
     TWFailingLoginItems loginItems;
     Lines icons;
     int terminations = 0;
+    std::set<std::string> heldElsewhere; // key combinations another program has taken
     std::unique_ptr<PreferencesController> controller;
 };
 
@@ -173,6 +188,68 @@ TEST_F(PreferencesTest, MenuBarModeAndStartAtLoginFollowTheirBoxes) {
     controller->loginCheckbox()->setChecked(false); // set by code: acted on too
     EXPECT_EQ(loginItems.paths(), Lines{"/usr/bin/other"});
     EXPECT_FALSE(controller->statusLine()->isVisible());
+}
+
+TEST_F(PreferencesTest, ShortcutFieldsRecordCancelClearRefuseAndSayWhyABindingFailed) {
+    using A = TWShortcutAction;
+    TWShortcutRecorder* hide = controller->shortcutRecorder(A::HideOthers);
+    QLabel* hideProblem = controller->shortcutProblem(A::HideOthers);
+    auto stored = [this](A action) {
+        return shared
+            .stringForKey(action == A::HideOthers ? TWHideOthersShortcutKey : TWShowAllShortcutKey)
+            .value_or("<none>");
+    };
+    EXPECT_EQ(stored(A::HideOthers), "<none>"); // nothing taken from the desktop unasked
+    EXPECT_EQ(hide->text(), "None");
+    // Pressed as assistive technology does, then keys as the user types them. Each row starts a
+    // recording (the field's accessible press) unless it is marked not to.
+    QAccessibleInterface* field = accessible("Hide Others shortcut");
+    ASSERT_TRUE(field);
+    struct Step {
+        bool press;
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        std::string stored;
+        bool refused;
+    };
+    const Step steps[] = {
+        {true, Qt::Key_H, Qt::ControlModifier | Qt::AltModifier, "Ctrl+Alt+H", false},
+        {true, Qt::Key_Escape, Qt::NoModifier, "Ctrl+Alt+H", false}, // cancelled
+        {true, Qt::Key_H, Qt::ShiftModifier, "Ctrl+Alt+H", true},    // would swallow typing
+        {true, Qt::Key_F7, Qt::NoModifier, "F7", false},
+        {false, Qt::Key_Backspace, Qt::NoModifier, "<none>", false}, // cleared
+    };
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.stored);
+        if (step.press) { // an animated click: it lands on the event loop
+            field->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+            EXPECT_TRUE(QTest::qWaitFor([&] { return hide->isRecording(); }));
+        }
+        QTest::keyClick(hide, step.key, step.modifiers);
+        EXPECT_FALSE(hide->isRecording());
+        EXPECT_EQ(stored(A::HideOthers), step.stored);
+        EXPECT_EQ(hideProblem->isVisible(), step.refused);
+    }
+    // Keys another program holds: stored, with the reason beside the field; a fresh look at
+    // the window registers again (the other program may have let go).
+    heldElsewhere.insert("Ctrl+Alt+K");
+    TWShortcutRecorder* show = controller->shortcutRecorder(A::ShowAll);
+    QLabel* showProblem = controller->shortcutProblem(A::ShowAll);
+    show->startRecording();
+    QTest::keyClick(show, Qt::Key_K, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_EQ(stored(A::ShowAll), "Ctrl+Alt+K");
+    EXPECT_EQ(showProblem->text().toStdString(),
+              "Another program already uses Ctrl+Alt+K as a shortcut.");
+    EXPECT_TRUE(showProblem->isVisible());
+    heldElsewhere.clear();
+    controller->display();
+    EXPECT_FALSE(showProblem->isVisible());
+    // A store that cannot be written: the field returns to what is stored.
+    sharedStore->readOnly = true;
+    show->startRecording();
+    QTest::keyClick(show, Qt::Key_S, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_EQ(show->keys(), "Ctrl+Alt+K");
+    EXPECT_TRUE(controller->statusLine()->isVisible());
 }
 
 TEST_F(PreferencesTest, AFailedWriteReturnsTheControlToWhatIsStoredAndSaysSo) {

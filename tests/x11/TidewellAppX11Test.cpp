@@ -277,6 +277,61 @@ TEST_F(TidewellAppX11Test, ASettingsLockHeldElsewhereHoldsUpNothingAndLosesNothi
     instance_ = tidewell_->start();
 }
 
+// The global shortcuts: stored in the shared settings, grabbed by the running instance at once,
+// pressed on the keyboard (whatever the state of Caps Lock); a combination another client has
+// grabbed first is reported by name.
+TEST_F(TidewellAppX11Test, GlobalShortcutsHideAndShowAndAKeyGrabbedElsewhereIsReported) {
+    const auto logged = [](const std::string& line) {
+        return waitFor([&] { return tidewell_->log().find(line) != std::string::npos; });
+    };
+    tidewell_->writeSharedSettings({{"ShowFinder", false},
+                                    {"Minimize", false},
+                                    {"HideOthersShortcut", "Ctrl+Alt+H"},
+                                    {"ShowAllShortcut", "Ctrl+Alt+S"}});
+    ASSERT_TRUE(logged("Ctrl+Alt+S registered for Show All")) << tidewell_->log();
+    run({"xdotool", "key", "Caps_Lock", "ctrl+alt+h", "Caps_Lock"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(true); }));
+    run({"xdotool", "key", "ctrl+alt+s"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+    // The keyboard mapping changes: H moves to another key, whose press still hides.
+    run({"xmodmap", "-e", "keycode 43 = j J", "-e", "keycode 200 = h H"});
+    EXPECT_TRUE(logged("grabbing the shortcuts again")) << tidewell_->log();
+    run({"xdotool", "key", "ctrl+alt+h"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(true); }));
+    run({"xmodmap", "-e", "keycode 43 = h H", "-e", "keycode 200 ="});
+    run({"xdotool", "key", "ctrl+alt+s"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+
+    // Recorded in the preferences from the keyboard: the General pane (its first control
+    // focused), six steps on (the new-window box is off the way while ShowFinder is off) is the
+    // Hide Others field, which records once reached. The new combination works at once.
+    run({"xdg-open", "x-tidewell-action://preferences"});
+    // It opens on the pane it was closed on.
+    ASSERT_TRUE(waitFor([] { return hasWindowTitled("General") || hasWindowTitled("Exclude"); }));
+    run({"xdotool", "search", "--name", "^(General|Exclude)$", "windowactivate", "--sync"});
+    run({"xdotool", "key", "--delay", "20", "ctrl+2", "ctrl+1"});
+    ASSERT_TRUE(waitFor([] { return hasWindowTitled("General"); }));
+    run({"xdotool", "key", "--delay", "20", "Tab", "Tab", "Tab", "Tab", "Tab", "Tab",
+         "ctrl+alt+j"});
+    EXPECT_TRUE(logged("Ctrl+Alt+J registered for Hide Others")) << tidewell_->log();
+    close("General");
+    run({"xdotool", "key", "ctrl+alt+j"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(true); }));
+    run({"xdotool", "key", "ctrl+alt+s"});
+    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
+
+    // Another client holds Ctrl+Alt+K (keysym 0x6b; Control 4 + Mod1 8) before Tidewell asks.
+    const pid_t holder = desktop_->spawn({TWTestProgramPath("tidewell-test-client"), "--class",
+                                          "keyholder,KeyHolder", "--grab-key", "0x6b,12"});
+    ASSERT_TRUE(waitFor([] { return windowOf("keyholder") != 0; }));
+    tidewell_->writeSharedSettings(
+        {{"HideOthersShortcut", "Ctrl+Alt+H"}, {"ShowAllShortcut", "Ctrl+Alt+K"}});
+    EXPECT_TRUE(logged("Another program already uses Ctrl+Alt+K as a shortcut."))
+        << tidewell_->log();
+    desktop_->terminate(holder);
+    tidewell_->writeSharedSettings({});
+}
+
 // Last: replaces the instance. With "Menubar" set the launch starts tidewell-helper once per
 // session and registers it as a login item; turning the mode off removes the login item and
 // quits the helper.
@@ -317,12 +372,39 @@ TEST_F(TidewellAppX11Test, MenubarModeStartsOneHelperPerSession) {
     // second helper started by hand (the login item, say) gives way. Still one helper.
     EXPECT_EQ(tidewell_->runAgain({}), 0);
     desktop_->terminate(first);
-    ASSERT_GT(tidewell_->start(), 0);
+    const pid_t second = tidewell_->start();
+    ASSERT_GT(second, 0);
     EXPECT_EQ(run({"sh", "-c", "'" + helperPath + "' 2>&1; echo \"exit $?\""}),
               "TidewellHelper: another Tidewell Menu runs in this session\nexit 0\n");
     ASSERT_EQ(registeredHelpers().size(), 1u);
     EXPECT_EQ(registeredHelpers().front().pid, helper.pid);
     EXPECT_EQ(helperProcesses(), std::vector<pid_t>{helper.pid});
+
+    // While Tidewell is not running the helper answers the shortcuts (pressed until it has
+    // taken them over), and hands them back when Tidewell starts again.
+    tidewell_->writeSharedSettings({{"Minimize", false}, {"HideOthersShortcut", "Ctrl+Alt+H"}});
+    EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0); // after the second start's hide
+    ASSERT_TRUE(waitFor([] { return minimized("xterm", false) && minimized("xlogo", false); }));
+    desktop_->terminate(second);
+    EXPECT_TRUE(waitFor([] {
+        run({"xdotool", "key", "ctrl+alt+h"});
+        return minimized("xterm") && minimized("xlogo");
+    })) << tidewell_->log();
+    const auto registrations = [] {
+        const std::string log = tidewell_->log(), line = "Ctrl+Alt+H registered for Hide Others";
+        size_t n = 0;
+        for (size_t at = log.find(line); at != std::string::npos; at = log.find(line, at + 1))
+            ++n;
+        return n;
+    };
+    const size_t before = registrations();
+    ASSERT_GT(tidewell_->start(), 0);
+    EXPECT_TRUE(waitFor([&] { return registrations() == before + 1; })) << tidewell_->log();
+    EXPECT_EQ(tidewell_->log().find("not registered: Another program already uses Ctrl+Alt+H"),
+              std::string::npos);
+    EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
+    EXPECT_TRUE(waitFor([] { return minimized("xterm", false) && minimized("xlogo", false); }));
+    tidewell_->writeSharedSettings({});
 
     // Menu-bar mode turned off, as the preferences do it: the login item goes and the helper
     // quits, taking its registration with it; turned on again, one helper starts.

@@ -5,6 +5,7 @@
 
 #include "TWDesktop.h"
 #include "TWScriptingAdapter.h"
+#include "TWSimGlobalShortcuts.h"
 
 #include <cstdint>
 #include <functional>
@@ -47,6 +48,9 @@ class TWSimDesktop : public TWDesktop,
     TWKeyboard& keyboard() override { return *this; }
     TWAppleEventSender& appleEventSender() override { return *this; }
     TWSystemSound& systemSound() override { return *this; }
+    TWGlobalShortcuts& globalShortcuts() override { return shortcuts_; }
+    // The global shortcuts with what tests script on them (presses, keys held by others).
+    TWSimGlobalShortcuts& simGlobalShortcuts() { return shortcuts_; }
 
     // --- Scripting the desktop (none of these is logged) ---
 
@@ -151,4 +155,5 @@ class TWSimDesktop : public TWDesktop,
     std::vector<std::string> openedURLs_;
     std::vector<std::function<void()>> frontSwitchHandlers_;
     TWScriptingAdapter scripting_;
+    TWSimGlobalShortcuts shortcuts_;
 };

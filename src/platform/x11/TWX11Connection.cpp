@@ -637,6 +637,10 @@ void TWX11Connection::setWindowChangeHandler(
     windowsChanged_ = std::move(handler);
 }
 
+void TWX11Connection::setKeyEventHandler(std::function<void(const xcb_generic_event_t&)> handler) {
+    keyEvent_ = std::move(handler);
+}
+
 void TWX11Connection::handleEvent(xcb_generic_event_t* event) {
     uint8_t type = event->response_type & 0x7f;
     if (type == 0) {
@@ -663,6 +667,7 @@ void TWX11Connection::dispatchEvents() {
     }
     bool activeChanged = false, clientList = false;
     std::set<xcb_window_t> changed;
+    std::vector<xcb_generic_event_t> keyEvents; // every core event is 32 bytes
     auto take = [&](xcb_generic_event_t* e) {
         switch (e->response_type & 0x7f) {
         case XCB_PROPERTY_NOTIFY: {
@@ -686,6 +691,10 @@ void TWX11Connection::dispatchEvents() {
                 changed.insert(d->window);
             break;
         }
+        case XCB_KEY_PRESS:
+        case XCB_MAPPING_NOTIFY:
+            keyEvents.push_back(*e);
+            break;
         default:
             handleEvent(e);
         }
@@ -706,6 +715,9 @@ void TWX11Connection::dispatchEvents() {
     // Several changes in one batch are one switch: the handler looks at the state as it is now.
     if (activeChanged && activeWindowChanged_)
         activeWindowChanged_();
+    for (const auto& e : keyEvents)
+        if (keyEvent_)
+            keyEvent_(e);
     // The handlers' round trips can read further events into xcb's queue, where no readable
     // descriptor would announce them: they are handled now, a few rounds at most.
     if (dispatchDepth_ < 4) {

@@ -131,6 +131,9 @@ class TWX11Connection {
     // `changed`: watched windows that changed; `clientList`: whether the client list changed.
     void setWindowChangeHandler(
         std::function<void(const std::vector<xcb_window_t>& changed, bool clientList)> handler);
+    // Key presses on the root window (the global shortcuts' grabs) and keyboard mapping changes,
+    // handed on after the other handlers of the same dispatch have run.
+    void setKeyEventHandler(std::function<void(const xcb_generic_event_t&)> handler);
     // Makes the event descriptor readable at `when` (replacing any earlier wake-up); none stops.
     void wakeUpAt(std::optional<std::chrono::steady_clock::time_point> when);
     // Waits until the event descriptor is readable or `until` passes.
@@ -176,6 +179,7 @@ class TWX11Connection {
     std::deque<xcb_generic_event_t*> deferred_;
     std::function<void()> activeWindowChanged_;
     std::function<void(const std::vector<xcb_window_t>&, bool)> windowsChanged_;
+    std::function<void(const xcb_generic_event_t&)> keyEvent_;
     std::set<xcb_window_t> watched_;
     int epoll_ = -1, timer_ = -1;
     int dispatchDepth_ = 0;

@@ -23,15 +23,21 @@ TWX11Desktop::TWX11Desktop(std::unique_ptr<TWX11Connection> connection)
       frontSwitchSource_(std::make_unique<TWKeyedFrontSwitchSource>(
           [&workspace = *workspace_](bool) { return workspace.activeApplicationKey(); })),
       keyboard_(std::make_unique<TWX11Keyboard>(*connection_)),
-      systemSound_(std::make_unique<TWX11SystemSound>(*connection_)) {
+      systemSound_(std::make_unique<TWX11SystemSound>(*connection_)),
+      globalShortcuts_(std::make_unique<TWX11GlobalShortcuts>(*connection_)) {
     connection_->setActiveWindowChangeHandler(
         [source = frontSwitchSource_.get()] { source->activeWindowChanged(); });
+    connection_->setKeyEventHandler(
+        [shortcuts = globalShortcuts_.get()](const xcb_generic_event_t& event) {
+            shortcuts->handleEvent(event);
+        });
 }
 
 TWX11Desktop::~TWX11Desktop() {
     // Whatever was requested last still reaches the server.
     workspace_->flush();
     connection_->setActiveWindowChangeHandler(nullptr);
+    connection_->setKeyEventHandler(nullptr);
 }
 
 int TWX11Desktop::eventFileDescriptor() {

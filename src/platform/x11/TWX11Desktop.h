@@ -7,6 +7,7 @@
 #include "TWKeyedFrontSwitchSource.h"
 #include "TWScriptingAdapter.h"
 #include "TWX11Connection.h"
+#include "TWX11GlobalShortcuts.h"
 #include "TWX11Keyboard.h"
 #include "TWX11SystemSound.h"
 #include "TWX11Workspace.h"
@@ -26,6 +27,7 @@ class TWX11Desktop : public TWDesktop {
     TWKeyboard& keyboard() override { return *keyboard_; }
     TWAppleEventSender& appleEventSender() override { return appleEventSender_; }
     TWSystemSound& systemSound() override { return *systemSound_; }
+    TWGlobalShortcuts& globalShortcuts() override { return *globalShortcuts_; }
     int eventFileDescriptor() override;
     void dispatchPendingEvents() override;
 
@@ -43,5 +45,6 @@ class TWX11Desktop : public TWDesktop {
     std::unique_ptr<TWKeyedFrontSwitchSource> frontSwitchSource_;
     std::unique_ptr<TWX11Keyboard> keyboard_;
     std::unique_ptr<TWX11SystemSound> systemSound_;
+    std::unique_ptr<TWX11GlobalShortcuts> globalShortcuts_;
     TWDroppingAppleEventSender appleEventSender_;
 };

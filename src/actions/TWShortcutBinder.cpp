@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+// Binding the stored shortcuts, and what a pressed one does.
+#include "TWShortcutBinder.h"
+
+#include "TWCommon.h"
+#include "TWFormat.h"
+#include "TWKeyCombination.h"
+#include "TWLocalizedString.h"
+#include "TWLog.h"
+#include "TWSettings.h"
+#include "TWUserDefaults.h"
+
+constexpr const char* kLogClass = "TWShortcutBinder";
+
+namespace {
+
+constexpr TWShortcutAction kActions[] = {TWShortcutAction::HideOthers, TWShortcutAction::ShowAll};
+
+const char* actionTitle(TWShortcutAction action) {
+    return action == TWShortcutAction::HideOthers ? TWLocalizable("Hide Others")
+                                                  : TWLocalizable("Show All");
+}
+
+// The stored combination in its normal form; empty for none. A value that is no combination
+// stays as it is (binding it reports why).
+std::string storedKeys(TWUserDefaults& defaults, TWShortcutAction action) {
+    const std::string text =
+        defaults.stringForKey(TWShortcutBinder::settingsKey(action)).value_or(std::string());
+    if (const auto combination = TWKeyCombination::parse(text))
+        return combination->text();
+    return text;
+}
+
+} // namespace
+
+TWShortcutBinder::TWShortcutBinder(TWGlobalShortcuts& shortcuts, TWUserDefaults& sharedDefaults,
+                                   TWCommon& common)
+    : shortcuts_(shortcuts), sharedDefaults_(sharedDefaults) {
+    shortcuts_.setActivationHandler([&common](TWShortcutAction action) {
+        if (action == TWShortcutAction::HideOthers)
+            common.showFinderHideOthers();
+        else
+            common.showAll();
+    });
+}
+
+TWShortcutBinder::~TWShortcutBinder() {
+    unbindAll();
+    shortcuts_.setActivationHandler(nullptr);
+}
+
+const char* TWShortcutBinder::settingsKey(TWShortcutAction action) {
+    return action == TWShortcutAction::HideOthers ? TWHideOthersShortcutKey : TWShowAllShortcutKey;
+}
+
+void TWShortcutBinder::setActive(bool active) {
+    if (active == active_)
+        return;
+    active_ = active;
+    if (active_)
+        refresh();
+    else
+        unbindAll();
+}
+
+void TWShortcutBinder::unbindAll() {
+    for (TWShortcutAction action : kActions) {
+        Binding& b = binding(action);
+        if (!b.keys.empty())
+            shortcuts_.bind(action, "");
+        b = {};
+    }
+}
+
+void TWShortcutBinder::refresh() {
+    if (!active_)
+        return;
+    const std::string wanted[] = {storedKeys(sharedDefaults_, kActions[0]),
+                                  storedKeys(sharedDefaults_, kActions[1])};
+    // Releases first, so that keys moved from one action to the other are free to take.
+    for (TWShortcutAction action : kActions) {
+        Binding& b = binding(action);
+        const std::string& keys = wanted[static_cast<int>(action)];
+        // Show All gives way when Hide Others takes its keys.
+        const bool clash = action == TWShortcutAction::ShowAll && keys == wanted[0];
+        if (!b.keys.empty() && (b.keys != keys || (clash && !b.problem))) {
+            shortcuts_.bind(action, "");
+            b = {};
+        }
+    }
+    for (TWShortcutAction action : kActions) {
+        Binding& b = binding(action);
+        const std::string& keys = wanted[static_cast<int>(action)];
+        if (keys.empty() || (keys == b.keys && !b.problem))
+            continue;
+        b.keys = keys;
+        const auto combination = TWKeyCombination::parse(keys);
+        if (combination && !combination->isGlobalShortcut()) {
+            // A hand-edited "H" would take the letter from every program.
+            b.problem = TWLocalizedString(
+                "A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).");
+        } else if (action == TWShortcutAction::ShowAll && keys == wanted[0]) {
+            b.problem = TWFormat(TWLocalizedString("%@ is already the shortcut of %@."), keys,
+                                 TWLocalizedString(actionTitle(TWShortcutAction::HideOthers)));
+        } else {
+            b.problem = shortcuts_.bind(action, keys);
+        }
+        if (b.problem)
+            TWLog(LOG_NOTICE, kLogClass,
+                  std::string("the shortcut of ") + actionTitle(action) +
+                      " is not registered: " + *b.problem);
+        else
+            TWLog(LOG_INFO, kLogClass, keys + " registered for " + actionTitle(action));
+    }
+}
+
+std::optional<std::string> TWShortcutBinder::problem(TWShortcutAction action) const {
+    return bindings_[static_cast<int>(action)].problem;
+}

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+// The global shortcuts kept in step with the shared store, on the simulated desktop.
+#include "TWShortcutBinder.h"
+#include "TWCommon.h"
+#include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
+#include "TWSimDesktop.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+using Action = TWShortcutAction;
+
+struct Fixture {
+    TWSimDesktop desk;
+    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
+    TWCommon common{desk, shared};
+    TWShortcutBinder binder{desk.globalShortcuts(), shared, common};
+    TWSimGlobalShortcuts& keys = desk.simGlobalShortcuts();
+};
+} // namespace
+
+TEST(TWShortcutBinder, BindsWhileActiveRunsTheRequestsAndReportsWhatFailed) {
+    Fixture f;
+    f.desk.launchApplication("com.example.p", "P");
+    f.shared.setObject(TWPlistValue("ctrl+alt+h"), TWHideOthersShortcutKey);
+    f.shared.setObject(TWPlistValue("Ctrl+Alt+S"), TWShowAllShortcutKey);
+    // Nothing is taken from the desktop until this process is the one to register.
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "");
+    f.binder.setActive(true);
+    EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "Ctrl+Alt+H");
+    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "Ctrl+Alt+S");
+
+    // A press does what the icon's click and Show All do.
+    f.desk.clearLog();
+    const auto logged = [&f](const std::string& entry) {
+        const auto log = f.desk.log();
+        return std::find(log.begin(), log.end(), entry) != log.end();
+    };
+    EXPECT_TRUE(f.keys.press("Alt+Ctrl+H"));
+    EXPECT_TRUE(logged("hide P"));
+    EXPECT_TRUE(f.keys.press("Ctrl+Alt+S"));
+    EXPECT_TRUE(logged("unhide P"));
+
+    // Keys another program holds, and keys already Hide Others', are reported, not bound; once
+    // freed they are taken at the next refresh. Moving keys from one action to the other works.
+    f.keys.setTaken("Ctrl+Alt+K");
+    f.shared.setObject(TWPlistValue("Ctrl+Alt+K"), TWShowAllShortcutKey);
+    f.binder.refresh();
+    EXPECT_EQ(f.binder.problem(Action::ShowAll), "Another program already uses Ctrl+Alt+K.");
+    EXPECT_FALSE(f.keys.press("Ctrl+Alt+S"));
+    f.keys.setTaken("Ctrl+Alt+K", false);
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "Ctrl+Alt+K");
+    f.shared.setObject(TWPlistValue("Ctrl+Alt+H"), TWShowAllShortcutKey);
+    f.binder.refresh();
+    EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());
+    EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "Ctrl+Alt+H");
+    f.shared.setObject(TWPlistValue("Ctrl+Alt+K"), TWHideOthersShortcutKey);
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "Ctrl+Alt+K");
+    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "Ctrl+Alt+H");
+    EXPECT_FALSE(f.binder.problem(Action::ShowAll).has_value());
+
+    // Hide Others takes Show All's keys: Show All gives way and says why.
+    f.shared.setObject(TWPlistValue("Ctrl+Alt+H"), TWHideOthersShortcutKey);
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "Ctrl+Alt+H");
+    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "");
+    EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());
+
+    // A combination that would swallow typing, written by hand, is refused.
+    f.shared.setObject(TWPlistValue("Shift+H"), TWShowAllShortcutKey);
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "");
+    EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());
+
+    // Cleared (an empty value is none), and every binding released on handing over.
+    f.shared.setObject(TWPlistValue(""), TWShowAllShortcutKey);
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "");
+    f.binder.setActive(false);
+    EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "");
+    EXPECT_FALSE(f.binder.problem(Action::HideOthers).has_value());
+}
