@@ -23,6 +23,11 @@ struct TWKeyCombination {
     // Whether the desktops take it as a global shortcut: it holds Ctrl, Alt or Meta, or its key
     // is a function key (F1 to F35). Anything else would swallow ordinary typing.
     bool isGlobalShortcut() const;
+    // The X key symbol's name of the key, as xkbcommon and GNOME Shell's accelerators read it
+    // ("h", "F12", "Page_Up", "slash"); letters lower case, naming the unshifted key. Nothing
+    // for a key without one (a single character of another alphabet is left to the caller's
+    // lookup by code point).
+    std::optional<std::string> keySymbolName() const;
 
     bool operator==(const TWKeyCombination&) const = default;
 };

@@ -22,30 +22,6 @@ namespace {
 
 constexpr std::uint8_t kBadAccess = 10;
 
-// Portable key names whose keysym is named otherwise.
-constexpr std::pair<const char*, const char*> kKeyAliases[] = {
-    {"Esc", "Escape"},
-    {"Backspace", "BackSpace"},
-    {"Backtab", "ISO_Left_Tab"},
-    {"Enter", "KP_Enter"},
-    {"Ins", "Insert"},
-    {"Del", "Delete"},
-    {"PgUp", "Prior"},
-    {"PgDown", "Next"},
-    {"SysReq", "Sys_Req"},
-    {"CapsLock", "Caps_Lock"},
-    {"NumLock", "Num_Lock"},
-    {"ScrollLock", "Scroll_Lock"},
-    {"Space", "space"},
-    {"Volume Up", "XF86AudioRaiseVolume"},
-    {"Volume Down", "XF86AudioLowerVolume"},
-    {"Volume Mute", "XF86AudioMute"},
-    {"Media Play", "XF86AudioPlay"},
-    {"Media Next", "XF86AudioNext"},
-    {"Media Previous", "XF86AudioPrev"},
-    {"Media Stop", "XF86AudioStop"},
-};
-
 // The code point of `text` when it is exactly one UTF-8 character, else 0.
 std::uint32_t singleCodePoint(const std::string& text) {
     const auto* s = reinterpret_cast<const unsigned char*>(text.data());
@@ -70,20 +46,13 @@ std::uint32_t singleCodePoint(const std::string& text) {
     return cp;
 }
 
-xkb_keysym_t keysymFor(const std::string& key) {
-    if (const std::uint32_t cp = singleCodePoint(key)) {
-        // Letters are bound by their unshifted keysym, as the keymap lists them first.
-        const std::uint32_t lower =
-            cp < 0x80 ? static_cast<std::uint32_t>(std::tolower(static_cast<int>(cp))) : cp;
-        return xkb_utf32_to_keysym(lower);
-    }
-    std::string name = key;
-    for (const auto& [portable, keysymName] : kKeyAliases)
-        if (key == portable)
-            name = keysymName;
-    if (const xkb_keysym_t sym = xkb_keysym_from_name(name.c_str(), XKB_KEYSYM_NO_FLAGS))
-        return sym;
-    return xkb_keysym_from_name(name.c_str(), XKB_KEYSYM_CASE_INSENSITIVE);
+xkb_keysym_t keysymFor(const TWKeyCombination& combination) {
+    if (const auto name = combination.keySymbolName())
+        return xkb_keysym_from_name(name->c_str(), XKB_KEYSYM_NO_FLAGS);
+    // Any other single character (a letter of another alphabet) by its code point.
+    if (const std::uint32_t cp = singleCodePoint(combination.key))
+        return xkb_utf32_to_keysym(cp);
+    return XKB_KEY_NoSymbol;
 }
 
 } // namespace
@@ -152,7 +121,7 @@ std::vector<TWX11GlobalShortcuts::Grab> TWX11GlobalShortcuts::grabsFor(const std
         why = TWFormat(TWLocalizedString("\"%@\" is not a key combination."), keys);
         return {};
     }
-    const xkb_keysym_t sym = keysymFor(combination->key);
+    const xkb_keysym_t sym = keysymFor(*combination);
     std::uint16_t modifiers = 0;
     if (combination->modifiers & TWKeyCombination::Shift)
         modifiers |= XCB_MOD_MASK_SHIFT;
