@@ -17,7 +17,7 @@ struct sd_bus;
 struct sd_bus_message;
 struct sd_bus_slot;
 
-inline constexpr const char* TWGnomeExtensionUUID = "tidewell@quillfen.net";
+inline constexpr const char* TWGnomeExtensionUUID = TIDEWELL_GNOME_UUID;
 
 // Meta.WindowType values the service lists.
 inline constexpr std::uint32_t TWGnomeWindowTypeNormal = 0;
