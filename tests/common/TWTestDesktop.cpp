@@ -191,9 +191,14 @@ TWTestDesktop::TWTestDesktop(const std::string& windowManager)
 }
 
 TWTestDesktop::~TWTestDesktop() {
-    // Programs the code under test started detached (a file manager, xdg-open) belong to no
-    // group of ours.
-    endSession({server_});
+    endChildren();
+    // Programs the code under test started detached (a file manager, xdg-open) carry our
+    // display in their environment and belong to no group of ours.
+    for (pid_t pid : display_.empty() ? std::vector<pid_t>{} : processesWith("DISPLAY=" + display_))
+        if (pid != server_)
+            kill(pid, SIGKILL);
+    if (server_ > 0)
+        endGroup(server_);
 }
 
 bool TWTestDesktop::startServer() {
