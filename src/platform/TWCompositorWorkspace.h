@@ -58,7 +58,7 @@ class TWCompositorWindowList {
     virtual void close(const std::string& id) = 0;
     // Sends the requests made so far.
     virtual void flush() = 0;
-    // Sends the requests made so far; false when they are known not to have been carried out.
+    // Sends the requests made so far; false when the compositor did not confirm them.
     virtual bool deliver() = 0;
     // Handles events until `condition` holds or `timeout` passes; returns the last answer.
     virtual bool waitFor(const std::function<bool()>& condition,
