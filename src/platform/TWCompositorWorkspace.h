@@ -71,6 +71,37 @@ class TWCompositorWindowList {
     virtual std::string name() const = 0;
 };
 
+// A backend's connection as a window list. `Backend` names the `Connection`, turns the
+// workspace's window IDs into the connection's (`native`) and its snapshots into the
+// workspace's (`convert`), and says whether requests were carried out (`deliver`), why none can
+// be (`unavailable`) and its `name`.
+template <class Backend> class TWConnectionWindowList : public TWCompositorWindowList {
+  public:
+    using Connection = typename Backend::Connection;
+    explicit TWConnectionWindowList(Connection& connection) : connection_(connection) {}
+    TWCompositorSnapshot list() override { return Backend::convert(connection_.snapshot()); }
+    TWCompositorSnapshot current() override { return Backend::convert(connection_.current()); }
+    void setMinimized(const std::string& id, bool minimized) override {
+        connection_.setMinimized(Backend::native(id), minimized);
+    }
+    void activate(const std::string& id) override { connection_.activate(Backend::native(id)); }
+    void close(const std::string& id) override { connection_.close(Backend::native(id)); }
+    void flush() override { connection_.flush(); }
+    bool deliver() override { return Backend::deliver(connection_); }
+    bool waitFor(const std::function<bool()>& condition,
+                 std::chrono::milliseconds timeout) override {
+        return connection_.waitFor(condition, timeout);
+    }
+    std::vector<std::string> takeRestoredOrGone() override {
+        return connection_.takeRestoredOrGone();
+    }
+    std::string unavailable() const override { return Backend::unavailable(connection_); }
+    std::string name() const override { return Backend::name; }
+
+  private:
+    Connection& connection_;
+};
+
 // One application of a snapshot, with the windows the workspace acts on.
 struct TWCompositorApplication {
     TWRunningApplication info;

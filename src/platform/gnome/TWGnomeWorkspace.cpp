@@ -13,11 +13,22 @@ std::string text(std::uint64_t id) {
     return id ? std::to_string(id) : std::string();
 }
 
-std::uint64_t number(const std::string& id) {
-    return std::strtoull(id.c_str(), nullptr, 10);
-}
+struct TWGnomeBackend {
+    using Connection = TWGnomeConnection;
+    static std::uint64_t native(const std::string& id) {
+        return std::strtoull(id.c_str(), nullptr, 10);
+    }
+    static TWCompositorSnapshot convert(const TWGnomeSnapshot& snapshot);
+    // Waits for the shell's answers: a request to a service that went away is lost.
+    static bool deliver(TWGnomeConnection& connection) { return connection.sync(); }
+    static std::string unavailable(const TWGnomeConnection& connection) {
+        return connection.available() ? std::string()
+                                      : "Tidewell's GNOME Shell extension is not running";
+    }
+    static constexpr const char* name = "GNOME Shell";
+};
 
-TWCompositorSnapshot convert(const TWGnomeSnapshot& snapshot) {
+TWCompositorSnapshot TWGnomeBackend::convert(const TWGnomeSnapshot& snapshot) {
     TWCompositorSnapshot out;
     out.active = text(snapshot.focused);
     out.complete = snapshot.complete;
@@ -44,40 +55,10 @@ TWCompositorSnapshot convert(const TWGnomeSnapshot& snapshot) {
     return out;
 }
 
-class TWGnomeWindowList : public TWCompositorWindowList {
-  public:
-    explicit TWGnomeWindowList(TWGnomeConnection& connection) : connection_(connection) {}
-    TWCompositorSnapshot list() override { return convert(connection_.snapshot()); }
-    TWCompositorSnapshot current() override { return convert(connection_.current()); }
-    void setMinimized(const std::string& id, bool minimized) override {
-        connection_.setMinimized(number(id), minimized);
-    }
-    void activate(const std::string& id) override { connection_.activate(number(id)); }
-    void close(const std::string& id) override { connection_.close(number(id)); }
-    void flush() override { connection_.flush(); }
-    // Waits for the shell's answers: a request to a service that went away is lost.
-    bool deliver() override { return connection_.sync(); }
-    bool waitFor(const std::function<bool()>& condition,
-                 std::chrono::milliseconds timeout) override {
-        return connection_.waitFor(condition, timeout);
-    }
-    std::vector<std::string> takeRestoredOrGone() override {
-        return connection_.takeRestoredOrGone();
-    }
-    std::string unavailable() const override {
-        return connection_.available() ? std::string()
-                                       : "Tidewell's GNOME Shell extension is not running";
-    }
-    std::string name() const override { return "GNOME Shell"; }
-
-  private:
-    TWGnomeConnection& connection_;
-};
-
 } // namespace
 
 TWGnomeWorkspace::TWGnomeWorkspace(TWGnomeConnection& connection)
-    : TWCompositorWorkspace(std::make_unique<TWGnomeWindowList>(connection),
+    : TWCompositorWorkspace(std::make_unique<TWConnectionWindowList<TWGnomeBackend>>(connection),
                             "gnome-hidden-" + connection.sessionName(), "TWGnomeWorkspace") {}
 
 std::string TWGnomeWorkspace::fileManagerBundleIdentifier() {

@@ -7,7 +7,20 @@
 
 namespace {
 
-TWCompositorSnapshot convert(const TWKWinSnapshot& snapshot) {
+struct TWKWinBackend {
+    using Connection = TWKWinConnection;
+    static const std::string& native(const std::string& uuid) { return uuid; }
+    static TWCompositorSnapshot convert(const TWKWinSnapshot& snapshot);
+    // Wayland requests sent in order are carried out in order: sending is enough.
+    static bool deliver(TWKWinConnection& connection) {
+        connection.flush();
+        return true;
+    }
+    static std::string unavailable(const TWKWinConnection&) { return {}; }
+    static constexpr const char* name = "KWin";
+};
+
+TWCompositorSnapshot TWKWinBackend::convert(const TWKWinSnapshot& snapshot) {
     TWCompositorSnapshot out;
     out.active = snapshot.activeWindow;
     out.complete = snapshot.complete;
@@ -36,39 +49,10 @@ TWCompositorSnapshot convert(const TWKWinSnapshot& snapshot) {
     return out;
 }
 
-class TWKWinWindowList : public TWCompositorWindowList {
-  public:
-    explicit TWKWinWindowList(TWKWinConnection& connection) : connection_(connection) {}
-    TWCompositorSnapshot list() override { return convert(connection_.snapshot()); }
-    TWCompositorSnapshot current() override { return convert(connection_.current()); }
-    void setMinimized(const std::string& id, bool minimized) override {
-        connection_.setMinimized(id, minimized);
-    }
-    void activate(const std::string& id) override { connection_.activate(id); }
-    void close(const std::string& id) override { connection_.close(id); }
-    void flush() override { connection_.flush(); }
-    // Wayland requests sent in order are carried out in order: sending is enough.
-    bool deliver() override {
-        connection_.flush();
-        return true;
-    }
-    bool waitFor(const std::function<bool()>& condition,
-                 std::chrono::milliseconds timeout) override {
-        return connection_.waitFor(condition, timeout);
-    }
-    std::vector<std::string> takeRestoredOrGone() override {
-        return connection_.takeRestoredOrGone();
-    }
-    std::string name() const override { return "KWin"; }
-
-  private:
-    TWKWinConnection& connection_;
-};
-
 } // namespace
 
 TWKWinWorkspace::TWKWinWorkspace(TWKWinConnection& connection)
-    : TWCompositorWorkspace(std::make_unique<TWKWinWindowList>(connection),
+    : TWCompositorWorkspace(std::make_unique<TWConnectionWindowList<TWKWinBackend>>(connection),
                             "kwin-hidden-" + connection.displayName(), "TWKWinWorkspace") {}
 
 std::string TWKWinWorkspace::fileManagerBundleIdentifier() {
