@@ -195,7 +195,7 @@ TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
     };
     for (int i = 0; i < 1000 && lockOpeners() < 2; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    ASSERT_EQ(lockOpeners(), 2);
+    EXPECT_EQ(lockOpeners(), 2);
     TWWriteFile(file.string() + ".new", head + "<dict><key>k</key><true/></dict></plist>");
     fs::rename(file.string() + ".new", file);
     ::close(lock);
