@@ -18,7 +18,7 @@ class TWGnomeShellExtension : public QObject {
     Q_OBJECT
 
   public:
-    static constexpr const char* uuid = "tidewell@quillfen.net";
+    static constexpr const char* uuid = TIDEWELL_GNOME_UUID;
 
     enum class State {
         NoShell,      // no GNOME Shell answers on the session bus

@@ -86,6 +86,40 @@ void TWTestSession::endChildren() {
     children_.clear();
 }
 
+void TWTestSession::useWayland(const std::string& desktop, const std::string& socket) {
+    for (auto [name, value] : {std::pair{"XDG_CURRENT_DESKTOP", desktop},
+                               {"XDG_SESSION_TYPE", std::string("wayland")},
+                               {"WAYLAND_DISPLAY", socket},
+                               {"GDK_BACKEND", std::string("wayland")},
+                               {"QT_QPA_PLATFORM", std::string("wayland")}})
+        setenv(name, value.c_str(), 1);
+    unsetenv("DISPLAY");
+}
+
+bool TWTestSession::startBus(const std::string& path, pid_t& pid) {
+    pid = startProcess({"dbus-daemon", "--config-file=/usr/share/dbus-1/session.conf",
+                        "--address=unix:path=" + path, "--nofork", "--nopidfile"},
+                       home_);
+    return waitFor([&] { return std::filesystem::exists(path); });
+}
+
+void TWTestSession::killStraysBut(const std::vector<pid_t>& keep) {
+    if (root_.empty())
+        return;
+    for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + root_ + "/runtime"))
+        if (std::find(keep.begin(), keep.end(), pid) == keep.end())
+            kill(pid, SIGKILL);
+}
+
+void TWTestSession::endSession(const std::vector<pid_t>& services) {
+    endChildren();
+    killStraysBut(services);
+    for (pid_t pid : services)
+        if (pid > 0)
+            endGroup(pid);
+    killStraysBut({});
+}
+
 pid_t TWTestSession::spawn(const std::vector<std::string>& argv) {
     pid_t pid = startProcess(argv, home_);
     if (pid > 0)

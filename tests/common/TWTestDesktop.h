@@ -52,6 +52,16 @@ class TWTestSession {
     TWTestSession(const std::string& prefix, const std::string& fileManager);
     ~TWTestSession(); // removes the session's files
     void endChildren();
+    // Points the toolkits at this session's Wayland display `socket`, of a `desktop` session.
+    void useWayland(const std::string& desktop, const std::string& socket);
+    // Starts a bus (dbus-daemon) listening on `path` as `pid`; false when it does not come up.
+    bool startBus(const std::string& path, pid_t& pid);
+    // Kills the programs but `keep` that no group of ours holds and that carry this session's
+    // runtime directory in their environment (started detached by the code under test, or by a
+    // bus).
+    void killStraysBut(const std::vector<pid_t>& keep);
+    // Ends the programs started, then the session's `services`, and whatever they left behind.
+    void endSession(const std::vector<pid_t>& services);
     std::string error_, root_, home_;
     std::vector<pid_t> children_;
 };

@@ -33,16 +33,11 @@ std::string stripQuotes(const std::string& json) {
 TWGnomeTestDesktop::TWGnomeTestDesktop()
     : TWTestSession("tidewell-gnome-test", "org.gnome.Nautilus"), runtime_(root_ + "/runtime"),
       socket_("tidewell-gnome-" + std::to_string(getpid())) {
-    setenv("XDG_CURRENT_DESKTOP", "GNOME", 1);
-    setenv("XDG_SESSION_TYPE", "wayland", 1);
-    setenv("WAYLAND_DISPLAY", socket_.c_str(), 1);
-    setenv("GDK_BACKEND", "wayland", 1);
-    setenv("QT_QPA_PLATFORM", "wayland", 1);
+    useWayland("GNOME", socket_);
     // Settings in a key file of the private home: no dconf service to start, and the shell and
     // the clients read what the harness wrote before the start.
     setenv("GSETTINGS_BACKEND", "keyfile", 1);
     setenv("NO_AT_BRIDGE", "1", 1);
-    unsetenv("DISPLAY");
     if (ok())
         error_ = start();
 }
@@ -55,14 +50,7 @@ std::string TWGnomeTestDesktop::start() {
     const std::string systemBus = runtime_ + "/system_bus", bus = runtime_ + "/bus";
     // The shell asks the system bus for logind, accounts and more; a private one answers none
     // of it, quickly.
-    systemBus_ = startProcess({"dbus-daemon", "--config-file=/usr/share/dbus-1/session.conf",
-                               "--address=unix:path=" + systemBus, "--nofork", "--nopidfile"},
-                              home_);
-    bus_ = startProcess({"dbus-daemon", "--config-file=/usr/share/dbus-1/session.conf",
-                         "--address=unix:path=" + bus, "--nofork", "--nopidfile"},
-                        home_);
-    if (!waitFor(
-            [&] { return std::filesystem::exists(bus) && std::filesystem::exists(systemBus); }))
+    if (!startBus(systemBus, systemBus_) || !startBus(bus, bus_))
         return "dbus-daemon did not start";
     busAddress_ = "unix:path=" + bus;
     setenv("DBUS_SESSION_BUS_ADDRESS", busAddress_.c_str(), 1);
@@ -119,21 +107,13 @@ std::string TWGnomeTestDesktop::start() {
 }
 
 TWGnomeTestDesktop::~TWGnomeTestDesktop() {
-    endChildren();
-    killStrays();
     if (connection_)
         sd_bus_flush_close_unref(connection_);
-    for (pid_t pid : {shell_, bus_, systemBus_})
-        if (pid > 0)
-            endGroup(pid);
-    killStrays();
+    endSession({shell_, bus_, systemBus_});
 }
 
 void TWGnomeTestDesktop::killStrays() {
-    for (pid_t pid :
-         root_.empty() ? std::vector<pid_t>{} : processesWith("XDG_RUNTIME_DIR=" + runtime_))
-        if (pid != shell_ && pid != bus_ && pid != systemBus_)
-            kill(pid, SIGKILL);
+    killStraysBut({shell_, bus_, systemBus_});
 }
 
 std::optional<std::string> TWGnomeTestDesktop::eval(const std::string& code) const {

@@ -25,7 +25,7 @@ struct TWGnomeObservedWindow {
 
 class TWGnomeTestDesktop : public TWTestSession {
   public:
-    static constexpr const char* kExtension = "tidewell@quillfen.net";
+    static constexpr const char* kExtension = TIDEWELL_GNOME_UUID;
 
     // Starts the buses and the shell (again when it hangs at start) and points WAYLAND_DISPLAY,
     // DBUS_SESSION_BUS_ADDRESS, HOME and the XDG variables at them.

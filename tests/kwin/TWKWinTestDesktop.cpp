@@ -46,22 +46,14 @@ std::string dbus(const std::vector<std::string>& call) {
 TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted)
     : TWTestSession("tidewell-kwin-test", "thunar"), runtime_(root_ + "/runtime"),
       socket_("tidewell-kwin-" + std::to_string(getpid())) {
-    setenv("XDG_CURRENT_DESKTOP", "KDE", 1);
-    setenv("XDG_SESSION_TYPE", "wayland", 1);
-    setenv("WAYLAND_DISPLAY", socket_.c_str(), 1);
-    setenv("GDK_BACKEND", "wayland", 1);
-    setenv("QT_QPA_PLATFORM", "wayland", 1);
-    unsetenv("DISPLAY");
+    useWayland("KDE", socket_);
     if (ok())
         error_ = start(permitted);
 }
 
 std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) {
     const std::string bus = runtime_ + "/bus";
-    bus_ = startProcess({"dbus-daemon", "--config-file=/usr/share/dbus-1/session.conf",
-                         "--address=unix:path=" + bus, "--nofork", "--nopidfile"},
-                        home_);
-    if (!waitFor([&] { return std::filesystem::exists(bus); }))
+    if (!startBus(bus, bus_))
         return "dbus-daemon did not start";
     setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + bus).c_str(), 1);
     // KWin offers its window management only to a client whose executable (/proc/PID/exe) is
@@ -94,21 +86,11 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
 }
 
 TWKWinTestDesktop::~TWKWinTestDesktop() {
-    endChildren();
-    killStrays();
-    for (pid_t pid : {kwin_, bus_})
-        if (pid > 0)
-            endGroup(pid);
-    killStrays();
+    endSession({kwin_, bus_});
 }
 
 void TWKWinTestDesktop::killStrays() {
-    // Programs started detached (a file manager, services the bus activated) carry this
-    // session's runtime directory in their environment and belong to no group of ours.
-    for (pid_t pid :
-         root_.empty() ? std::vector<pid_t>{} : processesWith("XDG_RUNTIME_DIR=" + runtime_))
-        if (pid != kwin_ && pid != bus_)
-            kill(pid, SIGKILL);
+    killStraysBut({kwin_, bus_});
 }
 
 std::optional<bool> TWKWinTestDesktop::isMinimized(const std::string& uuid) const {

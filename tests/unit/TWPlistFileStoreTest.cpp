@@ -188,6 +188,17 @@ TEST_F(TWPlistFileStoreTest, ADamagedFileIsKeptAsideAndTheDefaultsApply) {
     ASSERT_EQ(::flock(lock, LOCK_EX), 0);
     TWPlistDictionary seen;
     std::thread reader([&] { seen = TWPlistFileStore(file.string()).load(); });
+    // The reader opens the lock file once it has found the file damaged: then it waits.
+    const auto lockOpeners = [&] {
+        int count = 0;
+        std::error_code ec;
+        for (const auto& fd : fs::directory_iterator("/proc/self/fd", ec))
+            count += fs::read_symlink(fd.path(), ec) == file.string() + ".lock";
+        return count;
+    };
+    for (int i = 0; i < 1000 && lockOpeners() < 2; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(lockOpeners(), 2);
     TWWriteFile(file.string() + ".new", head + "<dict><key>k</key><true/></dict></plist>");
     fs::rename(file.string() + ".new", file);
     ::close(lock);

@@ -2,8 +2,8 @@
 // One connection to the window service of Tidewell's GNOME Shell extension over the session bus
 // (sd-bus): the shell's windows as ListWindows reports them, kept current from its signals, and
 // the minimize, restore, activate and close requests. The connection claims a bus name in
-// Tidewell's namespace, which is what the service asks of its callers. See TWGnomeWorkspace for
-// how windows become applications.
+// Tidewell's namespace, which is what the service asks of its callers. See TWCompositorWorkspace
+// for how windows become applications.
 #pragma once
 
 #include <chrono>
@@ -18,7 +18,7 @@ struct sd_bus;
 struct sd_bus_message;
 struct sd_bus_slot;
 
-inline constexpr const char* TWGnomeExtensionUUID = "tidewell@quillfen.net";
+inline constexpr const char* TWGnomeExtensionUUID = TIDEWELL_GNOME_UUID;
 
 // Meta.WindowType values the service lists.
 inline constexpr std::uint32_t TWGnomeWindowTypeNormal = 0;

@@ -2,7 +2,7 @@
 // Assembly of the GNOME backend around one connection.
 #include "TWGnomeDesktop.h"
 
-#include "TWGnomeFileManagerWindows.h"
+#include "TWCompositorFileManagerWindows.h"
 #include "TWLog.h"
 
 constexpr const char* kSoundLogClass = "TWGnomeSystemSound";
@@ -22,10 +22,10 @@ TWGnomeDesktop::TWGnomeDesktop(std::unique_ptr<TWGnomeConnection> connection)
     : connection_(std::move(connection)),
       workspace_(std::make_unique<TWGnomeWorkspace>(*connection_)),
       scriptingBridge_(std::make_unique<TWScriptingAdapter>(
-          [&workspace = *workspace_, state = std::make_shared<TWGnomeFileManagerState>()](
+          [&workspace = *workspace_, state = std::make_shared<TWCompositorFileManagerState>()](
               const std::string& bundleIdentifier) {
-              return std::make_unique<TWGnomeFileManagerWindows>(workspace, bundleIdentifier,
-                                                                 state);
+              return std::make_unique<TWCompositorFileManagerWindows>(workspace, bundleIdentifier,
+                                                                      state);
           })),
       frontSwitchSource_(std::make_unique<TWKeyedFrontSwitchSource>(
           [&workspace = *workspace_, &connection = *connection_](bool fresh) {

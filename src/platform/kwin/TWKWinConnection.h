@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // One connection to KWin's Plasma window management: the compositor's view of every window (app
 // id, process, states, parent, stacking order) kept current from its events, and the minimize,
-// restore, activate and close requests. See TWKWinWorkspace for how windows become applications.
+// restore, activate and close requests. See TWCompositorWorkspace for how windows become
+// applications.
 #pragma once
 
 #include <chrono>

@@ -2,7 +2,7 @@
 // Assembly of the KWin backend around one connection.
 #include "TWKWinDesktop.h"
 
-#include "TWKWinFileManagerWindows.h"
+#include "TWCompositorFileManagerWindows.h"
 #include "TWLog.h"
 
 #include <string>
@@ -26,9 +26,10 @@ TWKWinDesktop::TWKWinDesktop(std::unique_ptr<TWKWinConnection> connection)
     : connection_(std::move(connection)),
       workspace_(std::make_unique<TWKWinWorkspace>(*connection_)),
       scriptingBridge_(std::make_unique<TWScriptingAdapter>(
-          [&workspace = *workspace_, state = std::make_shared<TWKWinFileManagerState>()](
+          [&workspace = *workspace_, state = std::make_shared<TWCompositorFileManagerState>()](
               const std::string& bundleIdentifier) {
-              return std::make_unique<TWKWinFileManagerWindows>(workspace, bundleIdentifier, state);
+              return std::make_unique<TWCompositorFileManagerWindows>(workspace, bundleIdentifier,
+                                                                      state);
           })),
       frontSwitchSource_(std::make_unique<TWKeyedFrontSwitchSource>(
           [&workspace = *workspace_, &connection = *connection_](bool fresh) {

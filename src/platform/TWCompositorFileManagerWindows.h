@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The file manager's windows on KWin: listing front to back, minimize, close, and new windows
-// started from the file manager's desktop entry.
+// The file manager's windows on a compositor (TWCompositorWorkspace): listing front to back,
+// minimize, close, and new windows started from the file manager's desktop entry.
 #pragma once
 
 #include "TWCloseRequests.h"
+#include "TWCompositorWorkspace.h"
 #include "TWFileManagerWindows.h"
-#include "TWKWinWorkspace.h"
 
 #include <map>
 #include <memory>
@@ -13,21 +13,21 @@
 #include <string>
 #include <vector>
 
-using TWKWinCloseRequests = TWCloseRequests<std::string>;
+using TWCompositorCloseRequests = TWCloseRequests<std::string>;
 
 // What the file manager's windows asked of the compositor that its events may not show yet,
 // shared by every scripting object of one desktop: windows asked to minimize sort as minimized;
 // windows asked to close are left out for a while, and a new window waits for them to go.
-struct TWKWinFileManagerState {
+struct TWCompositorFileManagerState {
     std::set<std::string> collapsing;
-    TWKWinCloseRequests closing;
+    TWCompositorCloseRequests closing;
 };
 
-class TWKWinFileManagerWindows : public TWFileManagerWindows {
+class TWCompositorFileManagerWindows : public TWFileManagerWindows {
   public:
     // The windows of the application with this desktop-entry ID.
-    TWKWinFileManagerWindows(TWKWinWorkspace& workspace, std::string bundleIdentifier,
-                             std::shared_ptr<TWKWinFileManagerState> state);
+    TWCompositorFileManagerWindows(TWCompositorWorkspace& workspace, std::string bundleIdentifier,
+                                   std::shared_ptr<TWCompositorFileManagerState> state);
     // The application's taskbar windows; windows asked to close a moment ago are left out.
     std::vector<WindowId> windows() override;
     void setCollapsed(WindowId window, bool collapsed) override;
@@ -37,13 +37,13 @@ class TWKWinFileManagerWindows : public TWFileManagerWindows {
 
   private:
     struct Listed {
-        std::string uuid;
+        std::string id;
         int pid = -1;
     };
-    TWKWinWorkspace& workspace_;
+    TWCompositorWorkspace& workspace_;
     std::string bundleIdentifier_;
-    std::shared_ptr<TWKWinFileManagerState> state_;
-    // The compositor names windows by uuid; each gets a number when first listed.
+    std::shared_ptr<TWCompositorFileManagerState> state_;
+    // Each window gets a number when first listed.
     std::map<std::string, WindowId> numbers_;
     std::map<WindowId, Listed> listed_;
     const Listed* find(WindowId window) const;

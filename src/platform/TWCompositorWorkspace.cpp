@@ -1,0 +1,294 @@
+// SPDX-License-Identifier: MIT
+// Running applications on a compositor, and the hide / unhide / activate requests for them.
+#include "TWCompositorWorkspace.h"
+
+#include "TWLog.h"
+#include "TWProcessLauncher.h"
+#include "TWProcessTable.h"
+#include "TWTopmostWindow.h"
+
+#include <algorithm>
+#include <set>
+
+const TWCompositorWindow* TWCompositorSnapshot::find(const std::string& id) const {
+    for (const auto& w : windows)
+        if (w.id == id)
+            return &w;
+    return nullptr;
+}
+
+bool TWCompositorIsTaskbarWindow(const TWCompositorWindow& window) {
+    return !window.skipTaskbar && window.parent.empty();
+}
+
+std::vector<TWCompositorApplication>
+TWCompositorGroupApplications(const TWCompositorSnapshot& snapshot,
+                              const TWDesktopEntryIndex& entries, const TWHiddenMarks& marks,
+                              const std::function<std::string(int)>& programName) {
+    std::vector<TWCompositorApplication> apps;
+    std::map<std::string, std::size_t> byKey;
+    for (const auto& w : snapshot.windows) {
+        // A transient window belongs to its parent's application whatever it names itself.
+        const TWCompositorWindow* owner = &w;
+        for (int depth = 0; depth < 8 && !owner->parent.empty(); ++depth) {
+            const TWCompositorWindow* parent = snapshot.find(owner->parent);
+            if (!parent)
+                break;
+            owner = parent;
+        }
+        std::optional<std::string> identity;
+        if (owner->hints) {
+            TWIdentityHints hints = *owner->hints;
+            hints.commandName = programName(owner->pid);
+            identity = entries.resolveIdentity(hints);
+        }
+        std::string key = "p" + std::to_string(owner->pid) + "/" + identity.value_or("");
+        auto found = byKey.find(key);
+        if (found == byKey.end()) {
+            TWCompositorApplication app;
+            app.key = key;
+            app.info.bundleIdentifier = identity;
+            app.info.processIdentifier = owner->pid;
+            app.info.activationPolicy = TWActivationPolicyProhibited;
+            if (identity) {
+                if (const auto* entry = entries.entryForID(*identity))
+                    app.info.localizedName = TWDesktopEntryIndex::localizedName(*entry);
+            }
+            if (app.info.localizedName.empty())
+                app.info.localizedName = owner->fallbackName;
+            found = byKey.emplace(key, apps.size()).first;
+            apps.push_back(std::move(app));
+        }
+        auto& app = apps[found->second];
+        app.windows.push_back(w);
+        if (w.active)
+            app.info.active = true;
+        if (TWCompositorIsTaskbarWindow(w)) {
+            app.taskbarWins.push_back(w);
+            app.info.activationPolicy = TWActivationPolicyRegular;
+        } else if (app.info.activationPolicy == TWActivationPolicyProhibited) {
+            app.info.activationPolicy = TWActivationPolicyAccessory;
+        }
+    }
+    for (auto& app : apps) {
+        bool marked = false, shown = false;
+        for (const auto& w : app.taskbarWins) {
+            marked = marked || marks.count(w.id);
+            shown = shown || !w.minimized;
+        }
+        app.info.hidden = marked && !shown;
+    }
+    return apps;
+}
+
+TWCompositorWorkspace::TWCompositorWorkspace(std::unique_ptr<TWCompositorWindowList> windows,
+                                             const std::string& recordName, std::string logClass)
+    : logClass_(std::move(logClass)), windows_(std::move(windows)), record_(recordName) {}
+
+const TWDesktopEntryIndex& TWCompositorWorkspace::desktopEntries() {
+    if (!entries_)
+        entries_ = std::make_unique<TWDesktopEntryIndex>();
+    return *entries_;
+}
+
+std::string TWCompositorWorkspace::programName(int pid) {
+    auto it = programNames_.find(pid);
+    if (it == programNames_.end())
+        it = programNames_.emplace(pid, TWProcessTable::programName(pid)).first;
+    return it->second;
+}
+
+const std::vector<TWCompositorApplication>& TWCompositorWorkspace::refresh() {
+    sendPendingHides();
+    TWCompositorSnapshot snapshot = windows_->list();
+    // The events tell what a snapshot cannot: a window restored and minimized again since the
+    // last look is no longer Tidewell's to restore.
+    forgetMarks(windows_->takeRestoredOrGone());
+    if (snapshot.complete) {
+        record_.update([&](TWHiddenMarks& marks) {
+            TWHiddenRecord::prune(
+                marks,
+                [&](const std::string& id) -> std::optional<bool> {
+                    const TWCompositorWindow* w = snapshot.find(id);
+                    return w ? std::optional<bool>(w->minimized) : std::nullopt;
+                },
+                TWHiddenRecord::now());
+            marks_ = marks;
+        });
+    } else {
+        // Without an answer nothing is known to be over: every mark stays.
+        marks_ = record_.read();
+    }
+    auto apps = TWCompositorGroupApplications(snapshot, desktopEntries(), marks_,
+                                              [this](int pid) { return programName(pid); });
+    order_.apply(apps);
+    std::set<int> pids;
+    for (const auto& app : apps)
+        pids.insert(app.info.processIdentifier);
+    for (auto it = programNames_.begin(); it != programNames_.end();)
+        it = pids.count(it->first) ? std::next(it) : programNames_.erase(it);
+    apps_ = std::move(apps);
+    return apps_;
+}
+
+std::vector<TWRunningApplication> TWCompositorWorkspace::runningApplications() {
+    return TWApplicationOrder::infos(refresh());
+}
+
+TWCompositorApplication* TWCompositorWorkspace::findCached(std::uint64_t handle) {
+    return TWApplicationOrder::find(apps_, handle, [this] { refresh(); });
+}
+
+void TWCompositorWorkspace::hide(const TWRunningApplication& info) {
+    auto* app = findCached(info.handle);
+    if (!app)
+        return;
+    long long now = TWHiddenRecord::now();
+    for (auto& w : app->taskbarWins) {
+        // A window the user minimized is not ours to restore later: it gets no mark.
+        if (w.minimized || marks_.count(w.id))
+            continue;
+        pendingHides_.emplace_back(w.id, TWHiddenMark{w.stackingIndex, now, false});
+        marks_[w.id] = pendingHides_.back().second;
+        w.minimized = true;
+        app->info.hidden = true;
+    }
+}
+
+void TWCompositorWorkspace::sendPendingHides() {
+    if (pendingHides_.empty())
+        return;
+    auto hides = std::exchange(pendingHides_, {});
+    auto unmark = [&] {
+        for (const auto& [id, mark] : hides)
+            marks_.erase(id);
+    };
+    if (auto why = windows_->unavailable(); !why.empty()) {
+        TWLog(LOG_ERR, logClass_,
+              why + "; " + std::to_string(hides.size()) + " windows stay shown");
+        unmark();
+        return;
+    }
+    // The marks are written, in one go, before any window is minimized: no Tidewell process
+    // ever sees a window minimized by us and unmarked. One that never gets minimized loses its
+    // mark again.
+    bool recorded = record_.update([&](TWHiddenMarks& marks) {
+        for (const auto& [id, mark] : hides)
+            marks[id] = mark;
+        marks_ = marks;
+    });
+    if (!recorded) {
+        TWLog(LOG_ERR, logClass_,
+              "the record of hidden windows cannot be written; " + std::to_string(hides.size()) +
+                  " windows stay shown");
+        unmark();
+        return;
+    }
+    for (const auto& [id, mark] : hides)
+        windows_->setMinimized(id, true);
+    windows_->flush();
+}
+
+void TWCompositorWorkspace::unhideApplication(TWCompositorApplication& app) {
+    sendPendingHides();
+    std::vector<TWCompositorWindow*> marked;
+    for (auto& w : app.taskbarWins)
+        if (marks_.count(w.id))
+            marked.push_back(&w);
+    if (marked.empty())
+        return;
+    if (auto why = windows_->unavailable(); !why.empty()) {
+        TWLog(LOG_ERR, logClass_, why + "; the hidden windows stay hidden and on record");
+        return;
+    }
+    // Bottom to top, so that each restored window lands above the ones restored before it.
+    std::stable_sort(marked.begin(), marked.end(),
+                     [&](const TWCompositorWindow* a, const TWCompositorWindow* b) {
+                         return marks_[a->id].position < marks_[b->id].position;
+                     });
+    for (auto* w : marked) {
+        if (w->minimized)
+            windows_->setMinimized(w->id, false);
+        w->minimized = false;
+    }
+    // The marks go once the requests are out: a mark left behind by an interruption is dropped
+    // once its window is seen shown, a window minimized without its mark could never come back.
+    if (!windows_->deliver()) {
+        TWLog(LOG_WARNING, logClass_,
+              windows_->name() + " did not confirm the restores; the windows stay on record");
+        return;
+    }
+    record_.update([&](TWHiddenMarks& marks) {
+        for (auto* w : marked)
+            marks.erase(w->id);
+        marks_ = marks;
+    });
+    app.info.hidden = false;
+}
+
+void TWCompositorWorkspace::unhide(const TWRunningApplication& info) {
+    if (auto* app = findCached(info.handle))
+        unhideApplication(*app);
+}
+
+void TWCompositorWorkspace::activateWithOptions(const TWRunningApplication& info,
+                                                unsigned options) {
+    (void)options; // a compositor's activation always ignores the other applications
+    auto* app = findCached(info.handle);
+    if (!app)
+        return;
+    unhideApplication(*app);
+    // The topmost window now shown; a window the user minimized is left alone.
+    auto shown = [](const TWCompositorWindow& w) { return !w.minimized; };
+    const TWCompositorWindow* target = TWTopmostWindow(app->taskbarWins, shown);
+    if (!target)
+        target = TWTopmostWindow(app->windows, shown);
+    if (target)
+        windows_->activate(target->id);
+}
+
+void TWCompositorWorkspace::flush() {
+    sendPendingHides();
+    windows_->flush();
+}
+
+void TWCompositorWorkspace::forgetMarks(const std::vector<std::string>& ids) {
+    if (ids.empty())
+        return;
+    sendPendingHides();
+    auto ours = [&](const TWHiddenMarks& marks) {
+        return std::any_of(ids.begin(), ids.end(),
+                           [&](const std::string& id) { return marks.count(id) != 0; });
+    };
+    // Another Tidewell process may have marked the window since our last look.
+    if (!ours(marks_) && !ours(record_.read()))
+        return;
+    record_.update([&](TWHiddenMarks& marks) {
+        for (const auto& id : ids)
+            marks.erase(id);
+        marks_ = marks;
+    });
+}
+
+std::string TWCompositorWorkspace::keyOfWindow(const std::string& id, bool askWhenUnknown) {
+    if (id.empty())
+        return {};
+    auto snapshot = windows_->current();
+    if (askWhenUnknown && !snapshot.find(id))
+        snapshot = windows_->list();
+    auto apps = TWCompositorGroupApplications(snapshot, desktopEntries(), {},
+                                              [this](int pid) { return programName(pid); });
+    for (const auto& app : apps)
+        for (const auto& w : app.windows)
+            if (w.id == id)
+                return app.key;
+    return {};
+}
+
+bool TWCompositorWorkspace::openURL(const std::string& url) {
+    if (url.empty()) {
+        TWLog(LOG_WARNING, logClass_, "openURL called with an empty URL");
+        return false;
+    }
+    return TWProcessLauncher::spawnDetached({"xdg-open", url});
+}
