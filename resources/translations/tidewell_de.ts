@@ -223,6 +223,10 @@
         <source>An x-tidewell-action: request for the running Tidewell; x-tidewell-action://preferences opens its preferences.</source>
         <translation>Eine x-tidewell-action:-Anfrage an das laufende Tidewell; x-tidewell-action://preferences öffnet seine Einstellungen.</translation>
     </message>
+    <message id="cannot follow the hidden windows: %@">
+        <source>cannot follow the hidden windows: %@</source>
+        <translation>die verborgenen Fenster können nicht verfolgt werden: %@</translation>
+    </message>
     <message id="Tidewell is running but did not answer">
         <source>Tidewell is running but did not answer</source>
         <translation>Tidewell läuft, hat aber nicht geantwortet</translation>

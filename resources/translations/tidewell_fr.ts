@@ -223,6 +223,10 @@
         <source>An x-tidewell-action: request for the running Tidewell; x-tidewell-action://preferences opens its preferences.</source>
         <translation>Une demande x-tidewell-action: pour le Tidewell en cours ; x-tidewell-action://preferences ouvre ses préférences.</translation>
     </message>
+    <message id="cannot follow the hidden windows: %@">
+        <source>cannot follow the hidden windows: %@</source>
+        <translation>impossible de suivre les fenêtres masquées : %@</translation>
+    </message>
     <message id="Tidewell is running but did not answer">
         <source>Tidewell is running but did not answer</source>
         <translation>Tidewell s'exécute mais n'a pas répondu</translation>
