@@ -227,6 +227,50 @@
         <source>cannot follow the hidden windows: %@</source>
         <translation>die verborgenen Fenster können nicht verfolgt werden: %@</translation>
     </message>
+    <message id="%@ is already the shortcut of &quot;%@&quot; in %@.">
+        <source>%@ is already the shortcut of &quot;%@&quot; in %@.</source>
+        <translation>%@ ist bereits das Tastenkürzel von „%@“ in %@.</translation>
+    </message>
+    <message id="GNOME Shell did not answer: %@.">
+        <source>GNOME Shell did not answer: %@.</source>
+        <translation>GNOME Shell hat nicht geantwortet: %@.</translation>
+    </message>
+    <message id="GNOME Shell has no global shortcut with the key %@.">
+        <source>GNOME Shell has no global shortcut with the key %@.</source>
+        <translation>GNOME Shell kennt kein globales Tastenkürzel mit der Taste %@.</translation>
+    </message>
+    <message id="GNOME Shell or another program already uses %@ as a shortcut.">
+        <source>GNOME Shell or another program already uses %@ as a shortcut.</source>
+        <translation>GNOME Shell oder ein anderes Programm verwendet %@ bereits als Tastenkürzel.</translation>
+    </message>
+    <message id="KDE Plasma did not take %@ as a global shortcut.">
+        <source>KDE Plasma did not take %@ as a global shortcut.</source>
+        <translation>KDE Plasma hat %@ nicht als globales Tastenkürzel angenommen.</translation>
+    </message>
+    <message id="KDE Plasma has no global shortcut with the key %@.">
+        <source>KDE Plasma has no global shortcut with the key %@.</source>
+        <translation>KDE Plasma kennt kein globales Tastenkürzel mit der Taste %@.</translation>
+    </message>
+    <message id="KDE's global-shortcut service (%@) does not answer: %@.">
+        <source>KDE's global-shortcut service (%@) does not answer: %@.</source>
+        <translation>Der Dienst für globale Tastenkürzel von KDE (%@) antwortet nicht: %@.</translation>
+    </message>
+    <message id="KDE's global-shortcut service is out of reach: no session bus (%@).">
+        <source>KDE's global-shortcut service is out of reach: no session bus (%@).</source>
+        <translation>Der Dienst für globale Tastenkürzel von KDE ist nicht erreichbar: kein Sitzungsbus (%@).</translation>
+    </message>
+    <message id="KDE's global-shortcut service refused the shortcut: %@.">
+        <source>KDE's global-shortcut service refused the shortcut: %@.</source>
+        <translation>Der Dienst für globale Tastenkürzel von KDE hat das Tastenkürzel abgelehnt: %@.</translation>
+    </message>
+    <message id="The connection to the session bus is lost.">
+        <source>The connection to the session bus is lost.</source>
+        <translation>Die Verbindung zum Sitzungsbus ist verloren.</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension is not running; the shortcut works once it is enabled (%@).">
+        <source>Tidewell's GNOME Shell extension is not running; the shortcut works once it is enabled (%@).</source>
+        <translation>Die GNOME-Shell-Erweiterung von Tidewell läuft nicht; das Tastenkürzel wirkt, sobald sie eingeschaltet ist (%@).</translation>
+    </message>
     <message id="Tidewell is running but did not answer">
         <source>Tidewell is running but did not answer</source>
         <translation>Tidewell läuft, hat aber nicht geantwortet</translation>

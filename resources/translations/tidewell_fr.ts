@@ -227,6 +227,50 @@
         <source>cannot follow the hidden windows: %@</source>
         <translation>impossible de suivre les fenêtres masquées : %@</translation>
     </message>
+    <message id="%@ is already the shortcut of &quot;%@&quot; in %@.">
+        <source>%@ is already the shortcut of &quot;%@&quot; in %@.</source>
+        <translation>%@ est déjà le raccourci de « %@ » dans %@.</translation>
+    </message>
+    <message id="GNOME Shell did not answer: %@.">
+        <source>GNOME Shell did not answer: %@.</source>
+        <translation>GNOME Shell n’a pas répondu : %@.</translation>
+    </message>
+    <message id="GNOME Shell has no global shortcut with the key %@.">
+        <source>GNOME Shell has no global shortcut with the key %@.</source>
+        <translation>GNOME Shell n’a pas de raccourci global avec la touche %@.</translation>
+    </message>
+    <message id="GNOME Shell or another program already uses %@ as a shortcut.">
+        <source>GNOME Shell or another program already uses %@ as a shortcut.</source>
+        <translation>GNOME Shell ou un autre programme utilise déjà %@ comme raccourci.</translation>
+    </message>
+    <message id="KDE Plasma did not take %@ as a global shortcut.">
+        <source>KDE Plasma did not take %@ as a global shortcut.</source>
+        <translation>KDE Plasma n’a pas accepté %@ comme raccourci global.</translation>
+    </message>
+    <message id="KDE Plasma has no global shortcut with the key %@.">
+        <source>KDE Plasma has no global shortcut with the key %@.</source>
+        <translation>KDE Plasma n’a pas de raccourci global avec la touche %@.</translation>
+    </message>
+    <message id="KDE's global-shortcut service (%@) does not answer: %@.">
+        <source>KDE's global-shortcut service (%@) does not answer: %@.</source>
+        <translation>Le service de raccourcis globaux de KDE (%@) ne répond pas : %@.</translation>
+    </message>
+    <message id="KDE's global-shortcut service is out of reach: no session bus (%@).">
+        <source>KDE's global-shortcut service is out of reach: no session bus (%@).</source>
+        <translation>Le service de raccourcis globaux de KDE est hors d’atteinte : pas de bus de session (%@).</translation>
+    </message>
+    <message id="KDE's global-shortcut service refused the shortcut: %@.">
+        <source>KDE's global-shortcut service refused the shortcut: %@.</source>
+        <translation>Le service de raccourcis globaux de KDE a refusé le raccourci : %@.</translation>
+    </message>
+    <message id="The connection to the session bus is lost.">
+        <source>The connection to the session bus is lost.</source>
+        <translation>La connexion au bus de session est perdue.</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension is not running; the shortcut works once it is enabled (%@).">
+        <source>Tidewell's GNOME Shell extension is not running; the shortcut works once it is enabled (%@).</source>
+        <translation>L’extension GNOME Shell de Tidewell ne tourne pas ; le raccourci fonctionnera une fois qu’elle sera activée (%@).</translation>
+    </message>
     <message id="Tidewell is running but did not answer">
         <source>Tidewell is running but did not answer</source>
         <translation>Tidewell s'exécute mais n'a pas répondu</translation>

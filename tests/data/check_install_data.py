@@ -7,6 +7,7 @@ sources look up, with the same placeholders.
 
 usage: check_install_data.py SOURCE_DIR BINARY_DIR LUPDATE
 """
+import pathlib
 import re
 import subprocess
 import sys
@@ -73,19 +74,19 @@ for command in (["desktop-file-validate", f"{source_dir}/resources/net.quillfen.
     if run.returncode != 0:
         fail(f"{command[0]}: {run.stdout}{run.stderr}")
 
-# Translations: the texts the sources look up now, collected the way the build's lupdate does.
-sources = [f"{source_dir}/{path}" for path in (
-    "src/actions/TWCommon.cpp", "src/support/QFSimpleUpdater.cpp", "src/support/TWAlert.cpp",
-    "src/app/TidewellAppDelegate.cpp", "src/app/net/TWQtAlertPresenter.cpp",
-    "src/prefs/PreferencesController.cpp", "src/prefs/ExcludeController.cpp",
-    "src/helper/TidewellHelper.cpp", "src/helper/main.cpp", "src/app/TWLauncher.cpp",
-    "src/cli/tidewellctl.cpp")]
+# Translations: the texts the sources look up now (every program's), collected the way the
+# build's lupdate does.
+sources = sorted(str(path) for path in pathlib.Path(f"{source_dir}/src").rglob("*.cpp"))
 with tempfile.TemporaryDirectory() as scratch:
     collected = f"{scratch}/collected.ts"
     subprocess.run([lupdate, "-silent", "-locations", "none", "-tr-function-alias",
                     "qtTrId+=TWLocalizedString,qtTrId+=localized,QT_TRID_NOOP+=TWLocalizable",
                     *sources, "-ts", collected], check=True, capture_output=True)
-    texts = {m.get("id") for m in ET.parse(collected).iter("message")}
+    # lupdate writes a quote inside a message ID as it is, which no XML reader takes.
+    with open(collected, encoding="utf-8") as file:
+        xml = re.sub(r'(<message id=")(.*)(">)',
+                     lambda m: m[1] + m[2].replace('"', "&quot;") + m[3], file.read())
+    texts = {m.get("id") for m in ET.fromstring(xml).iter("message")}
 if len(texts) < 30:
     fail(f"only {len(texts)} texts collected from the sources")
 for language in ("de", "fr"):

@@ -3,6 +3,8 @@
 // requests and signals.
 #include "TWGnomeConnection.h"
 
+#include "TWFormat.h"
+#include "TWLocalizedString.h"
 #include "TWLog.h"
 
 #include <systemd/sd-bus.h>
@@ -397,7 +399,7 @@ void TWGnomeConnection::setActiveWindowChangeHandler(std::function<void()> handl
 std::optional<std::string> TWGnomeConnection::bindShortcut(const std::string& action,
                                                            const std::string& accelerator) {
     if (broken_)
-        return "The connection to the session bus is lost.";
+        return TWLocalizedString("The connection to the session bus is lost.");
     Reply reply;
     sd_bus_message* call = nullptr;
     int r = sd_bus_message_new_method_call(bus_, &call, kShell, kPath, kInterface, "BindShortcut");
@@ -413,12 +415,13 @@ std::optional<std::string> TWGnomeConnection::bindShortcut(const std::string& ac
     const std::string name = reply.error.name ? reply.error.name : "";
     if (meansNoService(name)) {
         setAvailable(false, "it does not answer");
-        return std::string("Tidewell's GNOME Shell extension is not running; the shortcut "
-                           "works once it is enabled (`gnome-extensions enable ") +
-               TWGnomeExtensionUUID + "`).";
+        return TWFormat(TWLocalizedString("Tidewell's GNOME Shell extension is not running; the "
+                                          "shortcut works once it is enabled (%@)."),
+                        "gnome-extensions enable " + std::string(TWGnomeExtensionUUID));
     }
     if (name.empty())
-        return std::string("GNOME Shell did not answer: ") + std::strerror(-r) + ".";
+        return TWFormat(TWLocalizedString("GNOME Shell did not answer: %@."),
+                        std::string(std::strerror(-r)));
     return reply.error.message ? std::string(reply.error.message) : name;
 }
 

@@ -2,6 +2,8 @@
 // Tidewell's actions bound to accelerators in GNOME Shell through Tidewell's extension.
 #include "TWGnomeGlobalShortcuts.h"
 
+#include "TWFormat.h"
+#include "TWLocalizedString.h"
 #include "TWLog.h"
 
 #include <algorithm>
@@ -66,10 +68,12 @@ std::optional<std::string> TWGnomeGlobalShortcuts::bind(TWShortcutAction action,
     if (!keys.empty()) {
         auto combination = TWKeyCombination::parse(keys);
         if (!combination)
-            return "\"" + keys + "\" is not a key combination.";
+            return TWFormat(TWLocalizedString("\"%@\" is not a key combination."), keys);
         auto converted = accelerator(*combination);
         if (!converted)
-            return "GNOME Shell has no global shortcut with the key " + combination->key + ".";
+            return TWFormat(
+                TWLocalizedString("GNOME Shell has no global shortcut with the key %@."),
+                combination->key);
         text = *converted;
     } else if (!bound_.count(action)) {
         return std::nullopt; // nothing bound: nothing to take away
@@ -77,8 +81,15 @@ std::optional<std::string> TWGnomeGlobalShortcuts::bind(TWShortcutAction action,
     auto failure = connection_.bindShortcut(actionName(action), text);
     // Refused by the shell: the action keeps what it had. Not heard (the extension is away):
     // it is bound when the extension comes back.
-    if (failure && connection_.available())
-        return failure;
+    if (failure && connection_.available()) {
+        // The shell refuses an accelerator only when something holds it (the conversion above
+        // gives it only ones it can read): said in the user's words, with the shell's own in
+        // the journal.
+        TWLog(LOG_INFO, kLogClass, "GNOME Shell refused " + text + ": " + *failure);
+        return TWFormat(
+            TWLocalizedString("GNOME Shell or another program already uses %@ as a shortcut."),
+            TWKeyCombination::parse(keys)->text());
+    }
     if (text.empty())
         bound_.erase(action);
     else

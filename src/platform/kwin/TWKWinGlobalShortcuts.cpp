@@ -2,6 +2,8 @@
 // Tidewell's actions as a component of KDE's global-shortcut service.
 #include "TWKWinGlobalShortcuts.h"
 
+#include "TWFormat.h"
+#include "TWLocalizedString.h"
 #include "TWLog.h"
 
 #include <systemd/sd-bus.h>
@@ -151,13 +153,14 @@ void TWKWinGlobalShortcuts::setActivationHandler(std::function<void(TWShortcutAc
 
 std::optional<std::string> TWKWinGlobalShortcuts::connect() {
     if (broken_)
-        return "The connection to the session bus is lost.";
+        return TWLocalizedString("The connection to the session bus is lost.");
     if (bus_)
         return std::nullopt;
     if (int r = sd_bus_open_user(&bus_); r < 0) {
         bus_ = nullptr;
-        return std::string("KDE's global-shortcut service is out of reach: no session bus (") +
-               std::strerror(-r) + ").";
+        return TWFormat(TWLocalizedString(
+                            "KDE's global-shortcut service is out of reach: no session bus (%@)."),
+                        std::string(std::strerror(-r)));
     }
     sd_bus_set_method_call_timeout(bus_, kCallTimeoutUsec);
     fd_ = sd_bus_get_fd(bus_);
@@ -173,8 +176,9 @@ std::optional<std::string> TWKWinGlobalShortcuts::registerAction(TWShortcutActio
     if (sd_bus_call_method(bus_, kService, kPath, kInterface, "doRegister", &reg.error,
                            &reg.message, "as", 4, kComponent, actionName(action),
                            kComponentFriendlyName, friendlyName(action)) < 0)
-        return "KDE's global-shortcut service (" + std::string(kService) +
-               ") does not answer: " + reg.why() + ".";
+        return TWFormat(
+            TWLocalizedString("KDE's global-shortcut service (%@) does not answer: %@."),
+            std::string(kService), reg.why());
     registered_.push_back(action);
     if (pressedSlot_)
         return std::nullopt;
@@ -200,10 +204,11 @@ std::optional<std::string> TWKWinGlobalShortcuts::bind(TWShortcutAction action,
     if (!keys.empty()) {
         combination = TWKeyCombination::parse(keys);
         if (!combination)
-            return "\"" + keys + "\" is not a key combination.";
+            return TWFormat(TWLocalizedString("\"%@\" is not a key combination."), keys);
         code = qtKeyCode(*combination);
         if (!code)
-            return "KDE Plasma has no global shortcut with the key " + combination->key + ".";
+            return TWFormat(TWLocalizedString("KDE Plasma has no global shortcut with the key %@."),
+                            combination->key);
     } else if (std::find(registered_.begin(), registered_.end(), action) == registered_.end()) {
         return std::nullopt; // nothing bound here: nothing to take away
     }
@@ -220,8 +225,8 @@ std::optional<std::string> TWKWinGlobalShortcuts::bind(TWShortcutAction action,
                                &holder.message, "i", *code) >= 0)
             id = readStrings(holder.message);
         if (id.size() >= 4 && !(id[0] == kComponent && id[1] == actionName(action)))
-            return combination->text() + " is already the shortcut of \"" + id[3] + "\" in " +
-                   (id[2].empty() ? id[0] : id[2]) + ".";
+            return TWFormat(TWLocalizedString("%@ is already the shortcut of \"%@\" in %@."),
+                            combination->text(), id[3], id[2].empty() ? id[0] : id[2]);
     }
 
     Reply set;
@@ -239,7 +244,9 @@ std::optional<std::string> TWKWinGlobalShortcuts::bind(TWShortcutAction action,
         r = sd_bus_call(bus_, call, 0, &set.error, &set.message);
     sd_bus_message_unref(call);
     if (r < 0)
-        return "KDE's global-shortcut service refused the shortcut: " + set.why() + ".";
+        return TWFormat(
+            TWLocalizedString("KDE's global-shortcut service refused the shortcut: %@."),
+            set.why());
     const void* data = nullptr;
     std::size_t size = 0;
     std::vector<int> taken;
@@ -248,7 +255,8 @@ std::optional<std::string> TWKWinGlobalShortcuts::bind(TWShortcutAction action,
             if (int value = static_cast<const int*>(data)[i]; value != 0)
                 taken.push_back(value);
     if (code && taken != std::vector<int>{*code})
-        return "KDE Plasma did not take " + combination->text() + " as a global shortcut.";
+        return TWFormat(TWLocalizedString("KDE Plasma did not take %@ as a global shortcut."),
+                        combination->text());
     return std::nullopt;
 }
 
