@@ -94,6 +94,7 @@ void TWShortcutBinder::refresh() {
         if (keys.empty() || (keys == b.keys && !b.problem))
             continue;
         b.keys = keys;
+        b.refused = false;
         const auto combination = TWKeyCombination::parse(keys);
         if (combination && !combination->isGlobalShortcut()) {
             // A hand-edited "H" would take the letter from every program.
@@ -104,6 +105,7 @@ void TWShortcutBinder::refresh() {
                                  TWLocalizedString(actionTitle(TWShortcutAction::HideOthers)));
         } else {
             b.problem = shortcuts_.bind(action, keys);
+            b.refused = b.problem.has_value();
         }
         if (b.problem)
             TWLog(LOG_NOTICE, kLogClass,
@@ -116,4 +118,8 @@ void TWShortcutBinder::refresh() {
 
 std::optional<std::string> TWShortcutBinder::problem(TWShortcutAction action) const {
     return bindings_[static_cast<int>(action)].problem;
+}
+
+bool TWShortcutBinder::refusedByDesktop() const {
+    return active_ && (bindings_[0].refused || bindings_[1].refused);
 }

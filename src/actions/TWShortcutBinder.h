@@ -30,6 +30,9 @@ class TWShortcutBinder {
     // Why `action`'s stored shortcut is not registered; nothing when it is (or none is stored,
     // or this process does not register shortcuts now).
     std::optional<std::string> problem(TWShortcutAction action) const;
+    // Whether the desktop refused a stored shortcut (keys another program holds: that can end,
+    // as when a program that held them has just quit or crashed).
+    bool refusedByDesktop() const;
 
     // The settings key of `action`.
     static const char* settingsKey(TWShortcutAction action);
@@ -38,6 +41,7 @@ class TWShortcutBinder {
     struct Binding {
         std::string keys; // what the desktop was last asked to bind
         std::optional<std::string> problem;
+        bool refused = false; // the problem is the desktop's refusal
     };
     Binding& binding(TWShortcutAction action) { return bindings_[static_cast<int>(action)]; }
     void unbindAll();

@@ -29,6 +29,7 @@
 #include "TWSettings.h"
 #include "TWShortcutBinder.h"
 #include "TWShortcutOwnership.h"
+#include "TWShortcutRetry.h"
 #include "TWStoreWatcher.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
@@ -402,10 +403,13 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
 
     // The global shortcuts, registered while this instance holds them (see TWShortcutOwnership).
     std::unique_ptr<TWShortcutBinder> shortcuts;
-    auto refreshShortcut = [&shortcuts](TWShortcutAction action) -> std::optional<std::string> {
-        if (!shortcuts)
+    std::unique_ptr<TWShortcutRetry> shortcutRetry;
+    auto refreshShortcut = [&shortcuts,
+                            &shortcutRetry](TWShortcutAction action) -> std::optional<std::string> {
+        if (!shortcuts || !shortcutRetry)
             return std::nullopt;
         shortcuts->refresh();
+        shortcutRetry->afterBinding();
         return shortcuts->problem(action);
     };
 
@@ -414,12 +418,19 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     shortcuts = std::make_unique<TWShortcutBinder>(desktop->globalShortcuts(),
                                                    TWUserDefaults::sharedUserDefaults(),
                                                    TWCommon::sharedInstance());
+    shortcutRetry = std::make_unique<TWShortcutRetry>(*shortcuts, nullptr);
     TWShortcutOwnership shortcutOwnership(
         TWShortcutOwnership::Role::Application,
         QString::fromStdString(TWProcessRegistry::registryDirectory()),
-        [&shortcuts](bool owner) { shortcuts->setActive(owner); });
+        [&shortcuts, &shortcutRetry](bool owner) {
+            shortcuts->setActive(owner);
+            shortcutRetry->afterBinding();
+        });
     // A change made elsewhere (the command-line tool, an editor) applies at once too.
-    TWWatchStoreDirectory(&app, [&shortcuts] { shortcuts->refresh(); });
+    TWWatchStoreDirectory(&app, [&shortcuts, &shortcutRetry] {
+        shortcuts->refresh();
+        shortcutRetry->afterBinding();
+    });
     app.setDeactivationHandler([] { TWCommon::sharedInstance().setCurrentProcess(); });
 
     std::function<void(const std::string&)> urlHandler;

@@ -12,6 +12,7 @@
 #include "TWSettings.h"
 #include "TWShortcutBinder.h"
 #include "TWShortcutOwnership.h"
+#include "TWShortcutRetry.h"
 #include "TWStoreWatcher.h"
 #include "TWTerminationSignals.h"
 #include "TWTranslations.h"
@@ -142,10 +143,18 @@ int main(int argc, char** argv) {
     // in Tidewell's preferences) applies at once.
     TWShortcutBinder shortcuts(desktop->globalShortcuts(), TWUserDefaults::sharedUserDefaults(),
                                common);
-    TWWatchStoreDirectory(&app, [&shortcuts] { shortcuts.refresh(); });
+    // Keys a crashed Tidewell held are free only once the desktop has noticed: asked again.
+    TWShortcutRetry shortcutRetry(shortcuts, nullptr);
+    TWWatchStoreDirectory(&app, [&shortcuts, &shortcutRetry] {
+        shortcuts.refresh();
+        shortcutRetry.afterBinding();
+    });
     TWShortcutOwnership shortcutOwnership(TWShortcutOwnership::Role::Helper,
                                           QString::fromStdString(runtimeDirectory),
-                                          [&shortcuts](bool owner) { shortcuts.setActive(owner); });
+                                          [&shortcuts, &shortcutRetry](bool owner) {
+                                              shortcuts.setActive(owner);
+                                              shortcutRetry.afterBinding();
+                                          });
     shortcutOwnership.start();
     // Released before the locks are, so that whoever takes over finds the keys free.
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &app,

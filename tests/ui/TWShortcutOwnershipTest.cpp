@@ -1,8 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The global shortcuts handed between the application and the menu-bar helper: one registers at
 // a time, the helper lets go before the application takes them, and takes them back when the
-// application ends however it ends (its locks closed, as a crash closes them).
+// application ends however it ends (its locks closed, as a crash closes them); keys refused at
+// the hand-over are asked for again.
 #include "TWShortcutOwnership.h"
+#include "TWCommon.h"
+#include "TWSettings.h"
+#include "TWShortcutBinder.h"
+#include "TWShortcutRetry.h"
+#include "TWSimDefaultsStore.h"
+#include "TWSimDesktop.h"
 #include "TWTestApplication.h"
 
 #include <QTemporaryDir>
@@ -52,4 +59,25 @@ TEST(TWShortcutOwnership, TheHelperRegistersOnlyWhileTheApplicationIsNotRunning)
     ASSERT_TRUE(QTest::qWaitFor([&] { return helper->isOwner(); }));
     EXPECT_EQ(events, (Lines{"helper binds", "helper unbinds", "application binds", "helper binds",
                              "helper unbinds", "application binds", "helper binds"}));
+}
+
+// Keys held elsewhere when this process takes the shortcuts over (a crashed Tidewell's, not yet
+// let go) are asked for again until they are free; a refusal for good stops after a minute.
+TEST(TWShortcutRetry, RefusedKeysAreAskedForAgainOnceFree) {
+    TWTestApplication();
+    TWSimDesktop desk;
+    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
+    TWCommon common{desk, shared};
+    TWShortcutBinder binder{desk.globalShortcuts(), shared, common};
+    TWShortcutRetry retry{binder, nullptr};
+    shared.setObject(TWPlistValue("Ctrl+Alt+H"), TWHideOthersShortcutKey);
+    desk.simGlobalShortcuts().setTaken("Ctrl+Alt+H");
+    binder.setActive(true);
+    retry.afterBinding();
+    EXPECT_TRUE(binder.refusedByDesktop());
+    desk.simGlobalShortcuts().setTaken("Ctrl+Alt+H", false);
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return desk.simGlobalShortcuts().boundKeys(TWShortcutAction::HideOthers) != ""; },
+        3 * TWShortcutRetry::kFirstDelayMs));
+    EXPECT_FALSE(binder.refusedByDesktop());
 }
