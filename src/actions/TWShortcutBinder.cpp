@@ -42,11 +42,26 @@ TWShortcutBinder::TWShortcutBinder(TWGlobalShortcuts& shortcuts, TWUserDefaults&
         else
             common.showAll();
     });
+    // Keys given in the desktop's own settings become the stored ones, so that the preferences
+    // show them and the next start binds them rather than the old.
+    shortcuts_.setChangeHandler([this](TWShortcutAction action, const std::string& keys) {
+        if (!active_ || storedKeys(sharedDefaults_, action) == keys)
+            return;
+        TWLog(LOG_INFO, kLogClass,
+              std::string("the desktop's settings gave ") + actionTitle(action) + " " +
+                  (keys.empty() ? std::string("no shortcut") : keys));
+        binding(action) = {keys, std::nullopt, false};
+        if (keys.empty())
+            sharedDefaults_.removeObjectForKey(settingsKey(action));
+        else
+            sharedDefaults_.setObject(TWPlistValue(keys), settingsKey(action));
+    });
 }
 
 TWShortcutBinder::~TWShortcutBinder() {
     unbindAll();
     shortcuts_.setActivationHandler(nullptr);
+    shortcuts_.setChangeHandler(nullptr);
 }
 
 const char* TWShortcutBinder::settingsKey(TWShortcutAction action) {

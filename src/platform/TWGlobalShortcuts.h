@@ -18,4 +18,11 @@ class TWGlobalShortcuts {
     virtual std::optional<std::string> bind(TWShortcutAction action, const std::string& keys) = 0;
     // Called, from the desktop's event dispatch, each time a bound combination is pressed.
     virtual void setActivationHandler(std::function<void(TWShortcutAction)> handler) = 0;
+    // Called, from the desktop's event dispatch, when the desktop's own settings gave `action`
+    // other keys (portable text; empty: none). Only desktops whose settings list the shortcuts
+    // of every program ever call it.
+    virtual void
+    setChangeHandler(std::function<void(TWShortcutAction, const std::string& keys)> handler) {
+        (void)handler;
+    }
 };

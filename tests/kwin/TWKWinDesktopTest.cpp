@@ -6,6 +6,7 @@
 // shortcuts as KDE's global-shortcut service (in KWin) holds them.
 #include "TWKWinDesktop.h"
 #include "TWCommon.h"
+#include "TWKWinGlobalShortcuts.h"
 #include "TWKWinTestDesktop.h"
 #include "TWPlatformFactory.h"
 #include "TWProcessRegistry.h"
@@ -283,6 +284,21 @@ TEST_F(TWKWinDesktopTest, ShortcutsAreHeldByKDEsServiceClashesAreRefusedAndAPres
         return !pressed.empty();
     }));
     EXPECT_EQ(pressed, std::vector<TWShortcutAction>{TWShortcutAction::HideOthers});
+
+    // Changed in KDE's system settings (which set other components' keys so): Tidewell is told.
+    std::vector<std::string> changed;
+    shortcuts.setChangeHandler([&](TWShortcutAction action, const std::string& keys) {
+        changed.push_back(TWKWinGlobalShortcuts::actionName(action) + (" " + keys));
+    });
+    kglobalaccel("setForeignShortcut", {actionId("hide-others"), "[201326666]"});
+    EXPECT_TRUE(waitFor([&] {
+        pollfd pfd{kwin_->eventFileDescriptor(), POLLIN, 0};
+        if (poll(&pfd, 1, 100) > 0)
+            kwin_->dispatchPendingEvents();
+        return !changed.empty();
+    }));
+    EXPECT_EQ(changed, std::vector<std::string>{"hide-others Ctrl+Alt+J"});
+    shortcuts.setChangeHandler(nullptr);
 
     // Cleared: the keys are free again.
     EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, ""), std::nullopt);

@@ -78,6 +78,13 @@ TEST(TWShortcutBinder, BindsWhileActiveRunsTheRequestsAndReportsWhatFailed) {
     EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "");
     EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());
 
+    // Other keys given in the desktop's settings become the stored ones, bound as they are.
+    f.keys.changeInSettings(Action::HideOthers, "Ctrl+Alt+J");
+    EXPECT_EQ(f.shared.stringForKey(TWHideOthersShortcutKey), "Ctrl+Alt+J");
+    f.binder.refresh();
+    EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "Ctrl+Alt+J");
+    EXPECT_FALSE(f.binder.problem(Action::HideOthers).has_value());
+
     // Cleared (an empty value is none), and every binding released on handing over.
     f.shared.setObject(TWPlistValue(""), TWShowAllShortcutKey);
     f.binder.refresh();

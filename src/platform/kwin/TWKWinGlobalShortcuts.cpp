@@ -99,6 +99,39 @@ struct TWKWinGlobalShortcuts::Callbacks {
                 self->pressed_.push_back(action);
         return 0;
     }
+    // yourShortcutsChanged(as actionId, a(ai) sequences): each sequence up to four chords.
+    // Tidewell's shortcuts are single chords: the first sequence counts, when it is one.
+    static int onChanged(sd_bus_message* m, void* data, sd_bus_error*) {
+        auto* self = static_cast<TWKWinGlobalShortcuts*>(data);
+        const std::vector<std::string> id = readStrings(m);
+        if (id.size() < 2 || id[0] != kComponent)
+            return 0;
+        std::vector<int> chords;
+        if (sd_bus_message_enter_container(m, 'a', "(ai)") > 0) {
+            if (sd_bus_message_enter_container(m, 'r', "ai") > 0) {
+                const void* keys = nullptr;
+                std::size_t size = 0;
+                if (sd_bus_message_read_array(m, 'i', &keys, &size) >= 0)
+                    for (std::size_t i = 0; i < size / sizeof(int); ++i)
+                        if (int code = static_cast<const int*>(keys)[i]; code != 0)
+                            chords.push_back(code);
+            }
+        }
+        std::optional<std::string> text = std::string();
+        if (chords.size() == 1)
+            text = portableText(chords.front());
+        else if (chords.size() > 1)
+            text.reset();
+        if (!text) {
+            TWLog(LOG_NOTICE, kLogClass,
+                  "KDE's settings gave " + id[1] + " keys Tidewell cannot take; kept as stored");
+            return 0;
+        }
+        for (auto action : {TWShortcutAction::HideOthers, TWShortcutAction::ShowAll})
+            if (id[1] == actionName(action))
+                self->changed_.emplace_back(action, *text);
+        return 0;
+    }
 };
 
 const char* TWKWinGlobalShortcuts::actionName(TWShortcutAction action) {
@@ -129,6 +162,28 @@ std::optional<int> TWKWinGlobalShortcuts::qtKeyCode(const TWKeyCombination& comb
            ((m & TWKeyCombination::Meta) ? kQtMeta : 0);
 }
 
+std::optional<std::string> TWKWinGlobalShortcuts::portableText(int code) {
+    TWKeyCombination combination;
+    const std::pair<int, unsigned> modifiers[] = {{kQtShift, TWKeyCombination::Shift},
+                                                  {kQtControl, TWKeyCombination::Control},
+                                                  {kQtAlt, TWKeyCombination::Alt},
+                                                  {kQtMeta, TWKeyCombination::Meta}};
+    for (const auto& [bit, modifier] : modifiers)
+        if (code & bit)
+            combination.modifiers |= modifier;
+    const int key = code & ~(kQtShift | kQtControl | kQtAlt | kQtMeta | 0x20000000);
+    for (const auto& [name, value] : kQtNamedKeys)
+        if (key == value)
+            combination.key = std::string(name);
+    if (key >= kQtF1 && key < kQtF1 + kQtLastF)
+        combination.key = "F" + std::to_string(key - kQtF1 + 1);
+    if (combination.key.empty() && key > ' ' && key < 0x7f)
+        combination.key = std::string(1, static_cast<char>(key));
+    if (combination.key.empty())
+        return std::nullopt;
+    return combination.text();
+}
+
 TWKWinGlobalShortcuts::TWKWinGlobalShortcuts(std::function<void(int, bool)> watch)
     : watch_(std::move(watch)) {}
 
@@ -143,12 +198,18 @@ TWKWinGlobalShortcuts::~TWKWinGlobalShortcuts() {
                                kComponentFriendlyName, friendlyName(action));
         }
     sd_bus_slot_unref(pressedSlot_);
+    sd_bus_slot_unref(changedSlot_);
     if (bus_)
         sd_bus_flush_close_unref(bus_);
 }
 
 void TWKWinGlobalShortcuts::setActivationHandler(std::function<void(TWShortcutAction)> handler) {
     handler_ = std::move(handler);
+}
+
+void TWKWinGlobalShortcuts::setChangeHandler(
+    std::function<void(TWShortcutAction, const std::string&)> handler) {
+    changeHandler_ = std::move(handler);
 }
 
 std::optional<std::string> TWKWinGlobalShortcuts::connect() {
@@ -163,6 +224,12 @@ std::optional<std::string> TWKWinGlobalShortcuts::connect() {
                         std::string(std::strerror(-r)));
     }
     sd_bus_set_method_call_timeout(bus_, kCallTimeoutUsec);
+    if (sd_bus_match_signal(bus_, &changedSlot_, kService, kPath, kInterface,
+                            "yourShortcutsChanged", &Callbacks::onChanged, this) < 0) {
+        TWLog(LOG_WARNING, kLogClass,
+              "cannot follow changes of Tidewell's shortcuts in KDE's settings");
+        changedSlot_ = nullptr;
+    }
     fd_ = sd_bus_get_fd(bus_);
     if (watch_ && fd_ >= 0)
         watch_(fd_, true);
@@ -278,4 +345,7 @@ void TWKWinGlobalShortcuts::dispatchEvents() {
     for (auto action : std::exchange(pressed_, {}))
         if (handler_)
             handler_(action);
+    for (const auto& [action, keys] : std::exchange(changed_, {}))
+        if (changeHandler_)
+            changeHandler_(action, keys);
 }

@@ -11,6 +11,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct sd_bus;
@@ -28,7 +29,11 @@ class TWKWinGlobalShortcuts : public TWGlobalShortcuts {
 
     std::optional<std::string> bind(TWShortcutAction action, const std::string& keys) override;
     void setActivationHandler(std::function<void(TWShortcutAction)> handler) override;
-    // Handles what arrived on the bus, without blocking; the handler runs for each press.
+    // KDE's system settings change the keys through the service, which tells the component.
+    void setChangeHandler(
+        std::function<void(TWShortcutAction, const std::string& keys)> handler) override;
+    // Handles what arrived on the bus, without blocking; the handlers run for each press and
+    // each change.
     void dispatchEvents();
 
     // The component Tidewell registers as, and each action's name in it. (A name ending in
@@ -39,6 +44,8 @@ class TWKWinGlobalShortcuts : public TWGlobalShortcuts {
     // The service's key code: Qt's key with Qt's modifier bits. None for a key Qt has no code
     // for.
     static std::optional<int> qtKeyCode(const TWKeyCombination& combination);
+    // The portable text of a key code of the service's; none for a key without a portable name.
+    static std::optional<std::string> portableText(int code);
 
   private:
     std::optional<std::string> connect();
@@ -49,10 +56,13 @@ class TWKWinGlobalShortcuts : public TWGlobalShortcuts {
 
     std::function<void(int, bool)> watch_;
     std::function<void(TWShortcutAction)> handler_;
+    std::function<void(TWShortcutAction, const std::string&)> changeHandler_;
     sd_bus* bus_ = nullptr;
     int fd_ = -1;
     sd_bus_slot* pressedSlot_ = nullptr;
+    sd_bus_slot* changedSlot_ = nullptr;
     bool broken_ = false;
     std::vector<TWShortcutAction> registered_;
     std::vector<TWShortcutAction> pressed_; // received, not yet handed to the handler
+    std::vector<std::pair<TWShortcutAction, std::string>> changed_; // the same for changes
 };

@@ -52,3 +52,17 @@ std::string TWSimGlobalShortcuts::boundKeys(TWShortcutAction action) const {
     const auto it = bound_.find(action);
     return it == bound_.end() ? std::string() : it->second;
 }
+
+void TWSimGlobalShortcuts::setChangeHandler(
+    std::function<void(TWShortcutAction, const std::string&)> handler) {
+    changeHandler_ = std::move(handler);
+}
+
+void TWSimGlobalShortcuts::changeInSettings(TWShortcutAction action, const std::string& keys) {
+    if (keys.empty())
+        bound_.erase(action);
+    else
+        bound_[action] = normal(keys);
+    if (changeHandler_)
+        changeHandler_(action, normal(keys));
+}
