@@ -5,6 +5,7 @@
 #include "ExcludeController.h"
 #include "OVLoginItem.h"
 #include "TWAlert.h"
+#include "TWKeyCombination.h"
 #include "TWLocalizedString.h"
 #include "TWServiceManagement.h"
 #include "TWSettings.h"
@@ -22,6 +23,7 @@
 #include <QComboBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
+#include <QKeySequence>
 #include <QLabel>
 #include <QMainWindow>
 #include <QPropertyAnimation>
@@ -453,7 +455,19 @@ void PreferencesController::showShortcutProblems() {
         std::optional<std::string> problem;
         if (services_.refreshShortcut)
             problem = services_.refreshShortcut(action);
-        showShortcutProblem(action, QString::fromStdString(problem.value_or("")));
+        QString text = QString::fromStdString(problem.value_or(""));
+        // The combinations as the fields show them: "Strg+Alt+K" in German.
+        for (TWShortcutAction named : {TWShortcutAction::HideOthers, TWShortcutAction::ShowAll}) {
+            const auto stored = TWKeyCombination::parse(
+                services_.sharedDefaults->stringForKey(TWShortcutBinder::settingsKey(named))
+                    .value_or(""));
+            if (!stored)
+                continue;
+            const QString portable = QString::fromStdString(stored->text());
+            text.replace(portable, QKeySequence::fromString(portable, QKeySequence::PortableText)
+                                       .toString(QKeySequence::NativeText));
+        }
+        showShortcutProblem(action, text);
     }
 }
 
