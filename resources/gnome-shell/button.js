@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The top-bar button: Tidewell's icon while Tidewell runs and no tray shows its icon. A click
-// hides the others, a Shift-click shows all, the right button opens Tidewell's menu as
-// Tidewell's own D-Bus service (net.quillfen.Tidewell1) sends it when it opens.
+// The top-bar button: Tidewell's symbolic icon while Tidewell runs and no tray shows its icon. A
+// click (a tap) hides the others, a Shift-click or a middle click shows all, the right button (a
+// long press) opens Tidewell's menu as Tidewell's own D-Bus service (net.quillfen.Tidewell1) sends
+// it when it opens: the same menu as Tidewell's tray menu on other desktops.
 // A module body like windows.js: the build's head for each module format imports what it uses.
 
 const TidewellBusName = 'net.quillfen.Tidewell';
@@ -45,18 +46,21 @@ class TidewellService {
 
 const TidewellButton = GObject.registerClass(
 class TidewellButton extends PanelMenu.Button {
-    _init(service) {
+    // `icon`: the symbolic icon's file (drawn in the top bar's text colour, as the shell's own).
+    _init(service, icon) {
         super._init(0.5, 'Tidewell', false);
         this._service = service;
-        this._icon = new St.Icon({style_class: 'system-status-icon'});
+        this._longPress = 0;
+        this._icon = new St.Icon({
+            style_class: 'system-status-icon',
+            gicon: Gio.FileIcon.new(Gio.File.new_for_path(icon)),
+        });
         this.add_child(this._icon);
+        this.connect('destroy', () => this._endLongPress());
     }
 
-    setIconName(name) {
-        this._icon.gicon = Gio.icon_new_for_string(name);
-    }
-
-    // The primary button acts on release, as a click; the secondary one opens the menu.
+    // The primary and middle buttons act on release, as a click; the secondary one opens the
+    // menu. A touch is a click when short, and opens the menu when held as a long press.
     vfunc_event(event) {
         const type = event.type();
         if (type === Clutter.EventType.BUTTON_PRESS) {
@@ -67,13 +71,39 @@ class TidewellButton extends PanelMenu.Button {
         if (type === Clutter.EventType.BUTTON_RELEASE) {
             if (event.get_button() === Clutter.BUTTON_PRIMARY)
                 this.click(event.get_state());
+            else if (event.get_button() === Clutter.BUTTON_MIDDLE)
+                this._request('ShowAll');
+            return Clutter.EVENT_STOP;
+        }
+        if (type === Clutter.EventType.TOUCH_BEGIN) {
+            this._endLongPress();
+            this._longPress = GLib.timeout_add(GLib.PRIORITY_DEFAULT,
+                Clutter.Settings.get_default().long_press_duration, () => {
+                    this._longPress = 0;
+                    this.openMenu();
+                    return GLib.SOURCE_REMOVE;
+                });
             return Clutter.EVENT_STOP;
         }
         if (type === Clutter.EventType.TOUCH_END) {
-            this.click(0);
+            if (this._endLongPress())
+                this.click(0);
+            return Clutter.EVENT_STOP;
+        }
+        if (type === Clutter.EventType.TOUCH_CANCEL) {
+            this._endLongPress();
             return Clutter.EVENT_STOP;
         }
         return Clutter.EVENT_PROPAGATE;
+    }
+
+    // Stops waiting for a long press; true when one was still to come (the touch was a tap).
+    _endLongPress() {
+        if (!this._longPress)
+            return false;
+        GLib.source_remove(this._longPress);
+        this._longPress = 0;
+        return true;
     }
 
     // The keyboard opens the menu (space, return), as on every top-bar button.
@@ -89,9 +119,13 @@ class TidewellButton extends PanelMenu.Button {
 
     // The click on Tidewell's icon: Shift shows all, anything else hides the others.
     click(modifiers) {
+        this._request(modifiers & Clutter.ModifierType.SHIFT_MASK ? 'ShowAll' : 'HideOthers');
+    }
+
+    _request(method) {
         if (this.menu.isOpen)
             this.menu.close();
-        this._service.call(modifiers & Clutter.ModifierType.SHIFT_MASK ? 'ShowAll' : 'HideOthers');
+        this._service.call(method);
     }
 
     // Asks Tidewell for its menu and opens it once the answer is there (closes it when open).
@@ -113,13 +147,10 @@ class TidewellButton extends PanelMenu.Button {
                 this.menu.addMenuItem(new PopupMenu.PopupSeparatorMenuItem());
                 continue;
             }
-            // An entry without a method is a caption.
+            // An entry without a method is a caption. Like the tray menu, the list of applications
+            // shows no state: choosing one toggles it.
             const item = new PopupMenu.PopupMenuItem(title, {reactive: method !== ''});
-            if (method === 'Toggle') {
-                // Shown applications are checked; hidden ones are not.
-                item.setOrnament(hidden ? PopupMenu.Ornament.NONE : PopupMenu.Ornament.CHECK);
-                item.tidewellHidden = hidden;
-            }
+            item.tidewellHidden = hidden;
             item.tidewellMethod = method;
             if (method) {
                 item.connect('activate', () => this._service.call(method,
@@ -132,6 +163,11 @@ class TidewellButton extends PanelMenu.Button {
 
 // Shows the button while Tidewell owns its bus name and no tray shows Tidewell's icon.
 const TidewellButtonController = class {
+    // `icon`: the button's symbolic icon (a file of the extension's).
+    constructor(icon) {
+        this._icon = icon;
+    }
+
     enable() {
         this._watch = Gio.bus_watch_name(Gio.BusType.SESSION, TidewellBusName,
             Gio.BusNameWatcherFlags.NONE, () => this._appeared(), () => this._vanished());
@@ -168,7 +204,7 @@ const TidewellButtonController = class {
         this._button = null;
     }
 
-    // Reads the icon and whether a tray shows Tidewell's icon, and shows or removes the button.
+    // Reads whether a tray shows Tidewell's icon, and shows or removes the button.
     _refresh() {
         const service = this._service;
         service?.call('GetAll', new GLib.Variant('(s)', [TidewellInterface]), ([properties]) => {
@@ -180,11 +216,9 @@ const TidewellButtonController = class {
                 return;
             }
             if (!this._button) {
-                this._button = new TidewellButton(service);
+                this._button = new TidewellButton(service, this._icon);
                 Main.panel.addToStatusArea(TidewellButtonRole, this._button, 0, 'right');
             }
-            if (properties.IconName)
-                this._button.setIconName(properties.IconName);
         }, 'org.freedesktop.DBus.Properties');
     }
 };

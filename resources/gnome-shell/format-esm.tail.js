@@ -1,7 +1,7 @@
 
 export default class TidewellShellExtension extends Extension {
     enable() {
-        this._tidewell = new TidewellExtension();
+        this._tidewell = new TidewellExtension(this.path);
         this._tidewell.enable();
     }
 

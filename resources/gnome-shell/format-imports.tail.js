@@ -1,5 +1,6 @@
 
 /* exported init */
-function init() {
-    return new TidewellExtension();
+// `extension`: the shell's record of this extension (its folder is `path`).
+function init(extension) {
+    return new TidewellExtension(extension.path);
 }
