@@ -415,6 +415,46 @@
         <source>Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.</source>
         <translation>Rückgabewert: 0 erledigt (oder ein anderes Tidewell Menu läuft bereits), 1 kein Schreibtisch, 2 falscher Aufruf.</translation>
     </message>
+    <message id="Tidewell's GNOME Shell extension is not installed.">
+        <source>Tidewell's GNOME Shell extension is not installed.</source>
+        <translation>Die GNOME-Shell-Erweiterung von Tidewell ist nicht installiert.</translation>
+    </message>
+    <message id="GNOME Shell lets Tidewell hide and show windows only through it. The Debian package tidewell installs it for all users; from a build, “cmake --install” installs it, or copy the build's folder %@ into %@. GNOME Shell loads a newly installed extension at the next login: log out, log in again and start Tidewell.">
+        <source>GNOME Shell lets Tidewell hide and show windows only through it. The Debian package tidewell installs it for all users; from a build, “cmake --install” installs it, or copy the build's folder %@ into %@. GNOME Shell loads a newly installed extension at the next login: log out, log in again and start Tidewell.</source>
+        <translation>GNOME Shell lässt Tidewell Fenster nur über sie aus- und einblenden. Das Debian-Paket tidewell installiert sie für alle Benutzer; aus einem Build installiert sie „cmake --install“, oder kopieren Sie den Ordner %@ des Builds nach %@. GNOME Shell lädt eine neu installierte Erweiterung bei der nächsten Anmeldung: Melden Sie sich ab, wieder an und starten Sie Tidewell.</translation>
+    </message>
+    <message id="GNOME Shell has not loaded Tidewell's extension yet.">
+        <source>GNOME Shell has not loaded Tidewell's extension yet.</source>
+        <translation>GNOME Shell hat die Erweiterung von Tidewell noch nicht geladen.</translation>
+    </message>
+    <message id="It is installed (in %@), but GNOME Shell loads a newly installed extension only at the next login: log out, log in again and start Tidewell.">
+        <source>It is installed (in %@), but GNOME Shell loads a newly installed extension only at the next login: log out, log in again and start Tidewell.</source>
+        <translation>Sie ist installiert (in %@), aber GNOME Shell lädt eine neu installierte Erweiterung erst bei der nächsten Anmeldung: Melden Sie sich ab, wieder an und starten Sie Tidewell.</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension is turned off.">
+        <source>Tidewell's GNOME Shell extension is turned off.</source>
+        <translation>Die GNOME-Shell-Erweiterung von Tidewell ist ausgeschaltet.</translation>
+    </message>
+    <message id="GNOME Shell lets Tidewell hide and show windows only through it. Enable it to go on; the Extensions application turns it off again.">
+        <source>GNOME Shell lets Tidewell hide and show windows only through it. Enable it to go on; the Extensions application turns it off again.</source>
+        <translation>GNOME Shell lässt Tidewell Fenster nur über sie aus- und einblenden. Aktivieren Sie sie, um fortzufahren; die Anwendung „Erweiterungen“ schaltet sie wieder aus.</translation>
+    </message>
+    <message id="GNOME Shell has all extensions you installed turned off.">
+        <source>GNOME Shell has all extensions you installed turned off.</source>
+        <translation>GNOME Shell hat alle von Ihnen installierten Erweiterungen ausgeschaltet.</translation>
+    </message>
+    <message id="Tidewell hides and shows windows through its GNOME Shell extension, which cannot run while extensions are off as a whole (the main switch of the Extensions application). Turning them on turns on every other extension you enabled as well.">
+        <source>Tidewell hides and shows windows through its GNOME Shell extension, which cannot run while extensions are off as a whole (the main switch of the Extensions application). Turning them on turns on every other extension you enabled as well.</source>
+        <translation>Tidewell blendet Fenster über seine GNOME-Shell-Erweiterung aus und ein, die nicht laufen kann, solange Erweiterungen insgesamt ausgeschaltet sind (der Hauptschalter der Anwendung „Erweiterungen“). Sie einzuschalten, schaltet auch jede andere von Ihnen aktivierte Erweiterung ein.</translation>
+    </message>
+    <message id="Turn On Extensions">
+        <source>Turn On Extensions</source>
+        <translation>Erweiterungen einschalten</translation>
+    </message>
+    <message id="GNOME Shell could not start Tidewell's extension.">
+        <source>GNOME Shell could not start Tidewell's extension.</source>
+        <translation>GNOME Shell konnte die Erweiterung von Tidewell nicht starten.</translation>
+    </message>
     <message id="GNOME Shell says: %@">
         <source>GNOME Shell says: %@</source>
         <translation>GNOME Shell meldet: %@</translation>

@@ -415,6 +415,46 @@
         <source>Exit status: 0 done (or another Tidewell Menu already runs), 1 no desktop, 2 bad usage.</source>
         <translation>Code de retour : 0 fait (ou un autre Tidewell Menu s'exécute déjà), 1 pas de bureau, 2 mauvais usage.</translation>
     </message>
+    <message id="Tidewell's GNOME Shell extension is not installed.">
+        <source>Tidewell's GNOME Shell extension is not installed.</source>
+        <translation>L’extension GNOME Shell de Tidewell n’est pas installée.</translation>
+    </message>
+    <message id="GNOME Shell lets Tidewell hide and show windows only through it. The Debian package tidewell installs it for all users; from a build, “cmake --install” installs it, or copy the build's folder %@ into %@. GNOME Shell loads a newly installed extension at the next login: log out, log in again and start Tidewell.">
+        <source>GNOME Shell lets Tidewell hide and show windows only through it. The Debian package tidewell installs it for all users; from a build, “cmake --install” installs it, or copy the build's folder %@ into %@. GNOME Shell loads a newly installed extension at the next login: log out, log in again and start Tidewell.</source>
+        <translation>GNOME Shell ne laisse Tidewell masquer et afficher des fenêtres que par elle. Le paquet Debian tidewell l’installe pour tous les utilisateurs ; depuis une compilation, « cmake --install » l’installe, ou copiez le dossier %@ de la compilation dans %@. GNOME Shell charge une extension nouvellement installée à la prochaine connexion : déconnectez-vous, reconnectez-vous et relancez Tidewell.</translation>
+    </message>
+    <message id="GNOME Shell has not loaded Tidewell's extension yet.">
+        <source>GNOME Shell has not loaded Tidewell's extension yet.</source>
+        <translation>GNOME Shell n’a pas encore chargé l’extension de Tidewell.</translation>
+    </message>
+    <message id="It is installed (in %@), but GNOME Shell loads a newly installed extension only at the next login: log out, log in again and start Tidewell.">
+        <source>It is installed (in %@), but GNOME Shell loads a newly installed extension only at the next login: log out, log in again and start Tidewell.</source>
+        <translation>Elle est installée (dans %@), mais GNOME Shell ne charge une extension nouvellement installée qu’à la prochaine connexion : déconnectez-vous, reconnectez-vous et relancez Tidewell.</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension is turned off.">
+        <source>Tidewell's GNOME Shell extension is turned off.</source>
+        <translation>L’extension GNOME Shell de Tidewell est désactivée.</translation>
+    </message>
+    <message id="GNOME Shell lets Tidewell hide and show windows only through it. Enable it to go on; the Extensions application turns it off again.">
+        <source>GNOME Shell lets Tidewell hide and show windows only through it. Enable it to go on; the Extensions application turns it off again.</source>
+        <translation>GNOME Shell ne laisse Tidewell masquer et afficher des fenêtres que par elle. Activez-la pour continuer ; l’application « Extensions » la désactive de nouveau.</translation>
+    </message>
+    <message id="GNOME Shell has all extensions you installed turned off.">
+        <source>GNOME Shell has all extensions you installed turned off.</source>
+        <translation>GNOME Shell a désactivé toutes les extensions que vous avez installées.</translation>
+    </message>
+    <message id="Tidewell hides and shows windows through its GNOME Shell extension, which cannot run while extensions are off as a whole (the main switch of the Extensions application). Turning them on turns on every other extension you enabled as well.">
+        <source>Tidewell hides and shows windows through its GNOME Shell extension, which cannot run while extensions are off as a whole (the main switch of the Extensions application). Turning them on turns on every other extension you enabled as well.</source>
+        <translation>Tidewell masque et affiche les fenêtres par son extension GNOME Shell, qui ne peut pas fonctionner tant que les extensions sont désactivées dans leur ensemble (l’interrupteur principal de l’application « Extensions »). Les activer active aussi toutes les autres extensions que vous avez activées.</translation>
+    </message>
+    <message id="Turn On Extensions">
+        <source>Turn On Extensions</source>
+        <translation>Activer les extensions</translation>
+    </message>
+    <message id="GNOME Shell could not start Tidewell's extension.">
+        <source>GNOME Shell could not start Tidewell's extension.</source>
+        <translation>GNOME Shell n’a pas pu démarrer l’extension de Tidewell.</translation>
+    </message>
     <message id="GNOME Shell says: %@">
         <source>GNOME Shell says: %@</source>
         <translation>GNOME Shell indique : %@</translation>

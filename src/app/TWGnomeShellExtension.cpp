@@ -11,6 +11,7 @@
 #include <QDBusReply>
 #include <QDBusVariant>
 #include <QEventLoop>
+#include <QStandardPaths>
 #include <QTimer>
 
 #include <cstdlib>
@@ -33,13 +34,14 @@ constexpr int callTimeoutMs = 3000;
 
 } // namespace
 
-TWGnomeShellExtension::TWGnomeShellExtension(QDBusConnection bus, QObject* parent)
-    : QObject(parent), bus_(std::move(bus)) {}
+TWGnomeShellExtension::TWGnomeShellExtension(QDBusConnection bus, QObject* parent,
+                                             QString extensionUuid)
+    : QObject(parent), bus_(std::move(bus)), uuid_(std::move(extensionUuid)) {}
 
 QVariantMap TWGnomeShellExtension::info() const {
     QDBusMessage call = QDBusMessage::createMethodCall(
         shellService, extensionsPath, extensionsInterface, QStringLiteral("GetExtensionInfo"));
-    call << QString::fromLatin1(uuid);
+    call << uuid_;
     const QDBusReply<QVariantMap> reply = bus_.call(call, QDBus::Block, callTimeoutMs);
     return reply.isValid() ? reply.value() : QVariantMap{{QStringLiteral("noshell"), true}};
 }
@@ -53,29 +55,49 @@ bool TWGnomeShellExtension::userExtensionsEnabled() const {
     return !reply.isValid() || reply.value().variant().toBool();
 }
 
-TWGnomeShellExtension::State TWGnomeShellExtension::stateOf(const QVariantMap& info,
-                                                            bool userExtensionsEnabled) {
-    if (info.contains(QStringLiteral("noshell")))
-        return State::NoShell;
-    if (!info.contains(QStringLiteral("state")))
-        return State::NotInstalled;
-    const int state = int(info.value(QStringLiteral("state")).toDouble());
-    if (state == shellError || state == shellOutOfDate)
-        return State::Failed;
-    if (state == shellEnabled && userExtensionsEnabled)
-        return State::Enabled;
-    return State::Disabled;
+int TWGnomeShellExtension::shellVersion() const {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        shellService, extensionsPath, QStringLiteral("org.freedesktop.DBus.Properties"),
+        QStringLiteral("Get"));
+    call << shellService << QStringLiteral("ShellVersion");
+    const QDBusReply<QDBusVariant> reply = bus_.call(call, QDBus::Block, callTimeoutMs);
+    return reply.isValid()
+               ? reply.value().variant().toString().section(QLatin1Char('.'), 0, 0).toInt()
+               : 0;
+}
+
+QString TWGnomeShellExtension::installedFolder() const {
+    // Where the shell looks: the user's data folder, then the system's ($XDG_DATA_DIRS).
+    const QString metadata = QStandardPaths::locate(QStandardPaths::GenericDataLocation,
+                                                    QStringLiteral("gnome-shell/extensions/") +
+                                                        uuid_ + QStringLiteral("/metadata.json"));
+    return metadata.isEmpty() ? QString() : metadata.section(QLatin1Char('/'), 0, -2);
+}
+
+bool TWGnomeShellExtension::isEnabledIn(const QVariantMap& info) {
+    return int(info.value(QStringLiteral("state")).toDouble()) == shellEnabled;
 }
 
 TWGnomeShellExtension::State TWGnomeShellExtension::state() const {
     const QVariantMap now = info();
-    return stateOf(now, stateOf(now, true) == State::Disabled ? userExtensionsEnabled() : true);
+    if (now.contains(QStringLiteral("noshell")))
+        return State::NoShell;
+    if (!now.contains(QStringLiteral("state")))
+        return installedFolder().isEmpty() ? State::NotInstalled : State::NotLoaded;
+    const int state = int(now.value(QStringLiteral("state")).toDouble());
+    if (state == shellError || state == shellOutOfDate)
+        return State::Failed;
+    if (!userExtensionsEnabled())
+        return State::UserExtensionsOff;
+    return isEnabledIn(now) ? State::Enabled : State::Disabled;
 }
 
 QString TWGnomeShellExtension::failure() const {
     const QVariantMap now = info();
-    return stateOf(now, true) == State::Failed ? now.value(QStringLiteral("error")).toString()
-                                               : QString();
+    const int state = int(now.value(QStringLiteral("state"), 0).toDouble());
+    return state == shellError || state == shellOutOfDate
+               ? now.value(QStringLiteral("error")).toString()
+               : QString();
 }
 
 bool TWGnomeShellExtension::enable() {
@@ -89,7 +111,7 @@ bool TWGnomeShellExtension::enable() {
     }
     QDBusMessage call = QDBusMessage::createMethodCall(
         shellService, extensionsPath, extensionsInterface, QStringLiteral("EnableExtension"));
-    call << QString::fromLatin1(uuid);
+    call << uuid_;
     const QDBusReply<bool> reply = bus_.call(call, QDBus::Block, callTimeoutMs);
     if (!reply.isValid() || !reply.value()) {
         TWLog(
@@ -138,9 +160,9 @@ void TWGnomeShellExtension::watch(std::function<void(bool enabled)> changed) {
 }
 
 void TWGnomeShellExtension::stateChanged(const QString& changedUuid, const QVariantMap& info) {
-    if (changedUuid != QLatin1String(uuid) || !changed_)
+    if (changedUuid != uuid_ || !changed_)
         return;
-    const bool enabled = stateOf(info, true) == State::Enabled;
+    const bool enabled = isEnabledIn(info);
     // The shell reports every step (enabling, enabled); only a change of on/off is news.
     if (enabled == lastEnabled_)
         return;
@@ -155,19 +177,80 @@ bool TWGnomeShellExtension::isGnomeSession() {
                            .contains(QStringLiteral("GNOME"), Qt::CaseInsensitive);
 }
 
+TWAlert TWGnomeShellExtension::alertFor(State state, const std::string& reason) const {
+    TWAlert alert;
+    const std::string folder = installedFolder().toStdString();
+    switch (state) {
+    case State::NotInstalled: {
+        // The build's folder of the module format this shell loads (see resources/gnome-shell).
+        const std::string built = "gnome-shell/" +
+                                  std::string(shellVersion() >= 45 ? "esm" : "imports") + "/" +
+                                  uuid_.toStdString();
+        const std::string userFolder =
+            QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).toStdString() +
+            "/gnome-shell/extensions";
+        alert.setMessageText(
+            TWLocalizedString("Tidewell's GNOME Shell extension is not installed."));
+        alert.setInformativeText(
+            TWFormat(TWLocalizedString(
+                         "GNOME Shell lets Tidewell hide and show windows only through it. The "
+                         "Debian package tidewell installs it for all users; from a build, "
+                         "“cmake --install” installs it, or copy the build's folder %@ into "
+                         "%@. GNOME Shell loads a newly installed extension at the next "
+                         "login: log out, log in again and start Tidewell."),
+                     built, userFolder));
+        break;
+    }
+    case State::NotLoaded:
+        alert.setMessageText(
+            TWLocalizedString("GNOME Shell has not loaded Tidewell's extension yet."));
+        alert.setInformativeText(TWFormat(
+            TWLocalizedString("It is installed (in %@), but GNOME Shell loads a newly installed "
+                              "extension only at the next login: log out, log in again and start "
+                              "Tidewell."),
+            folder));
+        break;
+    case State::Disabled:
+        alert.setMessageText(TWLocalizedString("Tidewell's GNOME Shell extension is turned off."));
+        alert.setInformativeText(TWLocalizedString(
+            "GNOME Shell lets Tidewell hide and show windows only through it. "
+            "Enable it to go on; the Extensions application turns it off again."));
+        alert.addButtonWithTitle(TWLocalizedString("Enable the Extension"));
+        break;
+    case State::UserExtensionsOff:
+        alert.setMessageText(
+            TWLocalizedString("GNOME Shell has all extensions you installed turned off."));
+        alert.setInformativeText(
+            TWLocalizedString("Tidewell hides and shows windows through its GNOME Shell extension, "
+                              "which cannot run while extensions are off as a whole (the main "
+                              "switch of the Extensions application). Turning them on turns on "
+                              "every other extension you enabled as well."));
+        alert.addButtonWithTitle(TWLocalizedString("Turn On Extensions"));
+        break;
+    case State::Failed:
+        alert.setMessageText(
+            TWLocalizedString("GNOME Shell could not start Tidewell's extension."));
+        if (!failure().isEmpty())
+            alert.setInformativeText(
+                TWFormat(TWLocalizedString("GNOME Shell says: %@"), failure().toStdString()));
+        break;
+    case State::NoShell:
+    case State::Enabled:
+        alert.setMessageText(reason);
+        break;
+    }
+    alert.addButtonWithTitle(TWLocalizedString("Quit"));
+    return alert;
+}
+
 bool TWGnomeShellExtension::offerToEnable(const std::string& reason, TWAlertPresenter& presenter) {
     const State now = state();
     if (now == State::NoShell)
         return false;
-    TWAlert alert;
-    alert.setMessageText(reason);
-    if (now == State::Failed && !failure().isEmpty())
-        alert.setInformativeText(
-            TWFormat(TWLocalizedString("GNOME Shell says: %@"), failure().toStdString()));
-    if (now == State::Disabled)
-        alert.addButtonWithTitle(TWLocalizedString("Enable the Extension"));
-    alert.addButtonWithTitle(TWLocalizedString("Quit"));
-    if (alert.runModal(presenter) != TWAlertFirstButtonReturn || now != State::Disabled)
+    const TWAlert alert = alertFor(now, reason);
+    const long choice = alert.runModal(presenter);
+    // Only an alert that offers to turn something on has a button before "Quit".
+    if (alert.buttons().size() < 2 || choice != TWAlertFirstButtonReturn)
         return false;
     if (!enable())
         return false;

@@ -12,6 +12,7 @@
 #include <functional>
 #include <string>
 
+class TWAlert;
 class TWAlertPresenter;
 
 class TWGnomeShellExtension : public QObject {
@@ -21,15 +22,19 @@ class TWGnomeShellExtension : public QObject {
     static constexpr const char* uuid = TIDEWELL_GNOME_UUID;
 
     enum class State {
-        NoShell,      // no GNOME Shell answers on the session bus
-        NotInstalled, // the shell does not know the extension
-        Disabled,     // installed, turned off (or user extensions are off as a whole)
+        NoShell,           // no GNOME Shell answers on the session bus
+        NotInstalled,      // the shell does not know the extension, and it is nowhere on disk
+        NotLoaded,         // installed since the shell started: loaded at the next login
+        Disabled,          // installed, turned off
+        UserExtensionsOff, // installed, but the shell runs no user extensions at all
         Enabled,
         Failed, // installed, but the shell could not load it (error or out of date)
     };
 
+    // The extension `extensionUuid` (Tidewell's unless a test names another).
     explicit TWGnomeShellExtension(QDBusConnection bus = QDBusConnection::sessionBus(),
-                                   QObject* parent = nullptr);
+                                   QObject* parent = nullptr,
+                                   QString extensionUuid = QString::fromLatin1(uuid));
 
     // Asks the shell now.
     State state() const;
@@ -47,9 +52,10 @@ class TWGnomeShellExtension : public QObject {
 
     // True in a GNOME session (XDG_CURRENT_DESKTOP names GNOME).
     static bool isGnomeSession();
-    // Tells the user why Tidewell cannot work here (`reason`, the desktop's own words) in one
-    // alert; when the extension is installed but off, the alert offers to turn it on. True once
-    // the user chose that and the shell reports the extension enabled.
+    // Tells the user in one alert what keeps the extension from running and what to do about it
+    // (`reason`, the desktop's own words, where none of the known cases fits); when it is only
+    // turned off, or user extensions are, the alert offers to turn it on. True once the user
+    // chose that and the shell reports the extension enabled.
     bool offerToEnable(const std::string& reason, TWAlertPresenter& presenter);
     // Says, in a desktop notification and the log, that the extension was turned off (Tidewell
     // waits for it) or is back.
@@ -60,10 +66,16 @@ class TWGnomeShellExtension : public QObject {
 
   private:
     QVariantMap info() const;
-    static State stateOf(const QVariantMap& info, bool userExtensionsEnabled);
+    static bool isEnabledIn(const QVariantMap& info);
     bool userExtensionsEnabled() const;
+    // The extension's folder where GNOME Shell looks for extensions, empty when there is none.
+    QString installedFolder() const;
+    // The running shell's major version (0 when it does not say).
+    int shellVersion() const;
+    TWAlert alertFor(State state, const std::string& reason) const;
 
     QDBusConnection bus_;
+    QString uuid_;
     std::function<void(bool)> changed_;
     bool subscribed_ = false;
     bool lastEnabled_ = false;

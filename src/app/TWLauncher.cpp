@@ -307,9 +307,9 @@ bool openDesktop(bool simulated, std::unique_ptr<TWDesktop>& desktop, std::strin
 
 // The running instance: the application and everything it is wired to, until its event loop
 // ends. `channel` holds the session; the application takes it over.
-// A GNOME session whose shell runs without Tidewell's extension: the reason said in an alert,
-// which offers to turn the extension on where it is installed. The desktop once it is on, or
-// null.
+// A GNOME session whose shell runs without Tidewell's extension: what keeps it from running said
+// in an alert, which offers to turn it on where it is only turned off. The desktop once it is on,
+// or null (also when a termination signal ended the alert).
 std::unique_ptr<TWDesktop> openDesktopAfterOffer(const std::string& reason) {
     TWQtAlertPresenter presenter;
     TWGnomeShellExtension extension;
@@ -317,14 +317,15 @@ std::unique_ptr<TWDesktop> openDesktopAfterOffer(const std::string& reason) {
         return nullptr;
     // The shell reports the extension enabled as it starts it; its service follows at once.
     std::string stillMissing;
-    for (int attempt = 0; attempt < 20; ++attempt) {
+    for (int attempt = 0; attempt < 20 && !TWTerminationRequested(); ++attempt) {
         if (auto desktop = TWMakeDesktop(TWDesktopKind::Session, &stillMissing))
             return desktop;
         QEventLoop pause;
         QTimer::singleShot(250, &pause, &QEventLoop::quit);
         pause.exec();
     }
-    printError("no desktop to work on: " + stillMissing);
+    if (!TWTerminationRequested())
+        printError("no desktop to work on: " + stillMissing);
     return nullptr;
 }
 
@@ -345,7 +346,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     if (!desktop && !request.simulated) {
         desktop = openDesktopAfterOffer(noDesktopReason);
         if (!desktop)
-            return TWLauncher::exitFailure;
+            return TWTerminationRequested() ? TWLauncher::exitSuccess : TWLauncher::exitFailure;
     }
 
     // The desktop, its login items and the helper's registration: the test hooks' on the

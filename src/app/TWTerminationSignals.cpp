@@ -14,6 +14,7 @@ namespace {
 // The handler may only do async-signal-safe work: it writes one byte to a pipe the event loop
 // watches, and the loop does the rest.
 int signalPipe[2] = {-1, -1};
+bool terminationRequested = false;
 
 void onTerminationSignal(int) {
     const char byte = 1;
@@ -30,11 +31,18 @@ void TWQuitEventLoopOnTerminationSignals(QObject* owner) {
         char bytes[16];
         while (::read(signalPipe[0], bytes, sizeof bytes) > 0) {
         }
-        QCoreApplication::quit();
+        terminationRequested = true;
+        // Not quit(): that does nothing before the main loop runs, and is refused while an alert
+        // without an escape button is open. exit() ends every loop, nested ones included.
+        QCoreApplication::exit(0);
     });
     struct sigaction action {};
     action.sa_handler = onTerminationSignal;
     sigemptyset(&action.sa_mask);
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
+}
+
+bool TWTerminationRequested() {
+    return terminationRequested;
 }

@@ -4,6 +4,9 @@
 
 class QObject;
 
-// After this, SIGTERM and SIGINT make the running event loop quit, so the program leaves through
-// its usual shutdown (unregistering itself, removing its socket). `owner` keeps the watcher.
+// After this, SIGTERM and SIGINT end every running event loop, the main one and those of modal
+// alerts alike (start-up alerts run before the main loop), so the program leaves through its
+// usual shutdown (unregistering itself, removing its socket). `owner` keeps the watcher.
 void TWQuitEventLoopOnTerminationSignals(QObject* owner);
+// True once SIGTERM or SIGINT arrived: start-up that an alert held up must not go on.
+bool TWTerminationRequested();

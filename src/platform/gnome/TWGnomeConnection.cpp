@@ -150,10 +150,13 @@ std::unique_ptr<TWGnomeConnection> TWGnomeConnection::open(std::string* whyNot) 
         if (meansNoService(name))
             return fail(std::string("GNOME Shell lets other programs hide windows only through "
                                     "Tidewell's GNOME Shell extension, which is not running: "
-                                    "enable it with `gnome-extensions enable ") +
+                                    "install it where `gnome-extensions info ") +
                         TWGnomeExtensionUUID +
-                        "` (on Wayland, a newly installed extension is loaded at the next "
-                        "login)");
+                        "` does not find it (a newly installed extension is loaded at the next "
+                        "login), enable it with `gnome-extensions enable " +
+                        TWGnomeExtensionUUID +
+                        "`, and turn extensions on as a whole where GNOME Shell has them off "
+                        "(`gsettings set org.gnome.shell disable-user-extensions false`)");
         return fail("Tidewell's GNOME Shell extension did not answer: " + name + " " +
                     (list.error.message ? list.error.message : ""));
     }
