@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Tidewell's top-bar button on a headless GNOME Shell: shown while Tidewell runs, clicked,
-// Shift-clicked and its menu used with the shell's own virtual pointer and keyboard (through the
-// observer's Eval), the outcome read from the running Tidewell's journal (the simulated desktop's
-// requests). The extension turned off and on while Tidewell runs.
+// Shift-clicked, middle-clicked, its menu used and opened by a long touch with the shell's own
+// virtual pointer, keyboard and touchscreen (through the observer's Eval), the outcome read from
+// the running Tidewell's journal (the simulated desktop's requests). The extension turned off
+// and on while Tidewell runs; the start-up alert without it.
 #include "TWGnomeTestDesktop.h"
 #include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
+#include <sys/wait.h>
 
 namespace {
 
@@ -24,6 +27,8 @@ const std::string input =
     "seat.create_virtual_device(C.InputDeviceType.POINTER_DEVICE);"
     "global._twKeys = global._twKeys || "
     "seat.create_virtual_device(C.InputDeviceType.KEYBOARD_DEVICE);"
+    "global._twTouch = global._twTouch || "
+    "seat.create_virtual_device(C.InputDeviceType.TOUCHSCREEN_DEVICE);"
     "const now = () => imports.gi.GLib.get_monotonic_time();"
     "const moveTo = actor => { const [x, y] = actor.get_transformed_position();"
     "  const [w, h] = actor.get_transformed_size();"
@@ -31,7 +36,11 @@ const std::string input =
     "const click = b => { global._twPointer.notify_button(now(), b, C.ButtonState.PRESSED);"
     "  global._twPointer.notify_button(now(), b, C.ButtonState.RELEASED); };"
     "const shift = s => global._twKeys.notify_keyval(now(), C.KEY_Shift_L,"
-    "  s ? C.KeyState.PRESSED : C.KeyState.RELEASED);";
+    "  s ? C.KeyState.PRESSED : C.KeyState.RELEASED);"
+    "const touch = (actor, down) => { const [x, y] = actor.get_transformed_position();"
+    "  const [w, h] = actor.get_transformed_size(); if (down)"
+    "  global._twTouch.notify_touch_down(now(), 0, x + w / 2, y + h / 2);"
+    "  else global._twTouch.notify_touch_up(now(), 0); };";
 
 class TWGnomeButtonTest : public ::testing::Test {
   protected:
@@ -80,10 +89,12 @@ class TWGnomeButtonTest : public ::testing::Test {
         eval(input + (withShift ? "shift(true); click(" + which + "); shift(false)"
                                 : "click(" + which + ")"));
     }
-    // The menu as the button shows it: titles, "-" for separators, hidden applications marked.
+    // The menu as the button shows it: titles, "-" for separators, hidden applications marked,
+    // and any ornament the shell draws beside an item (a check mark) as " *".
     static std::string menu() {
         return eval(button + ".menu._getMenuItems().map(i => (i.label.text || '-') + "
-                             "(i.tidewellHidden ? ' (hidden)' : '')).join('|')");
+                             "(i.tidewellHidden ? ' (hidden)' : '') + (i._ornament ? ' *' : ''))"
+                             ".join('|')");
     }
 
     static inline TWGnomeTestDesktop* session_ = nullptr;
@@ -93,15 +104,18 @@ TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     EXPECT_FALSE(buttonShown());
     const pid_t instance = session_->spawn({tidewellTesting, "--desktop=sim"});
     ASSERT_TRUE(TWTestSession::waitFor(buttonReady)) << "no button for the running Tidewell";
-    // The chosen style's picture.
-    EXPECT_NE(eval(button + "._icon.gicon.to_string()").find("AppIcon.svg"), std::string::npos);
+    // The symbolic icon the extension ships, drawn in the top bar's colour as the shell's own.
+    EXPECT_EQ(eval(button + "._icon.gicon.get_file().get_basename()"),
+              "\"net.quillfen.Tidewell-symbolic.svg\"");
+    EXPECT_EQ(eval(button + "._icon.gicon.get_file().query_exists(null)"), "true");
 
     // A click hides the others.
     clickOn(button, "C.BUTTON_PRIMARY");
     std::string status = statusWith("desktop: hide Terminal");
     EXPECT_LT(status.find("dbus HideOthers"), status.find("desktop: hide Editor")) << status;
 
-    // The menu opens with what Tidewell sends: its items, the hidden applications marked.
+    // The menu opens with what Tidewell sends: its items as the tray menu shows them (no check
+    // marks), the hidden applications marked here.
     clickOn(button, "C.BUTTON_SECONDARY");
     ASSERT_TRUE(TWTestSession::waitFor([] { return eval(button + ".menu.isOpen") == "true"; }));
     EXPECT_EQ(menu(), "\"Preferences...|-|Hide All|Show All|-|Toggle Visibility|   Editor "
@@ -114,10 +128,22 @@ TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     EXPECT_NE(status.find("dbus Toggle org.example.Terminal"), std::string::npos) << status;
     EXPECT_EQ(eval(button + ".menu.isOpen"), "false");
 
-    // A Shift-click shows all.
+    // A Shift-click shows all, and so does a middle click.
     clickOn(button, "C.BUTTON_PRIMARY", true);
     status = statusWith("desktop: unhide Editor");
     EXPECT_NE(status.find("dbus ShowAll"), std::string::npos) << status;
+    clickOn(button, "C.BUTTON_MIDDLE");
+    EXPECT_TRUE(TWTestSession::waitFor([&] {
+        status = TWTestSession::run({tidewell, "--status"});
+        return status.find("dbus ShowAll") != status.rfind("dbus ShowAll");
+    })) << status;
+
+    // A long touch opens the menu.
+    eval(input + "touch(" + button + ", true)");
+    EXPECT_TRUE(TWTestSession::waitFor([] { return eval(button + ".menu.isOpen") == "true"; }));
+    eval(input + "touch(" + button + ", false)");
+    EXPECT_EQ(eval(button + ".menu.isOpen"), "true");
+    eval(button + ".menu.close()");
 
     // Its icon pinned in the dash starts tidewell again: the same click, and the second start
     // leaves no launch feedback behind (the installed entry, pointed at the build).
@@ -164,10 +190,20 @@ TEST_F(TWGnomeButtonTest, TheExtensionTurnedOffAndOnWhileTidewellRunsIsNoticedAn
     session_->terminate(app);
 }
 
-TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertOffersToEnableItAndTidewellCarriesOn) {
+TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertEndsOnSigtermOrEnablesItAndTidewellCarriesOn) {
     ASSERT_TRUE(session_->setExtensionEnabled(false));
     // Tidewell on the session's own desktop, its alert a window of the shell's.
     setenv("QT_QPA_PLATFORM", "wayland", 1);
+    // SIGTERM (a logout, `timeout`) ends it while the alert waits for an answer.
+    const pid_t ended = session_->spawn({tidewell});
+    ASSERT_EQ(session_->windowsOf(ended).size(), 1u) << "no alert";
+    kill(ended, SIGTERM);
+    int status = -1;
+    EXPECT_TRUE(TWTestSession::waitFor([&] { return waitpid(ended, &status, WNOHANG) == ended; },
+                                       std::chrono::seconds(5)));
+    EXPECT_TRUE(WIFEXITED(status)) << status;
+    session_->terminate(ended);
+
     const pid_t instance = session_->spawn({tidewell});
     const std::vector<std::uint64_t> alert = session_->windowsOf(instance);
     ASSERT_EQ(alert.size(), 1u) << "no alert";
