@@ -7,8 +7,6 @@
 #include "TWGnomeTestDesktop.h"
 
 #include <QCoreApplication>
-#include <QDBusMessage>
-#include <QDBusVariant>
 
 #include <gtest/gtest.h>
 
@@ -48,8 +46,8 @@ class TWGnomeShellExtensionTest : public ::testing::Test {
     }
     void SetUp() override { ASSERT_TRUE(session_->ok()) << session_->error(); }
 
-    // The alert shown for extension `uuid` (answered with `answer`), and whether offerToEnable
-    // said the extension is on.
+    // The alert shown for `extension` (answered with `answer`), and whether offerToEnable said
+    // the extension is on.
     static TWAlert alertFor(TWGnomeShellExtension& extension, bool& enabled,
                             const std::string& answer = "Quit") {
         TWRecordingPresenter presenter;
@@ -58,14 +56,6 @@ class TWGnomeShellExtensionTest : public ::testing::Test {
         EXPECT_EQ(presenter.shown.size(), 1u);
         return presenter.shown.empty() ? TWAlert() : presenter.shown.front();
     }
-    static void setUserExtensionsEnabled(bool on) {
-        QDBusMessage set = QDBusMessage::createMethodCall("org.gnome.Shell", "/org/gnome/Shell",
-                                                          "org.freedesktop.DBus.Properties", "Set");
-        set << QStringLiteral("org.gnome.Shell.Extensions")
-            << QStringLiteral("UserExtensionsEnabled") << QVariant::fromValue(QDBusVariant(on));
-        QDBusConnection::sessionBus().call(set);
-    }
-
     static inline TWGnomeTestDesktop* session_ = nullptr;
     static inline QCoreApplication* application_ = nullptr;
 };
@@ -114,7 +104,9 @@ TEST_F(TWGnomeShellExtensionTest, TurnedOffItIsEnabledAndUserExtensionsAreTurned
     EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::Enabled);
 
     // Every user extension off: said so, and turned on (with every other one) only when chosen.
-    setUserExtensionsEnabled(false);
+    TWTestSession::run({"gdbus", "call", "--session", "--dest", "org.gnome.Shell", "--object-path",
+                        "/org/gnome/Shell", "--method", "org.freedesktop.DBus.Properties.Set",
+                        "org.gnome.Shell.Extensions", "UserExtensionsEnabled", "<false>"});
     ASSERT_TRUE(TWTestSession::waitFor(
         [&] { return extension.state() == TWGnomeShellExtension::State::UserExtensionsOff; }));
     alert = alertFor(extension, enabled);

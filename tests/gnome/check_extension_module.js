@@ -77,13 +77,10 @@ if (module) {
     // The shell makes the default export with the metadata and calls its enable() and disable().
     const {Extension} = await import(GLib.filename_to_uri(`${standIns}/extensions/extension.js`,
         null));
-    const Made = module.default;
-    if (typeof Made !== 'function' || !(Made.prototype instanceof Extension))
-        problems.push('the default export is no subclass of Extension');
-    else if (!Object.hasOwn(Made.prototype, 'enable') || !Object.hasOwn(Made.prototype, 'disable'))
-        problems.push('the extension class has no enable() and disable() of its own');
-    else if (new Made({uuid: 'tidewell@quillfen.net', path: '/x'}).path !== '/x')
-        problems.push('the extension does not keep the metadata it was made with');
+    const made = module.default?.prototype;
+    if (!(made instanceof Extension) || !Object.hasOwn(made, 'enable') ||
+        !Object.hasOwn(made, 'disable'))
+        problems.push('the default export is no Extension with enable() and disable() of its own');
 }
 
 for (const problem of problems)
