@@ -12,6 +12,9 @@ import System from 'system';
 const [extensionPath, standIns] = System.programArgs;
 const shellPrefix = 'resource:///org/gnome/shell/';
 const problems = [];
+// The stand-in's address for a shell module's specifier.
+const standIn = specifier => GLib.filename_to_uri(
+    `${standIns}/${specifier.slice(shellPrefix.length)}`, null);
 
 const source = new TextDecoder().decode(GLib.file_get_contents(extensionPath)[1]);
 const imports = [...source.matchAll(/^import\s+(.+?)\s+from\s+'([^']+)';$/gm)];
@@ -19,12 +22,11 @@ let copy = source;
 for (const [line, , specifier] of imports) {
     if (specifier.startsWith('gi://'))
         continue;
-    const standIn = `${standIns}/${specifier.slice(shellPrefix.length)}`;
-    if (!specifier.startsWith(shellPrefix) || !GLib.file_test(standIn, GLib.FileTest.EXISTS)) {
+    if (!specifier.startsWith(shellPrefix) ||
+        !GLib.file_test(GLib.filename_from_uri(standIn(specifier))[0], GLib.FileTest.EXISTS))
         problems.push(`${specifier}: no such module in GNOME Shell`);
-        continue;
-    }
-    copy = copy.replace(line, line.replace(specifier, GLib.filename_to_uri(standIn, null)));
+    else
+        copy = copy.replace(line, line.replace(specifier, standIn(specifier)));
 }
 
 let module = null;
@@ -54,9 +56,7 @@ if (module) {
     const loaded = {};
     for (const [name, specifier] of Object.entries(namespaces)) {
         loaded[name] = specifier.startsWith('gi://')
-            ? (await import(specifier)).default
-            : await import(GLib.filename_to_uri(`${standIns}/${specifier.slice(shellPrefix.length)}`,
-                null));
+            ? (await import(specifier)).default : await import(standIn(specifier));
     }
     const chains = new Set(code.match(new RegExp(
         `\\b(${Object.keys(namespaces).join('|')})(\\.[A-Za-z_$][\\w$]*)+`, 'g')));
@@ -75,8 +75,7 @@ if (module) {
     }
 
     // The shell makes the default export with the metadata and calls its enable() and disable().
-    const {Extension} = await import(GLib.filename_to_uri(`${standIns}/extensions/extension.js`,
-        null));
+    const {Extension} = await import(standIn(`${shellPrefix}extensions/extension.js`));
     const made = module.default?.prototype;
     if (!(made instanceof Extension) || !Object.hasOwn(made, 'enable') ||
         !Object.hasOwn(made, 'disable'))
