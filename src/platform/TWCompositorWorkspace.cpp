@@ -189,55 +189,90 @@ void TWCompositorWorkspace::sendPendingHides() {
     windows_->flush();
 }
 
-void TWCompositorWorkspace::unhideApplication(TWCompositorApplication& app) {
+TWCompositorApplication* TWCompositorWorkspace::findByKey(const std::string& key) {
+    for (auto& app : apps_)
+        if (app.key == key)
+            return &app;
+    return nullptr;
+}
+
+std::set<std::string> TWCompositorWorkspace::unhideApplication(const std::string& key) {
     sendPendingHides();
-    std::vector<TWCompositorWindow*> marked;
-    for (auto& w : app.taskbarWins)
-        if (marks_.count(w.id))
-            marked.push_back(&w);
+    // Only IDs cross the wait below: the handlers it runs (a front switch) may list the
+    // windows again and replace every application record.
+    std::vector<std::pair<std::string, int>> marked; // window, position when hidden
+    std::set<std::string> minimized;
+    if (const auto* app = findByKey(key)) {
+        for (const auto& w : app->taskbarWins)
+            if (auto it = marks_.find(w.id); it != marks_.end()) {
+                marked.emplace_back(w.id, it->second.position);
+                if (w.minimized)
+                    minimized.insert(w.id);
+            }
+    }
     if (marked.empty())
-        return;
+        return {};
     if (auto why = windows_->unavailable(); !why.empty()) {
         TWLog(LOG_ERR, logClass_, why + "; the hidden windows stay hidden and on record");
-        return;
+        return {};
     }
     // Bottom to top, so that each restored window lands above the ones restored before it.
     std::stable_sort(marked.begin(), marked.end(),
-                     [&](const TWCompositorWindow* a, const TWCompositorWindow* b) {
-                         return marks_[a->id].position < marks_[b->id].position;
-                     });
-    for (auto* w : marked) {
-        if (w->minimized)
-            windows_->setMinimized(w->id, false);
-        w->minimized = false;
-    }
+                     [](const auto& a, const auto& b) { return a.second < b.second; });
+    for (const auto& [id, position] : marked)
+        if (minimized.count(id))
+            windows_->setMinimized(id, false);
     // The marks go once the requests are out: a mark left behind by an interruption is dropped
     // once its window is seen shown, a window minimized without its mark could never come back.
     if (!windows_->deliver()) {
         TWLog(LOG_WARNING, logClass_,
               windows_->name() + " did not confirm the restores; the windows stay on record");
-        return;
+        return {};
     }
+    std::set<std::string> restored;
+    for (const auto& [id, position] : marked)
+        restored.insert(id);
     record_.update([&](TWHiddenMarks& marks) {
-        for (auto* w : marked)
-            marks.erase(w->id);
+        for (const auto& id : restored)
+            marks.erase(id);
         marks_ = marks;
     });
-    app.info.hidden = false;
+    noteRestored(key, restored);
+    return restored;
+}
+
+void TWCompositorWorkspace::noteRestored(const std::string& key,
+                                         const std::set<std::string>& restored) {
+    // Found again: the list may have been replaced while the compositor was asked.
+    auto* app = findByKey(key);
+    if (!app)
+        return;
+    bool hidden = false;
+    for (auto* windows : {&app->windows, &app->taskbarWins})
+        for (auto& w : *windows)
+            if (restored.count(w.id))
+                w.minimized = false;
+    for (const auto& w : app->taskbarWins)
+        hidden = hidden || marks_.count(w.id);
+    app->info.hidden = hidden;
 }
 
 void TWCompositorWorkspace::unhide(const TWRunningApplication& info) {
     if (auto* app = findCached(info.handle))
-        unhideApplication(*app);
+        unhideApplication(std::string(app->key));
 }
 
 void TWCompositorWorkspace::activateWithOptions(const TWRunningApplication& info,
                                                 unsigned options) {
     (void)options; // a compositor's activation always ignores the other applications
-    auto* app = findCached(info.handle);
+    auto* found = findCached(info.handle);
+    if (!found)
+        return;
+    const std::string key = found->key;
+    unhideApplication(key);
+    const auto* app = findByKey(key);
     if (!app)
         return;
-    unhideApplication(*app);
     // The topmost window now shown; a window the user minimized is left alone.
     auto shown = [](const TWCompositorWindow& w) { return !w.minimized; };
     const TWCompositorWindow* target = TWTopmostWindow(app->taskbarWins, shown);

@@ -16,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -156,7 +157,12 @@ class TWCompositorWorkspace : public TWWorkspace {
 
   private:
     TWCompositorApplication* findCached(std::uint64_t handle);
-    void unhideApplication(TWCompositorApplication& app);
+    TWCompositorApplication* findByKey(const std::string& key);
+    // Restores the marked windows of the application with grouping key `key`; the windows the
+    // compositor confirmed restored (their marks are gone).
+    std::set<std::string> unhideApplication(const std::string& key);
+    // Marks the windows restored in the application's record, wherever the list is now.
+    void noteRestored(const std::string& key, const std::set<std::string>& restored);
     void sendPendingHides();
     std::string programName(int pid);
 

@@ -203,6 +203,58 @@ TEST_F(TWGnomeDesktopTest,
     EXPECT_TRUE(marks().empty());
 }
 
+// Another client passing the focus between `windows` every 20 ms, inside the shell, until
+// the object goes.
+class FocusChurn {
+  public:
+    FocusChurn(TWGnomeTestDesktop& session, const std::vector<std::uint64_t>& windows)
+        : session_(session) {
+        std::string ids;
+        for (auto id : windows)
+            ids += (ids.empty() ? "" : ",") + std::to_string(id);
+        session_.eval("(() => { let n = 0; const ids = [" + ids +
+                      "]; globalThis.twChurn = imports.gi.GLib.timeout_add(0, 20, () => { const "
+                      "w = global.get_window_actors().map(a => a.meta_window).find(w => "
+                      "w.get_id() === ids[n++ % ids.length]); w?.activate("
+                      "global.get_current_time()); return true; }); })()");
+    }
+    ~FocusChurn() { session_.eval("imports.gi.GLib.source_remove(globalThis.twChurn)"); }
+
+  private:
+    TWGnomeTestDesktop& session_;
+};
+
+TEST_F(TWGnomeDesktopTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindow) {
+    // The focus passes between two excluded applications while three others are hidden and
+    // shown again: each switch lists the applications anew in the middle of show-all.
+    shared_.setObject(TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, kTerminal}}},
+                      TWExcludedAppsKey);
+    const std::vector<std::uint64_t> terminals = {client({"weston-terminal"}),
+                                                  client({"weston-terminal"})};
+    std::vector<std::uint64_t> hidden;
+    std::set<pid_t> hiddenPids;
+    for (int i = 0; i < 3; ++i) {
+        pid_t pid;
+        hidden.push_back(client({"weston-flower"}, &pid));
+        hiddenPids.insert(pid);
+    }
+    common();
+    FocusChurn churn(*session_, terminals);
+    for (int cycle = 0; cycle < 12; ++cycle) {
+        for (const auto& app : gnome_->workspace().runningApplications())
+            if (hiddenPids.count(app.processIdentifier))
+                gnome_->workspace().hide(app);
+        gnome_->workspace().flush();
+        for (auto id : hidden)
+            ASSERT_TRUE(becomes(id, true)) << cycle;
+        common().showAll();
+        gnome_->dispatchPendingEvents();
+        for (auto id : hidden)
+            ASSERT_TRUE(becomes(id, false)) << cycle;
+        ASSERT_TRUE(marks().empty()) << cycle;
+    }
+}
+
 TEST_F(TWGnomeDesktopTest, OnlyTidewellIsAnsweredAndTheExtensionGoingAndComingBackLosesNothing) {
     const auto terminalWindow = client({"weston-terminal"});
     std::string refused = run({"sh", "-c",

@@ -16,11 +16,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <linux/input-event-codes.h>
 #include <map>
 #include <poll.h>
+#include <set>
+#include <thread>
 
 namespace {
 
@@ -204,6 +207,53 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientK
     EXPECT_TRUE(becomes(terminalWindow, false));
     kwin_->workspace().runningApplications();
     EXPECT_TRUE(marks().empty());
+}
+
+TEST_F(TWKWinDesktopTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindow) {
+    // Another client passes the focus between two excluded applications while three others are
+    // hidden and shown again: each switch lists the applications anew in the middle of show-all.
+    shared_.setObject(TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, kTerminal}}},
+                      TWExcludedAppsKey);
+    const std::vector<std::string> terminals = {client({"weston-terminal"}),
+                                                client({"weston-terminal"})};
+    std::vector<std::string> hidden;
+    std::set<pid_t> hiddenPids;
+    for (int i = 0; i < 3; ++i) {
+        pid_t pid;
+        hidden.push_back(client({"weston-flower"}, &pid));
+        hiddenPids.insert(pid);
+    }
+    common();
+    std::atomic<bool> stop = false;
+    std::thread churn([&] {
+        auto other = TWKWinConnection::open("", nullptr);
+        for (std::size_t n = 0; other && !stop; ++n) {
+            other->activate(terminals[n % 2]);
+            other->flush();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    });
+    struct Join {
+        std::atomic<bool>& stop;
+        std::thread& thread;
+        ~Join() {
+            stop = true;
+            thread.join();
+        }
+    } join{stop, churn};
+    for (int cycle = 0; cycle < 12; ++cycle) {
+        for (const auto& app : kwin_->workspace().runningApplications())
+            if (hiddenPids.count(app.processIdentifier))
+                kwin_->workspace().hide(app);
+        kwin_->workspace().flush();
+        for (const auto& id : hidden)
+            ASSERT_TRUE(becomes(id, true)) << cycle;
+        common().showAll();
+        kwin_->dispatchPendingEvents();
+        for (const auto& id : hidden)
+            ASSERT_TRUE(becomes(id, false)) << cycle;
+        ASSERT_TRUE(marks().empty()) << cycle;
+    }
 }
 
 TEST_F(TWKWinDesktopTest, TheFactoryChoosesKWinAndSaysWhatIsMissingElsewhere) {

@@ -317,8 +317,9 @@ bool TWGnomeConnection::waitFor(const std::function<bool()>& condition,
         if (left.count() <= 0 || !processOnce(left))
             break;
     }
+    // The handlers run from the next dispatch, not inside a request's wait: they may list the
+    // windows again under the caller's feet.
     drain();
-    afterDispatch();
     return condition();
 }
 
@@ -344,7 +345,6 @@ TWGnomeSnapshot TWGnomeConnection::snapshot() {
         if (list.error.name)
             replyError(list.error.name, list.error.message ? list.error.message : "");
         drain();
-        afterDispatch();
         TWGnomeSnapshot known = current();
         known.complete = false;
         return known;
@@ -357,7 +357,6 @@ TWGnomeSnapshot TWGnomeConnection::snapshot() {
     last_ = out;
     // Signals queued behind the answer are newer than it.
     drain();
-    afterDispatch();
     return current();
 }
 

@@ -87,7 +87,8 @@ class TWGnomeConnection {
     // Whether the extension's service answers (it is noticed going and coming back).
     bool available() const { return available_; }
 
-    // Runs after signals changed which window has the focus.
+    // Runs from dispatchEvents (never inside a wait) after signals changed which window has
+    // the focus.
     void setActiveWindowChangeHandler(std::function<void()> handler);
     // Binds the accelerator (GNOME's text; empty: none) to the action ("hide-others",
     // "show-all") in the shell, waiting for the answer: nothing when it is bound, else why not.
