@@ -104,20 +104,21 @@ const std::vector<TWCompositorApplication>& TWCompositorWorkspace::refresh() {
     // The events tell what a snapshot cannot: a window restored and minimized again since the
     // last look is no longer Tidewell's to restore.
     forgetMarks(windows_->takeRestoredOrGone());
+    // Without an answer nothing is known to be over: every mark stays.
+    marks_ = record_.read();
     if (snapshot.complete) {
-        record_.update([&](TWHiddenMarks& marks) {
-            TWHiddenRecord::prune(
-                marks,
-                [&](const std::string& id) -> std::optional<bool> {
-                    const TWCompositorWindow* w = snapshot.find(id);
-                    return w ? std::optional<bool>(w->minimized) : std::nullopt;
-                },
-                TWHiddenRecord::now());
-            marks_ = marks;
-        });
-    } else {
-        // Without an answer nothing is known to be over: every mark stays.
-        marks_ = record_.read();
+        auto minimized = [&](const std::string& id) -> std::optional<bool> {
+            const TWCompositorWindow* w = snapshot.find(id);
+            return w ? std::optional<bool>(w->minimized) : std::nullopt;
+        };
+        TWHiddenMarks pruned = marks_;
+        TWHiddenRecord::prune(pruned, minimized, TWHiddenRecord::now());
+        // The lock only when something changes: a held lock keeps no listing waiting.
+        if (pruned != marks_)
+            record_.update([&](TWHiddenMarks& marks) {
+                TWHiddenRecord::prune(marks, minimized, TWHiddenRecord::now());
+                marks_ = marks;
+            });
     }
     auto apps = TWCompositorGroupApplications(snapshot, desktopEntries(), marks_,
                                               [this](int pid) { return programName(pid); });
@@ -184,8 +185,10 @@ void TWCompositorWorkspace::sendPendingHides() {
         unmark();
         return;
     }
+    std::vector<std::string> ids;
     for (const auto& [id, mark] : hides)
-        windows_->setMinimized(id, true);
+        ids.push_back(id);
+    windows_->setMinimized(ids, true);
     windows_->flush();
 }
 
@@ -196,49 +199,50 @@ TWCompositorApplication* TWCompositorWorkspace::findByKey(const std::string& key
     return nullptr;
 }
 
-std::set<std::string> TWCompositorWorkspace::unhideApplication(const std::string& key) {
+void TWCompositorWorkspace::unhideApplication(const std::string& key) {
     sendPendingHides();
-    // Only IDs cross the wait below: the handlers it runs (a front switch) may list the
-    // windows again and replace every application record.
+    // Only IDs cross the waits below: the handlers a wait may run list the windows again and
+    // replace every application record.
     std::vector<std::pair<std::string, int>> marked; // window, position when hidden
-    std::set<std::string> minimized;
     if (const auto* app = findByKey(key)) {
         for (const auto& w : app->taskbarWins)
-            if (auto it = marks_.find(w.id); it != marks_.end()) {
+            if (auto it = marks_.find(w.id); it != marks_.end())
                 marked.emplace_back(w.id, it->second.position);
-                if (w.minimized)
-                    minimized.insert(w.id);
-            }
     }
     if (marked.empty())
-        return {};
+        return;
     if (auto why = windows_->unavailable(); !why.empty()) {
         TWLog(LOG_ERR, logClass_, why + "; the hidden windows stay hidden and on record");
-        return {};
+        return;
     }
     // Bottom to top, so that each restored window lands above the ones restored before it.
     std::stable_sort(marked.begin(), marked.end(),
                      [](const auto& a, const auto& b) { return a.second < b.second; });
+    std::vector<std::string> left;
     for (const auto& [id, position] : marked)
-        if (minimized.count(id))
-            windows_->setMinimized(id, false);
-    // The marks go once the requests are out: a mark left behind by an interruption is dropped
-    // once its window is seen shown, a window minimized without its mark could never come back.
-    if (!windows_->deliver()) {
-        TWLog(LOG_WARNING, logClass_,
-              windows_->name() + " did not confirm the restores; the windows stay on record");
-        return {};
-    }
+        left.push_back(id);
+    // A mark goes only once the compositor confirms its window restored: a window minimized
+    // without its mark could never come back.
     std::set<std::string> restored;
-    for (const auto& [id, position] : marked)
-        restored.insert(id);
+    for (int attempt = 0; attempt < kRestoreAttempts && !left.empty(); ++attempt) {
+        if (attempt > 0 && !windows_->unavailable().empty())
+            break;
+        auto confirmed = windows_->restore(left);
+        std::erase_if(left, [&](const std::string& id) { return confirmed.count(id) != 0; });
+        restored.merge(confirmed);
+    }
+    if (!left.empty())
+        TWLog(LOG_WARNING, logClass_,
+              windows_->name() + " did not restore " + std::to_string(left.size()) +
+                  " windows; they stay hidden and on record");
+    if (restored.empty())
+        return;
     record_.update([&](TWHiddenMarks& marks) {
         for (const auto& id : restored)
             marks.erase(id);
         marks_ = marks;
     });
     noteRestored(key, restored);
-    return restored;
 }
 
 void TWCompositorWorkspace::noteRestored(const std::string& key,

@@ -21,6 +21,8 @@
 #include <map>
 #include <poll.h>
 #include <set>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
 
 namespace {
 
@@ -255,24 +257,113 @@ TEST_F(TWGnomeDesktopTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWind
     }
 }
 
+TEST_F(TWGnomeDesktopTest, ARestoreTheShellDoesNotConfirmKeepsItsMarkUntilAShowAllDoesIt) {
+    pid_t pid;
+    const auto window = client({"weston-flower"}, &pid);
+    // Something in the shell makes this window's restore fail `times` times.
+    auto refuse = [&](int times) {
+        session_->eval("(() => { const Meta = imports.gi.Meta; globalThis.twRefuse = " +
+                       std::to_string(times) +
+                       "; if (!globalThis.twUnminimize) { globalThis.twUnminimize = "
+                       "Meta.Window.prototype.unminimize; Meta.Window.prototype.unminimize = "
+                       "function () { if (this.get_id() === " +
+                       std::to_string(window) +
+                       " && globalThis.twRefuse-- > 0) throw new Error('refused'); return "
+                       "globalThis.twUnminimize.call(this); }; } })()");
+    };
+    auto hide = [&] {
+        for (const auto& app : gnome_->workspace().runningApplications())
+            if (app.processIdentifier == pid)
+                gnome_->workspace().hide(app);
+        gnome_->workspace().flush();
+        ASSERT_TRUE(becomes(window, true));
+    };
+    // Refused once: show-all asks again.
+    hide();
+    refuse(1);
+    common().showAll();
+    EXPECT_TRUE(becomes(window, false));
+    EXPECT_TRUE(marks().empty());
+    // Refused every time: the window stays hidden and on record, for the next show-all.
+    hide();
+    refuse(100);
+    common().showAll();
+    gnome_->connection().sync();
+    EXPECT_EQ(session_->isMinimized(window), true);
+    EXPECT_TRUE(marks().count(std::to_string(window)));
+    gnome_->workspace().runningApplications();
+    EXPECT_TRUE(marks().count(std::to_string(window)));
+    refuse(0);
+    common().showAll();
+    EXPECT_TRUE(becomes(window, false));
+    EXPECT_TRUE(marks().empty());
+}
+
 TEST_F(TWGnomeDesktopTest, OnlyTidewellIsAnsweredAndTheExtensionGoingAndComingBackLosesNothing) {
     const auto terminalWindow = client({"weston-terminal"});
     std::string refused = run({"sh", "-c",
                                "gdbus call --session --dest org.gnome.Shell --object-path "
                                "/net/quillfen/Tidewell/Shell --method "
-                               "net.quillfen.Tidewell.Shell1.Minimize " +
-                                   std::to_string(terminalWindow) + " 2>&1"});
+                               "net.quillfen.Tidewell.Shell1.SetMinimized [" +
+                                   std::to_string(terminalWindow) + "] true 2>&1"});
     EXPECT_NE(refused.find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos)
         << refused;
     EXPECT_EQ(session_->isMinimized(terminalWindow), false);
 
+    // Other programs taking and dropping names in Tidewell's namespace meanwhile: every new
+    // caller of Tidewell's is answered.
+    pid_t squatter = fork();
+    if (squatter == 0) {
+        sd_bus* bus = nullptr;
+        if (sd_bus_open_user(&bus) < 0)
+            _exit(1);
+        for (unsigned n = 0;; ++n) {
+            std::string name = "net.quillfen.Tidewell.Squat.n" + std::to_string(n % 50);
+            sd_bus_request_name(bus, name.c_str(), 0);
+            if (n >= 25)
+                sd_bus_release_name(
+                    bus, ("net.quillfen.Tidewell.Squat.n" + std::to_string((n - 25) % 50)).c_str());
+            usleep(1000);
+        }
+    }
+    for (int i = 0; i < 40; ++i) {
+        std::string why;
+        EXPECT_NE(TWGnomeDesktop::open(&why), nullptr) << i << ": " << why;
+    }
+    kill(squatter, SIGKILL);
+    waitpid(squatter, nullptr, 0);
+    // The shortcut rule holds in the shell too.
+    EXPECT_TRUE(gnome_->connection().bindShortcut("hide-others", "a").has_value());
+    EXPECT_TRUE(gnome_->connection().bindShortcut("hide-others", "Return").has_value());
+
     common().showFinderHideOthers();
     ASSERT_TRUE(becomes(terminalWindow, true));
+    // The lock screen turns the extension off and on again: nothing to say, nothing lost.
+    {
+        TWLogCapture quiet;
+        session_->eval("imports.ui.main.sessionMode.pushMode('unlock-dialog')");
+        EXPECT_TRUE(dispatchUntil([&] { return !gnome_->connection().available(); }));
+        EXPECT_TRUE(gnome_->serviceWasPausedByDesktop());
+        common().showAll();
+        EXPECT_EQ(session_->isMinimized(terminalWindow), true);
+        session_->eval("imports.ui.main.sessionMode.popMode('unlock-dialog')");
+        EXPECT_TRUE(dispatchUntil([&] { return gnome_->connection().available(); }));
+        EXPECT_TRUE(gnome_->serviceWasPausedByDesktop());
+        EXPECT_EQ(quiet.countStartingWith("TWGnomeConnection: Tidewell's GNOME Shell extension "
+                                          "stopped"),
+                  0);
+        EXPECT_TRUE(marks().count(std::to_string(terminalWindow)));
+        common().showAll();
+        EXPECT_TRUE(becomes(terminalWindow, false));
+        common().showFinderHideOthers();
+        ASSERT_TRUE(becomes(terminalWindow, true));
+    }
     TWLogCapture log;
     ASSERT_TRUE(session_->setExtensionEnabled(false));
     EXPECT_TRUE(dispatchUntil([&] { return !gnome_->connection().available(); }));
     EXPECT_EQ(log.countStartingWith("TWGnomeConnection: Tidewell's GNOME Shell extension stopped"),
               1);
+    EXPECT_FALSE(gnome_->serviceWasPausedByDesktop());
     // Nothing can be shown meanwhile, and nothing is forgotten.
     common().showAll();
     EXPECT_EQ(session_->isMinimized(terminalWindow), true);

@@ -88,7 +88,8 @@ TEST(TWHiddenRecordTest, ConcurrentWritersLoseNoMarkAndAnEmptyRecordLeavesNoFile
     EXPECT_FALSE(record.update([](TWHiddenMarks& marks) { marks.clear(); }));
     EXPECT_LT(std::chrono::steady_clock::now() - start, TWHiddenRecord::kLockWait * 3);
     EXPECT_EQ(log.countStartingWith("TWHiddenRecord: the record of hidden windows is left as it "
-                                    "is: " + record.path() + ".lock is held by flock (pid " +
+                                    "is: " +
+                                    record.path() + ".lock is held by flock (pid " +
                                     std::to_string(holder) + ")"),
               1)
         << (log.lines.empty() ? "" : log.lines.back());
