@@ -231,10 +231,18 @@ void TWCompositorWorkspace::unhideApplication(const std::string& key) {
         std::erase_if(left, [&](const std::string& id) { return confirmed.count(id) != 0; });
         restored.merge(confirmed);
     }
-    if (!left.empty())
+    if (!left.empty()) {
         TWLog(LOG_WARNING, logClass_,
               windows_->name() + " did not restore " + std::to_string(left.size()) +
                   " windows; they stay hidden and on record");
+        // A window minimized again under this restore was never the user's to take back: its
+        // passing restore is no reason to drop its mark.
+        auto seen = windows_->takeRestoredOrGone();
+        std::erase_if(seen, [&](const std::string& id) {
+            return std::find(left.begin(), left.end(), id) != left.end();
+        });
+        forgetMarks(seen);
+    }
     if (restored.empty())
         return;
     record_.update([&](TWHiddenMarks& marks) {
