@@ -223,8 +223,16 @@ void BM_GnomeShellMemory(benchmark::State& state) {
         common.showAll();
     }
     const long before = settled();
+    const char* cycles = std::getenv("TW_BENCH_CYCLES");
+    const char* mode = std::getenv("TW_BENCH_MODE");
     for (auto _ : state) {
-        for (int i = 0; i < 1000; ++i) {
+        for (int i = 0; i < (cycles ? std::atoi(cycles) : 1000); ++i) {
+            if (mode && std::string(mode) == "eval") {
+                gSession->eval("global.get_window_actors().forEach(a => a.meta_window.minimize())");
+                gSession->eval(
+                    "global.get_window_actors().forEach(a => a.meta_window.unminimize())");
+                continue;
+            }
             common.showFinderHideOthers();
             common.showAll();
             desktop->dispatchPendingEvents();

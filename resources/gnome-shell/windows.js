@@ -18,9 +18,9 @@ const TidewellListedTypes = [
     Meta.WindowType.MODAL_DIALOG,
     Meta.WindowType.UTILITY,
 ];
-// What changes a window's row.
-const TidewellWindowNotifications = ['minimized', 'title', 'wm-class', 'gtk-application-id',
-    'skip-taskbar', 'transient-for', 'window-type', 'on-all-workspaces'];
+// What changes a window's row (its minimized state has a signal of its own).
+const TidewellWindowNotifications = ['title', 'wm-class', 'gtk-application-id', 'skip-taskbar',
+    'transient-for', 'window-type', 'on-all-workspaces'];
 // Callers' answers remembered; all forgotten at once past this many.
 const TidewellMaxRememberedCallers = 256;
 
@@ -53,6 +53,9 @@ class TidewellWindowService {
         this._windows = new Map(); // Meta.Window -> its signal handler IDs
         this._byId = new Map(); // window ID -> Meta.Window
         this._dirty = new Set(); // windows whose rows are to be sent
+        // Windows whose minimized state changed: only their IDs are sent (the shell's
+        // JavaScript keeps much of every value it builds for a message).
+        this._minimizedDirty = new Set();
         this._closed = [];
         this._stackingDirty = false;
         this._focusDirty = false;
@@ -121,6 +124,7 @@ class TidewellWindowService {
         this._windows.clear();
         this._byId.clear();
         this._dirty.clear();
+        this._minimizedDirty.clear();
         this._closed = [];
         for (const id of this._subscribers.values())
             Gio.DBus.session.signal_unsubscribe(id);
@@ -178,11 +182,16 @@ class TidewellWindowService {
         const ids = TidewellWindowNotifications.map(name => window.connect(`notify::${name}`,
             changed));
         ids.push(window.connect('workspace-changed', changed));
+        ids.push(window.connect('notify::minimized', () => {
+            this._minimizedDirty.add(window);
+            this._schedule();
+        }));
         ids.push(window.connect('unmanaged', () => {
             this._windows.get(window)?.forEach(handler => window.disconnect(handler));
             this._windows.delete(window);
             this._byId.delete(id);
             this._dirty.delete(window);
+            this._minimizedDirty.delete(window);
             if (this._subscribers.size > 0)
                 this._closed.push(id);
             this._schedule();
@@ -217,6 +226,7 @@ class TidewellWindowService {
     _flush() {
         if (this._subscribers.size === 0) {
             this._dirty.clear();
+            this._minimizedDirty.clear();
             this._closed = [];
             this._stackingDirty = this._focusDirty = false;
             return;
@@ -227,6 +237,18 @@ class TidewellWindowService {
             if (windows.length > 0) {
                 this._tell('WindowsChanged', new GLib.Variant(`(a${TidewellWindowRowType})`,
                     [this._rows(windows)]));
+            }
+        }
+        if (this._minimizedDirty.size > 0) {
+            const minimized = [], restored = [];
+            for (const w of this._minimizedDirty) {
+                if (this._windows.has(w) && this._listed(w))
+                    (w.minimized ? minimized : restored).push(w.get_id());
+            }
+            this._minimizedDirty.clear();
+            if (minimized.length + restored.length > 0) {
+                this._tell('MinimizedChanged', new GLib.Variant('(atat)',
+                    [minimized, restored]));
             }
         }
         for (const id of this._closed.splice(0))

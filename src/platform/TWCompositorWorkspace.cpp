@@ -100,6 +100,7 @@ std::string TWCompositorWorkspace::programName(int pid) {
 
 const std::vector<TWCompositorApplication>& TWCompositorWorkspace::refresh() {
     sendPendingHides();
+    sendPendingRestores();
     TWCompositorSnapshot snapshot = windows_->list();
     // The events tell what a snapshot cannot: a window restored and minimized again since the
     // last look is no longer Tidewell's to restore.
@@ -141,6 +142,8 @@ TWCompositorApplication* TWCompositorWorkspace::findCached(std::uint64_t handle)
 }
 
 void TWCompositorWorkspace::hide(const TWRunningApplication& info) {
+    // A restore asked for before goes first: the hide then finds the window shown.
+    sendPendingRestores();
     auto* app = findCached(info.handle);
     if (!app)
         return;
@@ -199,30 +202,38 @@ TWCompositorApplication* TWCompositorWorkspace::findByKey(const std::string& key
     return nullptr;
 }
 
-void TWCompositorWorkspace::unhideApplication(const std::string& key) {
+void TWCompositorWorkspace::queueRestores(const std::string& key) {
     sendPendingHides();
-    // Only IDs cross the waits below: the handlers a wait may run list the windows again and
-    // replace every application record.
-    std::vector<std::pair<std::string, int>> marked; // window, position when hidden
     if (const auto* app = findByKey(key)) {
-        for (const auto& w : app->taskbarWins)
-            if (auto it = marks_.find(w.id); it != marks_.end())
-                marked.emplace_back(w.id, it->second.position);
+        for (const auto& w : app->taskbarWins) {
+            auto it = marks_.find(w.id);
+            if (it == marks_.end() ||
+                std::any_of(pendingRestores_.begin(), pendingRestores_.end(),
+                            [&](const PendingRestore& r) { return r.id == w.id; }))
+                continue;
+            pendingRestores_.push_back({key, w.id, it->second.position});
+        }
     }
-    if (marked.empty())
+}
+
+void TWCompositorWorkspace::sendPendingRestores() {
+    if (pendingRestores_.empty())
         return;
+    // Only keys and IDs cross the waits below: the handlers a wait may run list the windows
+    // again and replace every application record.
+    auto restores = std::exchange(pendingRestores_, {});
     if (auto why = windows_->unavailable(); !why.empty()) {
         TWLog(LOG_ERR, logClass_, why + "; the hidden windows stay hidden and on record");
         return;
     }
     // Bottom to top, so that each restored window lands above the ones restored before it.
-    std::stable_sort(marked.begin(), marked.end(),
-                     [](const auto& a, const auto& b) { return a.second < b.second; });
+    std::stable_sort(restores.begin(), restores.end(),
+                     [](const auto& a, const auto& b) { return a.position < b.position; });
     std::vector<std::string> left;
-    for (const auto& [id, position] : marked)
-        left.push_back(id);
-    // A mark goes only once the compositor confirms its window restored: a window minimized
-    // without its mark could never come back.
+    for (const auto& r : restores)
+        left.push_back(r.id);
+    // One request for every window of the action. A mark goes only once the compositor
+    // confirms its window restored: a window minimized without its mark could never come back.
     std::set<std::string> restored;
     for (int attempt = 0; attempt < kRestoreAttempts && !left.empty(); ++attempt) {
         if (attempt > 0 && !windows_->unavailable().empty())
@@ -250,7 +261,11 @@ void TWCompositorWorkspace::unhideApplication(const std::string& key) {
             marks.erase(id);
         marks_ = marks;
     });
-    noteRestored(key, restored);
+    std::set<std::string> keys;
+    for (const auto& r : restores)
+        keys.insert(r.key);
+    for (const auto& key : keys)
+        noteRestored(key, restored);
 }
 
 void TWCompositorWorkspace::noteRestored(const std::string& key,
@@ -270,8 +285,10 @@ void TWCompositorWorkspace::noteRestored(const std::string& key,
 }
 
 void TWCompositorWorkspace::unhide(const TWRunningApplication& info) {
+    // Gathered and sent at flush (or before the next listing, hide or activation), so that one
+    // request restores every window of the action.
     if (auto* app = findCached(info.handle))
-        unhideApplication(std::string(app->key));
+        queueRestores(std::string(app->key));
 }
 
 void TWCompositorWorkspace::activateWithOptions(const TWRunningApplication& info,
@@ -281,7 +298,8 @@ void TWCompositorWorkspace::activateWithOptions(const TWRunningApplication& info
     if (!found)
         return;
     const std::string key = found->key;
-    unhideApplication(key);
+    queueRestores(key);
+    sendPendingRestores();
     const auto* app = findByKey(key);
     if (!app)
         return;
@@ -296,6 +314,7 @@ void TWCompositorWorkspace::activateWithOptions(const TWRunningApplication& info
 
 void TWCompositorWorkspace::flush() {
     sendPendingHides();
+    sendPendingRestores();
     windows_->flush();
 }
 

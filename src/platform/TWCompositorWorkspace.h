@@ -139,8 +139,9 @@ class TWCompositorWorkspace : public TWWorkspace {
                           const std::string& recordName, std::string logClass);
 
     std::vector<TWRunningApplication> runningApplications() override;
-    // Hides are gathered and sent at flush (or before the next listing or unhide), so that one
-    // write of the record covers every window of the action.
+    // Hides and restores are gathered and sent at flush (or before the next listing, or an
+    // action of the other kind), so that one request and one write of the record cover every
+    // window of the action.
     void hide(const TWRunningApplication& app) override;
     void unhide(const TWRunningApplication& app) override;
     void activateWithOptions(const TWRunningApplication& app, unsigned options) override;
@@ -168,10 +169,12 @@ class TWCompositorWorkspace : public TWWorkspace {
     static constexpr int kRestoreAttempts = 3;
     TWCompositorApplication* findCached(std::uint64_t handle);
     TWCompositorApplication* findByKey(const std::string& key);
-    // Restores the marked windows of the application with grouping key `key`, asking again
-    // (a few times) for the ones the compositor did not confirm; the confirmed ones lose their
-    // marks, the others keep them for the next show-all.
-    void unhideApplication(const std::string& key);
+    // Queues the restore of the marked windows of the application with grouping key `key`.
+    void queueRestores(const std::string& key);
+    // Restores the queued windows in one request, asking again (a few times) for the ones the
+    // compositor did not confirm; the confirmed ones lose their marks, the others keep them for
+    // the next show-all.
+    void sendPendingRestores();
     // Marks the windows restored in the application's record, wherever the list is now.
     void noteRestored(const std::string& key, const std::set<std::string>& restored);
     void sendPendingHides();
@@ -183,6 +186,12 @@ class TWCompositorWorkspace : public TWWorkspace {
     std::vector<TWCompositorApplication> apps_;
     TWHiddenMarks marks_; // as of the last refresh, with the pending hides
     std::vector<std::pair<std::string, TWHiddenMark>> pendingHides_;
+    struct PendingRestore {
+        std::string key; // the application's grouping key
+        std::string id;
+        int position = 0;
+    };
+    std::vector<PendingRestore> pendingRestores_;
     TWApplicationOrder order_;
     std::map<int, std::string> programNames_;
 };

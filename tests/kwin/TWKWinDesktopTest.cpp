@@ -260,11 +260,12 @@ TEST_F(TWKWinDesktopTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindo
     // for whatever refuses), three times: show-all's restores are not confirmed and the window
     // keeps its mark; then it refuses no more, and the next show-all brings it back.
     const std::string script = session_->home() + "/refuse.js";
+    // Running once the window is kept above.
     TWWriteFile(script, "let left = 3; for (const c of workspace.clientList()) if "
                         "(String(c.internalId) === '" +
                             hidden[0] +
-                            "') c.minimizedChanged.connect(() => { if (!c.minimized && left-- "
-                            "> 0) c.minimized = true; });");
+                            "') { c.keepAbove = true; c.minimizedChanged.connect(() => { if "
+                            "(!c.minimized && left-- > 0) c.minimized = true; }); }");
     for (const auto& app : kwin_->workspace().runningApplications())
         if (hiddenPids.count(app.processIdentifier))
             kwin_->workspace().hide(app);
@@ -275,6 +276,14 @@ TEST_F(TWKWinDesktopTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindo
           std::string("org.kde.kwin.Scripting.start")})
         run({"sh", "-c",
              "dbus-send --session --print-reply --dest=org.kde.KWin /Scripting " + call});
+    ASSERT_TRUE(waitFor([&] {
+        const std::string info =
+            run({"dbus-send", "--session", "--print-reply", "--dest=org.kde.KWin", "/KWin",
+                 "org.kde.KWin.getWindowInfo", "string:" + hidden[0]});
+        const auto key = info.find("\"keepAbove\"");
+        const auto value = key == std::string::npos ? key : info.find("boolean ", key);
+        return value != std::string::npos && info.compare(value + 8, 4, "true") == 0;
+    }));
     common().showAll();
     EXPECT_TRUE(becomes(hidden[1], false));
     EXPECT_EQ(session_->isMinimized(hidden[0]), true);

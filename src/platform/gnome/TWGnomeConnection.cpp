@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <unistd.h>
 #include <utility>
 
@@ -270,6 +271,21 @@ int TWGnomeConnection::Callbacks::onSignal(sd_bus_message* m, void* data, sd_bus
         std::vector<TWGnomeWindow> rows;
         if (readRows(m, rows))
             self->mergeRows(std::move(rows));
+    } else if (sd_bus_message_is_signal(m, kInterface, "MinimizedChanged")) {
+        for (bool minimized : {true, false}) {
+            const std::uint64_t* ids = nullptr;
+            std::size_t size = 0;
+            if (sd_bus_message_read_array(m, 't', reinterpret_cast<const void**>(&ids), &size) < 0)
+                return 0;
+            const std::set<std::uint64_t> changed(ids, ids + size / sizeof *ids);
+            for (auto& w : self->last_.windows) {
+                if (!changed.count(w.id))
+                    continue;
+                if (w.minimized && !minimized)
+                    self->restoredOrGone_.push_back(std::to_string(w.id));
+                w.minimized = minimized;
+            }
+        }
     } else if (sd_bus_message_is_signal(m, kInterface, "FocusChanged") &&
                sd_bus_message_read(m, "t", &id) >= 0) {
         self->last_.focused = id;
