@@ -399,10 +399,10 @@ class TidewellWindowService {
 
     SetMinimizedAsync([ids, minimized], invocation) {
         this._answer(invocation, () => {
-            const done = ids.map(id => {
+            const done = ids.split(',').filter(id => id).map(id => {
                 const window = this._window(id);
                 if (!window)
-                    return false;
+                    return '0';
                 try {
                     if (window.minimized !== minimized) {
                         // Tidewell's own hide and show are instant; the user's still animate.
@@ -415,13 +415,13 @@ class TidewellWindowService {
                         else
                             window.unminimize();
                     }
-                    return window.minimized === minimized;
+                    return window.minimized === minimized ? '1' : '0';
                 } catch (e) {
                     console.warn(`Tidewell: window ${id}: ${e.message}`);
-                    return false;
+                    return '0';
                 }
             });
-            return new GLib.Variant('(ab)', [done]);
+            return new GLib.Variant('(s)', [done.join('')]);
         });
     }
 

@@ -27,6 +27,7 @@ constexpr const char* kInterface = "net.quillfen.Tidewell.Shell1";
 constexpr const char* kWindowRow = "(tsssssisbbbtuiu)";
 constexpr std::uint64_t kListTimeoutUsec = 5'000'000;
 constexpr std::chrono::seconds kAnswerTimeout{5};
+constexpr std::chrono::milliseconds kSyncReuse{100};
 
 // Errors that say the service is not there (the extension is disabled, or the shell is gone).
 bool meansNoService(const std::string& name) {
@@ -89,6 +90,14 @@ bool readRows(sd_bus_message* m, std::vector<TWGnomeWindow>& out) {
         out.push_back(std::move(w));
     }
     return sd_bus_message_exit_container(m) >= 0;
+}
+
+// Window IDs as the service takes them: decimal, separated by commas.
+std::string idText(const std::vector<std::uint64_t>& ids) {
+    std::string text;
+    for (auto id : ids)
+        text += (text.empty() ? "" : ",") + std::to_string(id);
+    return text;
 }
 
 } // namespace
@@ -346,10 +355,10 @@ int TWGnomeConnection::Callbacks::onReply(sd_bus_message* m, void* data, sd_bus_
     request.answered = true;
     if (const sd_bus_error* error = sd_bus_message_get_error(m); error && error->name) {
         self->replyError(error->name, error->message ? error->message : "");
-    } else if (!request.ids.empty() && sd_bus_message_enter_container(m, 'a', "b") >= 0) {
-        for (int done = 0; sd_bus_message_read(m, "b", &done) > 0;)
-            request.done.push_back(done);
-        sd_bus_message_exit_container(m);
+    } else if (const char* done = nullptr;
+               !request.ids.empty() && sd_bus_message_read(m, "s", &done) >= 0 && done) {
+        for (const char* c = done; *c; ++c)
+            request.done.push_back(*c == '1');
         // What the shell confirmed is so now; its signal may follow later.
         std::size_t refused = 0;
         for (std::size_t i = 0; i < request.ids.size(); ++i) {
@@ -386,6 +395,7 @@ std::uint64_t TWGnomeConnection::send(sd_bus_message* call, Request request) {
         return 0;
     }
     requests_[cookie] = std::move(request);
+    sentSinceSync_ = true;
     return cookie;
 }
 
@@ -404,8 +414,7 @@ void TWGnomeConnection::setMinimized(const std::vector<std::uint64_t>& ids, bool
         return;
     sd_bus_message* m = nullptr;
     if (sd_bus_message_new_method_call(bus_, &m, kShell, kPath, kInterface, "SetMinimized") >= 0 &&
-        sd_bus_message_append_array(m, 't', ids.data(), ids.size() * sizeof ids[0]) >= 0 &&
-        sd_bus_message_append(m, "b", minimized) >= 0)
+        sd_bus_message_append(m, "sb", idText(ids).c_str(), minimized) >= 0)
         send(m, {ids, minimized, false, false, {}});
     sd_bus_message_unref(m);
 }
@@ -416,8 +425,7 @@ std::vector<std::uint64_t> TWGnomeConnection::restore(const std::vector<std::uin
     sd_bus_message* m = nullptr;
     std::uint64_t cookie = 0;
     if (sd_bus_message_new_method_call(bus_, &m, kShell, kPath, kInterface, "SetMinimized") >= 0 &&
-        sd_bus_message_append_array(m, 't', ids.data(), ids.size() * sizeof ids[0]) >= 0 &&
-        sd_bus_message_append(m, "b", 0) >= 0)
+        sd_bus_message_append(m, "sb", idText(ids).c_str(), 0) >= 0)
         cookie = send(m, {ids, false, true, false, {}});
     sd_bus_message_unref(m);
     if (!cookie)
@@ -505,8 +513,17 @@ TWGnomeSnapshot TWGnomeConnection::snapshot() {
     resubscribeIfBack();
     if (broken_)
         return {};
+    // One action asks several times: a round trip a moment ago, with no request since, still
+    // answers.
+    const auto now = std::chrono::steady_clock::now();
+    if (!sentSinceSync_ && now - lastSync_ < kSyncReuse && last_.complete) {
+        drain();
+        return current();
+    }
     // One round trip, no listing: the service answers after every request before and after
     // sending every change it saw.
+    sentSinceSync_ = false;
+    lastSync_ = now;
     Reply reply;
     int r = sd_bus_call_method(bus_, kShell, kPath, kInterface, "Sync", &reply.error,
                                &reply.message, "");
