@@ -27,7 +27,6 @@ constexpr const char* kInterface = "net.quillfen.Tidewell.Shell1";
 constexpr const char* kWindowRow = "(tsssssisbbbtuiu)";
 constexpr std::uint64_t kListTimeoutUsec = 5'000'000;
 constexpr std::chrono::seconds kAnswerTimeout{5};
-constexpr std::chrono::milliseconds kSyncReuse{100};
 
 // Errors that say the service is not there (the extension is disabled, or the shell is gone).
 bool meansNoService(const std::string& name) {
@@ -395,7 +394,6 @@ std::uint64_t TWGnomeConnection::send(sd_bus_message* call, Request request) {
         return 0;
     }
     requests_[cookie] = std::move(request);
-    sentSinceSync_ = true;
     return cookie;
 }
 
@@ -513,17 +511,8 @@ TWGnomeSnapshot TWGnomeConnection::snapshot() {
     resubscribeIfBack();
     if (broken_)
         return {};
-    // One action asks several times: a round trip a moment ago, with no request since, still
-    // answers.
-    const auto now = std::chrono::steady_clock::now();
-    if (!sentSinceSync_ && now - lastSync_ < kSyncReuse && last_.complete) {
-        drain();
-        return current();
-    }
     // One round trip, no listing: the service answers after every request before and after
     // sending every change it saw.
-    sentSinceSync_ = false;
-    lastSync_ = now;
     Reply reply;
     int r = sd_bus_call_method(bus_, kShell, kPath, kInterface, "Sync", &reply.error,
                                &reply.message, "");

@@ -147,9 +147,7 @@ class TWGnomeConnection {
     bool broken_ = false;
     bool available_ = true;
     bool stoppedForLock_ = false;
-    bool resubscribe_ = false;  // the service came back: it is to be listed again
-    bool sentSinceSync_ = true; // a request went out since the last round trip
-    std::chrono::steady_clock::time_point lastSync_;
+    bool resubscribe_ = false;                  // the service came back: it is to be listed again
     std::map<std::uint64_t, Request> requests_; // by the call's cookie
     TWGnomeSnapshot last_;
     std::uint64_t lastActive_ = 0;
