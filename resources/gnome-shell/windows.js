@@ -49,6 +49,7 @@ class TidewellWindowService {
     constructor() {
         this._exported = null;
         this._callers = new Map(); // unique name -> promise of allowed
+        this._allowedCallers = new Set(); // the ones whose answer came, and was yes
         this._subscribers = new Map(); // unique name -> its NameOwnerChanged subscription
         this._windows = new Map(); // Meta.Window -> its signal handler IDs
         this._byId = new Map(); // window ID -> Meta.Window
@@ -76,6 +77,8 @@ class TidewellWindowService {
                 const [, before, after] = parameters.deepUnpack();
                 this._callers.delete(before);
                 this._callers.delete(after);
+                this._allowedCallers.delete(before);
+                this._allowedCallers.delete(after);
                 for (const [caller, answer] of this._callers)
                     answer.then(allowed => !allowed && this._callers.delete(caller), () => {});
             });
@@ -133,6 +136,7 @@ class TidewellWindowService {
             Gio.DBus.session.signal_unsubscribe(this._busSignal);
         this._busSignal = 0;
         this._callers.clear();
+        this._allowedCallers.clear();
         this._exported?.unexport();
         this._exported = null;
     }
@@ -307,10 +311,16 @@ class TidewellWindowService {
     _allowed(sender) {
         let answer = this._callers.get(sender);
         if (!answer) {
-            if (this._callers.size >= TidewellMaxRememberedCallers)
+            if (this._callers.size >= TidewellMaxRememberedCallers) {
                 this._callers.clear();
+                this._allowedCallers.clear();
+            }
             answer = this._checkCaller(sender);
             this._callers.set(sender, answer);
+            answer.then(allowed => {
+                if (allowed && this._callers.get(sender) === answer)
+                    this._allowedCallers.add(sender);
+            }, () => {});
             answer.catch(e => {
                 if (this._callers.get(sender) === answer)
                     this._callers.delete(sender);
@@ -347,7 +357,7 @@ class TidewellWindowService {
     // Answers the call with `answer()` (a variant, or null for no values) once the caller is
     // known to be Tidewell; an Error it throws is the error `errorName`.
     _answer(invocation, answer, errorName = 'org.freedesktop.DBus.Error.Failed') {
-        this._allowed(invocation.get_sender()).then(allowed => {
+        const reply = allowed => {
             if (!allowed) {
                 invocation.return_dbus_error('org.freedesktop.DBus.Error.AccessDenied',
                     'Only Tidewell may use this service');
@@ -358,7 +368,13 @@ class TidewellWindowService {
             } catch (e) {
                 invocation.return_dbus_error(errorName, `${e.message}`);
             }
-        });
+        };
+        // A caller known to be Tidewell is answered at once, without a promise.
+        const sender = invocation.get_sender();
+        if (this._allowedCallers.has(sender))
+            reply(true);
+        else
+            this._allowed(sender).then(reply);
     }
 
     _onWindow(invocation, id, action) {
