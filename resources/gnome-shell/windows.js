@@ -415,28 +415,41 @@ class TidewellWindowService {
 
     SetMinimizedAsync([ids, minimized], invocation) {
         this._answer(invocation, () => {
+            const skippedActors = [];
             const done = ids.split(',').filter(id => id).map(id => {
                 const window = this._window(id);
                 if (!window)
                     return '0';
+                let skipped = null;
                 try {
                     if (window.minimized !== minimized) {
                         // Tidewell's own hide and show are instant; the user's still animate.
                         // Only a window on the screen plays (and so uses up) the effect.
                         const actor = window.get_compositor_private();
-                        if (actor && this._onActiveWorkspace(window))
+                        if (actor && this._onActiveWorkspace(window)) {
                             Main.wm.skipNextEffect(actor);
+                            skipped = actor;
+                        }
                         if (minimized)
                             window.minimize();
                         else
                             window.unminimize();
                     }
-                    return window.minimized === minimized ? '1' : '0';
                 } catch (e) {
                     console.warn(`Tidewell: window ${id}: ${e.message}`);
-                    return '0';
                 }
+                if (skipped)
+                    skippedActors.push(skipped);
+                return window.minimized === minimized ? '1' : '0';
             });
+            // A skip no effect used up (the shell showed no effect for that window, or did
+            // not do it) would swallow the user's next one: dropped once the shell is idle.
+            if (skippedActors.length > 0) {
+                GLib.idle_add(GLib.PRIORITY_LOW, () => {
+                    skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
+                    return GLib.SOURCE_REMOVE;
+                });
+            }
             return new GLib.Variant('(s)', [done.join('')]);
         });
     }

@@ -278,6 +278,11 @@ TEST_F(TWGnomeDesktopTest, ARestoreTheShellDoesNotConfirmKeepsItsMarkUntilAShowA
         gnome_->workspace().flush();
         ASSERT_TRUE(becomes(window, true));
     };
+    // The shell's effect is skipped for each window Tidewell minimizes or restores, and used
+    // up, so that the user's own next minimize plays it.
+    session_->eval("(() => { const wm = imports.ui.main.wm; globalThis.twSkipped = 0; const "
+                   "skip = wm.skipNextEffect; wm.skipNextEffect = function (actor) { "
+                   "++globalThis.twSkipped; skip.call(this, actor); }; })()");
     // Refused once: show-all asks again.
     hide();
     refuse(1);
@@ -297,6 +302,10 @@ TEST_F(TWGnomeDesktopTest, ARestoreTheShellDoesNotConfirmKeepsItsMarkUntilAShowA
     common().showAll();
     EXPECT_TRUE(becomes(window, false));
     EXPECT_TRUE(marks().empty());
+    EXPECT_TRUE(waitFor([&] {
+        return session_->eval("`${globalThis.twSkipped >= 4} ${imports.ui.main.wm._skippedActors"
+                              ".size}`") == "\"true 0\"";
+    }));
 }
 
 TEST_F(TWGnomeDesktopTest, OnlyTidewellIsAnsweredAndTheExtensionGoingAndComingBackLosesNothing) {
