@@ -227,8 +227,10 @@ void BM_GnomeShellMemory(benchmark::State& state) {
         common.showFinderHideOthers();
         common.showAll();
     }
-    // TW_BENCH_CYCLES: cycles (1,000); TW_BENCH_MODE=shell: the same cycles done by the shell
-    // itself (no Tidewell, its extension off), the shell's own part of the growth.
+    // TW_BENCH_CYCLES: cycles (1,000). TW_BENCH_MODE, to tell the parts apart: "shell", the
+    // same minimizes and restores done by the shell itself with Tidewell's extension off;
+    // "signals", the same with the extension on and this process subscribed (its signals);
+    // "calls", seven listings per cycle and nothing else (the round trips alone).
     const int cycles =
         std::getenv("TW_BENCH_CYCLES") ? std::atoi(std::getenv("TW_BENCH_CYCLES")) : 1000;
     const std::string mode = std::getenv("TW_BENCH_MODE") ? std::getenv("TW_BENCH_MODE") : "";
