@@ -230,7 +230,8 @@ void BM_GnomeShellMemory(benchmark::State& state) {
     // TW_BENCH_CYCLES: cycles (1,000). TW_BENCH_MODE, to tell the parts apart: "shell", the
     // same minimizes and restores done by the shell itself with Tidewell's extension off;
     // "signals", the same with the extension on and this process subscribed (its signals);
-    // "calls", seven listings per cycle and nothing else (the round trips alone).
+    // "calls", seven listings per cycle and nothing else (the round trips alone); "setmin", one
+    // request minimizing and one restoring the 50 windows per cycle.
     const int cycles =
         std::getenv("TW_BENCH_CYCLES") ? std::atoi(std::getenv("TW_BENCH_CYCLES")) : 1000;
     const std::string mode = std::getenv("TW_BENCH_MODE") ? std::getenv("TW_BENCH_MODE") : "";
@@ -250,6 +251,14 @@ void BM_GnomeShellMemory(benchmark::State& state) {
                            "})()");
             TWTestDesktop::waitFor([] { return gSession->eval("globalThis.twCycles") == "0"; },
                                    std::chrono::seconds(300));
+        } else if (mode == "setmin") {
+            std::vector<std::uint64_t> ids;
+            for (const auto& id : gWindows)
+                ids.push_back(std::stoull(id));
+            for (int i = 0; i < cycles; ++i) {
+                desktop->connection().setMinimized(ids, true);
+                desktop->connection().restore(ids);
+            }
         } else if (mode == "calls") {
             for (int i = 0; i < cycles * 7; ++i)
                 desktop->connection().snapshot();
