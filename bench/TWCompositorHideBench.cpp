@@ -5,6 +5,10 @@
 // every window minimized to an observer on a connection of its own. Show-all between the runs is
 // not timed. The send time (the action's own work: listing, the record of hidden windows, the
 // requests) is reported apart.
+// On GNOME two more: ten windows hidden by Tidewell against one Eval minimizing the same ones,
+// each timed from the request to the shell's last notify::minimized as the shell's own clock
+// tells it (BM_GnomeTenWindows); and gnome-shell's resident memory before and after 1,000
+// hide-others / show-all cycles (BM_GnomeShellMemory).
 #include "TWCommon.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
@@ -42,14 +46,17 @@ static TWCompositorWindowList& windowsOf(Desktop& desktop) {
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
+#include <thread>
 
 namespace {
 
 constexpr std::size_t kApplications = 50;
 
 Session* gSession = nullptr;
-std::vector<std::string> gWindows;
+std::vector<std::string> gWindows, gPids; // each window and its client, in the same order
 
 bool allMinimized(TWCompositorWindowList& observer, bool minimized) {
     return observer.waitFor(
@@ -107,6 +114,172 @@ BENCHMARK(BM_HideOthers)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(10);
 
+#if defined(TW_BENCH_GNOME)
+// Microseconds on the monotonic clock, the one GLib.get_monotonic_time() reads in the shell.
+long long monotonicMicros() {
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+std::string idList(std::size_t count) {
+    std::string ids;
+    for (std::size_t i = 0; i < count && i < gWindows.size(); ++i)
+        ids += (ids.empty() ? "" : ",") + gWindows[i];
+    return ids;
+}
+
+// When the shell last saw one of `ids` minimized (its monotonic clock), once all of them are.
+long long lastMinimizedInShell(const std::string& ids) {
+    long long last = 0;
+    TWTestDesktop::waitFor(
+        [&] {
+            auto answer = gSession->eval(
+                "(() => { const ids = [" + ids +
+                "]; const ws = global.get_window_actors().map(a => a.meta_window).filter(w => "
+                "ids.includes(w.get_id())); return ws.length === ids.length && ws.every(w => "
+                "w.minimized) ? String(globalThis.twLastMinimized) : ''; })()");
+            if (!answer || answer->size() < 3)
+                return false;
+            last = std::atoll(answer->c_str() + 1);
+            return true;
+        },
+        std::chrono::seconds(30));
+    return last;
+}
+
+void BM_GnomeTenWindows(benchmark::State& state) {
+    std::string why;
+    auto desktop = openDesktop(&why);
+    if (!desktop) {
+        state.SkipWithError(why.c_str());
+        return;
+    }
+    const std::string ids = idList(10);
+    // Every notify::minimized of the ten windows notes the time in the shell.
+    gSession->eval("(() => { const ids = [" + ids +
+                   "]; global.get_window_actors().map(a => a.meta_window).filter(w => "
+                   "ids.includes(w.get_id())).forEach(w => w.connect('notify::minimized', () => "
+                   "{ if (w.minimized) globalThis.twLastMinimized = "
+                   "imports.gi.GLib.get_monotonic_time(); })); })()");
+    auto showAll = [&] {
+        gSession->eval("global.get_window_actors().forEach(a => a.meta_window.unminimize())");
+        desktop->workspace().runningApplications();
+    };
+    std::vector<double> tidewell, eval;
+    for (auto _ : state) {
+        showAll();
+        long long start = monotonicMicros();
+        for (const auto& app : desktop->workspace().runningApplications())
+            for (std::size_t i = 0; i < 10; ++i)
+                if (std::to_string(app.processIdentifier) == gPids[i])
+                    desktop->workspace().hide(app);
+        desktop->workspace().flush();
+        tidewell.push_back((lastMinimizedInShell(ids) - start) / 1000.0);
+        showAll();
+        start = monotonicMicros();
+        gSession->eval("(() => { const ids = [" + ids +
+                       "]; global.get_window_actors().map(a => a.meta_window).filter(w => "
+                       "ids.includes(w.get_id())).forEach(w => w.minimize()); })()");
+        eval.push_back((lastMinimizedInShell(ids) - start) / 1000.0);
+        state.SetIterationTime(tidewell.back() / 1000.0);
+    }
+    showAll();
+    std::sort(tidewell.begin(), tidewell.end());
+    std::sort(eval.begin(), eval.end());
+    state.counters["tidewell_ms"] = tidewell[tidewell.size() / 2];
+    state.counters["eval_ms"] = eval[eval.size() / 2];
+    state.counters["ratio"] = tidewell[tidewell.size() / 2] / eval[eval.size() / 2];
+}
+BENCHMARK(BM_GnomeTenWindows)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+// The shell's resident memory in kB (VmRSS of /proc/<pid>/status).
+long residentKB(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.rfind("VmRSS:", 0) == 0)
+            return std::atol(line.c_str() + 6);
+    return 0;
+}
+
+void BM_GnomeShellMemory(benchmark::State& state) {
+    std::string why;
+    auto desktop = openDesktop(&why);
+    if (!desktop) {
+        state.SkipWithError(why.c_str());
+        return;
+    }
+    auto store = std::make_shared<TWSimDefaultsStore>();
+    TWUserDefaults standard(std::make_shared<TWSimDefaultsStore>()), shared(store);
+    TWRegisterDefaults(standard, shared);
+    TWCommon common(*desktop, shared);
+    // After a collection, and the time the JavaScript engine takes to hand freed memory back.
+    auto settled = [&] {
+        for (int i = 0; i < 3; ++i) {
+            gSession->eval("imports.system.gc()");
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+        }
+        return residentKB(gSession->shellProcess());
+    };
+    // Warmed up first: the shell's first minimize and restore of a window allocate for good.
+    for (int i = 0; i < 20; ++i) {
+        common.showFinderHideOthers();
+        common.showAll();
+    }
+    // TW_BENCH_CYCLES: cycles (1,000). TW_BENCH_MODE, to tell the parts apart: "shell", the
+    // same minimizes and restores done by the shell itself with Tidewell's extension off;
+    // "signals", the same with the extension on and this process subscribed (its signals);
+    // "calls", seven listings per cycle and nothing else (the round trips alone); "setmin", one
+    // request minimizing and one restoring the 50 windows per cycle.
+    const int cycles =
+        std::getenv("TW_BENCH_CYCLES") ? std::atoi(std::getenv("TW_BENCH_CYCLES")) : 1000;
+    const std::string mode = std::getenv("TW_BENCH_MODE") ? std::getenv("TW_BENCH_MODE") : "";
+    const bool shellAlone = mode == "shell" || mode == "signals";
+    if (mode == "shell")
+        gSession->setExtensionEnabled(false);
+    // Two rounds of `cycles`: what the first adds and whether the second adds as much.
+    std::vector<long> rss{settled()};
+    for (auto _ : state) {
+        if (shellAlone) {
+            gSession->eval("(() => { globalThis.twCycles = " + std::to_string(cycles) +
+                           "; imports.gi.GLib.timeout_add(0, 5, () => { for (const a of "
+                           "global.get_window_actors()) { imports.ui.main.wm.skipNextEffect(a); "
+                           "a.meta_window.minimize(); } for (const a of "
+                           "global.get_window_actors()) { imports.ui.main.wm.skipNextEffect(a); "
+                           "a.meta_window.unminimize(); } return --globalThis.twCycles > 0; }); "
+                           "})()");
+            TWTestDesktop::waitFor([] { return gSession->eval("globalThis.twCycles") == "0"; },
+                                   std::chrono::seconds(300));
+        } else if (mode == "setmin") {
+            std::vector<std::uint64_t> ids;
+            for (const auto& id : gWindows)
+                ids.push_back(std::stoull(id));
+            for (int i = 0; i < cycles; ++i) {
+                desktop->connection().setMinimized(ids, true);
+                desktop->connection().restore(ids);
+            }
+        } else if (mode == "calls") {
+            for (int i = 0; i < cycles * 7; ++i)
+                desktop->connection().snapshot();
+        } else {
+            for (int i = 0; i < cycles; ++i) {
+                common.showFinderHideOthers();
+                common.showAll();
+                desktop->dispatchPendingEvents();
+            }
+        }
+        state.PauseTiming();
+        rss.push_back(settled());
+        state.ResumeTiming();
+    }
+    state.counters["rss_before_MB"] = rss.front() / 1024.0;
+    state.counters["growth_first_MB"] = (rss[1] - rss[0]) / 1024.0;
+    state.counters["growth_second_MB"] = (rss[2] - rss[1]) / 1024.0;
+}
+BENCHMARK(BM_GnomeShellMemory)->Unit(benchmark::kSecond)->Iterations(2);
+#endif
+
 int fail(const std::string& why) {
     std::fprintf(stderr, "bench: %s\n", why.c_str());
     delete gSession;
@@ -130,9 +303,12 @@ int main(int argc, char** argv) {
     bool up = TWTestDesktop::waitFor(
         [&] {
             gWindows.clear();
+            gPids.clear();
             for (const auto& w : windowsOf(*lister).list().windows)
-                if (std::find(clients.begin(), clients.end(), w.pid) != clients.end())
+                if (std::find(clients.begin(), clients.end(), w.pid) != clients.end()) {
                     gWindows.push_back(w.id);
+                    gPids.push_back(std::to_string(w.pid));
+                }
             return gWindows.size() == kApplications;
         },
         std::chrono::seconds(120));

@@ -4,8 +4,21 @@
 // A module body like windows.js; see tidewell.js.
 
 const TidewellShortcutActions = ['hide-others', 'show-all'];
+// Modifiers that make a combination one (without them it would swallow ordinary typing), and
+// the keys that need none: function keys F1 to F35.
+const TidewellShortcutModifiers = ['control', 'primary', 'ctrl', 'alt', 'mod1', 'super', 'meta'];
+const TidewellShortcutFunctionKey = /^F([1-9]|[12][0-9]|3[0-5])$/i;
 // Where a shortcut works: on the desktop and in the overview, not on the lock screen.
 const TidewellShortcutModes = Shell.ActionMode.NORMAL | Shell.ActionMode.OVERVIEW;
+
+// Whether `accelerator` ("<Control><Alt>h") holds Ctrl, Alt or Super, or its key is a function
+// key: the application's own rule for its combinations.
+function tidewellShortcutAllowed(accelerator) {
+    const modifiers = [...accelerator.matchAll(/<([^>]*)>/g)].map(m => m[1].toLowerCase());
+    const key = accelerator.replace(/<[^>]*>/g, '');
+    return modifiers.some(m => TidewellShortcutModifiers.includes(m)) ||
+        TidewellShortcutFunctionKey.test(key);
+}
 
 class TidewellShortcuts {
     // `pressed(action)` runs for each press of a bound accelerator.
@@ -37,6 +50,10 @@ class TidewellShortcuts {
     bind(action, accelerator) {
         if (!TidewellShortcutActions.includes(action))
             throw new Error(`There is no action “${action}”.`);
+        if (accelerator && !tidewellShortcutAllowed(accelerator)) {
+            throw new Error(`${accelerator} is no combination Tidewell binds: it needs Ctrl, ` +
+                'Alt or Super, unless its key is a function key (F1 to F35).');
+        }
         if (this._grabs.get(action)?.accelerator === accelerator)
             return;
         let grab = null;

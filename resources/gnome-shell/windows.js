@@ -1,24 +1,28 @@
 // SPDX-License-Identifier: MIT
-// The window service: the shell's windows listed, minimized, restored, activated and closed over
-// D-Bus for Tidewell's processes only (interface in resources/dbus/net.quillfen.Tidewell.Shell1.xml).
+// The window service: the shell's windows told to Tidewell's processes as they change, and
+// minimized, restored, activated and closed for them over D-Bus, for them only (interface in
+// resources/dbus/net.quillfen.Tidewell.Shell1.xml).
 // A module body without imports or exports: the build wraps it for each module format, with
 // Gio, GLib, Meta, Main and TidewellShellInterfaceXML in scope. See tidewell.js.
 
 const TidewellNamespace = 'net.quillfen.Tidewell';
+// The name each of Tidewell's processes takes for its pid (a second connection of one process
+// takes it with a suffix "_N").
+const TidewellProcessNamePrefix = `${TidewellNamespace}.Desktop.p`;
 const TidewellShellPath = '/net/quillfen/Tidewell/Shell';
+const TidewellShellInterface = 'net.quillfen.Tidewell.Shell1';
+const TidewellWindowRowType = '(tsssssisbbbtuiu)';
 const TidewellListedTypes = [
     Meta.WindowType.NORMAL,
     Meta.WindowType.DIALOG,
     Meta.WindowType.MODAL_DIALOG,
     Meta.WindowType.UTILITY,
 ];
-// Callers remembered as allowed or refused; forgotten whenever a name in the namespace changes
-// hands, and all at once past this many.
+// What changes a window's row (its minimized state has a signal of its own).
+const TidewellWindowNotifications = ['title', 'wm-class', 'gtk-application-id', 'skip-taskbar',
+    'transient-for', 'window-type', 'on-all-workspaces'];
+// Callers' answers remembered; all forgotten at once past this many.
 const TidewellMaxRememberedCallers = 256;
-
-function tidewellInNamespace(name) {
-    return name === TidewellNamespace || name.startsWith(`${TidewellNamespace}.`);
-}
 
 // One call to the bus daemon, as a promise of its unpacked reply.
 function tidewellBusCall(method, parameters, replyType) {
@@ -35,12 +39,30 @@ function tidewellBusCall(method, parameters, replyType) {
     });
 }
 
+// Whether the error says a name has no owner (any more): an answer, not a failure.
+function tidewellNoOwner(e) {
+    return e instanceof GLib.Error && (e.matches(Gio.DBusError, Gio.DBusError.NAME_HAS_NO_OWNER) ||
+        Gio.DBusError.get_remote_error(e) === 'org.freedesktop.DBus.Error.NameHasNoOwner');
+}
+
 class TidewellWindowService {
     constructor() {
         this._exported = null;
-        this._callers = new Map();
+        this._callers = new Map(); // unique name -> promise of allowed
+        this._allowedCallers = new Set(); // the ones whose answer came, and was yes
+        this._subscribers = new Map(); // unique name -> its NameOwnerChanged subscription
         this._windows = new Map(); // Meta.Window -> its signal handler IDs
+        this._byId = new Map(); // window ID -> Meta.Window
+        this._dirty = new Set(); // windows whose rows are to be sent
+        // Windows whose minimized state changed: only their IDs are sent (the shell's
+        // JavaScript keeps much of every value it builds for a message).
+        this._minimizedDirty = new Set();
+        this._closed = [];
+        this._stackingDirty = false;
+        this._focusDirty = false;
+        this._flushSource = 0;
         this._displaySignals = [];
+        this._trackerSignal = 0;
         this._busSignal = 0;
         this._shortcuts = null;
     }
@@ -48,42 +70,99 @@ class TidewellWindowService {
     enable() {
         this._exported = Gio.DBusExportedObject.wrapJSObject(TidewellShellInterfaceXML, this);
         this._exported.export(Gio.DBus.session, TidewellShellPath);
+        // A name in the namespace changing hands may change a caller's answer.
         this._busSignal = Gio.DBus.session.signal_subscribe('org.freedesktop.DBus',
             'org.freedesktop.DBus', 'NameOwnerChanged', '/org/freedesktop/DBus', TidewellNamespace,
-            Gio.DBusSignalFlags.MATCH_ARG0_NAMESPACE, () => this._callers.clear());
+            Gio.DBusSignalFlags.MATCH_ARG0_NAMESPACE, (c, s, p, i, n, parameters) => {
+                const [, before, after] = parameters.deepUnpack();
+                this._callers.delete(before);
+                this._callers.delete(after);
+                this._allowedCallers.delete(before);
+                this._allowedCallers.delete(after);
+                for (const [caller, answer] of this._callers)
+                    answer.then(allowed => !allowed && this._callers.delete(caller), () => {});
+            });
         this._displaySignals = [
-            global.display.connect('window-created', (display, window) => this._track(window, true)),
-            global.display.connect('notify::focus-window', () => this._emit('FocusChanged', '(t)',
-                [this._focusedId()])),
+            global.display.connect('window-created', (display, window) => this._track(window)),
+            global.display.connect('notify::focus-window', () => {
+                this._focusDirty = true;
+                this._schedule();
+            }),
+            global.display.connect('restacked', () => {
+                this._stackingDirty = true;
+                this._schedule();
+            }),
         ];
+        this._trackerSignal = Shell.WindowTracker.get_default().connect('tracked-windows-changed',
+            () => {
+                this._windows.forEach((ids, window) => this._dirty.add(window));
+                this._schedule();
+            });
         for (const actor of global.get_window_actors())
-            this._track(actor.meta_window, false);
+            this._track(actor.meta_window);
+        this._dirty.clear();
         this._shortcuts = new TidewellShortcuts(action => this._emit('ShortcutPressed', '(s)',
             [action]));
         this._shortcuts.enable();
-        this._emit('ServiceChanged', '(b)', [true]);
+        this._emit('ServiceChanged', '(bs)', [true, '']);
     }
 
     disable() {
-        this._emit('ServiceChanged', '(b)', [false]);
+        // The shell turns extensions off on the lock screen: that is not the user's doing.
+        this._emit('ServiceChanged', '(bs)',
+            [false, Main.sessionMode.isLocked ? 'locked' : 'disabled']);
+        if (this._flushSource)
+            GLib.source_remove(this._flushSource);
+        this._flushSource = 0;
         this._shortcuts?.disable();
         this._shortcuts = null;
         for (const id of this._displaySignals)
             global.display.disconnect(id);
         this._displaySignals = [];
+        if (this._trackerSignal)
+            Shell.WindowTracker.get_default().disconnect(this._trackerSignal);
+        this._trackerSignal = 0;
         for (const [window, ids] of this._windows)
             ids.forEach(id => window.disconnect(id));
         this._windows.clear();
+        this._byId.clear();
+        this._dirty.clear();
+        this._minimizedDirty.clear();
+        this._closed = [];
+        for (const id of this._subscribers.values())
+            Gio.DBus.session.signal_unsubscribe(id);
+        this._subscribers.clear();
         if (this._busSignal)
             Gio.DBus.session.signal_unsubscribe(this._busSignal);
         this._busSignal = 0;
         this._callers.clear();
+        this._allowedCallers.clear();
         this._exported?.unexport();
         this._exported = null;
     }
 
+    // A signal to every listener (only signals that carry no titles).
     _emit(name, type, values) {
         this._exported?.emit_signal(name, new GLib.Variant(type, values));
+    }
+
+    // A signal to each subscribed Tidewell process alone.
+    _tell(name, variant) {
+        for (const subscriber of this._subscribers.keys()) {
+            try {
+                Gio.DBus.session.emit_signal(subscriber, TidewellShellPath,
+                    TidewellShellInterface, name, variant);
+            } catch (e) {
+                this._forget(subscriber);
+            }
+        }
+    }
+
+    _forget(subscriber) {
+        const id = this._subscribers.get(subscriber);
+        if (id !== undefined)
+            Gio.DBus.session.signal_unsubscribe(id);
+        this._subscribers.delete(subscriber);
     }
 
     _focusedId() {
@@ -96,65 +175,189 @@ class TidewellWindowService {
             TidewellListedTypes.includes(window.get_window_type());
     }
 
-    _track(window, announce) {
+    _track(window) {
         if (this._windows.has(window))
             return;
         const id = window.get_id();
-        this._windows.set(window, [
-            window.connect('notify::minimized', () => {
-                if (this._listed(window))
-                    this._emit('MinimizedChanged', '(tb)', [id, window.minimized]);
-            }),
-            window.connect('unmanaged', () => {
-                this._windows.get(window)?.forEach(handler => window.disconnect(handler));
-                this._windows.delete(window);
-                this._emit('WindowClosed', '(t)', [id]);
-            }),
-        ]);
-        if (announce)
-            this._emit('WindowOpened', '(t)', [id]);
+        const changed = () => {
+            this._dirty.add(window);
+            this._schedule();
+        };
+        const ids = TidewellWindowNotifications.map(name => window.connect(`notify::${name}`,
+            changed));
+        ids.push(window.connect('workspace-changed', changed));
+        ids.push(window.connect('notify::minimized', () => {
+            this._minimizedDirty.add(window);
+            this._schedule();
+        }));
+        ids.push(window.connect('unmanaged', () => {
+            this._windows.get(window)?.forEach(handler => window.disconnect(handler));
+            this._windows.delete(window);
+            this._byId.delete(id);
+            this._dirty.delete(window);
+            this._minimizedDirty.delete(window);
+            if (this._subscribers.size > 0)
+                this._closed.push(id);
+            this._schedule();
+        }));
+        this._windows.set(window, ids);
+        this._byId.set(id, window);
+        changed();
+    }
+
+    _onActiveWorkspace(window) {
+        return window.is_on_all_workspaces() ||
+            window.get_workspace() === global.workspace_manager.get_active_workspace();
     }
 
     _window(id) {
-        for (const window of this._windows.keys()) {
-            if (window.get_id() === id && this._listed(window))
-                return window;
-        }
-        return null;
+        const window = this._byId.get(Number(id));
+        return window && this._listed(window) ? window : null;
     }
 
-    // Whether the sender's process owns a name in Tidewell's namespace (asked of the bus).
+    // Sends what changed since the last time, once the shell is idle: the rows of changed
+    // windows, the closed ones, the stacking order and the focus.
+    _schedule() {
+        if (this._flushSource || this._subscribers.size === 0)
+            return;
+        this._flushSource = GLib.idle_add(GLib.PRIORITY_DEFAULT, () => {
+            this._flushSource = 0;
+            this._flush();
+            return GLib.SOURCE_REMOVE;
+        });
+    }
+
+    _flush() {
+        if (this._subscribers.size === 0) {
+            this._dirty.clear();
+            this._minimizedDirty.clear();
+            this._closed = [];
+            this._stackingDirty = this._focusDirty = false;
+            return;
+        }
+        if (this._dirty.size > 0) {
+            const windows = [...this._dirty].filter(w => this._windows.has(w) && this._listed(w));
+            this._dirty.clear();
+            if (windows.length > 0) {
+                this._tell('WindowsChanged', new GLib.Variant(`(a${TidewellWindowRowType})`,
+                    [this._rows(windows)]));
+            }
+        }
+        if (this._minimizedDirty.size > 0) {
+            const minimized = [], restored = [];
+            for (const w of this._minimizedDirty) {
+                if (this._windows.has(w) && this._listed(w))
+                    (w.minimized ? minimized : restored).push(w.get_id());
+            }
+            this._minimizedDirty.clear();
+            if (minimized.length + restored.length > 0) {
+                this._tell('MinimizedChanged', new GLib.Variant('(atat)',
+                    [minimized, restored]));
+            }
+        }
+        for (const id of this._closed.splice(0))
+            this._tell('WindowClosed', new GLib.Variant('(t)', [id]));
+        if (this._stackingDirty) {
+            this._stackingDirty = false;
+            this._tell('StackingChanged', new GLib.Variant('(at)', [this._stacking()]));
+        }
+        if (this._focusDirty) {
+            this._focusDirty = false;
+            this._tell('FocusChanged', new GLib.Variant('(t)', [this._focusedId()]));
+        }
+    }
+
+    _listedWindows() {
+        return [...this._windows.keys()].filter(w => this._listed(w));
+    }
+
+    // The listed windows' IDs, bottom to top.
+    _stacking() {
+        return global.display.sort_windows_by_stacking(this._listedWindows())
+            .map(w => w.get_id());
+    }
+
+    _rows(windows) {
+        const tracker = Shell.WindowTracker.get_default();
+        const focus = global.display.focus_window;
+        const stacking = new Map(this._stacking().map((id, index) => [id, index]));
+        return windows.sort((a, b) => a.get_id() - b.get_id()).map(w => {
+            const workspace = w.is_on_all_workspaces() ? null : w.get_workspace();
+            const parent = w.get_transient_for();
+            return [
+                w.get_id(),
+                tracker.get_window_app(w)?.get_id() ?? '',
+                w.get_sandboxed_app_id() ?? '',
+                w.get_wm_class() ?? '',
+                w.get_wm_class_instance() ?? '',
+                w.get_gtk_application_id() ?? '',
+                w.get_pid() > 0 ? w.get_pid() : -1,
+                w.get_title() ?? '',
+                w.minimized,
+                w === focus,
+                w.skip_taskbar,
+                parent ? parent.get_id() : 0,
+                w.get_window_type(),
+                workspace ? workspace.index() : -1,
+                stacking.get(w.get_id()) ?? 0,
+            ];
+        });
+    }
+
+    // Whether the sender is one of Tidewell's processes: the name Tidewell's processes take
+    // for their pid (as the bus daemon reports it for the sender) is owned by the sender or
+    // by another connection of that process. Answers are remembered per sender; an error
+    // (rather than an answer) is not.
     _allowed(sender) {
         let answer = this._callers.get(sender);
         if (!answer) {
-            if (this._callers.size >= TidewellMaxRememberedCallers)
+            if (this._callers.size >= TidewellMaxRememberedCallers) {
                 this._callers.clear();
-            answer = this._checkCaller(sender).catch(() => false);
+                this._allowedCallers.clear();
+            }
+            answer = this._checkCaller(sender);
             this._callers.set(sender, answer);
+            answer.then(allowed => {
+                if (allowed && this._callers.get(sender) === answer)
+                    this._allowedCallers.add(sender);
+            }, () => {});
+            answer.catch(e => {
+                if (this._callers.get(sender) === answer)
+                    this._callers.delete(sender);
+                console.warn(`Tidewell: cannot check the caller ${sender}: ${e.message}`);
+            });
         }
-        return answer;
+        return answer.catch(() => false);
     }
 
     async _checkCaller(sender) {
         const pid = await tidewellBusCall('GetConnectionUnixProcessID',
             new GLib.Variant('(s)', [sender]), '(u)');
-        const names = (await tidewellBusCall('ListNames', null, '(as)')).filter(tidewellInNamespace);
-        for (const name of names) {
-            const owner = await tidewellBusCall('GetNameOwner', new GLib.Variant('(s)', [name]), '(s)');
-            if (owner === sender)
-                return true;
-            const ownerPid = await tidewellBusCall('GetConnectionUnixProcessID',
-                new GLib.Variant('(s)', [owner]), '(u)');
-            if (ownerPid === pid)
-                return true;
+        let owner;
+        try {
+            owner = await tidewellBusCall('GetNameOwner',
+                new GLib.Variant('(s)', [`${TidewellProcessNamePrefix}${pid}`]), '(s)');
+        } catch (e) {
+            if (tidewellNoOwner(e))
+                return false;
+            throw e;
         }
-        return false;
+        if (owner === sender)
+            return true;
+        try {
+            return await tidewellBusCall('GetConnectionUnixProcessID',
+                new GLib.Variant('(s)', [owner]), '(u)') === pid;
+        } catch (e) {
+            if (tidewellNoOwner(e))
+                return false;
+            throw e;
+        }
     }
 
     // Answers the call with `answer()` (a variant, or null for no values) once the caller is
     // known to be Tidewell; an Error it throws is the error `errorName`.
     _answer(invocation, answer, errorName = 'org.freedesktop.DBus.Error.Failed') {
-        this._allowed(invocation.get_sender()).then(allowed => {
+        const reply = allowed => {
             if (!allowed) {
                 invocation.return_dbus_error('org.freedesktop.DBus.Error.AccessDenied',
                     'Only Tidewell may use this service');
@@ -165,56 +368,90 @@ class TidewellWindowService {
             } catch (e) {
                 invocation.return_dbus_error(errorName, `${e.message}`);
             }
-        });
+        };
+        // A caller known to be Tidewell is answered at once, without a promise.
+        const sender = invocation.get_sender();
+        if (this._allowedCallers.has(sender))
+            reply(true);
+        else
+            this._allowed(sender).then(reply);
     }
 
     _onWindow(invocation, id, action) {
         this._answer(invocation, () => {
-            const window = this._window(Number(id));
+            const window = this._window(id);
             if (window)
                 action(window);
             return new GLib.Variant('(b)', [window !== null]);
         });
     }
 
-    ListWindowsAsync(parameters, invocation) {
+    SubscribeAsync(parameters, invocation) {
+        const sender = invocation.get_sender();
         this._answer(invocation, () => {
-            const tracker = Shell.WindowTracker.get_default();
-            const listed = [...this._windows.keys()].filter(w => this._listed(w));
-            const stacking = new Map(global.display.sort_windows_by_stacking(listed)
-                .map((w, index) => [w, index]));
-            const focus = global.display.focus_window;
-            const rows = listed.sort((a, b) => a.get_id() - b.get_id()).map(w => {
-                const workspace = w.is_on_all_workspaces() ? null : w.get_workspace();
-                const parent = w.get_transient_for();
-                return [
-                    w.get_id(),
-                    tracker.get_window_app(w)?.get_id() ?? '',
-                    w.get_sandboxed_app_id() ?? '',
-                    w.get_wm_class() ?? '',
-                    w.get_wm_class_instance() ?? '',
-                    w.get_gtk_application_id() ?? '',
-                    w.get_pid() > 0 ? w.get_pid() : -1,
-                    w.get_title() ?? '',
-                    w.minimized,
-                    w === focus,
-                    w.skip_taskbar,
-                    parent ? parent.get_id() : 0,
-                    w.get_window_type(),
-                    workspace ? workspace.index() : -1,
-                    stacking.get(w) ?? 0,
-                ];
-            });
-            return new GLib.Variant('(a(tsssssisbbbtuiu))', [rows]);
+            if (!this._subscribers.has(sender)) {
+                // Until the caller leaves the bus.
+                this._subscribers.set(sender, Gio.DBus.session.signal_subscribe(
+                    'org.freedesktop.DBus', 'org.freedesktop.DBus', 'NameOwnerChanged',
+                    '/org/freedesktop/DBus', sender, Gio.DBusSignalFlags.NONE,
+                    (c, s, p, i, n, args) => {
+                        if (!args.deepUnpack()[2])
+                            this._forget(sender);
+                    }));
+            }
+            // What is pending was true before this answer: the rows below tell it.
+            this._flush();
+            return new GLib.Variant(`(a${TidewellWindowRowType})`,
+                [this._rows(this._listedWindows())]);
         });
     }
 
-    MinimizeAsync([id], invocation) {
-        this._onWindow(invocation, id, w => w.minimize());
+    SyncAsync(parameters, invocation) {
+        this._answer(invocation, () => {
+            this._flush();
+            return null;
+        });
     }
 
-    UnminimizeAsync([id], invocation) {
-        this._onWindow(invocation, id, w => w.unminimize());
+    SetMinimizedAsync([ids, minimized], invocation) {
+        this._answer(invocation, () => {
+            const skippedActors = [];
+            const done = ids.split(',').filter(id => id).map(id => {
+                const window = this._window(id);
+                if (!window)
+                    return '0';
+                let skipped = null;
+                try {
+                    if (window.minimized !== minimized) {
+                        // Tidewell's own hide and show are instant; the user's still animate.
+                        // Only a window on the screen plays (and so uses up) the effect.
+                        const actor = window.get_compositor_private();
+                        if (actor && this._onActiveWorkspace(window)) {
+                            Main.wm.skipNextEffect(actor);
+                            skipped = actor;
+                        }
+                        if (minimized)
+                            window.minimize();
+                        else
+                            window.unminimize();
+                    }
+                } catch (e) {
+                    console.warn(`Tidewell: window ${id}: ${e.message}`);
+                }
+                if (skipped)
+                    skippedActors.push(skipped);
+                return window.minimized === minimized ? '1' : '0';
+            });
+            // A skip no effect used up (the shell showed no effect for that window, or did
+            // not do it) would swallow the user's next one: dropped once the shell is idle.
+            if (skippedActors.length > 0) {
+                GLib.idle_add(GLib.PRIORITY_LOW, () => {
+                    skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
+                    return GLib.SOURCE_REMOVE;
+                });
+            }
+            return new GLib.Variant('(s)', [done.join('')]);
+        });
     }
 
     ActivateAsync([id], invocation) {

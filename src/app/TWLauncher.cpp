@@ -494,10 +494,12 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     // carries on once the extension is back.
     TWGnomeShellExtension extension;
     if (TWGnomeShellExtension::isGnomeSession())
-        extension.watch([&journal](bool enabled) {
+        extension.watch([&journal, &desktop](bool enabled) {
             journal.note(enabled ? QStringLiteral("gnome extension enabled")
                                  : QStringLiteral("gnome extension disabled"));
-            TWGnomeShellExtension::announce(enabled);
+            // The shell's lock screen turns it off and back on: not the user's doing.
+            if (!desktop || !desktop->serviceWasPausedByDesktop())
+                TWGnomeShellExtension::announce(enabled);
         });
 
     TWRequestHandler handle(delegate, journal, testHooks, urlHandler, &app);

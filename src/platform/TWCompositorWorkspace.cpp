@@ -100,24 +100,26 @@ std::string TWCompositorWorkspace::programName(int pid) {
 
 const std::vector<TWCompositorApplication>& TWCompositorWorkspace::refresh() {
     sendPendingHides();
+    sendPendingRestores();
     TWCompositorSnapshot snapshot = windows_->list();
     // The events tell what a snapshot cannot: a window restored and minimized again since the
     // last look is no longer Tidewell's to restore.
     forgetMarks(windows_->takeRestoredOrGone());
+    // Without an answer nothing is known to be over: every mark stays.
+    marks_ = record_.read();
     if (snapshot.complete) {
-        record_.update([&](TWHiddenMarks& marks) {
-            TWHiddenRecord::prune(
-                marks,
-                [&](const std::string& id) -> std::optional<bool> {
-                    const TWCompositorWindow* w = snapshot.find(id);
-                    return w ? std::optional<bool>(w->minimized) : std::nullopt;
-                },
-                TWHiddenRecord::now());
-            marks_ = marks;
-        });
-    } else {
-        // Without an answer nothing is known to be over: every mark stays.
-        marks_ = record_.read();
+        auto minimized = [&](const std::string& id) -> std::optional<bool> {
+            const TWCompositorWindow* w = snapshot.find(id);
+            return w ? std::optional<bool>(w->minimized) : std::nullopt;
+        };
+        TWHiddenMarks pruned = marks_;
+        TWHiddenRecord::prune(pruned, minimized, TWHiddenRecord::now());
+        // The lock only when something changes: a held lock keeps no listing waiting.
+        if (pruned != marks_)
+            record_.update([&](TWHiddenMarks& marks) {
+                TWHiddenRecord::prune(marks, minimized, TWHiddenRecord::now());
+                marks_ = marks;
+            });
     }
     auto apps = TWCompositorGroupApplications(snapshot, desktopEntries(), marks_,
                                               [this](int pid) { return programName(pid); });
@@ -140,6 +142,8 @@ TWCompositorApplication* TWCompositorWorkspace::findCached(std::uint64_t handle)
 }
 
 void TWCompositorWorkspace::hide(const TWRunningApplication& info) {
+    // A restore asked for before goes first: the hide then finds the window shown.
+    sendPendingRestores();
     auto* app = findCached(info.handle);
     if (!app)
         return;
@@ -184,60 +188,121 @@ void TWCompositorWorkspace::sendPendingHides() {
         unmark();
         return;
     }
+    std::vector<std::string> ids;
     for (const auto& [id, mark] : hides)
-        windows_->setMinimized(id, true);
+        ids.push_back(id);
+    windows_->setMinimized(ids, true);
     windows_->flush();
 }
 
-void TWCompositorWorkspace::unhideApplication(TWCompositorApplication& app) {
+TWCompositorApplication* TWCompositorWorkspace::findByKey(const std::string& key) {
+    for (auto& app : apps_)
+        if (app.key == key)
+            return &app;
+    return nullptr;
+}
+
+void TWCompositorWorkspace::queueRestores(const std::string& key) {
     sendPendingHides();
-    std::vector<TWCompositorWindow*> marked;
-    for (auto& w : app.taskbarWins)
-        if (marks_.count(w.id))
-            marked.push_back(&w);
-    if (marked.empty())
+    if (const auto* app = findByKey(key)) {
+        for (const auto& w : app->taskbarWins) {
+            auto it = marks_.find(w.id);
+            if (it == marks_.end() ||
+                std::any_of(pendingRestores_.begin(), pendingRestores_.end(),
+                            [&](const PendingRestore& r) { return r.id == w.id; }))
+                continue;
+            pendingRestores_.push_back({key, w.id, it->second.position});
+        }
+    }
+}
+
+void TWCompositorWorkspace::sendPendingRestores() {
+    if (pendingRestores_.empty())
         return;
+    // Only keys and IDs cross the waits below: the handlers a wait may run list the windows
+    // again and replace every application record.
+    auto restores = std::exchange(pendingRestores_, {});
     if (auto why = windows_->unavailable(); !why.empty()) {
         TWLog(LOG_ERR, logClass_, why + "; the hidden windows stay hidden and on record");
         return;
     }
     // Bottom to top, so that each restored window lands above the ones restored before it.
-    std::stable_sort(marked.begin(), marked.end(),
-                     [&](const TWCompositorWindow* a, const TWCompositorWindow* b) {
-                         return marks_[a->id].position < marks_[b->id].position;
-                     });
-    for (auto* w : marked) {
-        if (w->minimized)
-            windows_->setMinimized(w->id, false);
-        w->minimized = false;
+    std::stable_sort(restores.begin(), restores.end(),
+                     [](const auto& a, const auto& b) { return a.position < b.position; });
+    std::vector<std::string> left;
+    for (const auto& r : restores)
+        left.push_back(r.id);
+    // One request for every window of the action. A mark goes only once the compositor
+    // confirms its window restored: a window minimized without its mark could never come back.
+    std::set<std::string> restored;
+    for (int attempt = 0; attempt < kRestoreAttempts && !left.empty(); ++attempt) {
+        if (attempt > 0 && !windows_->unavailable().empty())
+            break;
+        auto confirmed = windows_->restore(left);
+        std::erase_if(left, [&](const std::string& id) { return confirmed.count(id) != 0; });
+        restored.merge(confirmed);
     }
-    // The marks go once the requests are out: a mark left behind by an interruption is dropped
-    // once its window is seen shown, a window minimized without its mark could never come back.
-    if (!windows_->deliver()) {
+    if (!left.empty()) {
         TWLog(LOG_WARNING, logClass_,
-              windows_->name() + " did not confirm the restores; the windows stay on record");
-        return;
+              windows_->name() + " did not restore " + std::to_string(left.size()) +
+                  " windows; they stay hidden and on record");
+        // A window minimized again under this restore was never the user's to take back: its
+        // passing restore is no reason to drop its mark.
+        auto seen = windows_->takeRestoredOrGone();
+        std::erase_if(seen, [&](const std::string& id) {
+            return std::find(left.begin(), left.end(), id) != left.end();
+        });
+        forgetMarks(seen);
     }
+    if (restored.empty())
+        return;
     record_.update([&](TWHiddenMarks& marks) {
-        for (auto* w : marked)
-            marks.erase(w->id);
+        for (const auto& id : restored)
+            marks.erase(id);
         marks_ = marks;
     });
-    app.info.hidden = false;
+    std::set<std::string> keys;
+    for (const auto& r : restores)
+        keys.insert(r.key);
+    for (const auto& key : keys)
+        noteRestored(key, restored);
+}
+
+void TWCompositorWorkspace::noteRestored(const std::string& key,
+                                         const std::set<std::string>& restored) {
+    // Found again: the list may have been replaced while the compositor was asked.
+    auto* app = findByKey(key);
+    if (!app)
+        return;
+    bool hidden = false;
+    for (auto* windows : {&app->windows, &app->taskbarWins})
+        for (auto& w : *windows)
+            if (restored.count(w.id))
+                w.minimized = false;
+    for (const auto& w : app->taskbarWins)
+        hidden = hidden || marks_.count(w.id);
+    app->info.hidden = hidden;
 }
 
 void TWCompositorWorkspace::unhide(const TWRunningApplication& info) {
+    // Gathered and sent at flush (or before the next listing, hide or activation), so that one
+    // request restores every window of the action.
     if (auto* app = findCached(info.handle))
-        unhideApplication(*app);
+        queueRestores(std::string(app->key));
 }
 
 void TWCompositorWorkspace::activateWithOptions(const TWRunningApplication& info,
                                                 unsigned options) {
     (void)options; // a compositor's activation always ignores the other applications
-    auto* app = findCached(info.handle);
+    auto* found = findCached(info.handle);
+    if (!found)
+        return;
+    const std::string key = found->key;
+    queueRestores(key);
+    sendPendingRestores();
+    const auto* app = findByKey(key);
     if (!app)
         return;
-    unhideApplication(*app);
     // The topmost window now shown; a window the user minimized is left alone.
     auto shown = [](const TWCompositorWindow& w) { return !w.minimized; };
     const TWCompositorWindow* target = TWTopmostWindow(app->taskbarWins, shown);
@@ -249,6 +314,7 @@ void TWCompositorWorkspace::activateWithOptions(const TWRunningApplication& info
 
 void TWCompositorWorkspace::flush() {
     sendPendingHides();
+    sendPendingRestores();
     windows_->flush();
 }
 

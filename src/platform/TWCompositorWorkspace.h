@@ -16,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,13 +54,18 @@ class TWCompositorWindowList {
     virtual TWCompositorSnapshot list() = 0;
     // The windows as the events so far describe them, without asking.
     virtual TWCompositorSnapshot current() = 0;
-    virtual void setMinimized(const std::string& id, bool minimized) = 0;
+    // Minimizes or restores the windows, without waiting for the compositor.
+    virtual void setMinimized(const std::vector<std::string>& ids, bool minimized) = 0;
+    void setMinimized(const std::string& id, bool minimized) {
+        setMinimized(std::vector<std::string>{id}, minimized);
+    }
+    // Restores the windows, in order, and waits (bounded) for the compositor: the ones it
+    // confirmed restored. A window it refused, did not find or did not answer for is not.
+    virtual std::set<std::string> restore(const std::vector<std::string>& ids) = 0;
     virtual void activate(const std::string& id) = 0;
     virtual void close(const std::string& id) = 0;
     // Sends the requests made so far.
     virtual void flush() = 0;
-    // Sends the requests made so far; false when the compositor did not confirm them.
-    virtual bool deliver() = 0;
     // Handles events until `condition` holds or `timeout` passes; returns the last answer.
     virtual bool waitFor(const std::function<bool()>& condition,
                          std::chrono::milliseconds timeout) = 0;
@@ -73,21 +79,24 @@ class TWCompositorWindowList {
 
 // A backend's connection as a window list. `Backend` names the `Connection`, turns the
 // workspace's window IDs into the connection's (`native`) and its snapshots into the
-// workspace's (`convert`), and says whether requests were carried out (`deliver`), why none can
-// be (`unavailable`) and its `name`.
+// workspace's (`convert`), restores windows as far as the compositor confirms (`restore`), and
+// says why no request can reach it (`unavailable`) and its `name`.
 template <class Backend> class TWConnectionWindowList : public TWCompositorWindowList {
   public:
     using Connection = typename Backend::Connection;
     explicit TWConnectionWindowList(Connection& connection) : connection_(connection) {}
     TWCompositorSnapshot list() override { return Backend::convert(connection_.snapshot()); }
     TWCompositorSnapshot current() override { return Backend::convert(connection_.current()); }
-    void setMinimized(const std::string& id, bool minimized) override {
-        connection_.setMinimized(Backend::native(id), minimized);
+    using TWCompositorWindowList::setMinimized;
+    void setMinimized(const std::vector<std::string>& ids, bool minimized) override {
+        Backend::setMinimized(connection_, ids, minimized);
+    }
+    std::set<std::string> restore(const std::vector<std::string>& ids) override {
+        return Backend::restore(connection_, ids);
     }
     void activate(const std::string& id) override { connection_.activate(Backend::native(id)); }
     void close(const std::string& id) override { connection_.close(Backend::native(id)); }
     void flush() override { connection_.flush(); }
-    bool deliver() override { return Backend::deliver(connection_); }
     bool waitFor(const std::function<bool()>& condition,
                  std::chrono::milliseconds timeout) override {
         return connection_.waitFor(condition, timeout);
@@ -130,8 +139,9 @@ class TWCompositorWorkspace : public TWWorkspace {
                           const std::string& recordName, std::string logClass);
 
     std::vector<TWRunningApplication> runningApplications() override;
-    // Hides are gathered and sent at flush (or before the next listing or unhide), so that one
-    // write of the record covers every window of the action.
+    // Hides and restores are gathered and sent at flush (or before the next listing, or an
+    // action of the other kind), so that one request and one write of the record cover every
+    // window of the action.
     void hide(const TWRunningApplication& app) override;
     void unhide(const TWRunningApplication& app) override;
     void activateWithOptions(const TWRunningApplication& app, unsigned options) override;
@@ -155,8 +165,18 @@ class TWCompositorWorkspace : public TWWorkspace {
     std::optional<std::string> fileManagerID_;
 
   private:
+    // How often show-all asks for a window the compositor did not confirm restored.
+    static constexpr int kRestoreAttempts = 3;
     TWCompositorApplication* findCached(std::uint64_t handle);
-    void unhideApplication(TWCompositorApplication& app);
+    TWCompositorApplication* findByKey(const std::string& key);
+    // Queues the restore of the marked windows of the application with grouping key `key`.
+    void queueRestores(const std::string& key);
+    // Restores the queued windows in one request, asking again (a few times) for the ones the
+    // compositor did not confirm; the confirmed ones lose their marks, the others keep them for
+    // the next show-all.
+    void sendPendingRestores();
+    // Marks the windows restored in the application's record, wherever the list is now.
+    void noteRestored(const std::string& key, const std::set<std::string>& restored);
     void sendPendingHides();
     std::string programName(int pid);
 
@@ -166,6 +186,12 @@ class TWCompositorWorkspace : public TWWorkspace {
     std::vector<TWCompositorApplication> apps_;
     TWHiddenMarks marks_; // as of the last refresh, with the pending hides
     std::vector<std::pair<std::string, TWHiddenMark>> pendingHides_;
+    struct PendingRestore {
+        std::string key; // the application's grouping key
+        std::string id;
+        int position = 0;
+    };
+    std::vector<PendingRestore> pendingRestores_;
     TWApplicationOrder order_;
     std::map<int, std::string> programNames_;
 };

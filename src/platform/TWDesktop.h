@@ -31,6 +31,9 @@ class TWDesktop {
     // then), and the call that handles them.
     virtual int eventFileDescriptor() { return -1; }
     virtual void dispatchPendingEvents() {}
+    // Whether the desktop's own pause (GNOME Shell's lock screen turning its extensions off)
+    // is why the window service last stopped or came back: nothing to tell the user.
+    virtual bool serviceWasPausedByDesktop() { return false; }
 
   private:
     class Unsupported : public TWGlobalShortcuts {

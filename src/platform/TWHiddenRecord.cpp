@@ -7,13 +7,17 @@
 
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <fstream>
 #include <sstream>
 #include <sys/file.h>
+#include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 constexpr const char* kLogClass = "TWHiddenRecord";
@@ -45,14 +49,61 @@ TWHiddenMarks parse(std::istream& in) {
     return marks;
 }
 
-// Holds an exclusive lock on the record's lock file for as long as it lives.
+// What holds the lock on `fd`'s file, as /proc/locks names it: "program (pid N)", or empty.
+std::string lockHolder(int fd) {
+    struct stat st {};
+    if (::fstat(fd, &st) != 0)
+        return {};
+    std::ifstream locks("/proc/locks");
+    std::string line;
+    while (std::getline(locks, line)) {
+        // "1: FLOCK  ADVISORY  WRITE 1234 08:01:5678 0 EOF"
+        std::istringstream fields(line);
+        std::string number, kind, mode, access, device;
+        long pid = 0;
+        if (!(fields >> number >> kind >> mode >> access >> pid >> device) || kind != "FLOCK")
+            continue;
+        auto last = device.rfind(':');
+        if (last == std::string::npos ||
+            std::strtoull(device.c_str() + last + 1, nullptr, 10) != st.st_ino)
+            continue;
+        std::ifstream comm("/proc/" + std::to_string(pid) + "/comm");
+        std::string name;
+        std::getline(comm, name);
+        return (name.empty() ? "process" : name) + " (pid " + std::to_string(pid) + ")";
+    }
+    return {};
+}
+
+// Holds an exclusive lock on the record's lock file for as long as it lives, waiting at most
+// `wait` for another holder; `why` says why not when it could not.
 class Lock {
   public:
-    explicit Lock(const std::string& path) {
-        fd_ = ::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        if (fd_ >= 0 && flock(fd_, LOCK_EX) != 0) {
-            ::close(fd_);
-            fd_ = -1;
+    Lock(const std::string& path, std::chrono::milliseconds wait, std::string& why) {
+        const std::string lockPath = path + ".lock";
+        fd_ = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (fd_ < 0) {
+            why = "cannot open " + lockPath + ": " + std::strerror(errno);
+            return;
+        }
+        const auto end = std::chrono::steady_clock::now() + wait;
+        while (flock(fd_, LOCK_EX | LOCK_NB) != 0) {
+            if (errno == EINTR)
+                continue;
+            if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= end) {
+                if (errno == EWOULDBLOCK) {
+                    const std::string holder = lockHolder(fd_);
+                    why = lockPath + " is held by " +
+                          (holder.empty() ? std::string("another process") : holder);
+                } else {
+                    why = "cannot lock " + lockPath + ": " + std::strerror(errno);
+                }
+                ::close(fd_);
+                fd_ = -1;
+                return;
+            }
+            // Tidewell's processes hold it for a read and a write of a small file.
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
     }
     ~Lock() {
@@ -97,11 +148,17 @@ TWHiddenMarks TWHiddenRecord::read() const {
 bool TWHiddenRecord::update(const std::function<void(TWHiddenMarks&)>& change) const {
     if (path_.empty())
         return false;
-    Lock lock(path_);
+    // Once a wait ran out, the lock is tried without waiting for a while: an action changing
+    // the record several times is kept waiting once.
+    const auto now = std::chrono::steady_clock::now();
+    std::string why;
+    Lock lock(path_, now < busyUntil_ ? std::chrono::milliseconds(0) : kLockWait, why);
     if (!lock.held()) {
-        TWLog(LOG_ERR, kLogClass, "cannot lock " + path_ + ": " + std::strerror(errno));
+        busyUntil_ = now + kBusyPause;
+        TWLog(LOG_ERR, kLogClass, "the record of hidden windows is left as it is: " + why);
         return false;
     }
+    busyUntil_ = {};
     TWHiddenMarks before = read();
     TWHiddenMarks after = before;
     change(after);

@@ -5,6 +5,7 @@
 // as the hidden state it records: it is dropped when its window is restored or gone.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
@@ -31,7 +32,9 @@ class TWHiddenRecord {
     // The marks now.
     TWHiddenMarks read() const;
     // Changes the marks under the file lock; writes (or removes the emptied file) only when
-    // `change` changed something. False when the record could not be written.
+    // `change` changed something. False when the record could not be written, also when
+    // another process held the lock for longer than kLockWait (the log names it); after that,
+    // for kBusyPause, the lock is not waited for.
     bool update(const std::function<void(TWHiddenMarks&)>& change) const;
     const std::string& path() const { return path_; }
 
@@ -44,8 +47,11 @@ class TWHiddenRecord {
                       long long now, long long grace = kConfirmationGrace);
     static long long now();
     static constexpr long long kConfirmationGrace = 10;
+    static constexpr std::chrono::milliseconds kLockWait{1000};
+    static constexpr std::chrono::seconds kBusyPause{5};
 
   private:
     TWHiddenRecord() = default;
     std::string path_;
+    mutable std::chrono::steady_clock::time_point busyUntil_;
 };

@@ -21,6 +21,8 @@
 #include <map>
 #include <poll.h>
 #include <set>
+#include <sys/wait.h>
+#include <systemd/sd-bus.h>
 
 namespace {
 
@@ -203,24 +205,174 @@ TEST_F(TWGnomeDesktopTest,
     EXPECT_TRUE(marks().empty());
 }
 
+// Another client passing the focus between `windows` every 20 ms, inside the shell, until
+// the object goes.
+class FocusChurn {
+  public:
+    FocusChurn(TWGnomeTestDesktop& session, const std::vector<std::uint64_t>& windows)
+        : session_(session) {
+        std::string ids;
+        for (auto id : windows)
+            ids += (ids.empty() ? "" : ",") + std::to_string(id);
+        session_.eval("(() => { let n = 0; const ids = [" + ids +
+                      "]; globalThis.twChurn = imports.gi.GLib.timeout_add(0, 20, () => { const "
+                      "w = global.get_window_actors().map(a => a.meta_window).find(w => "
+                      "w.get_id() === ids[n++ % ids.length]); w?.activate("
+                      "global.get_current_time()); return true; }); })()");
+    }
+    ~FocusChurn() { session_.eval("imports.gi.GLib.source_remove(globalThis.twChurn)"); }
+
+  private:
+    TWGnomeTestDesktop& session_;
+};
+
+TEST_F(TWGnomeDesktopTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindow) {
+    // The focus passes between two excluded applications while three others are hidden and
+    // shown again: each switch lists the applications anew in the middle of show-all.
+    shared_.setObject(TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, kTerminal}}},
+                      TWExcludedAppsKey);
+    const std::vector<std::uint64_t> terminals = {client({"weston-terminal"}),
+                                                  client({"weston-terminal"})};
+    std::vector<std::uint64_t> hidden;
+    std::set<pid_t> hiddenPids;
+    for (int i = 0; i < 3; ++i) {
+        pid_t pid;
+        hidden.push_back(client({"weston-flower"}, &pid));
+        hiddenPids.insert(pid);
+    }
+    common();
+    FocusChurn churn(*session_, terminals);
+    for (int cycle = 0; cycle < 12; ++cycle) {
+        for (const auto& app : gnome_->workspace().runningApplications())
+            if (hiddenPids.count(app.processIdentifier))
+                gnome_->workspace().hide(app);
+        gnome_->workspace().flush();
+        for (auto id : hidden)
+            ASSERT_TRUE(becomes(id, true)) << cycle;
+        common().showAll();
+        gnome_->dispatchPendingEvents();
+        for (auto id : hidden)
+            ASSERT_TRUE(becomes(id, false)) << cycle;
+        ASSERT_TRUE(marks().empty()) << cycle;
+    }
+}
+
+TEST_F(TWGnomeDesktopTest, ARestoreTheShellDoesNotConfirmKeepsItsMarkUntilAShowAllDoesIt) {
+    pid_t pid;
+    const auto window = client({"weston-flower"}, &pid);
+    // Something in the shell makes this window's restore fail `times` times.
+    auto refuse = [&](int times) {
+        session_->eval("(() => { const Meta = imports.gi.Meta; globalThis.twRefuse = " +
+                       std::to_string(times) +
+                       "; if (!globalThis.twUnminimize) { globalThis.twUnminimize = "
+                       "Meta.Window.prototype.unminimize; Meta.Window.prototype.unminimize = "
+                       "function () { if (this.get_id() === " +
+                       std::to_string(window) +
+                       " && globalThis.twRefuse-- > 0) throw new Error('refused'); return "
+                       "globalThis.twUnminimize.call(this); }; } })()");
+    };
+    auto hide = [&] {
+        for (const auto& app : gnome_->workspace().runningApplications())
+            if (app.processIdentifier == pid)
+                gnome_->workspace().hide(app);
+        gnome_->workspace().flush();
+        ASSERT_TRUE(becomes(window, true));
+    };
+    // The shell's effect is skipped for each window Tidewell minimizes or restores, and used
+    // up, so that the user's own next minimize plays it.
+    session_->eval("(() => { const wm = imports.ui.main.wm; globalThis.twSkipped = 0; const "
+                   "skip = wm.skipNextEffect; wm.skipNextEffect = function (actor) { "
+                   "++globalThis.twSkipped; skip.call(this, actor); }; })()");
+    // Refused once: show-all asks again.
+    hide();
+    refuse(1);
+    common().showAll();
+    EXPECT_TRUE(becomes(window, false));
+    EXPECT_TRUE(marks().empty());
+    // Refused every time: the window stays hidden and on record, for the next show-all.
+    hide();
+    refuse(100);
+    common().showAll();
+    gnome_->connection().sync();
+    EXPECT_EQ(session_->isMinimized(window), true);
+    EXPECT_TRUE(marks().count(std::to_string(window)));
+    gnome_->workspace().runningApplications();
+    EXPECT_TRUE(marks().count(std::to_string(window)));
+    refuse(0);
+    common().showAll();
+    EXPECT_TRUE(becomes(window, false));
+    EXPECT_TRUE(marks().empty());
+    EXPECT_TRUE(waitFor([&] {
+        return session_->eval("`${globalThis.twSkipped >= 4} ${imports.ui.main.wm._skippedActors"
+                              ".size}`") == "\"true 0\"";
+    }));
+}
+
 TEST_F(TWGnomeDesktopTest, OnlyTidewellIsAnsweredAndTheExtensionGoingAndComingBackLosesNothing) {
     const auto terminalWindow = client({"weston-terminal"});
     std::string refused = run({"sh", "-c",
                                "gdbus call --session --dest org.gnome.Shell --object-path "
                                "/net/quillfen/Tidewell/Shell --method "
-                               "net.quillfen.Tidewell.Shell1.Minimize " +
-                                   std::to_string(terminalWindow) + " 2>&1"});
+                               "net.quillfen.Tidewell.Shell1.SetMinimized [" +
+                                   std::to_string(terminalWindow) + "] true 2>&1"});
     EXPECT_NE(refused.find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos)
         << refused;
     EXPECT_EQ(session_->isMinimized(terminalWindow), false);
 
+    // Other programs taking and dropping names in Tidewell's namespace meanwhile: every new
+    // caller of Tidewell's is answered.
+    pid_t squatter = fork();
+    if (squatter == 0) {
+        sd_bus* bus = nullptr;
+        if (sd_bus_open_user(&bus) < 0)
+            _exit(1);
+        for (unsigned n = 0;; ++n) {
+            std::string name = "net.quillfen.Tidewell.Squat.n" + std::to_string(n % 50);
+            sd_bus_request_name(bus, name.c_str(), 0);
+            if (n >= 25)
+                sd_bus_release_name(
+                    bus, ("net.quillfen.Tidewell.Squat.n" + std::to_string((n - 25) % 50)).c_str());
+            usleep(1000);
+        }
+    }
+    for (int i = 0; i < 40; ++i) {
+        std::string why;
+        EXPECT_NE(TWGnomeDesktop::open(&why), nullptr) << i << ": " << why;
+    }
+    kill(squatter, SIGKILL);
+    waitpid(squatter, nullptr, 0);
+    // The shortcut rule holds in the shell too.
+    EXPECT_TRUE(gnome_->connection().bindShortcut("hide-others", "a").has_value());
+    EXPECT_TRUE(gnome_->connection().bindShortcut("hide-others", "Return").has_value());
+
     common().showFinderHideOthers();
     ASSERT_TRUE(becomes(terminalWindow, true));
+    // The lock screen turns the extension off and on again: nothing to say, nothing lost.
+    {
+        TWLogCapture quiet;
+        session_->eval("imports.ui.main.sessionMode.pushMode('unlock-dialog')");
+        EXPECT_TRUE(dispatchUntil([&] { return !gnome_->connection().available(); }));
+        EXPECT_TRUE(gnome_->serviceWasPausedByDesktop());
+        common().showAll();
+        EXPECT_EQ(session_->isMinimized(terminalWindow), true);
+        session_->eval("imports.ui.main.sessionMode.popMode('unlock-dialog')");
+        EXPECT_TRUE(dispatchUntil([&] { return gnome_->connection().available(); }));
+        EXPECT_TRUE(gnome_->serviceWasPausedByDesktop());
+        EXPECT_EQ(quiet.countStartingWith("TWGnomeConnection: Tidewell's GNOME Shell extension "
+                                          "stopped"),
+                  0);
+        EXPECT_TRUE(marks().count(std::to_string(terminalWindow)));
+        common().showAll();
+        EXPECT_TRUE(becomes(terminalWindow, false));
+        common().showFinderHideOthers();
+        ASSERT_TRUE(becomes(terminalWindow, true));
+    }
     TWLogCapture log;
     ASSERT_TRUE(session_->setExtensionEnabled(false));
     EXPECT_TRUE(dispatchUntil([&] { return !gnome_->connection().available(); }));
     EXPECT_EQ(log.countStartingWith("TWGnomeConnection: Tidewell's GNOME Shell extension stopped"),
               1);
+    EXPECT_FALSE(gnome_->serviceWasPausedByDesktop());
     // Nothing can be shown meanwhile, and nothing is forgotten.
     common().showAll();
     EXPECT_EQ(session_->isMinimized(terminalWindow), true);

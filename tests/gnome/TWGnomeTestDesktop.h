@@ -34,6 +34,8 @@ class TWGnomeTestDesktop : public TWTestSession {
 
     const std::string& socket() const { return socket_; }
     const std::string& busAddress() const { return busAddress_; }
+    // The shell's process.
+    pid_t shellProcess() const { return shell_; }
 
     // Runs JavaScript in the shell (org.gnome.Shell.Eval); its result as JSON, none when the
     // shell refused or the code threw.

@@ -16,11 +16,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <linux/input-event-codes.h>
 #include <map>
 #include <poll.h>
+#include <set>
+#include <thread>
 
 namespace {
 
@@ -203,6 +206,90 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientK
     common().showAll();
     EXPECT_TRUE(becomes(terminalWindow, false));
     kwin_->workspace().runningApplications();
+    EXPECT_TRUE(marks().empty());
+}
+
+TEST_F(TWKWinDesktopTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindow) {
+    // Another client passes the focus between two excluded applications while three others are
+    // hidden and shown again at once: each switch lists the applications anew in the middle of
+    // show-all, and every restore counts once KWin shows the window restored.
+    shared_.setObject(TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, kTerminal}}},
+                      TWExcludedAppsKey);
+    const std::vector<std::string> terminals = {client({"weston-terminal"}),
+                                                client({"weston-terminal"})};
+    std::vector<std::string> hidden;
+    std::set<pid_t> hiddenPids;
+    for (int i = 0; i < 3; ++i) {
+        pid_t pid;
+        hidden.push_back(client({"weston-flower"}, &pid));
+        hiddenPids.insert(pid);
+    }
+    common();
+    std::atomic<bool> stop = false;
+    std::thread churn([&] {
+        auto other = TWKWinConnection::open("", nullptr);
+        for (std::size_t n = 0; other && !stop; ++n) {
+            other->activate(terminals[n % 2]);
+            other->flush();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    });
+    struct Join {
+        std::atomic<bool>& stop;
+        std::thread& thread;
+        ~Join() {
+            stop = true;
+            thread.join();
+        }
+    } join{stop, churn};
+    for (int cycle = 0; cycle < 12; ++cycle) {
+        for (const auto& app : kwin_->workspace().runningApplications())
+            if (hiddenPids.count(app.processIdentifier))
+                kwin_->workspace().hide(app);
+        kwin_->workspace().flush();
+        // Show-all follows at once, as a second run of the tool would: the windows' states
+        // may not have come back yet.
+        common().showAll();
+        kwin_->dispatchPendingEvents();
+        for (const auto& id : hidden)
+            ASSERT_TRUE(becomes(id, false)) << cycle;
+        ASSERT_TRUE(marks().empty()) << cycle;
+    }
+
+    // KWin minimizing a window again each time it is restored (a script of its own, standing
+    // for whatever refuses), three times: show-all's restores are not confirmed and the window
+    // keeps its mark; then it refuses no more, and the next show-all brings it back.
+    const std::string script = session_->home() + "/refuse.js";
+    // Running once the window is kept above.
+    TWWriteFile(script, "let left = 3; for (const c of workspace.clientList()) if "
+                        "(String(c.internalId) === '" +
+                            hidden[0] +
+                            "') { c.keepAbove = true; c.minimizedChanged.connect(() => { if "
+                            "(!c.minimized && left-- > 0) c.minimized = true; }); }");
+    for (const auto& app : kwin_->workspace().runningApplications())
+        if (hiddenPids.count(app.processIdentifier))
+            kwin_->workspace().hide(app);
+    kwin_->workspace().flush();
+    ASSERT_TRUE(becomes(hidden[0], true));
+    for (const auto& call :
+         {"org.kde.kwin.Scripting.loadScript string:" + script + " string:tidewell-refuse",
+          std::string("org.kde.kwin.Scripting.start")})
+        run({"sh", "-c",
+             "dbus-send --session --print-reply --dest=org.kde.KWin /Scripting " + call});
+    ASSERT_TRUE(waitFor([&] {
+        const std::string info =
+            run({"dbus-send", "--session", "--print-reply", "--dest=org.kde.KWin", "/KWin",
+                 "org.kde.KWin.getWindowInfo", "string:" + hidden[0]});
+        const auto key = info.find("\"keepAbove\"");
+        const auto value = key == std::string::npos ? key : info.find("boolean ", key);
+        return value != std::string::npos && info.compare(value + 8, 4, "true") == 0;
+    }));
+    common().showAll();
+    EXPECT_TRUE(becomes(hidden[1], false));
+    EXPECT_EQ(session_->isMinimized(hidden[0]), true);
+    EXPECT_TRUE(marks().count(hidden[0]));
+    common().showAll();
+    EXPECT_TRUE(becomes(hidden[0], false));
     EXPECT_TRUE(marks().empty());
 }
 

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The record of hidden windows on its own (no compositor): how long a mark lives, and two
-// processes changing the record at once.
+// The record of hidden windows on its own (no compositor): how long a mark lives, processes
+// changing the record at once, and a lock another program holds.
 #include "TWHiddenRecord.h"
+#include "TWLogCapture.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <sys/wait.h>
@@ -66,6 +69,40 @@ TEST(TWHiddenRecordTest, ConcurrentWritersLoseNoMarkAndAnEmptyRecordLeavesNoFile
     EXPECT_EQ(record.read().size(), static_cast<std::size_t>(kWriters * kMarksEach));
     record.update([](TWHiddenMarks& marks) { marks.clear(); });
     EXPECT_FALSE(std::filesystem::exists(record.path()));
+
+    // A lock held by another program: a change waits a bounded time, says who held it and
+    // changes nothing; the marks still read; the next change does not wait again.
+    record.update([](TWHiddenMarks& marks) { marks["kept"] = {0, 1, true}; });
+    pid_t holder = fork();
+    if (holder == 0) {
+        setpgid(0, 0);
+        execlp("flock", "flock", "-x", (record.path() + ".lock").c_str(), "sleep", "30",
+               static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    auto held = [&] { return std::system(("flock -n " + record.path() + ".lock true").c_str()); };
+    for (int i = 0; i < 500 && held() == 0; ++i)
+        usleep(10'000);
+    TWLogCapture log;
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(record.update([](TWHiddenMarks& marks) { marks.clear(); }));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, TWHiddenRecord::kLockWait * 3);
+    EXPECT_EQ(log.countStartingWith("TWHiddenRecord: the record of hidden windows is left as it "
+                                    "is: " +
+                                    record.path() + ".lock is held by flock (pid " +
+                                    std::to_string(holder) + ")"),
+              1)
+        << (log.lines.empty() ? "" : log.lines.back());
+    EXPECT_EQ(record.read().size(), 1u);
+    start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(record.update([](TWHiddenMarks& marks) { marks.clear(); }));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, TWHiddenRecord::kLockWait / 2);
+    kill(-holder, SIGTERM);
+    waitpid(holder, nullptr, 0);
+    for (int i = 0; i < 500 && held() != 0; ++i) // until `sleep` has let go too
+        usleep(10'000);
+    EXPECT_TRUE(record.update([](TWHiddenMarks& marks) { marks.clear(); }));
+    EXPECT_TRUE(record.read().empty());
     std::filesystem::remove_all(dir);
 }
 

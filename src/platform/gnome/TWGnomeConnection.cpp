@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <unistd.h>
 #include <utility>
 
@@ -25,6 +26,7 @@ constexpr const char* kPath = "/net/quillfen/Tidewell/Shell";
 constexpr const char* kInterface = "net.quillfen.Tidewell.Shell1";
 constexpr const char* kWindowRow = "(tsssssisbbbtuiu)";
 constexpr std::uint64_t kListTimeoutUsec = 5'000'000;
+constexpr std::chrono::seconds kAnswerTimeout{5};
 
 // Errors that say the service is not there (the extension is disabled, or the shell is gone).
 bool meansNoService(const std::string& name) {
@@ -89,6 +91,14 @@ bool readRows(sd_bus_message* m, std::vector<TWGnomeWindow>& out) {
     return sd_bus_message_exit_container(m) >= 0;
 }
 
+// Window IDs as the service takes them: decimal, separated by commas.
+std::string idText(const std::vector<std::uint64_t>& ids) {
+    std::string text;
+    for (auto id : ids)
+        text += (text.empty() ? "" : ",") + std::to_string(id);
+    return text;
+}
+
 } // namespace
 
 struct TWGnomeConnection::Callbacks {
@@ -143,25 +153,76 @@ std::unique_ptr<TWGnomeConnection> TWGnomeConnection::open(std::string* whyNot) 
                      &Callbacks::onShellOwner, self.get());
     self->sessionName_ = displayName();
 
-    Reply list;
-    if (sd_bus_call_method(self->bus_, kShell, kPath, kInterface, "ListWindows", &list.error,
-                           &list.message, "") < 0) {
-        std::string name = list.error.name ? list.error.name : "";
-        if (meansNoService(name))
-            return fail(std::string("GNOME Shell lets other programs hide windows only through "
-                                    "Tidewell's GNOME Shell extension, which is not running: "
-                                    "install it where `gnome-extensions info ") +
-                        TWGnomeExtensionUUID +
-                        "` does not find it (a newly installed extension is loaded at the next "
-                        "login), enable it with `gnome-extensions enable " +
-                        TWGnomeExtensionUUID +
-                        "`, and turn extensions on as a whole where GNOME Shell has them off "
-                        "(`gsettings set org.gnome.shell disable-user-extensions false`)");
-        return fail("Tidewell's GNOME Shell extension did not answer: " + name + " " +
-                    (list.error.message ? list.error.message : ""));
-    }
+    if (!self->subscribe(whyNot))
+        return nullptr;
     self->drain();
     return self;
+}
+
+bool TWGnomeConnection::subscribe(std::string* whyNot) {
+    Reply list;
+    std::vector<TWGnomeWindow> rows;
+    int r = sd_bus_call_method(bus_, kShell, kPath, kInterface, "Subscribe", &list.error,
+                               &list.message, "");
+    if (r < 0 || !readRows(list.message, rows)) {
+        const std::string name = list.error.name ? list.error.name : "";
+        if (whyNot && meansNoService(name))
+            *whyNot = std::string("GNOME Shell lets other programs hide windows only through "
+                                  "Tidewell's GNOME Shell extension, which is not running: "
+                                  "install it where `gnome-extensions info ") +
+                      TWGnomeExtensionUUID +
+                      "` does not find it (a newly installed extension is loaded at the next "
+                      "login), enable it with `gnome-extensions enable " +
+                      TWGnomeExtensionUUID +
+                      "`, and turn extensions on as a whole where GNOME Shell has them off "
+                      "(`gsettings set org.gnome.shell disable-user-extensions false`)";
+        else if (whyNot)
+            *whyNot = "Tidewell's GNOME Shell extension did not answer: " + name + " " +
+                      (list.error.message ? list.error.message : std::strerror(-r));
+        if (!name.empty())
+            replyError(name, list.error.message ? list.error.message : "");
+        return false;
+    }
+    // Everything before the answer is in it; signals queued behind it are newer.
+    last_ = {};
+    last_.complete = true;
+    mergeRows(std::move(rows));
+    setAvailable(true, "");
+    return true;
+}
+
+void TWGnomeConnection::mergeRows(std::vector<TWGnomeWindow> rows) {
+    for (auto& row : rows) {
+        if (row.focused)
+            last_.focused = row.id;
+        auto it = std::find_if(last_.windows.begin(), last_.windows.end(),
+                               [&](const TWGnomeWindow& w) { return w.id == row.id; });
+        if (it == last_.windows.end()) {
+            // IDs grow with each window the shell creates: kept in that order.
+            auto at = std::find_if(last_.windows.begin(), last_.windows.end(),
+                                   [&](const TWGnomeWindow& w) { return w.id > row.id; });
+            last_.windows.insert(at, std::move(row));
+            continue;
+        }
+        if (it->minimized && !row.minimized)
+            restoredOrGone_.push_back(std::to_string(row.id));
+        // The focus and the stacking have signals of their own, which may be newer.
+        row.focused = it->focused;
+        row.stackingIndex = it->stackingIndex;
+        *it = std::move(row);
+    }
+}
+
+void TWGnomeConnection::resubscribeIfBack() {
+    if (!resubscribe_ || broken_)
+        return;
+    resubscribe_ = false;
+    std::string why;
+    if (!subscribe(&why)) {
+        TWLog(LOG_WARNING, kLogClass, "cannot list the windows again: " + why);
+        return;
+    }
+    drain();
 }
 
 TWGnomeConnection::~TWGnomeConnection() {
@@ -184,7 +245,14 @@ void TWGnomeConnection::setAvailable(bool available, const std::string& why) {
         return;
     available_ = available;
     returned_ = returned_ || available;
-    if (available)
+    if (!available)
+        last_.complete = false;
+    if (stoppedForLock_)
+        TWLog(LOG_INFO, kLogClass,
+              available ? "Tidewell's GNOME Shell extension is back after the lock screen"
+                        : "GNOME Shell turned its extensions off for the lock screen; the "
+                          "windows Tidewell hid stay on record");
+    else if (available)
         TWLog(LOG_NOTICE, kLogClass, "Tidewell's GNOME Shell extension answers again");
     else
         TWLog(LOG_WARNING, kLogClass,
@@ -211,19 +279,41 @@ int TWGnomeConnection::Callbacks::onSignal(sd_bus_message* m, void* data, sd_bus
         return 0;
     std::uint64_t id = 0;
     int flag = 0;
-    if (sd_bus_message_is_signal(m, kInterface, "FocusChanged") &&
-        sd_bus_message_read(m, "t", &id) >= 0) {
+    if (sd_bus_message_is_signal(m, kInterface, "WindowsChanged")) {
+        std::vector<TWGnomeWindow> rows;
+        if (readRows(m, rows))
+            self->mergeRows(std::move(rows));
+    } else if (sd_bus_message_is_signal(m, kInterface, "MinimizedChanged")) {
+        for (bool minimized : {true, false}) {
+            const std::uint64_t* ids = nullptr;
+            std::size_t size = 0;
+            if (sd_bus_message_read_array(m, 't', reinterpret_cast<const void**>(&ids), &size) < 0)
+                return 0;
+            const std::set<std::uint64_t> changed(ids, ids + size / sizeof *ids);
+            for (auto& w : self->last_.windows) {
+                if (!changed.count(w.id))
+                    continue;
+                if (w.minimized && !minimized)
+                    self->restoredOrGone_.push_back(std::to_string(w.id));
+                w.minimized = minimized;
+            }
+        }
+    } else if (sd_bus_message_is_signal(m, kInterface, "FocusChanged") &&
+               sd_bus_message_read(m, "t", &id) >= 0) {
         self->last_.focused = id;
         for (auto& w : self->last_.windows)
             w.focused = w.id == id;
-    } else if (sd_bus_message_is_signal(m, kInterface, "MinimizedChanged") &&
-               sd_bus_message_read(m, "tb", &id, &flag) >= 0) {
+    } else if (sd_bus_message_is_signal(m, kInterface, "StackingChanged")) {
+        const std::uint64_t* ids = nullptr;
+        std::size_t size = 0;
+        if (sd_bus_message_read_array(m, 't', reinterpret_cast<const void**>(&ids), &size) < 0)
+            return 0;
+        std::map<std::uint64_t, int> position;
+        for (std::size_t i = 0; i < size / sizeof *ids; ++i)
+            position[ids[i]] = static_cast<int>(i);
         for (auto& w : self->last_.windows)
-            if (w.id == id) {
-                if (w.minimized && !flag)
-                    self->restoredOrGone_.push_back(std::to_string(id));
-                w.minimized = flag;
-            }
+            if (auto it = position.find(w.id); it != position.end())
+                w.stackingIndex = it->second;
     } else if (sd_bus_message_is_signal(m, kInterface, "WindowClosed") &&
                sd_bus_message_read(m, "t", &id) >= 0) {
         self->restoredOrGone_.push_back(std::to_string(id));
@@ -234,6 +324,13 @@ int TWGnomeConnection::Callbacks::onSignal(sd_bus_message* m, void* data, sd_bus
         self->shortcutsPressed_.emplace_back(action);
     } else if (sd_bus_message_is_signal(m, kInterface, "ServiceChanged") &&
                sd_bus_message_read(m, "b", &flag) >= 0) {
+        const char* reason = "";
+        if (sd_bus_message_read(m, "s", &reason) < 0 || !reason)
+            reason = "";
+        if (!flag)
+            self->stoppedForLock_ = std::string(reason) == "locked";
+        // Back: what it told this connection is gone with its last run; listed again.
+        self->resubscribe_ = self->resubscribe_ || flag;
         self->setAvailable(flag, "it was disabled");
     }
     return 0;
@@ -252,26 +349,102 @@ int TWGnomeConnection::Callbacks::onShellOwner(sd_bus_message* m, void* data, sd
 
 int TWGnomeConnection::Callbacks::onReply(sd_bus_message* m, void* data, sd_bus_error*) {
     auto* self = static_cast<TWGnomeConnection*>(data);
-    --self->outstanding_;
-    if (const sd_bus_error* error = sd_bus_message_get_error(m); error && error->name)
+    std::uint64_t cookie = 0;
+    sd_bus_message_get_reply_cookie(m, &cookie);
+    auto found = self->requests_.find(cookie);
+    if (found == self->requests_.end())
+        return 0;
+    Request& request = found->second;
+    request.answered = true;
+    if (const sd_bus_error* error = sd_bus_message_get_error(m); error && error->name) {
         self->replyError(error->name, error->message ? error->message : "");
+    } else if (const char* done = nullptr;
+               !request.ids.empty() && sd_bus_message_read(m, "s", &done) >= 0 && done) {
+        for (const char* c = done; *c; ++c)
+            request.done.push_back(*c == '1');
+        // What the shell confirmed is so now; its signal may follow later.
+        std::size_t refused = 0;
+        for (std::size_t i = 0; i < request.ids.size(); ++i) {
+            const bool ok = i < request.done.size() && request.done[i];
+            refused += !ok;
+            if (!ok)
+                continue;
+            for (auto& w : self->last_.windows)
+                if (w.id == request.ids[i])
+                    w.minimized = request.minimized;
+        }
+        if (refused)
+            TWLog(LOG_WARNING, kLogClass,
+                  "GNOME Shell did not " +
+                      std::string(request.minimized ? "minimize " : "restore ") +
+                      std::to_string(refused) + " of " + std::to_string(request.ids.size()) +
+                      " windows (gone, or refused)");
+    }
+    // A request nobody waits for is done with; a waiting restore takes its own answer.
+    if (request.waited)
+        return 0;
+    self->requests_.erase(found);
     return 0;
+}
+
+std::uint64_t TWGnomeConnection::send(sd_bus_message* call, Request request) {
+    std::uint64_t cookie = 0;
+    int r = sd_bus_call_async(bus_, nullptr, call, &Callbacks::onReply, this, kListTimeoutUsec);
+    if (r >= 0)
+        r = sd_bus_message_get_cookie(call, &cookie);
+    if (r < 0) {
+        TWLog(LOG_ERR, kLogClass,
+              std::string("cannot send a request to GNOME Shell: ") + std::strerror(-r));
+        return 0;
+    }
+    requests_[cookie] = std::move(request);
+    return cookie;
 }
 
 void TWGnomeConnection::call(const char* method, std::uint64_t id) {
     if (broken_)
         return;
-    int r = sd_bus_call_method_async(bus_, nullptr, kShell, kPath, kInterface, method,
-                                     &Callbacks::onReply, this, "t", id);
-    if (r < 0) {
-        TWLog(LOG_ERR, kLogClass, std::string("cannot send ") + method + ": " + std::strerror(-r));
-        return;
-    }
-    ++outstanding_;
+    sd_bus_message* m = nullptr;
+    if (sd_bus_message_new_method_call(bus_, &m, kShell, kPath, kInterface, method) >= 0 &&
+        sd_bus_message_append(m, "t", id) >= 0)
+        send(m, {});
+    sd_bus_message_unref(m);
 }
 
-void TWGnomeConnection::setMinimized(std::uint64_t id, bool minimized) {
-    call(minimized ? "Minimize" : "Unminimize", id);
+void TWGnomeConnection::setMinimized(const std::vector<std::uint64_t>& ids, bool minimized) {
+    if (broken_ || ids.empty())
+        return;
+    sd_bus_message* m = nullptr;
+    if (sd_bus_message_new_method_call(bus_, &m, kShell, kPath, kInterface, "SetMinimized") >= 0 &&
+        sd_bus_message_append(m, "sb", idText(ids).c_str(), minimized) >= 0)
+        send(m, {ids, minimized, false, false, {}});
+    sd_bus_message_unref(m);
+}
+
+std::vector<std::uint64_t> TWGnomeConnection::restore(const std::vector<std::uint64_t>& ids) {
+    if (broken_ || ids.empty())
+        return {};
+    sd_bus_message* m = nullptr;
+    std::uint64_t cookie = 0;
+    if (sd_bus_message_new_method_call(bus_, &m, kShell, kPath, kInterface, "SetMinimized") >= 0 &&
+        sd_bus_message_append(m, "sb", idText(ids).c_str(), 0) >= 0)
+        cookie = send(m, {ids, false, true, false, {}});
+    sd_bus_message_unref(m);
+    if (!cookie)
+        return {};
+    waitFor([&] { return requests_.count(cookie) == 0 || requests_[cookie].answered; },
+            kAnswerTimeout);
+    auto it = requests_.find(cookie);
+    if (it == requests_.end())
+        return {};
+    std::vector<std::uint64_t> restored;
+    if (!it->second.answered)
+        TWLog(LOG_WARNING, kLogClass, "GNOME Shell did not answer in time");
+    for (std::size_t i = 0; i < ids.size() && i < it->second.done.size(); ++i)
+        if (it->second.done[i])
+            restored.push_back(ids[i]);
+    requests_.erase(it);
+    return restored;
 }
 
 void TWGnomeConnection::activate(std::uint64_t id) {
@@ -320,48 +493,44 @@ bool TWGnomeConnection::waitFor(const std::function<bool()>& condition,
         if (left.count() <= 0 || !processOnce(left))
             break;
     }
+    // The handlers run from the next dispatch, not inside a request's wait: they may list the
+    // windows again under the caller's feet.
     drain();
-    afterDispatch();
     return condition();
 }
 
 bool TWGnomeConnection::sync(std::chrono::milliseconds timeout) {
-    bool answered = waitFor([&] { return outstanding_ == 0; }, timeout);
+    bool answered = waitFor(
+        [&] {
+            return std::all_of(requests_.begin(), requests_.end(),
+                               [](const auto& entry) { return entry.second.answered; });
+        },
+        timeout);
     if (!answered && !broken_)
         TWLog(LOG_WARNING, kLogClass, "GNOME Shell did not answer in time");
     return answered && available_;
 }
 
 TWGnomeSnapshot TWGnomeConnection::snapshot() {
-    sync();
+    resubscribeIfBack();
     if (broken_)
         return {};
-    Reply list;
-    sd_bus_message* call = nullptr;
-    TWGnomeSnapshot out;
-    int r = sd_bus_message_new_method_call(bus_, &call, kShell, kPath, kInterface, "ListWindows");
-    if (r >= 0)
-        r = sd_bus_call(bus_, call, kListTimeoutUsec, &list.error, &list.message);
-    sd_bus_message_unref(call);
-    if (r < 0 || !readRows(list.message, out.windows)) {
-        if (list.error.name)
-            replyError(list.error.name, list.error.message ? list.error.message : "");
-        drain();
-        afterDispatch();
-        TWGnomeSnapshot known = current();
-        known.complete = false;
-        return known;
-    }
-    setAvailable(true, "");
-    for (const auto& w : out.windows)
-        if (w.focused)
-            out.focused = w.id;
-    out.complete = true;
-    last_ = out;
-    // Signals queued behind the answer are newer than it.
+    // One round trip, no listing: the service answers after every request before and after
+    // sending every change it saw.
+    Reply reply;
+    int r = sd_bus_call_method(bus_, kShell, kPath, kInterface, "Sync", &reply.error,
+                               &reply.message, "");
+    if (r < 0 && reply.error.name)
+        replyError(reply.error.name, reply.error.message ? reply.error.message : "");
     drain();
-    afterDispatch();
-    return current();
+    resubscribeIfBack();
+    TWGnomeSnapshot out = current();
+    if (r < 0) {
+        if (!reply.error.name)
+            TWLog(LOG_WARNING, kLogClass, "GNOME Shell did not answer in time");
+        out.complete = false;
+    }
+    return out;
 }
 
 TWGnomeSnapshot TWGnomeConnection::current() const {
@@ -376,6 +545,7 @@ int TWGnomeConnection::fileDescriptor() const {
 
 void TWGnomeConnection::dispatchEvents() {
     drain();
+    resubscribeIfBack();
     afterDispatch();
 }
 

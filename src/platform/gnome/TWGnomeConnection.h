@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 // One connection to the window service of Tidewell's GNOME Shell extension over the session bus
-// (sd-bus): the shell's windows as ListWindows reports them, kept current from its signals, and
-// the minimize, restore, activate and close requests. The connection claims a bus name in
-// Tidewell's namespace, which is what the service asks of its callers. See TWCompositorWorkspace
-// for how windows become applications.
+// (sd-bus): the shell's windows as the service lists them once (at the start, and again when it
+// comes back), kept current from the signals it sends this connection alone, and the minimize,
+// restore, activate and close requests, one request for all the windows of an action. The
+// connection claims the name net.quillfen.Tidewell.Desktop.p<pid>, which is what the service
+// asks of its callers. See TWCompositorWorkspace for how windows become applications.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -61,14 +63,17 @@ class TWGnomeConnection {
     TWGnomeConnection(const TWGnomeConnection&) = delete;
     TWGnomeConnection& operator=(const TWGnomeConnection&) = delete;
 
-    // The windows now, asked of the service (after every request sent so far is answered); an
-    // incomplete snapshot of what is known when the service does not answer.
+    // The windows now: after every request sent so far is answered and every change the
+    // service saw before is received (one round trip, no listing); an incomplete snapshot of
+    // what is known when the service does not answer.
     TWGnomeSnapshot snapshot();
-    // The windows as the last listing and the signals since describe them, without asking.
+    // The windows as the listing and the signals since describe them, without asking.
     TWGnomeSnapshot current() const;
 
     // Requests, sent without waiting for their answers (see sync).
-    void setMinimized(std::uint64_t id, bool minimized);
+    void setMinimized(const std::vector<std::uint64_t>& ids, bool minimized);
+    // Restores the windows and waits (bounded) for the service's answer: the ones it restored.
+    std::vector<std::uint64_t> restore(const std::vector<std::uint64_t>& ids);
     void activate(std::uint64_t id);
     void close(std::uint64_t id);
     // Sends the requests made so far.
@@ -86,8 +91,12 @@ class TWGnomeConnection {
     bool broken() const { return broken_; }
     // Whether the extension's service answers (it is noticed going and coming back).
     bool available() const { return available_; }
+    // Whether it last stopped because the shell turned extensions off for its lock screen
+    // (true until it stops for another reason): nothing the user need be told.
+    bool stoppedForLockScreen() const { return stoppedForLock_; }
 
-    // Runs after signals changed which window has the focus.
+    // Runs from dispatchEvents (never inside a wait) after signals changed which window has
+    // the focus.
     void setActiveWindowChangeHandler(std::function<void()> handler);
     // Binds the accelerator (GNOME's text; empty: none) to the action ("hide-others",
     // "show-all") in the shell, waiting for the answer: nothing when it is bound, else why not.
@@ -108,7 +117,19 @@ class TWGnomeConnection {
 
   private:
     TWGnomeConnection() = default;
+    // What a request sent and not yet answered was, and its answer once it came.
+    struct Request {
+        std::vector<std::uint64_t> ids; // a SetMinimized's windows
+        bool minimized = false;
+        bool waited = false; // kept for the caller once answered
+        bool answered = false;
+        std::vector<bool> done; // a SetMinimized's answer, per window
+    };
+    std::uint64_t send(sd_bus_message* call, Request request);
     void call(const char* method, std::uint64_t id);
+    bool subscribe(std::string* whyNot);
+    void resubscribeIfBack();
+    void mergeRows(std::vector<TWGnomeWindow> rows);
     void drain();
     bool processOnce(std::chrono::microseconds wait);
     void afterDispatch();
@@ -125,7 +146,9 @@ class TWGnomeConnection {
     std::string busName_, sessionName_, shellOwner_;
     bool broken_ = false;
     bool available_ = true;
-    int outstanding_ = 0; // requests sent and not yet answered
+    bool stoppedForLock_ = false;
+    bool resubscribe_ = false;                  // the service came back: it is to be listed again
+    std::map<std::uint64_t, Request> requests_; // by the call's cookie
     TWGnomeSnapshot last_;
     std::uint64_t lastActive_ = 0;
     std::function<void()> activeHandler_;

@@ -54,3 +54,9 @@ void TWGnomeDesktop::dispatchPendingEvents() {
     // A hidden window the user brought back, or one that closed, is no longer Tidewell's.
     workspace_->forgetMarks(connection_->takeRestoredOrGone());
 }
+
+bool TWGnomeDesktop::serviceWasPausedByDesktop() {
+    // The extension says why it stops before the shell reports it off: read what arrived.
+    dispatchPendingEvents();
+    return connection_->stoppedForLockScreen();
+}

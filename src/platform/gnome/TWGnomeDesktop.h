@@ -43,6 +43,7 @@ class TWGnomeDesktop : public TWDesktop {
     TWGlobalShortcuts& globalShortcuts() override { return *globalShortcuts_; }
     int eventFileDescriptor() override;
     void dispatchPendingEvents() override;
+    bool serviceWasPausedByDesktop() override;
 
     // The backend's own view, for tools and tests that need more than the interfaces.
     TWGnomeWorkspace& gnomeWorkspace() { return *workspace_; }

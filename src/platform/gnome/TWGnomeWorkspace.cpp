@@ -6,6 +6,8 @@
 #include "TWMimeApps.h"
 
 #include <cstdlib>
+#include <set>
+#include <vector>
 
 namespace {
 
@@ -19,8 +21,25 @@ struct TWGnomeBackend {
         return std::strtoull(id.c_str(), nullptr, 10);
     }
     static TWCompositorSnapshot convert(const TWGnomeSnapshot& snapshot);
-    // Waits for the shell's answers: a request to a service that went away is lost.
-    static bool deliver(TWGnomeConnection& connection) { return connection.sync(); }
+    static std::vector<std::uint64_t> natives(const std::vector<std::string>& ids) {
+        std::vector<std::uint64_t> out;
+        for (const auto& id : ids)
+            out.push_back(native(id));
+        return out;
+    }
+    // One request for all the windows.
+    static void setMinimized(TWGnomeConnection& connection, const std::vector<std::string>& ids,
+                             bool minimized) {
+        connection.setMinimized(natives(ids), minimized);
+    }
+    // The extension answers for each window once the shell restored it (or did not).
+    static std::set<std::string> restore(TWGnomeConnection& connection,
+                                         const std::vector<std::string>& ids) {
+        std::set<std::string> out;
+        for (auto id : connection.restore(natives(ids)))
+            out.insert(text(id));
+        return out;
+    }
     static std::string unavailable(const TWGnomeConnection& connection) {
         return connection.available() ? std::string()
                                       : "Tidewell's GNOME Shell extension is not running";

@@ -286,7 +286,8 @@ bool TWKWinConnection::waitFor(const std::function<bool()>& condition,
         if (left.count() <= 0 || !readAndDispatch(left))
             break;
     }
-    afterDispatch();
+    // The active-window handler runs from the next dispatch, not inside a request's wait: it
+    // may list the windows again under the caller's feet.
     return condition();
 }
 

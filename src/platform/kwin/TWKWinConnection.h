@@ -81,7 +81,8 @@ class TWKWinConnection {
     void dispatchEvents();
     bool broken() const;
 
-    // Runs after events changed which window is active.
+    // Runs from dispatchEvents (never inside a wait) after events changed which window is
+    // active.
     void setActiveWindowChangeHandler(std::function<void()> handler);
     // Windows that were restored from minimized or went away since the last call.
     std::vector<std::string> takeRestoredOrGone();

@@ -5,17 +5,27 @@
 #include "TWLog.h"
 #include "TWProcessLauncher.h"
 
+#include <chrono>
+#include <set>
+
 namespace {
+
+// How long a restored window's state may follow the compositor's answer.
+constexpr std::chrono::milliseconds kStateWait{500};
 
 struct TWKWinBackend {
     using Connection = TWKWinConnection;
     static const std::string& native(const std::string& uuid) { return uuid; }
     static TWCompositorSnapshot convert(const TWKWinSnapshot& snapshot);
-    // Wayland requests sent in order are carried out in order: sending is enough.
-    static bool deliver(TWKWinConnection& connection) {
-        connection.flush();
-        return true;
+    static void setMinimized(TWKWinConnection& connection, const std::vector<std::string>& ids,
+                             bool minimized) {
+        for (const auto& id : ids)
+            connection.setMinimized(id, minimized);
     }
+    // KWin answers a state request with no word of its own: a window counts as restored once
+    // its state says so after the requests were handled.
+    static std::set<std::string> restore(TWKWinConnection& connection,
+                                         const std::vector<std::string>& ids);
     static std::string unavailable(const TWKWinConnection&) { return {}; }
     static constexpr const char* name = "KWin";
 };
@@ -47,6 +57,24 @@ TWCompositorSnapshot TWKWinBackend::convert(const TWKWinSnapshot& snapshot) {
         out.windows.push_back(std::move(c));
     }
     return out;
+}
+
+std::set<std::string> TWKWinBackend::restore(TWKWinConnection& connection,
+                                             const std::vector<std::string>& ids) {
+    setMinimized(connection, ids, false);
+    auto restored = [&] {
+        std::set<std::string> out;
+        const auto now = connection.current();
+        for (const auto& id : ids)
+            if (const auto* w = now.find(id); w && !w->minimized())
+                out.insert(id);
+        return out;
+    };
+    if (!connection.sync())
+        return restored();
+    // The state events follow the requests' handling closely; a refused one never comes.
+    connection.waitFor([&] { return restored().size() == ids.size(); }, kStateWait);
+    return restored();
 }
 
 } // namespace
