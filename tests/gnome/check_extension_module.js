@@ -44,8 +44,9 @@ if (!problems.length) {
 }
 
 if (module) {
-    // Every member chain the code reads of a module's namespace (comments left out) must exist.
-    const code = source.replace(/\/\*[\s\S]*?\*\//g, '').replace(/(^|\s)\/\/.*$/gm, '$1');
+    // Every member chain the code reads of a module's namespace (comments, and those of the
+    // interface XML, left out) must exist.
+    const code = source.replace(/\/\*[\s\S]*?\*\//g, '').replace(/<!--[\s\S]*?-->/g, '').replace(/(^|\s)\/\/.*$/gm, '$1');
     const namespaces = {};
     for (const [, binding, specifier] of imports) {
         const name = binding.replace(/^\* as /, '');

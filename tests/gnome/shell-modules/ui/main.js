@@ -7,5 +7,10 @@ export const panel = {
 export const wm = {
     allowKeybinding(name, modes) {},
     skipNextEffect(actor) {},
+    // Private, but the same Set in every release: a skip no effect used up is taken back.
+    _skippedActors: new Set(),
+};
+export const sessionMode = {
+    isLocked: false,
 };
 export function activateWindow(window, time, workspaceNum) {}
