@@ -40,6 +40,7 @@ class TWGnomeDesktop : public TWDesktop {
     TWKeyboard& keyboard() override { return keyboard_; }
     TWAppleEventSender& appleEventSender() override { return appleEventSender_; }
     TWSystemSound& systemSound() override { return systemSound_; }
+    TWFrontRecord& frontRecord() override { return frontRecord_; }
     TWGlobalShortcuts& globalShortcuts() override { return *globalShortcuts_; }
     int eventFileDescriptor() override;
     void dispatchPendingEvents() override;
@@ -58,4 +59,6 @@ class TWGnomeDesktop : public TWDesktop {
     TWGnomeKeyboard keyboard_;
     TWGnomeSystemSound systemSound_;
     TWDroppingAppleEventSender appleEventSender_;
+    // Beside the record of the hidden windows, per session.
+    TWFileFrontRecord frontRecord_{"gnome-front-" + connection_->sessionName()};
 };
