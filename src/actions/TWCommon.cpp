@@ -262,11 +262,15 @@ void TWCommon::showFinderHideOthers() {
 
 void TWCommon::showAll() {
     TWWorkspace& workspace = desktop_.workspace();
+    // Chosen before the windows come back: a switch that their return causes (a window manager
+    // that focuses a restored window) is not one the user made.
+    const std::optional<std::string> previous = previousApplication();
     const std::vector<TWRunningApplication> running = workspace.runningApplications();
     for (const auto& app : running)
         if (app.activationPolicy == TWActivationPolicyRegular)
             workspace.unhide(app);
-    activatePreviousApplication();
+    if (previous)
+        activateApplicationWithBundleID(*previous, false);
     workspace.flush();
 }
 
@@ -361,11 +365,15 @@ void TWCommon::setCurrentProcess() {
     }
 }
 
-void TWCommon::activatePreviousApplication() {
+std::optional<std::string> TWCommon::previousApplication() {
     std::optional<std::string> previous = currentActiveBundleID();
     if (!previous)
         previous = desktop_.frontRecord().read();
-    if (previous)
+    return previous;
+}
+
+void TWCommon::activatePreviousApplication() {
+    if (auto previous = previousApplication())
         activateApplicationWithBundleID(*previous, false);
 }
 

@@ -68,6 +68,9 @@ class TWCommon {
     TWDesktop& desktop() { return desktop_; }
 
   private:
+    // The recorded application, else the one kept in the desktop's front record.
+    std::optional<std::string> previousApplication();
+
     TWDesktop& desktop_;
     TWUserDefaults& sharedDefaults_;
     mutable std::mutex stateMutex_;
