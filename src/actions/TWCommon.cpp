@@ -216,6 +216,10 @@ void TWCommon::showFinderHideOthers() {
     }
 
     const TWRunningApplication* finder = firstWithIdentifier(running, finderID);
+    const auto front = std::find_if(running.begin(), running.end(),
+                                    [](const TWRunningApplication& app) { return app.active; });
+    // Whether this action hides an application that is shown now.
+    bool hidesShown = false;
     // Without our own application running (a helper acting alone) the file manager is always
     // brought forward, so the screen never ends up with nothing in front.
     if (sharedDefaults_.boolForKey(TWShowFinderKey) || ownCount == 0) {
@@ -224,6 +228,7 @@ void TWCommon::showFinderHideOthers() {
             workspace.activateWithOptions(*finder, TWApplicationActivateIgnoringOtherApps);
         }
     } else if (finder) {
+        hidesShown = hidesShown || !finder->hidden;
         workspace.hide(*finder);
     }
 
@@ -240,22 +245,32 @@ void TWCommon::showFinderHideOthers() {
             if (id == finderID || id == TWOwnBundleIdentifier || excluded.count(id) != 0)
                 continue;
         }
+        hidesShown = hidesShown || !app.hidden;
         workspace.hide(app);
     }
 
     if (sharedDefaults_.boolForKey(TWShowWindowKey) && sharedDefaults_.boolForKey(TWShowFinderKey))
         openNewFinderWindow();
 
+    // The application in front is kept with what was hidden, for a show-all from any Tidewell
+    // process: one that has followed no front switch (a run of the command-line tool) gives focus
+    // back to it. An action that finds everything hidden already keeps the one kept before.
+    if (hidesShown && front != running.end() && front->bundleIdentifier)
+        desktop_.frontRecord().write(*front->bundleIdentifier);
     workspace.flush();
 }
 
 void TWCommon::showAll() {
     TWWorkspace& workspace = desktop_.workspace();
+    // Chosen before the windows come back: a switch that their return causes (a window manager
+    // that focuses a restored window) is not one the user made.
+    const std::optional<std::string> previous = previousApplication();
     const std::vector<TWRunningApplication> running = workspace.runningApplications();
     for (const auto& app : running)
         if (app.activationPolicy == TWActivationPolicyRegular)
             workspace.unhide(app);
-    activatePreviousApplication();
+    if (previous)
+        activateApplicationWithBundleID(*previous, false);
     workspace.flush();
 }
 
@@ -350,8 +365,15 @@ void TWCommon::setCurrentProcess() {
     }
 }
 
+std::optional<std::string> TWCommon::previousApplication() {
+    std::optional<std::string> previous = currentActiveBundleID();
+    if (!previous)
+        previous = desktop_.frontRecord().read();
+    return previous;
+}
+
 void TWCommon::activatePreviousApplication() {
-    if (auto previous = currentActiveBundleID())
+    if (auto previous = previousApplication())
         activateApplicationWithBundleID(*previous, false);
 }
 

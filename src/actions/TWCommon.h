@@ -24,9 +24,11 @@ class TWCommon {
     static void configureShared(TWDesktop& desktop, TWUserDefaults& sharedDefaults);
     static TWCommon& sharedInstance();
 
-    // Hides every regular application but the file manager, ourselves and the excluded ones.
+    // Hides every regular application but the file manager, ourselves and the excluded ones;
+    // keeps the application in front in the desktop's front record when it hides any shown one.
     void showFinderHideOthers();
-    // Shows every regular application and re-activates the one recorded as last in front.
+    // Shows every regular application and re-activates the one recorded as last in front (or
+    // kept in front when the others were hidden: activatePreviousApplication).
     void showAll();
 
     // Collapses every file-manager window (when "Minimize" is on). `finder` is not used.
@@ -41,7 +43,8 @@ class TWCommon {
     void setCurrentActiveBundleID(std::optional<std::string> bundleID);
     // Records the active application's identifier (unchanged when none is active).
     void setCurrentProcess();
-    // Re-activates the recorded application, if any.
+    // Re-activates the recorded application; without one, the application kept in the desktop's
+    // front record when the others were last hidden, if any.
     void activatePreviousApplication();
     // Activates the first application with `bundleID`; with `toggle`, hides it when visible.
     void activateApplicationWithBundleID(const std::string& bundleID, bool toggle);
@@ -65,6 +68,9 @@ class TWCommon {
     TWDesktop& desktop() { return desktop_; }
 
   private:
+    // The recorded application, else the one kept in the desktop's front record.
+    std::optional<std::string> previousApplication();
+
     TWDesktop& desktop_;
     TWUserDefaults& sharedDefaults_;
     mutable std::mutex stateMutex_;

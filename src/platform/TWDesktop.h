@@ -3,6 +3,7 @@
 #pragma once
 
 #include "TWAppleEventSender.h"
+#include "TWFrontRecord.h"
 #include "TWFrontSwitchSource.h"
 #include "TWGlobalShortcuts.h"
 #include "TWKeyboard.h"
@@ -20,6 +21,9 @@ class TWDesktop {
     virtual TWKeyboard& keyboard() = 0;
     virtual TWAppleEventSender& appleEventSender() = 0;
     virtual TWSystemSound& systemSound() = 0;
+    // Where the application in front when the others were hidden is kept for every Tidewell
+    // process of the session.
+    virtual TWFrontRecord& frontRecord() = 0;
     // The desktop's global shortcuts; a desktop that offers none refuses every binding.
     virtual TWGlobalShortcuts& globalShortcuts() {
         static Unsupported unsupported;

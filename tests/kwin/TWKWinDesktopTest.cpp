@@ -18,6 +18,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <linux/input-event-codes.h>
 #include <map>
@@ -291,6 +292,23 @@ TEST_F(TWKWinDesktopTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindo
     common().showAll();
     EXPECT_TRUE(becomes(hidden[0], false));
     EXPECT_TRUE(marks().empty());
+}
+
+// Each run of the command-line tool is a process that has followed no front switch: what was in
+// front when one run hid the others is kept for the session, and the next run's show-all gives
+// focus back to it (KWin activates no window it restores).
+TEST_F(TWKWinDesktopTest, TheToolsShowAllGivesFocusBackToTheApplicationInFrontAtItsHide) {
+    const std::string terminalWindow = client({"weston-terminal"}),
+                      flowerWindow = client({"weston-flower"});
+    ASSERT_TRUE(isActive(flowerWindow));
+    user_->connection().activate(terminalWindow);
+    user_->connection().sync();
+    ASSERT_TRUE(isActive(terminalWindow));
+    ASSERT_EQ(std::system((kTool + " hide-others >/dev/null 2>&1").c_str()), 0);
+    ASSERT_TRUE(becomes(terminalWindow, true) && becomes(flowerWindow, true));
+    ASSERT_EQ(std::system((kTool + " show-all >/dev/null 2>&1").c_str()), 0);
+    EXPECT_TRUE(becomes(terminalWindow, false) && becomes(flowerWindow, false));
+    EXPECT_TRUE(isActive(terminalWindow));
 }
 
 TEST_F(TWKWinDesktopTest, TheFactoryChoosesKWinAndSaysWhatIsMissingElsewhere) {

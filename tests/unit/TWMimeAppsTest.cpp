@@ -48,4 +48,10 @@ TEST(TWMimeApps, TheDesktopsListWinsMissingEntriesAreSkippedAndChangesAreNoticed
     EXPECT_EQ(apps.defaultApplication("image/png", installed), "thunar");
     write("xfce-mimeapps.list", "[Default Applications]\ninode/directory=pcmanfm.desktop\n");
     EXPECT_EQ(apps.defaultApplication("inode/directory", installed), "pcmanfm");
+
+    // A folder handler of its own, which starts the file manager's program, stands for it.
+    TWWriteFile(root + "/data/applications/pcmanfm-folder.desktop",
+                "[Desktop Entry]\nType=Application\nName=Folder\nExec=pcmanfm --new-win %U\n");
+    write("xfce-mimeapps.list", "[Default Applications]\ninode/directory=pcmanfm-folder.desktop\n");
+    EXPECT_EQ(apps.defaultFileManager(TWDesktopEntryIndex({root + "/data"})), "pcmanfm");
 }

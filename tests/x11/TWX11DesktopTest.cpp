@@ -240,6 +240,24 @@ TEST_F(TWX11DesktopTest, FrontSwitchIsReportedWhenTheOwningApplicationChanges) {
     EXPECT_TRUE(switchTo(twoWin, 2));
 }
 
+// Each run of the command-line tool is a process that has followed no front switch: what was in
+// front when one run hid the others is kept on the display for the next run's show-all.
+TEST_F(TWX11DesktopTest, TheToolsShowAllGivesFocusBackToTheApplicationInFrontAtItsHide) {
+    const unsigned long first = windowsOf(client({"--class", "first,First"})).at(0);
+    const unsigned long second = windowsOf(client({"--class", "second,Second"})).at(0);
+    run({"wmctrl", "-i", "-a", std::to_string(first)});
+    ASSERT_TRUE(waitFor([&] { return desktop_->activeWindow() == first; }));
+    const std::string tool = TWTestProgramPath("tidewellctl");
+    ASSERT_EQ(std::system((tool + " hide-others >/dev/null 2>&1").c_str()), 0);
+    ASSERT_TRUE(becomesIconic(first) && becomesIconic(second));
+    ASSERT_EQ(std::system((tool + " show-all >/dev/null 2>&1").c_str()), 0);
+    EXPECT_TRUE(waitFor([&] {
+        return !desktop_->isIconic(first) && !desktop_->isIconic(second) &&
+               desktop_->activeWindow() == first;
+    })) << "active: "
+        << desktop_->activeWindow();
+}
+
 TEST_F(TWX11DesktopTest, RequestsForVanishedWindowsAreSkippedWithAtMostOneLineEach) {
     pid_t listed = client({"--class", "doomed,Doomed"}, 3);
     pid_t doomed = client({"--class", "vanishing,Vanishing"}, 2);

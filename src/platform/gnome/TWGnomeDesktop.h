@@ -5,6 +5,7 @@
 
 #include "TWDesktop.h"
 #include "TWDroppingAppleEventSender.h"
+#include "TWFileFrontRecord.h"
 #include "TWGnomeConnection.h"
 #include "TWGnomeGlobalShortcuts.h"
 #include "TWGnomeWorkspace.h"
@@ -40,6 +41,7 @@ class TWGnomeDesktop : public TWDesktop {
     TWKeyboard& keyboard() override { return keyboard_; }
     TWAppleEventSender& appleEventSender() override { return appleEventSender_; }
     TWSystemSound& systemSound() override { return systemSound_; }
+    TWFrontRecord& frontRecord() override { return frontRecord_; }
     TWGlobalShortcuts& globalShortcuts() override { return *globalShortcuts_; }
     int eventFileDescriptor() override;
     void dispatchPendingEvents() override;
@@ -59,4 +61,6 @@ class TWGnomeDesktop : public TWDesktop {
     TWGnomeKeyboard keyboard_;
     TWGnomeSystemSound systemSound_;
     TWDroppingAppleEventSender appleEventSender_;
+    // Beside the record of the hidden windows, per session.
+    TWFileFrontRecord frontRecord_{"gnome-front-" + connection_->sessionName()};
 };

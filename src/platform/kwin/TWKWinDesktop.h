@@ -4,6 +4,7 @@
 
 #include "TWDesktop.h"
 #include "TWDroppingAppleEventSender.h"
+#include "TWFileFrontRecord.h"
 #include "TWKWinConnection.h"
 #include "TWKWinGlobalShortcuts.h"
 #include "TWKWinWorkspace.h"
@@ -39,6 +40,7 @@ class TWKWinDesktop : public TWDesktop {
     TWKeyboard& keyboard() override { return keyboard_; }
     TWAppleEventSender& appleEventSender() override { return appleEventSender_; }
     TWSystemSound& systemSound() override { return systemSound_; }
+    TWFrontRecord& frontRecord() override { return frontRecord_; }
     TWGlobalShortcuts& globalShortcuts() override { return *globalShortcuts_; }
     // One descriptor for the compositor's events and, once shortcuts are bound, the session
     // bus's.
@@ -60,4 +62,6 @@ class TWKWinDesktop : public TWDesktop {
     TWKWinKeyboard keyboard_;
     TWKWinSystemSound systemSound_;
     TWDroppingAppleEventSender appleEventSender_;
+    // Beside the record of the hidden windows, per Wayland display.
+    TWFileFrontRecord frontRecord_{"kwin-front-" + connection_->displayName()};
 };

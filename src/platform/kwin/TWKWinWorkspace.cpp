@@ -3,7 +3,7 @@
 #include "TWKWinWorkspace.h"
 
 #include "TWLog.h"
-#include "TWProcessLauncher.h"
+#include "TWMimeApps.h"
 
 #include <chrono>
 #include <set>
@@ -86,18 +86,12 @@ TWKWinWorkspace::TWKWinWorkspace(TWKWinConnection& connection)
 std::string TWKWinWorkspace::fileManagerBundleIdentifier() {
     if (fileManagerID_)
         return *fileManagerID_;
-    std::string out;
-    if (!TWProcessLauncher::captureOutput({"xdg-mime", "query", "default", "inode/directory"}, out))
-        TWLog(LOG_WARNING, logClass_, "xdg-mime could not name the default file manager");
-    out = out.substr(0, out.find('\n'));
-    while (!out.empty() && (out.back() == ' ' || out.back() == '\r' || out.back() == '\t'))
-        out.pop_back();
-    const std::string suffix = ".desktop";
-    if (out.size() > suffix.size() &&
-        out.compare(out.size() - suffix.size(), suffix.size(), suffix) == 0)
-        out.resize(out.size() - suffix.size());
-    if (out.empty())
+    // Read in-process: xdg-mime is a shell script that, on Plasma, runs KDE's own tools, a
+    // tenth of a second or more at every start of the command-line tool.
+    TWMimeApps mimeApps;
+    const auto id = mimeApps.defaultFileManager(desktopEntries());
+    if (!id)
         TWLog(LOG_WARNING, logClass_, "no default file manager is set for inode/directory");
-    fileManagerID_ = out;
-    return out;
+    fileManagerID_ = id.value_or("");
+    return *fileManagerID_;
 }

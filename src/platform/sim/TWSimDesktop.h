@@ -48,6 +48,8 @@ class TWSimDesktop : public TWDesktop,
     TWKeyboard& keyboard() override { return *this; }
     TWAppleEventSender& appleEventSender() override { return *this; }
     TWSystemSound& systemSound() override { return *this; }
+    // Kept in memory: a second simulated desktop is a session of its own.
+    TWFrontRecord& frontRecord() override { return frontRecord_; }
     TWGlobalShortcuts& globalShortcuts() override { return shortcuts_; }
     // The global shortcuts with what tests script on them (presses, keys held by others).
     TWSimGlobalShortcuts& simGlobalShortcuts() { return shortcuts_; }
@@ -156,4 +158,5 @@ class TWSimDesktop : public TWDesktop,
     std::vector<std::function<void()>> frontSwitchHandlers_;
     TWScriptingAdapter scripting_;
     TWSimGlobalShortcuts shortcuts_;
+    TWProcessFrontRecord frontRecord_;
 };

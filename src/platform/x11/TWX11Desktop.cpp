@@ -24,7 +24,8 @@ TWX11Desktop::TWX11Desktop(std::unique_ptr<TWX11Connection> connection)
           [&workspace = *workspace_](bool) { return workspace.activeApplicationKey(); })),
       keyboard_(std::make_unique<TWX11Keyboard>(*connection_)),
       systemSound_(std::make_unique<TWX11SystemSound>(*connection_)),
-      globalShortcuts_(std::make_unique<TWX11GlobalShortcuts>(*connection_)) {
+      globalShortcuts_(std::make_unique<TWX11GlobalShortcuts>(*connection_)),
+      frontRecord_(std::make_unique<TWX11FrontRecord>(*connection_)) {
     connection_->setActiveWindowChangeHandler(
         [source = frontSwitchSource_.get()] { source->activeWindowChanged(); });
     connection_->setKeyEventHandler(

@@ -7,6 +7,7 @@
 #include "TWKeyedFrontSwitchSource.h"
 #include "TWScriptingAdapter.h"
 #include "TWX11Connection.h"
+#include "TWX11FrontRecord.h"
 #include "TWX11GlobalShortcuts.h"
 #include "TWX11Keyboard.h"
 #include "TWX11SystemSound.h"
@@ -27,6 +28,7 @@ class TWX11Desktop : public TWDesktop {
     TWKeyboard& keyboard() override { return *keyboard_; }
     TWAppleEventSender& appleEventSender() override { return appleEventSender_; }
     TWSystemSound& systemSound() override { return *systemSound_; }
+    TWFrontRecord& frontRecord() override { return *frontRecord_; }
     TWGlobalShortcuts& globalShortcuts() override { return *globalShortcuts_; }
     int eventFileDescriptor() override;
     void dispatchPendingEvents() override;
@@ -46,5 +48,6 @@ class TWX11Desktop : public TWDesktop {
     std::unique_ptr<TWX11Keyboard> keyboard_;
     std::unique_ptr<TWX11SystemSound> systemSound_;
     std::unique_ptr<TWX11GlobalShortcuts> globalShortcuts_;
+    std::unique_ptr<TWX11FrontRecord> frontRecord_;
     TWDroppingAppleEventSender appleEventSender_;
 };

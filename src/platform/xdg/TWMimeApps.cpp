@@ -167,3 +167,14 @@ std::optional<std::string> TWMimeApps::defaultApplication(const std::string& mim
     answers_[mimeType] = answer;
     return answer;
 }
+
+std::optional<std::string> TWMimeApps::defaultFileManager(const TWDesktopEntryIndex& installed) {
+    const auto handler = defaultApplication("inode/directory", installed);
+    if (!handler)
+        return std::nullopt;
+    const TWDesktopEntry* entry = installed.entryForID(*handler);
+    const TWDesktopEntry* main =
+        entry ? installed.mainEntryForProgram(TWDesktopEntryIndex::programOf(entry->exec))
+              : nullptr;
+    return main ? main->id : *handler;
+}

@@ -23,6 +23,10 @@ class TWMimeApps {
     // in $XDG_CONFIG_HOME, $XDG_CONFIG_DIRS, $XDG_DATA_HOME/applications and
     // $XDG_DATA_DIRS/applications, for each desktop of $XDG_CURRENT_DESKTOP.
     static std::vector<std::string> listFiles();
+    // The desktop-entry ID of the user's file manager: the default application for folders, or,
+    // when that is an entry of its own that starts a file manager's program (a folder handler),
+    // the entry that stands for that program; none when nothing handles folders.
+    std::optional<std::string> defaultFileManager(const TWDesktopEntryIndex& installed);
 
   private:
     struct Lists {
