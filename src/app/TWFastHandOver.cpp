@@ -84,8 +84,15 @@ std::optional<std::string> TWFastHandOver::messageFor(const std::vector<std::str
     const std::string& only = arguments.front();
     if (only == "--hide-all" || only == "--show-all" || only == "--status")
         return only.substr(2);
-    if (!only.empty() && only[0] != '-' && only.size() + 4 <= kMaximumPayload)
-        return "url " + only;
+    // Only the request the instance carries out (x-tidewell-action:preferences, with any
+    // slashes): any other URL is for the full program to refuse, in the user's language.
+    if (only.rfind("x-tidewell-action:", 0) == 0 && only.size() + 4 <= kMaximumPayload) {
+        const std::string request = only.substr(only.find(':') + 1);
+        const size_t first = request.find_first_not_of('/');
+        if (first != std::string::npos &&
+            request.substr(first, request.find_last_not_of('/') + 1 - first) == "preferences")
+            return "url " + only;
+    }
     return std::nullopt;
 }
 
@@ -127,6 +134,10 @@ std::optional<int> TWFastHandOver::run(int argc, char** argv) {
         std::fputs("tidewell: Tidewell is running but did not answer\n", stderr);
         return 1;
     }
+    // Refused (the instance is ending): the full program asks again and says so in the user's
+    // language.
+    if (*reply == "refused")
+        return std::nullopt;
     if (*message == "status")
         std::fwrite(reply->data(), 1, reply->size(), stdout);
     return 0;

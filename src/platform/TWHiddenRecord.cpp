@@ -83,6 +83,11 @@ TWHiddenRecord TWHiddenRecord::atPath(const std::string& path) {
     return record;
 }
 
+TWHiddenMarks TWHiddenRecord::parse(std::string_view text) {
+    std::istringstream in{std::string(text)};
+    return ::parse(in);
+}
+
 long long TWHiddenRecord::now() {
     return static_cast<long long>(std::time(nullptr));
 }

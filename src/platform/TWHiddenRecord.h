@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 // One window Tidewell minimized.
 struct TWHiddenMark {
@@ -43,6 +44,8 @@ class TWHiddenRecord {
                       const std::function<std::optional<bool>(const std::string&)>& minimized,
                       long long now, long long grace = kConfirmationGrace);
     static long long now();
+    // The marks in a record's text (lines that are no mark are skipped).
+    static TWHiddenMarks parse(std::string_view text);
     static constexpr long long kConfirmationGrace = 10;
 
   private:

@@ -2,6 +2,7 @@
 // The global shortcuts kept in step with the shared store, on the simulated desktop.
 #include "TWShortcutBinder.h"
 #include "TWCommon.h"
+#include "TWLogCapture.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -77,6 +78,18 @@ TEST(TWShortcutBinder, BindsWhileActiveRunsTheRequestsAndReportsWhatFailed) {
     f.binder.refresh();
     EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "");
     EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());
+
+    // A refusal is logged once however often it is looked at again, and cut short.
+    {
+        TWLogCapture capture;
+        f.shared.setObject(TWPlistValue("Ctrl+Alt+" + std::string(1 << 20, 'x')),
+                           TWShowAllShortcutKey);
+        for (int i = 0; i < 3; ++i)
+            f.binder.refresh();
+        ASSERT_EQ(capture.lines.size(), 1u);
+        EXPECT_LT(capture.lines[0].size(), 300u);
+        EXPECT_LT(f.binder.problem(Action::ShowAll)->size(), 300u);
+    }
 
     // Other keys given in the desktop's settings become the stored ones, bound as they are.
     f.keys.changeInSettings(Action::HideOthers, "Ctrl+Alt+J");
