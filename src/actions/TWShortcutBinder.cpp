@@ -123,7 +123,11 @@ void TWShortcutBinder::refresh() {
         b.keys = keys;
         b.refused = false;
         const auto combination = TWKeyCombination::parse(keys);
-        if (combination && !combination->isGlobalShortcut()) {
+        if (!combination) {
+            // Hand-edited text that names no keys: said here alike on every desktop.
+            b.problem =
+                TWFormat(TWLocalizedString("\"%@\" is not a key combination."), shortened(keys));
+        } else if (!combination->isGlobalShortcut()) {
             // A hand-edited "H" would take the letter from every program.
             b.problem = TWLocalizedString(
                 "A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).");
@@ -143,7 +147,7 @@ void TWShortcutBinder::refresh() {
                   std::string("the shortcut of ") + actionTitle(action) +
                       " is not registered: " + *b.problem);
         else if (!b.problem)
-            TWLog(LOG_INFO, kLogClass, keys + " registered for " + actionTitle(action));
+            TWLog(LOG_INFO, kLogClass, shortened(keys) + " registered for " + actionTitle(action));
     }
 }
 

@@ -283,8 +283,10 @@ TEST_F(TWFaultSuiteX11Test, AStoppedFollowerHoldsUpNoRun) {
         ASSERT_EQ(stopped.size(), 1u);
         ::kill(stopped[0], SIGSTOP);
         std::vector<int> queued;
-        if (fullQueue)
-            ASSERT_FALSE((queued = fillFollowerQueue()).empty());
+        if (fullQueue) {
+            queued = fillFollowerQueue();
+            ASSERT_FALSE(queued.empty());
+        }
         for (const char* action : {"show-all", "hide-others", "hide-others"})
             finishWithin(desktop.spawn({tool, action}), seconds(15));
         for (int fd : queued)

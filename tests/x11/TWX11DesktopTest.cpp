@@ -469,8 +469,9 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
         const Said said = run(c.arguments, c.environment);
         EXPECT_EQ(said.status, c.status) << said.out;
         EXPECT_NE(said.out.find(c.says), std::string::npos) << said.out;
-        if (c.never)
+        if (c.never) {
             EXPECT_EQ(said.out.find(c.never), std::string::npos) << said.out;
+        }
     }
 
     // Tidewell is listed once, as itself (here this test program stands in for it), and never
