@@ -576,6 +576,56 @@ bool isRunning(TWDesktop& desktop, const std::string& id) {
     return false;
 }
 
+// The application that was in front when a run of the tool hid the others, kept for the show-all
+// of a later run (each run is a process of its own, which saw no front switch): one line in the
+// runtime directory, per display.
+std::string frontRecordPath() {
+    const std::string dir = TWProcessRegistry::registryDirectory();
+    if (dir.empty())
+        return {};
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    const char* x11 = std::getenv("DISPLAY");
+    std::string display = wayland && *wayland ? wayland : x11 ? x11 : "";
+    std::replace(display.begin(), display.end(), '/', '_');
+    return dir + "/front-application-" + display;
+}
+
+// Before hide-others: records the application in front. The file manager, which a hide-others
+// brings forward, does not replace the record of one that hid before it (a shortcut held down).
+void rememberFrontApplication(TWCommon& common, TWDesktop& desktop) {
+    const std::string path = frontRecordPath();
+    if (path.empty())
+        return;
+    common.setCurrentProcess();
+    const std::optional<std::string> front = common.currentActiveBundleID();
+    if (!front || *front == TWOwnBundleIdentifier ||
+        (*front == desktop.workspace().fileManagerBundleIdentifier() &&
+         std::filesystem::exists(path)))
+        return;
+    const std::string temporary = path + ".new";
+    {
+        std::ofstream out(temporary, std::ios::trunc);
+        out << *front << "\n";
+        if (!out)
+            return;
+    }
+    std::error_code failed;
+    std::filesystem::rename(temporary, path, failed);
+}
+
+// Before show-all: the application a run of the tool recorded, the one brought back; the record
+// is used once.
+void recallFrontApplication(TWCommon& common) {
+    const std::string path = frontRecordPath();
+    std::ifstream in(path);
+    std::string front;
+    if (path.empty() || !std::getline(in, front) || front.empty())
+        return;
+    common.setCurrentActiveBundleID(front);
+    std::error_code failed;
+    std::filesystem::remove(path, failed);
+}
+
 // What came of one command.
 enum class Outcome { Done, UnknownCommand, NoSuchApplication };
 
@@ -592,11 +642,13 @@ Outcome runCommand(const std::vector<std::string>& words, TWCommon& common, TWDe
     std::optional<RunLock> lock;
     if (command != "list")
         lock.emplace();
-    if (command == "hide-others")
+    if (command == "hide-others") {
+        rememberFrontApplication(common, desktop);
         common.showFinderHideOthers();
-    else if (command == "show-all")
+    } else if (command == "show-all") {
+        recallFrontApplication(common);
         common.showAll();
-    else if (command == "toggle" && words.size() == 2)
+    } else if (command == "toggle" && words.size() == 2)
         common.activateApplicationWithBundleID(words[1], true);
     else if (command == "list")
         printList(desktop);

@@ -424,7 +424,7 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
         int status;
         std::string out;
     };
-    auto run = [](const std::string& arguments, const std::string& environment = {}) {
+    auto ctl = [](const std::string& arguments, const std::string& environment = {}) {
         FILE* pipe = ::popen(
             (environment + " " + TWTestProgramPath("tidewellctl") + " " + arguments + " 2>&1")
                 .c_str(),
@@ -437,7 +437,7 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
         said.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         return said;
     };
-    auto tool = [&](const std::string& arguments) { return run(arguments).status; };
+    auto tool = [&](const std::string& arguments) { return ctl(arguments).status; };
     // (arguments, environment, status, what the output says, what it must not say)
     const struct {
         const char *arguments, *environment;
@@ -466,7 +466,7 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.environment) + " tidewellctl " + c.arguments);
-        const Said said = run(c.arguments, c.environment);
+        const Said said = ctl(c.arguments, c.environment);
         EXPECT_EQ(said.status, c.status) << said.out;
         EXPECT_NE(said.out.find(c.says), std::string::npos) << said.out;
         if (c.never) {
@@ -477,12 +477,12 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     // Tidewell is listed once, as itself (here this test program stands in for it), and never
     // the tool that lists.
     TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName, 0);
-    const std::string listed = run("list").out;
+    const std::string listed = ctl("list").out;
     TWProcessRegistry::unregisterCurrentProcess();
     const size_t first = listed.find(TWOwnBundleIdentifier);
     EXPECT_NE(first, std::string::npos) << listed;
     EXPECT_EQ(listed.find(TWOwnBundleIdentifier, first + 1), std::string::npos) << listed;
-    EXPECT_EQ(run("list").out.find(TWOwnBundleIdentifier), std::string::npos);
+    EXPECT_EQ(ctl("list").out.find(TWOwnBundleIdentifier), std::string::npos);
 
     // The user has excluded "Keep".
     TWPlistFileStore shared(TWStorePaths::sharedStorePath());
@@ -496,7 +496,12 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     const unsigned long keep = windowsOf(client({"--class", "keep,Keep"})).at(0);
     const unsigned long spare = windowsOf(client({"--class", "spare,Spare"})).at(0);
     const unsigned long other = windowsOf(client({"--class", "other,Other"})).at(0);
-    // An exclusion for this run only comes on top of the file's.
+    // An exclusion for this run only comes on top of the file's. The application in front then
+    // has it again after a show-all run later.
+    char id[32];
+    std::snprintf(id, sizeof id, "0x%lx", other);
+    run({"wmctrl", "-i", "-a", id});
+    ASSERT_TRUE(waitFor([&] { return desktop_->activeWindow() == other; }));
     EXPECT_EQ(tool("--exclude Spare --set ShowFinder=NO hide-others"), 0);
     EXPECT_TRUE(becomesIconic(other));
     EXPECT_FALSE(desktop_->isIconic(keep)) << "excluded in the settings file";
@@ -505,6 +510,7 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     EXPECT_FALSE(std::ifstream(TWStorePaths::ownStorePath()).good()) << "no file was created";
     EXPECT_EQ(tool("show-all"), 0);
     EXPECT_TRUE(waitFor([&] { return !desktop_->isIconic(other); }));
+    EXPECT_TRUE(waitFor([&] { return desktop_->activeWindow() == other; }));
     std::remove(TWStorePaths::sharedStorePath().c_str());
 }
 
