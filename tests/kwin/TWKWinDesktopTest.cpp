@@ -188,6 +188,13 @@ TEST_F(TWKWinDesktopTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientK
     EXPECT_TRUE(becomes(terminalWindow, false));
     EXPECT_TRUE(isActive(terminalWindow));
     EXPECT_TRUE(marks().empty());
+    // The same from two runs of the tool: the show-all run, a process that saw no front switch,
+    // gives the focus back too.
+    run({kTool, "hide-others"});
+    EXPECT_TRUE(becomes(terminalWindow, true));
+    run({kTool, "show-all"});
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    EXPECT_TRUE(isActive(terminalWindow));
 
     // A client listed, then killed before its hide, as hide-others can meet it: the rest is
     // hidden and shown again, and the dead window's mark, if it got one, goes with the window.
