@@ -543,5 +543,13 @@
         <source>Tidewell is ending and takes no requests</source>
         <translation>Tidewell wird beendet und nimmt keine Anfragen an</translation>
     </message>
+    <message id="the follower of hidden windows (process %@) did not answer; a new one takes its place">
+        <source>the follower of hidden windows (process %@) did not answer; a new one takes its place</source>
+        <translation>der Beobachter der ausgeblendeten Fenster (Prozess %@) hat nicht geantwortet; ein neuer tritt an seine Stelle</translation>
+    </message>
+    <message id="the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all">
+        <source>the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all</source>
+        <translation>der Beobachter der ausgeblendeten Fenster hat nicht geantwortet; ein von Hand wiederhergestelltes Fenster kann beim nächsten show-all wiederkommen</translation>
+    </message>
 </context>
 </TS>

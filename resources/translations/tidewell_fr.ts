@@ -543,5 +543,13 @@
         <source>Tidewell is ending and takes no requests</source>
         <translation>Tidewell se termine et ne prend aucune requête</translation>
     </message>
+    <message id="the follower of hidden windows (process %@) did not answer; a new one takes its place">
+        <source>the follower of hidden windows (process %@) did not answer; a new one takes its place</source>
+        <translation>le suivi des fenêtres masquées (processus %@) n'a pas répondu ; un nouveau prend sa place</translation>
+    </message>
+    <message id="the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all">
+        <source>the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all</source>
+        <translation>le suivi des fenêtres masquées n'a pas répondu ; une fenêtre restaurée à la main peut revenir au prochain show-all</translation>
+    </message>
 </context>
 </TS>

@@ -387,9 +387,9 @@ bool replaceFollower(const std::string& lockPath) {
     const pid_t pid = followerHolding(lockPath);
     if (pid <= 0)
         return false;
-    TWLog(LOG_WARNING, "tidewellctl",
-          "the follower of hidden windows (" + std::to_string(pid) +
-              ") did not answer; a new one takes its place");
+    complain(TWFormat(TWLocalizedString("the follower of hidden windows (process %@) did not "
+                                        "answer; a new one takes its place"),
+                      std::to_string(pid)));
     // SIGKILL ends a stopped process too. The marks are on the windows: the next follower
     // takes them on.
     ::kill(pid, SIGKILL);
@@ -466,9 +466,9 @@ void keepMarksFollowed(TWDesktop& desktop) {
                 started = false;
                 end = std::chrono::steady_clock::now() + kFollowerAnswerBound;
             } else if (late) {
-                TWLog(LOG_WARNING, "tidewellctl",
-                      "the follower of hidden windows did not answer; a window restored by "
-                      "hand may come back at the next show-all");
+                complain(TWLocalizedString("the follower of hidden windows did not answer; a "
+                                           "window restored by hand may come back at the next "
+                                           "show-all"));
                 return;
             }
         }
