@@ -96,49 +96,85 @@ std::optional<std::string> TWFastHandOver::messageFor(const std::vector<std::str
     return std::nullopt;
 }
 
-std::optional<int> TWFastHandOver::run(int argc, char** argv) {
-    const std::optional<std::string> message =
-        messageFor(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
-    if (!message)
-        return std::nullopt;
+namespace {
+
+enum class Exchange { NoInstance, NoAnswer, Answered };
+
+// Sends `message` to the instance listening in Tidewell's runtime directory and reads its reply.
+// NoInstance when none of this user listens there or anything is unusual (the directory, the
+// peer). The connection is made without blocking: an instance that is stopped, its queue full,
+// does not answer, and holds no one up for longer than the hand-over's bound.
+Exchange exchangeWithInstance(const std::string& message, std::string& reply) {
     // Only a directory of ours alone, as the instance keeps it; anything else is for the full
     // program to report.
     const std::string directory = TWBaseDirectories::runtimeDirectory();
     struct stat status {};
     if (::lstat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) ||
         status.st_uid != ::geteuid() || (status.st_mode & 077) != 0)
-        return std::nullopt;
+        return Exchange::NoInstance;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::string path = directory + "/" + TWInstanceProtocol::socketName;
     if (path.size() >= sizeof address.sun_path)
-        return std::nullopt;
+        return Exchange::NoInstance;
     path.copy(address.sun_path, path.size());
-    TWDescriptor socket{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    if (socket.fd < 0 ||
-        ::connect(socket.fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        return std::nullopt; // nobody listens: this start may become the instance
+    TWDescriptor socket{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    if (socket.fd < 0)
+        return Exchange::NoInstance;
+    if (::connect(socket.fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        // EAGAIN: the queue is full, nobody takes the connection. Otherwise nobody listens:
+        // this start may become the instance.
+        return errno == EAGAIN ? Exchange::NoAnswer : Exchange::NoInstance;
     ucred peer{};
     socklen_t size = sizeof peer;
     if (::getsockopt(socket.fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 ||
         peer.uid != ::geteuid())
-        return std::nullopt;
+        return Exchange::NoInstance;
 
-    const auto length = uint32_t(message->size());
+    const auto length = uint32_t(message.size());
     const std::string frame = std::string{char(length >> 24), char(length >> 16 & 0xff),
                                           char(length >> 8 & 0xff), char(length & 0xff)} +
-                              *message;
-    const std::optional<std::string> reply =
+                              message;
+    // (A frame is far smaller than a fresh socket's buffer: it is written at once.)
+    const std::optional<std::string> answer =
         writeAll(socket.fd, frame) ? readReply(socket.fd) : std::nullopt;
-    if (!reply) {
+    if (!answer)
+        return Exchange::NoAnswer;
+    reply = *answer;
+    return Exchange::Answered;
+}
+
+} // namespace
+
+std::optional<std::string> TWFastHandOver::request(const std::string& message) {
+    if (message.empty() || message.size() > kMaximumPayload)
+        return std::nullopt;
+    std::string reply;
+    if (exchangeWithInstance(message, reply) != Exchange::Answered)
+        return std::nullopt;
+    return reply;
+}
+
+std::optional<int> TWFastHandOver::run(int argc, char** argv) {
+    const std::optional<std::string> message =
+        messageFor(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
+    if (!message)
+        return std::nullopt;
+    std::string reply;
+    switch (exchangeWithInstance(*message, reply)) {
+    case Exchange::NoInstance:
+        return std::nullopt;
+    case Exchange::NoAnswer:
         std::fputs("tidewell: Tidewell is running but did not answer\n", stderr);
         return 1;
+    case Exchange::Answered:
+        break;
     }
     // Refused (the instance is ending): the full program asks again and says so in the user's
     // language.
-    if (*reply == "refused")
+    if (reply == "refused")
         return std::nullopt;
     if (*message == "status")
-        std::fwrite(reply->data(), 1, reply->size(), stdout);
+        std::fwrite(reply.data(), 1, reply.size(), stdout);
     return 0;
 }

@@ -6,6 +6,7 @@
 #include "TWCommandLineLocalizer.h"
 #include "TWCommon.h"
 #include "TWDesktopEntryIndex.h"
+#include "TWFastHandOver.h"
 #include "TWFormat.h"
 #include "TWGnomeDesktop.h"
 #include "TWKWinDesktop.h"
@@ -817,6 +818,16 @@ int main(int argc, char** argv) {
     if (!known)
         return bad(TWFormat(TWLocalizedString("unknown command or wrong arguments: %@"), command));
 
+    // Tidewell running: hide-others and show-all are its to carry out, as a second start of it
+    // hands them over (a run of the tool would pay for a connection of its own to the desktop,
+    // which KWin takes a quarter of a second to admit). Not a run with settings of its own, nor
+    // one for another display; nor when the instance does not answer: the tool acts itself then.
+    if ((command == "hide-others" || command == "show-all") && display.empty() &&
+        overrides.empty() && excluded.empty()) {
+        const auto reply = TWFastHandOver::request(command == "hide-others" ? "hide-all" : command);
+        if (reply && *reply == "ok")
+            return 0;
+    }
     if (!display.empty())
         setenv("DISPLAY", display.c_str(), 1);
     std::string whyNot;

@@ -124,6 +124,12 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     EXPECT_EQ(handedOver, 0);
     EXPECT_TRUE(loaded.contains("libc.so") && !loaded.contains("libQt6")) << loaded.toStdString();
     EXPECT_EQ(status().count("hide-all"), 1);
+    // tidewellctl hands its hide-others to the instance too (it needs no desktop of its own
+    // then); one with settings of its own does not.
+    const QString tool = QString::fromStdString(TWTestProgramPath("tidewellctl"));
+    EXPECT_EQ(run({"hide-others"}, nullptr, tool).first, 0);
+    EXPECT_EQ(status().count("hide-all"), 2);
+    EXPECT_EQ(run({"--set", "Minimize=NO", "hide-others"}, nullptr, tool).first, 1);
 
     // A crashed instance leaves its socket behind; the next start replaces it.
     ::kill(pid_t(instance.processId()), SIGKILL);
