@@ -2,8 +2,9 @@
 // Hide-others from the command line on Xvfb + openbox, 50 applications of 2 windows each:
 // `tidewellctl hide-others` (a process that connects, lists, hides and ends) against the same
 // request handed to the running tidewell (`tidewell --hide-all`, and the bare request on its
-// socket). Each run is timed from the start of the command until an observer on a connection
-// of its own sees WM_STATE Iconic on every window; show-all in between is not timed.
+// socket), and the tool while tidewell runs (it hands the request over). Each run is timed from the
+// start of the command until an observer on a connection of its own sees WM_STATE Iconic on every
+// window; show-all in between is not timed.
 #include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"
@@ -150,5 +151,23 @@ static void BM_InstanceRequestOnly(benchmark::State& state) {
         [] { TWTestTidewell::request("show-all"); });
 }
 BENCHMARK(BM_InstanceRequestOnly)->Iterations(10)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The tool while tidewell runs: it hands the request over.
+static void BM_ToolProcessWithInstance(benchmark::State& state) {
+    Desktop& d = desktop();
+    if (d.tidewell && TWTestTidewell::request("status").empty() && d.tidewell->start() <= 0) {
+        state.SkipWithError("tidewell did not start");
+        return;
+    }
+    timeHide(
+        state,
+        [] {
+            TWTestDesktop::run({tool(), "hide-others"});
+        },
+        [] {
+            TWTestDesktop::run({tool(), "show-all"});
+        });
+}
+BENCHMARK(BM_ToolProcessWithInstance)->Iterations(10)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 BENCHMARK_MAIN();
