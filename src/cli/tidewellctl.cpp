@@ -263,6 +263,10 @@ bool connectionLost(TWDesktop& desktop) {
 // down) would otherwise each find the others' windows half minimized, and the window manager,
 // busy with all of them, slow enough to be taken for one that cannot minimize. Held for one
 // command; a run still waiting after kRunLockBound goes ahead and says so.
+pid_t followerHolding(const std::string& lockPath);
+void endFollower(pid_t pid);
+void nameHolder(int lockFd);
+
 class RunLock {
   public:
     static constexpr std::chrono::seconds kRunLockBound{120};
@@ -270,18 +274,27 @@ class RunLock {
         const std::string dir = TWProcessRegistry::registryDirectory();
         if (dir.empty())
             return;
-        fd_ = ::open((dir + "/command-line.lock").c_str(),
-                     O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
-        const auto end = std::chrono::steady_clock::now() + kRunLockBound;
+        const std::string path = dir + "/command-line.lock";
+        fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+        const auto start = std::chrono::steady_clock::now();
+        bool followerEnded = false;
         while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0) {
-            if ((errno != EWOULDBLOCK && errno != EINTR) ||
-                std::chrono::steady_clock::now() >= end) {
+            const auto now = std::chrono::steady_clock::now();
+            if ((errno != EWOULDBLOCK && errno != EINTR) || now >= start + kRunLockBound) {
                 complain(TWLocalizedString(
                     "another run keeps the desktop busy; going ahead without waiting for it"));
-                break;
+                return;
+            }
+            // The follower of marked windows holds it only for a look: one that keeps it
+            // (stopped, stuck) is ended, as a run ends one that does not answer.
+            if (!followerEnded && now >= start + kFollowerAnswerBound) {
+                followerEnded = true;
+                if (const pid_t follower = followerHolding(path); follower > 0)
+                    endFollower(follower);
             }
             usleep(10000);
         }
+        nameHolder(fd_);
     }
     ~RunLock() {
         if (fd_ >= 0)
@@ -382,18 +395,30 @@ pid_t followerHolding(const std::string& lockPath) {
     return line.find(std::string(kFollowMarksMode) + '\0') != std::string::npos ? pid : -1;
 }
 
+// Writes this process's pid into the lock it holds, for a process that waits on it.
+void nameHolder(int lockFd) {
+    const std::string pid = std::to_string(::getpid()) + "\n";
+    if (lockFd < 0 || ::ftruncate(lockFd, 0) != 0 ||
+        ::pwrite(lockFd, pid.data(), pid.size(), 0) < 0)
+        TWLog(LOG_WARNING, "tidewellctl", "cannot name the holder of a lock");
+}
+
+// Ends the follower `pid`, which does not answer. SIGKILL ends a stopped process too. The marks
+// are on the windows: the next follower takes them on.
+void endFollower(pid_t pid) {
+    complain(TWFormat(TWLocalizedString("the follower of hidden windows (process %@) did not "
+                                        "answer; a new one takes its place"),
+                      std::to_string(pid)));
+    ::kill(pid, SIGKILL);
+}
+
 // Ends a follower that does not answer, so that a new one can take its place; true once its lock
 // is free.
 bool replaceFollower(const std::string& lockPath) {
     const pid_t pid = followerHolding(lockPath);
     if (pid <= 0)
         return false;
-    complain(TWFormat(TWLocalizedString("the follower of hidden windows (process %@) did not "
-                                        "answer; a new one takes its place"),
-                      std::to_string(pid)));
-    // SIGKILL ends a stopped process too. The marks are on the windows: the next follower
-    // takes them on.
-    ::kill(pid, SIGKILL);
+    endFollower(pid);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
     while (std::chrono::steady_clock::now() < end) {
         const int fd = openLockFile(lockPath);
@@ -499,6 +524,7 @@ bool endWhenNothingHidden(TWX11Desktop& desktop, int listener, const std::string
             ::close(runLock);
         return false;
     }
+    nameHolder(runLock);
     desktop.x11Workspace().followMarked();
     desktop.dispatchPendingEvents();
     const bool end = desktop.x11Workspace().followedCount() == 0;
@@ -522,9 +548,7 @@ int followMarks() {
     if (lock < 0 || ::flock(lock, LOCK_EX | LOCK_NB) != 0 || !socketAddress(socketPath, address))
         return 0;
     // Named in its lock, so that a run can end it when it stops answering.
-    const std::string pid = std::to_string(::getpid()) + "\n";
-    if (::ftruncate(lock, 0) != 0 || ::pwrite(lock, pid.data(), pid.size(), 0) < 0)
-        TWLog(LOG_WARNING, "tidewellctl", "cannot name the follower in " + lockPath);
+    nameHolder(lock);
     auto desktop = TWX11Desktop::open();
     if (!desktop)
         return kExitNoDisplay;
