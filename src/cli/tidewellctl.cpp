@@ -865,8 +865,10 @@ int main(int argc, char** argv) {
     }
     // Log lines go to standard error as well as to the system log.
     TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
+    const std::optional<TWDesktopEntryIndex> installed =
+        excludedIDs.empty() ? std::nullopt : std::optional<TWDesktopEntryIndex>(std::in_place);
     for (const std::string& id : excludedIDs) {
-        if (!TWDesktopEntryIndex().entryForID(id) && !isRunning(*desktop, id))
+        if (!installed->entryForID(id) && !isRunning(*desktop, id))
             complain(TWFormat(TWLocalizedString("warning: --exclude %@ names no installed or "
                                                 "running application"),
                               id));
