@@ -5,7 +5,8 @@
 // window minimized; show-all in between is not timed. Set TIDEWELL_BENCH_TOOL to time another
 // build of the tool.
 // - TidewellCommandBench: Xvfb + openbox, 50 applications of 2 windows each, against the running
-//   tidewell (`tidewell --hide-all`, and the bare request on its socket).
+//   tidewell (`tidewell --hide-all`, and the bare request on its socket), and the tool while
+//   tidewell runs (it hands the request over).
 // - TidewellCommandKWinBench (TW_BENCH_KWIN): a headless KWin, ten real windows (five
 //   weston-terminal, five weston-flower), against the actions in this process, as the running
 //   application has them.
@@ -307,6 +308,24 @@ static void BM_InstanceRequestOnly(benchmark::State& state) {
         [] { TWTestTidewell::request("show-all"); });
 }
 BENCHMARK(BM_InstanceRequestOnly)->Iterations(10)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The tool while tidewell runs: it hands the request over.
+static void BM_ToolProcessWithInstance(benchmark::State& state) {
+    Desktop& d = desktop();
+    if (d.tidewell && TWTestTidewell::request("status").empty() && d.tidewell->start() <= 0) {
+        state.SkipWithError("tidewell did not start");
+        return;
+    }
+    timeHide(
+        state,
+        [] {
+            TWTestDesktop::run({tool(), "hide-others"});
+        },
+        [] {
+            TWTestDesktop::run({tool(), "show-all"});
+        });
+}
+BENCHMARK(BM_ToolProcessWithInstance)->Iterations(10)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 BENCHMARK_MAIN();
 #endif

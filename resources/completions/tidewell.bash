@@ -2,8 +2,17 @@
 # Bash completion for tidewell, tidewellctl (and its former name tidewell-x11) and
 # tidewell-helper; installed under each program's name in bash-completion's completions folder.
 
-# The shared settings that tidewellctl --set changes for one run.
-_tidewell_settings="ShowFinder= ShowWindow= Minimize= CloseAllFinder="
+# The settings that tidewellctl --set changes for one run.
+_tidewell_settings="ShowFinder= ShowWindow= Minimize= CloseAllFinder= HideOthersShortcut= ShowAllShortcut= Menubar= IconStyle2= CheckForUpdates="
+
+# The values tidewellctl --set takes for the setting $1 (none listed for the shortcuts).
+_tidewell_values() {
+    case $1 in
+    IconStyle2) echo "1 2 4 5" ;;
+    HideOthersShortcut | ShowAllShortcut) ;;
+    *) echo "YES NO" ;;
+    esac
+}
 
 _tidewell() {
     local cur=${COMP_WORDS[COMP_CWORD]}
@@ -21,6 +30,22 @@ _tidewell_helper() {
 _tidewellctl() {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
     local program=${COMP_WORDS[0]} command="" i
+    # A value after --set KEY=: bash splits the word at '=' (COMP_WORDBREAKS), so the key is
+    # the word before the '=' then; a caller that does not split hands over KEY=VALUE whole.
+    if [[ $prev == = && ${COMP_WORDS[COMP_CWORD - 3]} == --set ]]; then
+        COMPREPLY=($(compgen -W "$(_tidewell_values "${COMP_WORDS[COMP_CWORD - 2]}")" -- "$cur"))
+        return
+    elif [[ $cur == = && ${COMP_WORDS[COMP_CWORD - 2]} == --set ]]; then
+        COMPREPLY=($(compgen -W "$(_tidewell_values "$prev")"))
+        return
+    elif [[ $prev == --set && $cur == *=* ]]; then
+        local key=${cur%%=*} value
+        COMPREPLY=()
+        for value in $(_tidewell_values "$key"); do
+            [[ $key=$value == "$cur"* ]] && COMPREPLY+=("$key=$value")
+        done
+        return
+    fi
     case $prev in
     --set)
         compopt -o nospace 2>/dev/null

@@ -307,10 +307,6 @@
         <source>show every hidden application and bring back the one in front</source>
         <translation>alle ausgeblendeten Programme einblenden und das vorderste zurückholen</translation>
     </message>
-    <message id="activate the application with desktop-entry ID, or hide it when it is in front">
-        <source>activate the application with desktop-entry ID, or hide it when it is in front</source>
-        <translation>das Programm mit der Desktop-Eintrag-ID aktivieren oder, wenn es vorn ist, ausblenden</translation>
-    </message>
     <message id="print the running applications">
         <source>print the running applications</source>
         <translation>die laufenden Programme ausgeben</translation>
@@ -331,10 +327,6 @@
         <source>work on the X display D (default: the session's desktop: on $WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers, KWin when it offers its window management; else $DISPLAY)</source>
         <translation>auf dem X-Display D arbeiten (Vorgabe: der Schreibtisch der Sitzung: auf $WAYLAND_DISPLAY GNOME Shell, wenn die Erweiterung von Tidewell antwortet, KWin, wenn es seine Fensterverwaltung anbietet; sonst $DISPLAY)</translation>
     </message>
-    <message id="use V for setting K in this run (YES, NO, a number or text)">
-        <source>use V for setting K in this run (YES, NO, a number or text)</source>
-        <translation>für die Einstellung K in diesem Lauf V verwenden (YES, NO, eine Zahl oder Text)</translation>
-    </message>
     <message id="leave the application ID alone in this run, as if it were excluded">
         <source>leave the application ID alone in this run, as if it were excluded</source>
         <translation>das Programm ID in diesem Lauf in Ruhe lassen, als wäre es ausgenommen</translation>
@@ -354,10 +346,6 @@
     <message id="Settings are read from the user's files, as the application reads them (%@). With --set or --exclude the files are only read: the changes apply to this run alone.">
         <source>Settings are read from the user's files, as the application reads them (%@). With --set or --exclude the files are only read: the changes apply to this run alone.</source>
         <translation>Die Einstellungen werden aus den Dateien des Benutzers gelesen, wie das Programm sie liest (%@). Mit --set oder --exclude werden die Dateien nur gelesen: die Änderungen gelten nur für diesen Lauf.</translation>
-    </message>
-    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden)">
-        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden)</source>
-        <translation>Rückgabewert: 0 erledigt, 1 kein Schreibtisch, auf dem gearbeitet werden kann, 2 falscher Aufruf, 3 die Fensterverwaltung minimiert keine Fenster (nichts wurde ausgeblendet)</translation>
     </message>
     <message id="lost the desktop's server">
         <source>lost the desktop's server</source>
@@ -534,6 +522,74 @@
     <message id="A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).">
         <source>A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).</source>
         <translation>Ein Tastenkürzel braucht Strg, Alt oder Meta, außer bei einer Funktionstaste (F1 bis F35).</translation>
+    </message>
+    <message id="hide the application with desktop-entry ID when it is shown (in front or not); show and activate it when it is hidden">
+        <source>hide the application with desktop-entry ID when it is shown (in front or not); show and activate it when it is hidden</source>
+        <translation>das Programm mit der Desktop-Eintrag-ID ausblenden, wenn es sichtbar ist (vorn oder nicht); es einblenden und aktivieren, wenn es ausgeblendet ist</translation>
+    </message>
+    <message id="use V for setting K in this run: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, 2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such as Ctrl+Alt+H, or nothing)">
+        <source>use V for setting K in this run: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, 2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such as Ctrl+Alt+H, or nothing)</source>
+        <translation>für die Einstellung K in diesem Lauf V verwenden: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar oder CheckForUpdates (YES oder NO), IconStyle2 (1, 2, 4 oder 5), HideOthersShortcut oder ShowAllShortcut (eine Tastenkombination wie Ctrl+Alt+H, oder nichts)</translation>
+    </message>
+    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle">
+        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle</source>
+        <translation>Rückgabewert: 0 erledigt, 1 kein Schreibtisch, auf dem gearbeitet werden kann, 2 falscher Aufruf, 3 die Fensterverwaltung minimiert keine Fenster (nichts wurde ausgeblendet), 4 kein laufendes Programm hat die bei toggle angegebene ID</translation>
+    </message>
+    <message id="%@ takes YES or NO, not '%@'">
+        <source>%@ takes YES or NO, not '%@'</source>
+        <translation>%@ nimmt YES oder NO, nicht „%@“</translation>
+    </message>
+    <message id="%@ takes 1, 2, 4 or 5, not '%@'">
+        <source>%@ takes 1, 2, 4 or 5, not '%@'</source>
+        <translation>%@ nimmt 1, 2, 4 oder 5, nicht „%@“</translation>
+    </message>
+    <message id="%@ takes a key combination with Ctrl, Alt or Meta (such as Ctrl+Alt+H) or nothing, not '%@'">
+        <source>%@ takes a key combination with Ctrl, Alt or Meta (such as Ctrl+Alt+H) or nothing, not '%@'</source>
+        <translation>%@ nimmt eine Tastenkombination mit Ctrl, Alt oder Meta (wie Ctrl+Alt+H) oder nichts, nicht „%@“</translation>
+    </message>
+    <message id="unknown setting %@">
+        <source>unknown setting %@</source>
+        <translation>unbekannte Einstellung %@</translation>
+    </message>
+    <message id="Try '%@ --help' for more information.">
+        <source>Try '%@ --help' for more information.</source>
+        <translation>„%@ --help“ gibt weitere Auskunft.</translation>
+    </message>
+    <message id="no running application has the ID %@ (see '%@ list')">
+        <source>no running application has the ID %@ (see '%@ list')</source>
+        <translation>kein laufendes Programm hat die ID %@ (siehe „%@ list“)</translation>
+    </message>
+    <message id="warning: --exclude %@ names no installed or running application">
+        <source>warning: --exclude %@ names no installed or running application</source>
+        <translation>Warnung: --exclude %@ nennt kein installiertes oder laufendes Programm</translation>
+    </message>
+    <message id="another run keeps the desktop busy; going ahead without waiting for it">
+        <source>another run keeps the desktop busy; going ahead without waiting for it</source>
+        <translation>ein anderer Lauf hält den Schreibtisch belegt; es geht weiter, ohne auf ihn zu warten</translation>
+    </message>
+    <message id="cannot open the X11 display %@">
+        <source>cannot open the X11 display %@</source>
+        <translation>die X11-Anzeige %@ lässt sich nicht öffnen</translation>
+    </message>
+    <message id="no desktop session (neither WAYLAND_DISPLAY nor DISPLAY is set)">
+        <source>no desktop session (neither WAYLAND_DISPLAY nor DISPLAY is set)</source>
+        <translation>keine Schreibtischsitzung (weder WAYLAND_DISPLAY noch DISPLAY ist gesetzt)</translation>
+    </message>
+    <message id="%@ is no request Tidewell knows (it takes x-tidewell-action://preferences)">
+        <source>%@ is no request Tidewell knows (it takes x-tidewell-action://preferences)</source>
+        <translation>%@ ist keine Anfrage, die Tidewell kennt (es nimmt x-tidewell-action://preferences)</translation>
+    </message>
+    <message id="Tidewell is ending and takes no requests">
+        <source>Tidewell is ending and takes no requests</source>
+        <translation>Tidewell wird beendet und nimmt keine Anfragen an</translation>
+    </message>
+    <message id="the follower of hidden windows (process %@) did not answer; a new one takes its place">
+        <source>the follower of hidden windows (process %@) did not answer; a new one takes its place</source>
+        <translation>der Beobachter der ausgeblendeten Fenster (Prozess %@) hat nicht geantwortet; ein neuer tritt an seine Stelle</translation>
+    </message>
+    <message id="the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all">
+        <source>the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all</source>
+        <translation>der Beobachter der ausgeblendeten Fenster hat nicht geantwortet; ein von Hand wiederhergestelltes Fenster kann beim nächsten show-all wiederkommen</translation>
     </message>
 </context>
 </TS>

@@ -307,10 +307,6 @@
         <source>show every hidden application and bring back the one in front</source>
         <translation>afficher toutes les applications masquées et ramener celle du premier plan</translation>
     </message>
-    <message id="activate the application with desktop-entry ID, or hide it when it is in front">
-        <source>activate the application with desktop-entry ID, or hide it when it is in front</source>
-        <translation>activer l'application d'identifiant ID (entrée de bureau), ou la masquer si elle est au premier plan</translation>
-    </message>
     <message id="print the running applications">
         <source>print the running applications</source>
         <translation>afficher les applications en cours</translation>
@@ -331,10 +327,6 @@
         <source>work on the X display D (default: the session's desktop: on $WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers, KWin when it offers its window management; else $DISPLAY)</source>
         <translation>travailler sur l'écran X D (par défaut : le bureau de la session : sur $WAYLAND_DISPLAY, GNOME Shell si l'extension de Tidewell répond, KWin s'il offre sa gestion des fenêtres ; sinon $DISPLAY)</translation>
     </message>
-    <message id="use V for setting K in this run (YES, NO, a number or text)">
-        <source>use V for setting K in this run (YES, NO, a number or text)</source>
-        <translation>utiliser V pour le réglage K pendant cette exécution (YES, NO, un nombre ou un texte)</translation>
-    </message>
     <message id="leave the application ID alone in this run, as if it were excluded">
         <source>leave the application ID alone in this run, as if it were excluded</source>
         <translation>laisser l'application ID tranquille pendant cette exécution, comme si elle était exclue</translation>
@@ -354,10 +346,6 @@
     <message id="Settings are read from the user's files, as the application reads them (%@). With --set or --exclude the files are only read: the changes apply to this run alone.">
         <source>Settings are read from the user's files, as the application reads them (%@). With --set or --exclude the files are only read: the changes apply to this run alone.</source>
         <translation>Les réglages sont lus dans les fichiers de l'utilisateur, comme l'application les lit (%@). Avec --set ou --exclude, les fichiers sont seulement lus : les changements ne valent que pour cette exécution.</translation>
-    </message>
-    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden)">
-        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden)</source>
-        <translation>code de retour : 0 fait, 1 aucun bureau sur lequel travailler, 2 mauvais usage, 3 le gestionnaire de fenêtres ne réduit pas les fenêtres (rien n'a été masqué)</translation>
     </message>
     <message id="lost the desktop's server">
         <source>lost the desktop's server</source>
@@ -534,6 +522,74 @@
     <message id="A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).">
         <source>A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).</source>
         <translation>Un raccourci doit comporter Ctrl, Alt ou Méta, sauf une touche de fonction (F1 à F35).</translation>
+    </message>
+    <message id="hide the application with desktop-entry ID when it is shown (in front or not); show and activate it when it is hidden">
+        <source>hide the application with desktop-entry ID when it is shown (in front or not); show and activate it when it is hidden</source>
+        <translation>masquer l'application d'identifiant ID (entrée de bureau) si elle est affichée (au premier plan ou non) ; l'afficher et l'activer si elle est masquée</translation>
+    </message>
+    <message id="use V for setting K in this run: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, 2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such as Ctrl+Alt+H, or nothing)">
+        <source>use V for setting K in this run: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, 2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such as Ctrl+Alt+H, or nothing)</source>
+        <translation>utiliser V pour le réglage K pendant cette exécution : ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar ou CheckForUpdates (YES ou NO), IconStyle2 (1, 2, 4 ou 5), HideOthersShortcut ou ShowAllShortcut (une combinaison de touches comme Ctrl+Alt+H, ou rien)</translation>
+    </message>
+    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle">
+        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle</source>
+        <translation>code de retour : 0 fait, 1 aucun bureau sur lequel travailler, 2 mauvais usage, 3 le gestionnaire de fenêtres ne réduit pas les fenêtres (rien n'a été masqué), 4 aucune application en cours n'a l'identifiant donné à toggle</translation>
+    </message>
+    <message id="%@ takes YES or NO, not '%@'">
+        <source>%@ takes YES or NO, not '%@'</source>
+        <translation>%@ prend YES ou NO, pas « %@ »</translation>
+    </message>
+    <message id="%@ takes 1, 2, 4 or 5, not '%@'">
+        <source>%@ takes 1, 2, 4 or 5, not '%@'</source>
+        <translation>%@ prend 1, 2, 4 ou 5, pas « %@ »</translation>
+    </message>
+    <message id="%@ takes a key combination with Ctrl, Alt or Meta (such as Ctrl+Alt+H) or nothing, not '%@'">
+        <source>%@ takes a key combination with Ctrl, Alt or Meta (such as Ctrl+Alt+H) or nothing, not '%@'</source>
+        <translation>%@ prend une combinaison de touches avec Ctrl, Alt ou Meta (comme Ctrl+Alt+H) ou rien, pas « %@ »</translation>
+    </message>
+    <message id="unknown setting %@">
+        <source>unknown setting %@</source>
+        <translation>réglage inconnu %@</translation>
+    </message>
+    <message id="Try '%@ --help' for more information.">
+        <source>Try '%@ --help' for more information.</source>
+        <translation>Essayez « %@ --help » pour plus d'informations.</translation>
+    </message>
+    <message id="no running application has the ID %@ (see '%@ list')">
+        <source>no running application has the ID %@ (see '%@ list')</source>
+        <translation>aucune application en cours n'a l'identifiant %@ (voir « %@ list »)</translation>
+    </message>
+    <message id="warning: --exclude %@ names no installed or running application">
+        <source>warning: --exclude %@ names no installed or running application</source>
+        <translation>avertissement : --exclude %@ ne nomme aucune application installée ou en cours</translation>
+    </message>
+    <message id="another run keeps the desktop busy; going ahead without waiting for it">
+        <source>another run keeps the desktop busy; going ahead without waiting for it</source>
+        <translation>une autre exécution occupe le bureau ; on continue sans l'attendre</translation>
+    </message>
+    <message id="cannot open the X11 display %@">
+        <source>cannot open the X11 display %@</source>
+        <translation>impossible d'ouvrir l'affichage X11 %@</translation>
+    </message>
+    <message id="no desktop session (neither WAYLAND_DISPLAY nor DISPLAY is set)">
+        <source>no desktop session (neither WAYLAND_DISPLAY nor DISPLAY is set)</source>
+        <translation>aucune session de bureau (ni WAYLAND_DISPLAY ni DISPLAY n'est défini)</translation>
+    </message>
+    <message id="%@ is no request Tidewell knows (it takes x-tidewell-action://preferences)">
+        <source>%@ is no request Tidewell knows (it takes x-tidewell-action://preferences)</source>
+        <translation>%@ n'est pas une requête connue de Tidewell (il prend x-tidewell-action://preferences)</translation>
+    </message>
+    <message id="Tidewell is ending and takes no requests">
+        <source>Tidewell is ending and takes no requests</source>
+        <translation>Tidewell se termine et ne prend aucune requête</translation>
+    </message>
+    <message id="the follower of hidden windows (process %@) did not answer; a new one takes its place">
+        <source>the follower of hidden windows (process %@) did not answer; a new one takes its place</source>
+        <translation>le suivi des fenêtres masquées (processus %@) n'a pas répondu ; un nouveau prend sa place</translation>
+    </message>
+    <message id="the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all">
+        <source>the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all</source>
+        <translation>le suivi des fenêtres masquées n'a pas répondu ; une fenêtre restaurée à la main peut revenir au prochain show-all</translation>
     </message>
 </context>
 </TS>

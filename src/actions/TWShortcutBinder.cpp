@@ -31,6 +31,17 @@ std::string storedKeys(TWUserDefaults& defaults, TWShortcutAction action) {
     return text;
 }
 
+// `text` cut to a length a log line or a message can carry.
+std::string shortened(const std::string& text) {
+    constexpr size_t kLongest = 120;
+    if (text.size() <= kLongest)
+        return text;
+    size_t cut = kLongest;
+    while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xc0) == 0x80)
+        --cut; // not inside a UTF-8 sequence
+    return text.substr(0, cut) + "...";
+}
+
 } // namespace
 
 TWShortcutBinder::TWShortcutBinder(TWGlobalShortcuts& shortcuts, TWUserDefaults& sharedDefaults,
@@ -108,10 +119,15 @@ void TWShortcutBinder::refresh() {
         const std::string& keys = wanted[static_cast<int>(action)];
         if (keys.empty() || (keys == b.keys && !b.problem))
             continue;
+        const Binding before = b;
         b.keys = keys;
         b.refused = false;
         const auto combination = TWKeyCombination::parse(keys);
-        if (combination && !combination->isGlobalShortcut()) {
+        if (!combination) {
+            // Hand-edited text that names no keys: said here alike on every desktop.
+            b.problem =
+                TWFormat(TWLocalizedString("\"%@\" is not a key combination."), shortened(keys));
+        } else if (!combination->isGlobalShortcut()) {
             // A hand-edited "H" would take the letter from every program.
             b.problem = TWLocalizedString(
                 "A shortcut needs Ctrl, Alt or Meta, unless it is a function key (F1 to F35).");
@@ -122,12 +138,16 @@ void TWShortcutBinder::refresh() {
             b.problem = shortcuts_.bind(action, keys);
             b.refused = b.problem.has_value();
         }
+        // Cut short (a hand-edited value can be of any length), and logged once per refusal: a
+        // refused value is looked at again at every refresh.
         if (b.problem)
+            b.problem = shortened(*b.problem);
+        if (b.problem && (before.keys != b.keys || before.problem != b.problem))
             TWLog(LOG_NOTICE, kLogClass,
                   std::string("the shortcut of ") + actionTitle(action) +
                       " is not registered: " + *b.problem);
-        else
-            TWLog(LOG_INFO, kLogClass, keys + " registered for " + actionTitle(action));
+        else if (!b.problem)
+            TWLog(LOG_INFO, kLogClass, shortened(keys) + " registered for " + actionTitle(action));
     }
 }
 

@@ -21,4 +21,8 @@ std::optional<std::string> messageFor(const std::vector<std::string>& arguments)
 // and sorts it out, becoming the instance or saying what is wrong.
 std::optional<int> run(int argc, char** argv);
 
+// The instance's reply to `message` (one of the messages above), or none when no instance
+// listens or it did not answer in time.
+std::optional<std::string> request(const std::string& message);
+
 } // namespace TWFastHandOver

@@ -297,6 +297,14 @@ void TWInstanceChannel::readFrom(QLocalSocket* socket) {
         socket->setProperty(bufferProperty, QVariant());
         for (QTimer* timer : socket->findChildren<QTimer*>())
             timer->stop();
+        // A sender that has closed its end gave up waiting (this instance was stopped, or
+        // busy) and told its user the request failed: it is not carried out behind their back.
+        pollfd peer{int(socket->socketDescriptor()), POLLRDHUP, 0};
+        if (socket->state() != QLocalSocket::ConnectedState ||
+            (::poll(&peer, 1, 0) > 0 && (peer.revents & (POLLRDHUP | POLLHUP | POLLERR)))) {
+            drop(socket, QStringLiteral("request dropped: its sender gave up waiting"));
+            return;
+        }
         QByteArray reply = handler_ ? handler_(message) : QByteArray();
         if (reply.size() > maximumMessageSize)
             reply.truncate(maximumMessageSize);

@@ -275,6 +275,10 @@ std::optional<int> handOver(const TWLauncher::Request& request, TWInstanceChanne
             printError(TWLocalizedString("Tidewell is running but did not answer"));
             return TWLauncher::exitFailure;
         }
+        if (reply == "refused") {
+            printError(TWLocalizedString("Tidewell is ending and takes no requests"));
+            return TWLauncher::exitFailure;
+        }
         if (request.message == "status")
             std::fwrite(reply.constData(), 1, size_t(reply.size()), stdout);
         return TWLauncher::exitSuccess;
@@ -402,6 +406,7 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     };
     auto terminate = [] { QCoreApplication::exit(0); };
 
+    bool preferencesMade = false;
     // The global shortcuts, registered while this instance holds them (see TWShortcutOwnership).
     std::unique_ptr<TWShortcutBinder> shortcuts;
     std::unique_ptr<TWShortcutRetry> shortcutRetry;
@@ -420,6 +425,11 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
                                                    TWUserDefaults::sharedUserDefaults(),
                                                    TWCommon::sharedInstance());
     shortcutRetry = std::make_unique<TWShortcutRetry>(*shortcuts, nullptr);
+    // A key taken on a retry: the preferences stop saying another program holds it.
+    shortcutRetry->setTakenHandler([&preferencesMade] {
+        if (preferencesMade)
+            PreferencesController::sharedInstance()->showShortcutProblems();
+    });
     TWShortcutOwnership shortcutOwnership(
         TWShortcutOwnership::Role::Application,
         QString::fromStdString(TWProcessRegistry::registryDirectory()),
@@ -435,7 +445,6 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     app.setDeactivationHandler([] { TWCommon::sharedInstance().setCurrentProcess(); });
 
     std::function<void(const std::string&)> urlHandler;
-    bool preferencesMade = false;
     TidewellAppServices services;
     services.desktop = desktop.get();
     services.standardDefaults = &TWUserDefaults::standardUserDefaults();
@@ -477,7 +486,8 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     dbusActions.common = []() -> TWCommon& { return TWCommon::sharedInstance(); };
     dbusActions.workspace = [&desktop]() -> TWWorkspace& { return desktop->workspace(); };
     dbusActions.menu = [&delegate] { return delegate.trayMenu(); };
-    dbusActions.showPreferences = [&delegate] { delegate.showPreferences(); };
+    // As the menu's item everywhere: through Tidewell's URL, which comes back as a request.
+    dbusActions.showPreferences = [] { TWCommon::sharedInstance().showPreferences(); };
     dbusActions.checkForUpdate = [&delegate] { delegate.checkForUpdate(); };
     dbusActions.productPage = [&delegate] { delegate.productPage(); };
     dbusActions.sendFeedback = [&delegate] { delegate.sendFeedback(); };
@@ -503,13 +513,24 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
         });
 
     TWRequestHandler handle(delegate, journal, testHooks, urlHandler, &app);
-    if (!channel->listen([&handle, &dbusService](const QByteArray& message) {
-            QByteArray reply = handle(message);
-            if (message != "status")
-                dbusService.noteDesktopMayHaveChanged();
-            return reply;
-        })) {
-        printError("cannot open the instance channel in " + channel->directory().toStdString());
+    // Requests are taken once the launch has passed its location check. A start refused there
+    // (its alert up, its quit queued) answers what it has seen and carries out nothing.
+    const bool refused = delegate.isRunningTranslocated();
+    auto listen = [&] {
+        const bool listening =
+            channel->listen([&handle, &dbusService, refused](const QByteArray& message) {
+                if (refused && message != "status")
+                    return QByteArrayLiteral("refused");
+                QByteArray reply = handle(message);
+                if (message != "status")
+                    dbusService.noteDesktopMayHaveChanged();
+                return reply;
+            });
+        if (!listening)
+            printError("cannot open the instance channel in " + channel->directory().toStdString());
+        return listening;
+    };
+    if (refused && !listen()) {
         TWProcessRegistry::unregisterCurrentProcess();
         return TWLauncher::exitFailure;
     }
@@ -524,14 +545,21 @@ int runInstance(int argc, char** argv, const TWLauncher::Request& request,
     });
 
     QTimer::singleShot(0, &app, [&] {
-        tray.show();
         delegate.applicationDidFinishLaunching();
+        // Refused: the quit after its alert is queued. Nothing reaches it: no tray, no D-Bus
+        // service, no shortcut, no request.
+        if (refused)
+            return;
+        if (!listen()) {
+            QCoreApplication::exit(TWLauncher::exitFailure);
+            return;
+        }
+        tray.show();
         dbusService.start();
         shortcutOwnership.start();
         // A start that carried a request (a URL, hide or show) handles it once launched; a
-        // plain first start is not a click. A refused start (the quit after its alert is still
-        // queued) carries out nothing.
-        if (request.message != "reopen" && !delegate.isRunningTranslocated())
+        // plain first start is not a click.
+        if (request.message != "reopen")
             handle(request.message);
     });
     const int status = app.exec();
@@ -569,8 +597,19 @@ std::optional<TWLauncher::Request> TWLauncher::parseArguments(const QStringList&
         return std::nullopt;
     };
     TWCommandLine commandLine(testHooks);
-    if (!commandLine.parser.parse(arguments))
+    if (!commandLine.parser.parse(arguments)) {
+        // The option as it was typed, dashes and all (the parser's own text drops them).
+        const QStringList unknown = commandLine.parser.unknownOptionNames();
+        if (!unknown.isEmpty())
+            for (const QString& argument : arguments.mid(1)) {
+                const QString name = argument.section('=', 0, 0);
+                if (name.startsWith('-') &&
+                    name.mid(name.startsWith("--") ? 2 : 1) == unknown.first())
+                    return fail(QString::fromStdString(
+                        TWFormat(TWLocalizedString("unknown option %@"), name.toStdString())));
+            }
         return fail(commandLine.parser.errorText());
+    }
 
     Request request;
     request.help = commandLine.parser.isSet(commandLine.help);
@@ -591,8 +630,14 @@ std::optional<TWLauncher::Request> TWLauncher::parseArguments(const QStringList&
         else if (name == commandLine.status.names().first())
             messages << "status";
     }
-    for (const QString& url : commandLine.parser.positionalArguments())
+    for (const QString& url : commandLine.parser.positionalArguments()) {
+        if (!TidewellAppDelegate::actionRequest(url.toStdString()))
+            return fail(QString::fromStdString(
+                TWFormat(TWLocalizedString("%@ is no request Tidewell knows (it takes "
+                                           "x-tidewell-action://preferences)"),
+                         url.toStdString())));
         messages << "url " + url.toUtf8();
+    }
     if (messages.size() > 1)
         return fail(localized("one request at a time: --hide-all, --show-all, --status "
                               "or a URL"));

@@ -4,6 +4,8 @@
 
 #include "TWShortcutBinder.h"
 
+#include <array>
+
 TWShortcutRetry::TWShortcutRetry(TWShortcutBinder& binder, QObject* parent)
     : QObject(parent), binder_(binder) {
     timer_.setSingleShot(true);
@@ -19,7 +21,13 @@ void TWShortcutRetry::afterBinding() {
 }
 
 void TWShortcutRetry::retry() {
+    const std::array before{binder_.problem(TWShortcutAction::HideOthers),
+                            binder_.problem(TWShortcutAction::ShowAll)};
     binder_.refresh();
+    const std::array after{binder_.problem(TWShortcutAction::HideOthers),
+                           binder_.problem(TWShortcutAction::ShowAll)};
+    if (taken_ && before != after)
+        taken_();
     if (binder_.refusedByDesktop() && ++retries_ < kRetries)
         timer_.start(kFirstDelayMs << retries_);
 }

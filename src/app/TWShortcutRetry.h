@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QTimer>
 
+#include <functional>
+
 class TWShortcutBinder;
 
 class TWShortcutRetry : public QObject {
@@ -16,6 +18,8 @@ class TWShortcutRetry : public QObject {
     // After a binding made elsewhere (taking the shortcuts over, a settings change): starts the
     // retries over when the desktop refused something, else stops them.
     void afterBinding();
+    // Called when a retry took keys that were refused before (the preferences' lines change).
+    void setTakenHandler(std::function<void()> handler) { taken_ = std::move(handler); }
 
     // Seconds before the first retry; each later one waits twice as long.
     static constexpr int kFirstDelayMs = 1000;
@@ -27,4 +31,5 @@ class TWShortcutRetry : public QObject {
     TWShortcutBinder& binder_;
     QTimer timer_;
     int retries_ = 0;
+    std::function<void()> taken_;
 };

@@ -154,16 +154,22 @@ void TidewellAppDelegate::removeMenu() {
     }
 }
 
-void TidewellAppDelegate::getUrl(const std::string& urlString) {
+std::optional<std::string> TidewellAppDelegate::actionRequest(const std::string& urlString) {
     const std::optional<TWURL> url = TWURL::URLWithString(urlString);
     if (!url || url->scheme() != std::optional<std::string>(TWURLScheme))
-        return;
+        return std::nullopt;
     std::string request = url->resourceSpecifier();
     const auto first = request.find_first_not_of('/');
     if (first == std::string::npos)
-        return;
+        return std::nullopt;
     request = request.substr(first, request.find_last_not_of('/') - first + 1);
-    if (request == TWPreferencesRequest)
+    if (request != TWPreferencesRequest)
+        return std::nullopt;
+    return request;
+}
+
+void TidewellAppDelegate::getUrl(const std::string& urlString) {
+    if (actionRequest(urlString) == std::optional<std::string>(TWPreferencesRequest))
         showPreferences();
 }
 

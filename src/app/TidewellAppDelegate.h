@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 class QSystemTrayIcon;
@@ -103,6 +104,9 @@ class TidewellAppDelegate {
 
     // The handler of URL events: only x-tidewell-action:preferences (any slashes) is acted on.
     void getUrl(const std::string& url);
+    // The request an x-tidewell-action: URL names ("preferences"), when it is one this
+    // application carries out; nothing for any other URL.
+    static std::optional<std::string> actionRequest(const std::string& url);
     // Opens the product web page.
     void productPage();
     // Opens a new e-mail to the support address about this version.

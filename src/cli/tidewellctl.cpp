@@ -5,9 +5,12 @@
 // switches and reads the same commands from standard input.
 #include "TWCommandLineLocalizer.h"
 #include "TWCommon.h"
+#include "TWDesktopEntryIndex.h"
+#include "TWFastHandOver.h"
 #include "TWFormat.h"
 #include "TWGnomeDesktop.h"
 #include "TWKWinDesktop.h"
+#include "TWKeyCombination.h"
 #include "TWLocalizedString.h"
 #include "TWLog.h"
 #include "TWPlatformFactory.h"
@@ -29,6 +32,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <optional>
 #include <poll.h>
@@ -53,8 +57,11 @@ constexpr const char* kFormerName = "tidewell-x11";
 constexpr int kExitBadUsage = 2;
 constexpr int kExitNoDisplay = 1;
 constexpr int kExitCannotHide = 3;
+constexpr int kExitNoSuchApplication = 4;
 // How long a command waits for the window manager to carry out what it asked.
 constexpr std::chrono::milliseconds kSettleBound = 2 * TWX11Workspace::kAnswerBound;
+// How long a run waits for the follower of marked windows to answer before it replaces it.
+constexpr std::chrono::milliseconds kFollowerAnswerBound = TWX11Workspace::kAnswerBound;
 
 // One line on standard error, named for the tool.
 void complain(const std::string& what) {
@@ -98,8 +105,9 @@ void usage(std::ostream& out) {
          TWLocalizable("hide every application but the file manager and the excluded ones")},
         {"show-all",
          TWLocalizable("show every hidden application and bring back the one in front")},
-        {"toggle ID", TWLocalizable("activate the application with desktop-entry ID, or hide it "
-                                    "when it is in front")},
+        {"toggle ID", TWLocalizable("hide the application with desktop-entry ID when it is "
+                                    "shown (in front or not); show and activate it when it is "
+                                    "hidden")},
         {"list", TWLocalizable("print the running applications")},
         {"watch",
          TWLocalizable("print front switches; read the commands above from standard input")},
@@ -111,7 +119,11 @@ void usage(std::ostream& out) {
          TWLocalizable("work on the X display D (default: the session's desktop: on "
                        "$WAYLAND_DISPLAY GNOME Shell when Tidewell's extension answers, KWin "
                        "when it offers its window management; else $DISPLAY)")},
-        {"--set K=V", TWLocalizable("use V for setting K in this run (YES, NO, a number or text)")},
+        {"--set K=V",
+         TWLocalizable("use V for setting K in this run: ShowFinder, ShowWindow, Minimize, "
+                       "CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, "
+                       "2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such "
+                       "as Ctrl+Alt+H, or nothing)")},
         {"--exclude ID",
          TWLocalizable("leave the application ID alone in this run, as if it were excluded")},
     };
@@ -139,26 +151,76 @@ void usage(std::ostream& out) {
         << "\n"
         << wrapped(TWLocalizedString("exit status: 0 done, 1 no desktop to work on, 2 bad usage, "
                                      "3 the window manager does not minimize windows (nothing "
-                                     "was hidden)"),
+                                     "was hidden), 4 no running application has the ID given "
+                                     "to toggle"),
                    0);
 }
 
-TWPlistValue parseValue(const std::string& text) {
-    if (text == "YES" || text == "true")
-        return true;
-    if (text == "NO" || text == "false")
-        return false;
-    char* end = nullptr;
-    long long number = std::strtoll(text.c_str(), &end, 10);
-    if (!text.empty() && end && *end == '\0')
-        return number;
-    return text;
+// A setting a run can be given with --set, and the values it takes.
+struct Setting {
+    const char* key;
+    enum Kind { Boolean, IconStyle, Shortcut } kind;
+    bool ownStore; // the application's own store (else the shared one)
+};
+constexpr Setting kSettings[] = {
+    {TWShowFinderKey, Setting::Boolean, false},
+    {TWShowWindowKey, Setting::Boolean, false},
+    {TWMinimizeKey, Setting::Boolean, false},
+    {TWCloseAllFinderKey, Setting::Boolean, false},
+    {TWHideOthersShortcutKey, Setting::Shortcut, false},
+    {TWShowAllShortcutKey, Setting::Shortcut, false},
+    {TWMenubarKey, Setting::Boolean, true},
+    {TWIconStyleKey, Setting::IconStyle, true},
+    {TWCheckForUpdatesKey, Setting::Boolean, true},
+};
+
+const Setting* findSetting(const std::string& key) {
+    for (const Setting& setting : kSettings)
+        if (key == setting.key)
+            return &setting;
+    return nullptr;
+}
+
+// The value `text` stands for in `setting`; nothing (and why in `why`) when it is none of the
+// setting's values.
+std::optional<TWPlistValue> parseValue(const Setting& setting, const std::string& text,
+                                       std::string& why) {
+    switch (setting.kind) {
+    case Setting::Boolean:
+        if (text == "YES" || text == "true" || text == "1")
+            return TWPlistValue(true);
+        if (text == "NO" || text == "false" || text == "0")
+            return TWPlistValue(false);
+        why = TWFormat(TWLocalizedString("%@ takes YES or NO, not '%@'"), setting.key, text);
+        return std::nullopt;
+    case Setting::IconStyle:
+        for (const TWIconStyle& style : TWIconStyles)
+            if (text == std::to_string(style.tag))
+                return TWPlistValue(static_cast<long long>(style.tag));
+        why = TWFormat(TWLocalizedString("%@ takes 1, 2, 4 or 5, not '%@'"), setting.key, text);
+        return std::nullopt;
+    case Setting::Shortcut:
+        if (text.empty())
+            return TWPlistValue(text);
+        if (auto combination = TWKeyCombination::parse(text);
+            combination && combination->isGlobalShortcut())
+            return TWPlistValue(combination->text());
+        why = TWFormat(TWLocalizedString("%@ takes a key combination with Ctrl, Alt or Meta "
+                                         "(such as Ctrl+Alt+H) or nothing, not '%@'"),
+                       setting.key, text.substr(0, 80));
+        return std::nullopt;
+    }
+    return std::nullopt;
 }
 
 void printList(TWDesktop& desktop) {
     std::printf("%-36s %-6s %-24s %7s %-6s %s\n", "ID", "POLICY", "NAME", "PID", "HIDDEN",
                 "ACTIVE");
     for (const auto& app : desktop.workspace().runningApplications()) {
+        // This run registers itself for the actions (as Tidewell): it is not one of the running
+        // applications, and Tidewell, when it runs, is listed as itself.
+        if (app.processIdentifier == ::getpid())
+            continue;
         std::printf("%-36s %-6d %-24s %7d %-6s %s\n",
                     app.bundleIdentifier ? app.bundleIdentifier->c_str() : "-",
                     app.activationPolicy, app.localizedName.c_str(), app.processIdentifier,
@@ -201,6 +263,10 @@ bool connectionLost(TWDesktop& desktop) {
 // down) would otherwise each find the others' windows half minimized, and the window manager,
 // busy with all of them, slow enough to be taken for one that cannot minimize. Held for one
 // command; a run still waiting after kRunLockBound goes ahead and says so.
+pid_t followerHolding(const std::string& lockPath);
+void endFollower(pid_t pid);
+void nameHolder(int lockFd);
+
 class RunLock {
   public:
     static constexpr std::chrono::seconds kRunLockBound{120};
@@ -208,18 +274,27 @@ class RunLock {
         const std::string dir = TWProcessRegistry::registryDirectory();
         if (dir.empty())
             return;
-        fd_ = ::open((dir + "/command-line.lock").c_str(),
-                     O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
-        const auto end = std::chrono::steady_clock::now() + kRunLockBound;
+        const std::string path = dir + "/command-line.lock";
+        fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+        const auto start = std::chrono::steady_clock::now();
+        bool followerEnded = false;
         while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0) {
-            if ((errno != EWOULDBLOCK && errno != EINTR) ||
-                std::chrono::steady_clock::now() >= end) {
-                std::fprintf(stderr, "tidewell-x11: another run keeps the desktop busy; going "
-                                     "ahead without waiting for it\n");
-                break;
+            const auto now = std::chrono::steady_clock::now();
+            if ((errno != EWOULDBLOCK && errno != EINTR) || now >= start + kRunLockBound) {
+                complain(TWLocalizedString(
+                    "another run keeps the desktop busy; going ahead without waiting for it"));
+                return;
+            }
+            // The follower of marked windows holds it only for a look: one that keeps it
+            // (stopped, stuck) is ended, as a run ends one that does not answer.
+            if (!followerEnded && now >= start + kFollowerAnswerBound) {
+                followerEnded = true;
+                if (const pid_t follower = followerHolding(path); follower > 0)
+                    endFollower(follower);
             }
             usleep(10000);
         }
+        nameHolder(fd_);
     }
     ~RunLock() {
         if (fd_ >= 0)
@@ -260,21 +335,102 @@ bool socketAddress(const std::string& path, sockaddr_un& address) {
     return true;
 }
 
-// Asks the running follower to look at every mark now; true once it answered that it has.
-bool askFollower(const std::string& path, std::chrono::milliseconds bound) {
+// What became of a request to the follower.
+enum class FollowerAnswer { Answered, NoListener, NoAnswer };
+
+// Asks the running follower to look at every mark now, waiting at most `bound` for its answer.
+// The connection is made without blocking: a follower that is stopped (or stuck) leaves its
+// listen queue to fill, and a blocking connect would then wait for ever.
+FollowerAnswer askFollower(const std::string& path, std::chrono::milliseconds bound) {
     sockaddr_un address;
     if (!socketAddress(path, address))
-        return false;
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        return FollowerAnswer::NoListener;
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0)
-        return false;
-    char answer = 0;
-    pollfd wait{fd, POLLIN, 0};
-    const bool answered =
-        ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-        ::poll(&wait, 1, static_cast<int>(bound.count())) > 0 && ::read(fd, &answer, 1) == 1;
+        return FollowerAnswer::NoListener;
+    FollowerAnswer result = FollowerAnswer::NoAnswer;
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        // EAGAIN: the queue is full, no one takes the connection.
+        if (errno == ENOENT || errno == ECONNREFUSED)
+            result = FollowerAnswer::NoListener;
+    } else {
+        char answer = 0;
+        pollfd wait{fd, POLLIN, 0};
+        const auto end = std::chrono::steady_clock::now() + bound;
+        for (;;) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                end - std::chrono::steady_clock::now());
+            const int ready = ::poll(&wait, 1, static_cast<int>(std::max<long>(left.count(), 0)));
+            if (ready < 0 && errno == EINTR)
+                continue;
+            if (ready > 0) {
+                const ssize_t n = ::read(fd, &answer, 1);
+                // Closed without an answer: the follower ended meanwhile.
+                result = n == 1 ? FollowerAnswer::Answered : FollowerAnswer::NoListener;
+            }
+            break;
+        }
+    }
     ::close(fd);
-    return answered;
+    return result;
+}
+
+// The follower holding the lock at `lockPath` (its pid is written there), or -1 when none does or
+// the pid there is not a follower's.
+pid_t followerHolding(const std::string& lockPath) {
+    const int fd = openLockFile(lockPath);
+    if (fd < 0)
+        return -1;
+    char text[32] = {};
+    const ssize_t n = ::pread(fd, text, sizeof text - 1, 0);
+    const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0;
+    ::close(fd);
+    const pid_t pid = n > 0 ? static_cast<pid_t>(std::atol(text)) : 0;
+    if (!held || pid <= 0)
+        return -1;
+    // The pid is checked to run this program's follower mode: a pid left in the file by a
+    // follower that ended may name another program by now.
+    std::ifstream cmdline("/proc/" + std::to_string(pid) + "/cmdline");
+    std::string line((std::istreambuf_iterator<char>(cmdline)), std::istreambuf_iterator<char>());
+    return line.find(std::string(kFollowMarksMode) + '\0') != std::string::npos ? pid : -1;
+}
+
+// Writes this process's pid into the lock it holds, for a process that waits on it.
+void nameHolder(int lockFd) {
+    const std::string pid = std::to_string(::getpid()) + "\n";
+    if (lockFd < 0 || ::ftruncate(lockFd, 0) != 0 ||
+        ::pwrite(lockFd, pid.data(), pid.size(), 0) < 0)
+        TWLog(LOG_WARNING, "tidewellctl", "cannot name the holder of a lock");
+}
+
+// Ends the follower `pid`, which does not answer. SIGKILL ends a stopped process too. The marks
+// are on the windows: the next follower takes them on.
+void endFollower(pid_t pid) {
+    complain(TWFormat(TWLocalizedString("the follower of hidden windows (process %@) did not "
+                                        "answer; a new one takes its place"),
+                      std::to_string(pid)));
+    ::kill(pid, SIGKILL);
+}
+
+// Ends a follower that does not answer, so that a new one can take its place; true once its lock
+// is free.
+bool replaceFollower(const std::string& lockPath) {
+    const pid_t pid = followerHolding(lockPath);
+    if (pid <= 0)
+        return false;
+    endFollower(pid);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (std::chrono::steady_clock::now() < end) {
+        const int fd = openLockFile(lockPath);
+        if (fd < 0)
+            return false;
+        const bool free = ::flock(fd, LOCK_EX | LOCK_NB) == 0;
+        ::close(fd);
+        if (free)
+            return true;
+        usleep(5000);
+    }
+    return false;
 }
 
 // Starts the follower; false (said on standard error) when it cannot be started.
@@ -319,14 +475,28 @@ void keepMarksFollowed(TWDesktop& desktop) {
     const std::string lockPath = followerPath(".lock"), socketPath = followerPath(".socket");
     if (lockPath.empty())
         return;
-    const auto end = std::chrono::steady_clock::now() + kSettleBound;
-    bool started = false;
-    while (!askFollower(socketPath, kSettleBound)) {
-        if (std::chrono::steady_clock::now() >= end) {
-            TWLog(LOG_WARNING, "tidewellctl",
-                  "the follower of hidden windows did not answer; a window restored by hand "
-                  "may come back at the next show-all");
+    // A follower that does not answer in time is replaced, once; the new one gets as long.
+    auto end = std::chrono::steady_clock::now() + kFollowerAnswerBound;
+    bool started = false, replaced = false;
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            end - std::chrono::steady_clock::now());
+        const FollowerAnswer answer =
+            askFollower(socketPath, std::max(left, std::chrono::milliseconds(1)));
+        if (answer == FollowerAnswer::Answered)
             return;
+        const bool late = std::chrono::steady_clock::now() >= end;
+        if (answer == FollowerAnswer::NoAnswer || late) {
+            if (!replaced && replaceFollower(lockPath)) {
+                replaced = true;
+                started = false;
+                end = std::chrono::steady_clock::now() + kFollowerAnswerBound;
+            } else if (late) {
+                complain(TWLocalizedString("the follower of hidden windows did not answer; a "
+                                           "window restored by hand may come back at the next "
+                                           "show-all"));
+                return;
+            }
         }
         if (!started) {
             // None runs when its lock is free (else one is starting and listens soon).
@@ -354,6 +524,7 @@ bool endWhenNothingHidden(TWX11Desktop& desktop, int listener, const std::string
             ::close(runLock);
         return false;
     }
+    nameHolder(runLock);
     desktop.x11Workspace().followMarked();
     desktop.dispatchPendingEvents();
     const bool end = desktop.x11Workspace().followedCount() == 0;
@@ -376,6 +547,8 @@ int followMarks() {
     sockaddr_un address;
     if (lock < 0 || ::flock(lock, LOCK_EX | LOCK_NB) != 0 || !socketAddress(socketPath, address))
         return 0;
+    // Named in its lock, so that a run can end it when it stops answering.
+    nameHolder(lock);
     auto desktop = TWX11Desktop::open();
     if (!desktop)
         return kExitNoDisplay;
@@ -420,11 +593,27 @@ int followMarks() {
     }
 }
 
-// One command; false when it is not known.
-bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWDesktop& desktop) {
+// Whether an application with the identifier `id` runs.
+bool isRunning(TWDesktop& desktop, const std::string& id) {
+    for (const auto& app : desktop.workspace().runningApplications())
+        if (app.bundleIdentifier == id)
+            return true;
+    return false;
+}
+
+// What came of one command.
+enum class Outcome { Done, UnknownCommand, NoSuchApplication };
+
+// One command.
+Outcome runCommand(const std::vector<std::string>& words, TWCommon& common, TWDesktop& desktop) {
     if (words.empty())
-        return true;
+        return Outcome::Done;
     const std::string& command = words[0];
+    if (command == "toggle" && words.size() == 2 && !common.isApplicationRunning(words[1])) {
+        complain(TWFormat(TWLocalizedString("no running application has the ID %@ (see '%@ list')"),
+                          words[1], kProgram));
+        return Outcome::NoSuchApplication;
+    }
     std::optional<RunLock> lock;
     if (command != "list")
         lock.emplace();
@@ -437,11 +626,11 @@ bool runCommand(const std::vector<std::string>& words, TWCommon& common, TWDeskt
     else if (command == "list")
         printList(desktop);
     else
-        return false;
+        return Outcome::UnknownCommand;
     settle(desktop);
     if (command != "list" && command != "show-all")
         keepMarksFollowed(desktop);
-    return true;
+    return Outcome::Done;
 }
 
 int watch(TWCommon& common, TWDesktop& desktop) {
@@ -483,7 +672,7 @@ int watch(TWCommon& common, TWDesktop& desktop) {
                 std::vector<std::string> words;
                 for (std::string w; line >> w;)
                     words.push_back(w);
-                if (!runCommand(words, common, desktop))
+                if (runCommand(words, common, desktop) == Outcome::UnknownCommand)
                     complain(TWLocalizedString("unknown command"));
                 std::printf("done\n");
                 std::fflush(stdout);
@@ -502,7 +691,7 @@ void installSettings(const TWPlistDictionary& overrides, const TWPlistArray& exc
         TWPlistDictionary own = TWPlistFileStore(TWStorePaths::ownStorePath()).load();
         TWPlistDictionary shared = TWPlistFileStore(TWStorePaths::sharedStorePath()).load();
         for (const auto& [key, value] : overrides)
-            shared[key] = value;
+            (findSetting(key)->ownStore ? own : shared)[key] = value;
         if (!excluded.empty()) {
             // Added to the user's own exclusions, which stay in force.
             TWPlistArray list;
@@ -538,9 +727,12 @@ int main(int argc, char** argv) {
     std::vector<std::string> words;
     TWPlistDictionary overrides;
     TWPlistArray excluded;
+    std::vector<std::string> excludedIDs;
+    // A usage error: what is wrong and where the help is, not the whole help.
     auto bad = [](const std::string& why) {
         complain(why);
-        usage(std::cerr);
+        std::cerr << TWFormat(TWLocalizedString("Try '%@ --help' for more information."), kProgram)
+                  << "\n";
         return kExitBadUsage;
     };
     for (int i = 1; i < argc; ++i) {
@@ -563,7 +755,15 @@ int main(int argc, char** argv) {
                 if (eq == std::string::npos || eq == 0)
                     return bad(
                         TWFormat(TWLocalizedString("--set wants KEY=VALUE, not '%@'"), value));
-                overrides[value.substr(0, eq)] = parseValue(value.substr(eq + 1));
+                const std::string key = value.substr(0, eq);
+                const Setting* setting = findSetting(key);
+                if (!setting)
+                    return bad(TWFormat(TWLocalizedString("unknown setting %@"), key));
+                std::string why;
+                auto parsed = parseValue(*setting, value.substr(eq + 1), why);
+                if (!parsed)
+                    return bad(why);
+                overrides[key] = std::move(*parsed);
             } else {
                 if (value.empty())
                     return bad(TWLocalizedString("--exclude wants an application ID"));
@@ -572,6 +772,7 @@ int main(int argc, char** argv) {
                 record[TWExcludedBundleIDField] = value;
                 record[TWExcludedURLDataField] = TWPlistData{};
                 excluded.emplace_back(std::move(record));
+                excludedIDs.push_back(value);
             }
         } else if (a.size() > 1 && a[0] == '-') {
             return bad(TWFormat(TWLocalizedString("unknown option %@"), a));
@@ -589,16 +790,36 @@ int main(int argc, char** argv) {
     if (!known)
         return bad(TWFormat(TWLocalizedString("unknown command or wrong arguments: %@"), command));
 
-    // Log lines go to standard error as well as to the system log.
-    TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
+    // Tidewell running: hide-others and show-all are its to carry out, as a second start of it
+    // hands them over (a run of the tool would pay for a connection of its own to the desktop,
+    // which KWin takes a quarter of a second to admit). Not a run with settings of its own, nor
+    // one for another display; nor when the instance does not answer: the tool acts itself then.
+    if ((command == "hide-others" || command == "show-all") && display.empty() &&
+        overrides.empty() && excluded.empty()) {
+        const auto reply = TWFastHandOver::request(command == "hide-others" ? "hide-all" : command);
+        if (reply && *reply == "ok")
+            return 0;
+    }
     if (!display.empty())
         setenv("DISPLAY", display.c_str(), 1);
     std::string whyNot;
+    // (The backends' own lines on why they cannot open go to the system log alone: the reason
+    // said here is the user's.)
     auto desktop =
         TWMakeDesktop(display.empty() ? TWDesktopKind::Session : TWDesktopKind::X11, &whyNot);
     if (!desktop) {
         complain(TWFormat(TWLocalizedString("no desktop to work on: %@"), whyNot));
         return kExitNoDisplay;
+    }
+    // Log lines go to standard error as well as to the system log.
+    TWSetLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
+    const std::optional<TWDesktopEntryIndex> installed =
+        excludedIDs.empty() ? std::nullopt : std::optional<TWDesktopEntryIndex>(std::in_place);
+    for (const std::string& id : excludedIDs) {
+        if (!installed->entryForID(id) && !isRunning(*desktop, id))
+            complain(TWFormat(TWLocalizedString("warning: --exclude %@ names no installed or "
+                                                "running application"),
+                              id));
     }
     installSettings(overrides, excluded);
     // Acting for Tidewell: the actions count it as the running main application.
@@ -609,8 +830,9 @@ int main(int argc, char** argv) {
     if (command == "watch") {
         status = watch(common, *desktop);
     } else {
-        runCommand(words, common, *desktop);
-        if (cannotHide(*desktop)) {
+        if (runCommand(words, common, *desktop) == Outcome::NoSuchApplication)
+            status = kExitNoSuchApplication;
+        else if (cannotHide(*desktop)) {
             complain(TWLocalizedString(
                 "the window manager does not minimize windows; nothing was hidden"));
             status = kExitCannotHide;

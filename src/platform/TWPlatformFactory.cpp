@@ -4,8 +4,10 @@
 // when asked for (or as the automatic last resort).
 #include "TWPlatformFactory.h"
 
+#include "TWFormat.h"
 #include "TWGnomeDesktop.h"
 #include "TWKWinDesktop.h"
+#include "TWLocalizedString.h"
 #include "TWLog.h"
 #include "TWSimDesktop.h"
 #include "TWX11Desktop.h"
@@ -51,10 +53,11 @@ std::unique_ptr<TWDesktop> sessionDesktop(std::string& whyNot) {
     if (isSet("DISPLAY")) {
         if (auto desktop = TWX11Desktop::open())
             return desktop;
-        whyNot = std::string("cannot open the X11 display ") + std::getenv("DISPLAY");
+        whyNot = TWFormat(TWLocalizedString("cannot open the X11 display %@"),
+                          std::string(std::getenv("DISPLAY")));
         return nullptr;
     }
-    whyNot = "no desktop session (neither WAYLAND_DISPLAY nor DISPLAY is set)";
+    whyNot = TWLocalizedString("no desktop session (neither WAYLAND_DISPLAY nor DISPLAY is set)");
     return nullptr;
 }
 
@@ -70,7 +73,8 @@ std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind, std::string* whyNot
         // The X11 backend logs its own reason.
         desktop = TWX11Desktop::open();
         if (!desktop && whyNot)
-            *whyNot = "cannot open the X11 display";
+            *whyNot = TWFormat(TWLocalizedString("cannot open the X11 display %@"),
+                               std::string(std::getenv("DISPLAY") ? std::getenv("DISPLAY") : ""));
         return desktop;
     case TWDesktopKind::KWin:
         desktop = TWKWinDesktop::open("", &reason);

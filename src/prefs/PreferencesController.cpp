@@ -5,6 +5,7 @@
 #include "ExcludeController.h"
 #include "OVLoginItem.h"
 #include "TWAlert.h"
+#include "TWFormat.h"
 #include "TWKeyCombination.h"
 #include "TWLocalizedString.h"
 #include "TWServiceManagement.h"
@@ -474,6 +475,27 @@ void PreferencesController::showShortcutProblems() {
 void PreferencesController::shortcutRecorded(TWShortcutAction action, const QString& keys) {
     TWUserDefaults& store = *services_.sharedDefaults;
     const char* key = TWShortcutBinder::settingsKey(action);
+    // The other action's combination is refused as a bare key is: saved, it would leave one of
+    // the two without a shortcut.
+    const TWShortcutAction other = action == TWShortcutAction::HideOthers
+                                       ? TWShortcutAction::ShowAll
+                                       : TWShortcutAction::HideOthers;
+    const auto recorded = TWKeyCombination::parse(keys.toStdString());
+    const auto othersKeys = TWKeyCombination::parse(
+        store.stringForKey(TWShortcutBinder::settingsKey(other)).value_or(""));
+    if (recorded && othersKeys && *recorded == *othersKeys) {
+        shortcutRecorder(action)->setKeys(
+            QString::fromStdString(store.stringForKey(key).value_or("")));
+        showShortcutProblem(
+            action, QString::fromStdString(TWFormat(
+                        TWLocalizedString("%@ is already the shortcut of %@."),
+                        QKeySequence::fromString(keys, QKeySequence::PortableText)
+                            .toString(QKeySequence::NativeText)
+                            .toStdString(),
+                        TWLocalizedString(other == TWShortcutAction::HideOthers ? "Hide Others"
+                                                                                : "Show All"))));
+        return;
+    }
     const bool stored = keys.isEmpty() ? store.removeObjectForKey(key)
                                        : store.setObject(TWPlistValue(keys.toStdString()), key);
     if (!stored) {

@@ -81,6 +81,10 @@ class PreferencesController : public QObject {
     void showFinderAction();
     void setAsLoginItemAction();
 
+    // The lines under the shortcut fields, from the registration as it is now (a key another
+    // program let go may have been taken since).
+    void showShortcutProblems();
+
     // Pane switches (the toolbar items).
     void displayGeneralPrefs();
     void displayExcludePrefs();
@@ -138,7 +142,6 @@ class PreferencesController : public QObject {
     void shortcutRecorded(TWShortcutAction action, const QString& keys);
     // Shows why `action`'s shortcut is not registered (nothing: hides the line).
     void showShortcutProblem(TWShortcutAction action, const QString& text);
-    void showShortcutProblems();
     // Sizes the General pane (and the window, while it shows the pane) to what it holds now.
     void fitGeneralView();
     // Moves the window's frame to the centre of its screen.

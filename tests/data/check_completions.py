@@ -20,7 +20,9 @@ CASES = [
     ("tidewell --h", {"--help", "--hide-all"}),
     ("tidewell-helper --v", {"--version"}),
     ("tidewellctl ", {"hide-others", "show-all", "toggle", "list", "watch"}),
-    ("tidewellctl --set Sh", {"ShowFinder=", "ShowWindow="}),
+    ("tidewellctl --set Sh", {"ShowFinder=", "ShowWindow=", "ShowAllShortcut="}),
+    ("tidewellctl --set ShowFinder=", {"ShowFinder=YES", "ShowFinder=NO"}),
+    ("tidewellctl --set IconStyle2=", {"IconStyle2=4"}),
     ("tidewellctl toggle ", {"org.example.Terminal"}),
     ("tidewell-x11 --display :1 toggle ", {"org.example.Terminal"}),
 ]
@@ -120,6 +122,15 @@ with tempfile.TemporaryDirectory() as scratch:
             if not expected <= got or "-" in got:
                 failures.append(f"{shell.__name__}: '{line}' offers {sorted(got)}, "
                                 f"not {sorted(expected)}")
+                print("FAIL: " + failures[-1])
+    # fish shows an option's description beside the option, not beside every value it offers.
+    if shutil.which("fish"):
+        for line in ("tidewellctl --exclude ", "tidewellctl toggle ", "tidewellctl --set "):
+            said = subprocess.run(["fish", "--no-config", "-c",
+                                   f"set fish_complete_path {completions} $fish_complete_path; "
+                                   f"complete -C '{line}'"], capture_output=True, text=True).stdout
+            if "alone" in said or "setting" in said or "Hide a shown" in said:
+                failures.append(f"fish: '{line}' repeats an option's description: {said!r}")
                 print("FAIL: " + failures[-1])
 
 print(f"completed {len(CASES)} lines in {', '.join(s.__name__ for s in shells) or 'no shell'}")

@@ -244,6 +244,15 @@ TEST_F(PreferencesTest, ShortcutFieldsRecordCancelClearRefuseAndSayWhyABindingFa
     heldElsewhere.clear();
     controller->display();
     EXPECT_FALSE(showProblem->isVisible());
+    // Hide Others' combination for Show All is refused like a bare key: nothing saved.
+    hide->startRecording();
+    QTest::keyClick(hide, Qt::Key_H, Qt::ControlModifier | Qt::AltModifier);
+    show->startRecording();
+    QTest::keyClick(show, Qt::Key_H, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_EQ(stored(A::ShowAll), "Ctrl+Alt+K");
+    EXPECT_EQ(show->keys(), "Ctrl+Alt+K");
+    EXPECT_TRUE(showProblem->isVisible());
+    EXPECT_TRUE(showProblem->text().contains("Hide Others")) << showProblem->text().toStdString();
     // A store that cannot be written: the field returns to what is stored.
     sharedStore->readOnly = true;
     show->startRecording();

@@ -12,6 +12,7 @@
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -140,6 +141,16 @@ TEST_F(DBusServiceTest, TheMenuIsTheTrayMenuInTheUsersLanguageAndBadCallsAreRefu
                         "('Toggle', '   Terminal', 'org.example.Terminal', true), "))
         << menu.toStdString();
     EXPECT_TRUE(menu.endsWith("('Quit', 'Beenden', '', false)],)")) << menu.toStdString();
+    // Its "Preferences..." opens Tidewell's URL, as the menu everywhere does; the window comes
+    // up when the URL comes back (the simulated desktop only records it).
+    EXPECT_EQ(call("OpenPreferences"), "()");
+    QStringList seen;
+    for (int i = 0; i < 100 && !seen.contains("desktop: openURL x-tidewell-action://preferences");
+         ++i, QThread::msleep(50))
+        seen = status();
+    EXPECT_TRUE(seen.contains("desktop: openURL x-tidewell-action://preferences"))
+        << seen.join('\n').toStdString();
+    EXPECT_FALSE(seen.contains("preferences shown"));
 
     // The properties, read as GIO reads them: the icon is a picture the shell can load.
     EXPECT_EQ(call("org.freedesktop.DBus.Properties.Get", {interface, "IconStyle"}),

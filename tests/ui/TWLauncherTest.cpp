@@ -107,9 +107,9 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     EXPECT_TRUE(status().contains("exclusion list: 0"));
 
     // No argument: a click on the icon, which hides the others.
-    for (const char* request :
-         {"", "x-tidewell-action://preferences", "X-Tidewell-Action://preferences", "--show-all"})
+    for (const char* request : {"", "x-tidewell-action://preferences", "--show-all"})
         EXPECT_EQ(run(*request ? QStringList{request} : QStringList{}).first, 0) << request;
+    EXPECT_EQ(run({"X-Tidewell-Action://preferences"}).first, 2); // the scheme differs in case
     const QStringList seen = status();
     const auto at = [&](const char* line) { return seen.indexOf(line); };
     EXPECT_LT(at("reopen"), at("desktop: hide Terminal")) << seen.join('\n').toStdString();
@@ -124,6 +124,12 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     EXPECT_EQ(handedOver, 0);
     EXPECT_TRUE(loaded.contains("libc.so") && !loaded.contains("libQt6")) << loaded.toStdString();
     EXPECT_EQ(status().count("hide-all"), 1);
+    // tidewellctl hands its hide-others to the instance too (it needs no desktop of its own
+    // then); one with settings of its own does not.
+    const QString tool = QString::fromStdString(TWTestProgramPath("tidewellctl"));
+    EXPECT_EQ(run({"hide-others"}, nullptr, tool).first, 0);
+    EXPECT_EQ(status().count("hide-all"), 2);
+    EXPECT_EQ(run({"--set", "Minimize=NO", "hide-others"}, nullptr, tool).first, 1);
 
     // A crashed instance leaves its socket behind; the next start replaces it.
     ::kill(pid_t(instance.processId()), SIGKILL);
@@ -146,12 +152,22 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     ASSERT_EQ(aside.size(), 1);
     EXPECT_TRUE(QFile::exists(channel() + "/" + aside[0] + "/kept"));
     EXPECT_TRUE(status().contains("exclusion list: 0"));
+
+    // A later start that gave up on a stopped instance (and said it failed): its request is not
+    // carried out once the instance goes on.
+    ::kill(pid_t(instance.processId()), SIGSTOP);
+    const auto [code, said] = run({"--hide-all"});
+    ::kill(pid_t(instance.processId()), SIGCONT);
+    EXPECT_EQ(code, 1) << said.toStdString();
+    EXPECT_FALSE(statusUntil().contains("hide-all"));
 }
 
 TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDisplayAreSaidPlainly) {
     const std::pair<QStringList, int> usage[] = {{{"--bogus"}, 2},
                                                  {{"--hide-all", "--show-all"}, 2},
                                                  {{"--desktop=mars"}, 2},
+                                                 {{"x-tidewell-action://bogus"}, 2},
+                                                 {{"https://example.org/"}, 2},
                                                  {{"--status"}, 3}}; // nothing running to ask
     for (const auto& [arguments, code] : usage)
         EXPECT_EQ(run(arguments).first, code) << arguments.join(' ').toStdString();
@@ -161,8 +177,10 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
     EXPECT_FALSE(QFile::exists(channel() + "/instance.sock"));
     // The shipped program knows no test options, and its help lists none.
     EXPECT_EQ(run({"--desktop=sim"}, nullptr, shipped),
-              std::pair(2, QString("tidewell: Unknown option 'desktop'.\n"
+              std::pair(2, QString("tidewell: unknown option --desktop\n"
                                    "Try 'tidewell --help' for more information.\n")));
+    EXPECT_TRUE(run({"x-tidewell-action://bogus"})
+                    .second.contains("x-tidewell-action://bogus is no request Tidewell knows"));
     EXPECT_FALSE(run({"--help"}, nullptr, shipped).second.contains("--desktop"));
 
     auto failure = [this](const QProcessEnvironment& env, const QStringList& arguments) {
@@ -205,6 +223,18 @@ TEST_F(LauncherTest, UnderAGermanLocaleTheMenuAndTheAlertsAreInGerman) {
     startInstance(translocated);
     const QString alert = "alert Tidewell kann nicht von diesem Ort aus gestartet werden.";
     EXPECT_TRUE(statusUntil(alert, 20000).contains(alert));
+    // While its alert is up it takes no request: a later start is told, nothing is done.
+    EXPECT_EQ(TWInstanceChannel::sendMessage(channel(), "hide-all", 2000), "refused");
+    EXPECT_EQ(
+        TWInstanceChannel::sendMessage(channel(), "url x-tidewell-action://preferences", 2000),
+        "refused");
+    const auto [code, said] = run({"--show-all"});
+    EXPECT_EQ(code, 1);
+    EXPECT_TRUE(said.contains("Tidewell wird beendet")) << said.toStdString();
+    for (const QString& line : status())
+        EXPECT_FALSE((line.startsWith("desktop:") && line != "desktop: beep") ||
+                     line.contains("preferences") || line.contains("-all"))
+            << line.toStdString();
     instance.kill();
     instance.waitForFinished(5000);
 

@@ -70,6 +70,8 @@ TEST(TWShortcutRetry, RefusedKeysAreAskedForAgainOnceFree) {
     TWCommon common{desk, shared};
     TWShortcutBinder binder{desk.globalShortcuts(), shared, common};
     TWShortcutRetry retry{binder, nullptr};
+    int told = 0; // the preferences' lines would be shown again
+    retry.setTakenHandler([&told] { ++told; });
     shared.setObject(TWPlistValue("Ctrl+Alt+H"), TWHideOthersShortcutKey);
     desk.simGlobalShortcuts().setTaken("Ctrl+Alt+H");
     binder.setActive(true);
@@ -80,4 +82,5 @@ TEST(TWShortcutRetry, RefusedKeysAreAskedForAgainOnceFree) {
         [&] { return desk.simGlobalShortcuts().boundKeys(TWShortcutAction::HideOthers) != ""; },
         3 * TWShortcutRetry::kFirstDelayMs));
     EXPECT_FALSE(binder.refusedByDesktop());
+    EXPECT_EQ(told, 1);
 }

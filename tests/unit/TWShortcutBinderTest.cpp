@@ -2,6 +2,7 @@
 // The global shortcuts kept in step with the shared store, on the simulated desktop.
 #include "TWShortcutBinder.h"
 #include "TWCommon.h"
+#include "TWLogCapture.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
@@ -77,6 +78,21 @@ TEST(TWShortcutBinder, BindsWhileActiveRunsTheRequestsAndReportsWhatFailed) {
     f.binder.refresh();
     EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "");
     EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());
+
+    // A refusal is logged once however often it is looked at again, and cut short.
+    {
+        TWLogCapture capture;
+        std::string value;
+        while (value.size() < (1u << 20))
+            value += "Nope+";
+        f.shared.setObject(TWPlistValue(value + "H"), TWShowAllShortcutKey);
+        for (int i = 0; i < 3; ++i)
+            f.binder.refresh();
+        ASSERT_EQ(capture.lines.size(), 1u);
+        EXPECT_LT(capture.lines[0].size(), 300u);
+        ASSERT_TRUE(f.binder.problem(Action::ShowAll));
+        EXPECT_LT(f.binder.problem(Action::ShowAll)->size(), 300u);
+    }
 
     // Other keys given in the desktop's settings become the stored ones, bound as they are.
     f.keys.changeInSettings(Action::HideOthers, "Ctrl+Alt+J");

@@ -2,19 +2,27 @@
 // Faults and load on the test desktop: clients killed at random moments of hide-others and
 // show-all run by tidewellctl (as a keyboard shortcut would run it), the window manager killed
 // (as a crash would) and started again in the middle of hide-others, and the running tidewell
-// sent hide-all and show-all back to back over 500 windows while other windows come and go.
+// sent hide-all and show-all back to back over 500 windows while other windows come and go, and
+// the follower of hidden windows stopped (its listen queue full, too) among runs killed and
+// runs started together.
 // Afterwards every window still there must be shown and unmarked; checked with xprop.
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <random>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -40,6 +48,59 @@ class TWFaultSuiteX11Test : public ::testing::Test {
         int status = 0;
         ASSERT_EQ(::waitpid(run, &status, 0), run);
         ASSERT_TRUE(WIFEXITED(status)) << "tidewellctl did not end by itself";
+    }
+    // Like finish(), within `bound`: a run still going then is ended and counted a failure.
+    void finishWithin(pid_t run, seconds bound) {
+        const auto end = std::chrono::steady_clock::now() + bound;
+        int status = 0;
+        while (::waitpid(run, &status, WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() >= end) {
+                ADD_FAILURE() << "tidewellctl still ran after " << bound.count() << " s";
+                desktop.terminate(run, SIGKILL);
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        EXPECT_TRUE(WIFEXITED(status)) << "tidewellctl did not end by itself";
+    }
+    // The followers of hidden windows the tool started on this display.
+    std::vector<pid_t> followers() const {
+        std::vector<pid_t> found;
+        for (pid_t pid :
+             TWTestSession::processesWith("DISPLAY=" + desktop.display(), "tidewellctl")) {
+            std::ifstream cmdline("/proc/" + std::to_string(pid) + "/cmdline");
+            std::string line((std::istreambuf_iterator<char>(cmdline)), {});
+            if (line.find("--follow-marks") != std::string::npos)
+                found.push_back(pid);
+        }
+        return found;
+    }
+    // Connections to the follower's socket until its listen queue takes no more; they stay
+    // open until closed by the caller.
+    std::vector<int> fillFollowerQueue() const {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const std::string path = std::string(std::getenv("XDG_RUNTIME_DIR")) +
+                                 "/tidewell/mark-follower-" + desktop.display() + ".socket";
+        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+        std::vector<int> open;
+        for (int i = 0; i < 1000; ++i) {
+            const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0);
+            if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+                ::close(fd);
+                break;
+            }
+            open.push_back(fd);
+        }
+        return open;
+    }
+    // No window minimized without a mark: only Tidewell minimizes here, so no show-all could
+    // bring such a window back.
+    void expectEveryMinimizedMarked() {
+        for (pid_t c : clients)
+            for (unsigned long w : desktop.windowsOfPid(c))
+                EXPECT_TRUE(!desktop.isMinimized(w) || desktop.hasHiddenMark(w))
+                    << "window " << w << " minimized without a mark";
     }
     // Every window of the living clients shown and unmarked, within `bound` for them all.
     void expectAllShown(seconds bound = seconds(20)) {
@@ -208,6 +269,83 @@ TEST_F(TWFaultSuiteX11Test, AWindowRestoredByHandAndMinimizedAgainStaysMinimized
                 .empty();
         })) << "the tool left a process behind";
     }
+}
+
+// The follower of hidden windows stopped (as a debugger, or a round trip that never ends, would
+// stop it), then stopped with its listen queue full: every run still ends in time, the stopped
+// follower is replaced rather than waited for again, and everything comes back.
+TEST_F(TWFaultSuiteX11Test, AStoppedFollowerHoldsUpNoRun) {
+    startClients(3);
+    finish(desktop.spawn({tool, "hide-others"}));
+    for (bool fullQueue : {false, true}) {
+        SCOPED_TRACE(fullQueue ? "stopped, its queue full" : "stopped");
+        const std::vector<pid_t> stopped = followers();
+        ASSERT_EQ(stopped.size(), 1u);
+        ::kill(stopped[0], SIGSTOP);
+        std::vector<int> queued;
+        if (fullQueue) {
+            queued = fillFollowerQueue();
+            ASSERT_FALSE(queued.empty());
+        }
+        for (const char* action : {"show-all", "hide-others", "hide-others"})
+            finishWithin(desktop.spawn({tool, action}), seconds(15));
+        for (int fd : queued)
+            ::close(fd);
+        EXPECT_TRUE(waitFor([&] { return ::kill(stopped[0], 0) != 0; }))
+            << "the stopped follower is still there";
+        ::kill(stopped[0], SIGCONT);
+        expectEveryMinimizedMarked();
+        if (HasFailure())
+            return;
+    }
+    // One stopped while it holds the runs' lock for a look (here a stand-in that names itself
+    // a follower in the lock): the next run ends it rather than wait out its bound.
+    const std::string runLock =
+        std::string(std::getenv("XDG_RUNTIME_DIR")) + "/tidewell/command-line.lock";
+    auto named = [&runLock] {
+        std::string pid;
+        std::ifstream(runLock) >> pid;
+        return pid;
+    };
+    const std::string before = named();
+    const pid_t holder =
+        desktop.spawn({"flock", "-o", runLock, "sh", "-c",
+                       "echo $$ > '" + runLock + "'; sleep 600; :", "--follow-marks"});
+    ASSERT_TRUE(waitFor([&] { return named() != before; }));
+    finishWithin(desktop.spawn({tool, "show-all"}), seconds(15));
+    desktop.terminate(holder);
+    finish(desktop.spawn({tool, "show-all"}));
+    expectAllShown();
+}
+
+// A shortcut held down while things go wrong: rounds of 50 runs at once, hide-others and
+// show-all mixed, some killed at random moments, the follower stopped in every other round.
+// After each round every minimized window carries its mark; one show-all brings all back.
+TEST_F(TWFaultSuiteX11Test, FollowerFaultsKilledAndConcurrentRunsLeaveEveryHiddenWindowMarked) {
+    startClients(6);
+    std::mt19937 random(20261126);
+    for (int round = 0; round < 8 && !HasFailure(); ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        if (round % 2)
+            for (pid_t follower : followers())
+                ::kill(follower, SIGSTOP);
+        std::vector<pid_t> runs;
+        for (int i = 0; i < 50; ++i)
+            runs.push_back(desktop.spawn({tool, random() % 3 ? "hide-others" : "show-all"}));
+        for (int i = 0; i < 5; ++i) {
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 50'000));
+            const pid_t victim = runs[random() % runs.size()];
+            desktop.terminate(victim, SIGKILL);
+            std::erase(runs, victim);
+        }
+        for (pid_t run : runs)
+            finishWithin(run, seconds(120)); // a hang is for ever; the load here is heavy
+        expectEveryMinimizedMarked();
+    }
+    for (pid_t follower : followers())
+        ::kill(follower, SIGCONT);
+    finish(desktop.spawn({tool, "show-all"}));
+    expectAllShown();
 }
 
 TEST_F(TWFaultSuiteX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow) {

@@ -28,6 +28,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -433,20 +434,73 @@ TEST_F(TWX11DesktopTest,
         EXPECT_NE(log_[i].find(i < 2 ? ":4999" : "simulated"), std::string::npos) << log_[i];
 }
 
-// The command-line tool reads the user's settings files as the application does; --exclude and
-// --set change only the run, never the files.
+// The command-line tool: what a script sees (status, message) for each kind of command line; it
+// reads the user's settings files as the application does, and --exclude and --set change only
+// the run, never the files.
 TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDocumented) {
-    auto tool = [](const std::string& arguments) {
-        int status = std::system(
-            (TWTestProgramPath("tidewellctl") + " " + arguments + " >/dev/null 2>&1").c_str());
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    struct Said {
+        int status;
+        std::string out;
     };
-    for (const char* usage :
-         {"", "frobnicate", "toggle", "--set NoEqualsSign list", "--bogus list", "list --exclude"})
-        EXPECT_EQ(tool(usage), 2) << usage;
-    EXPECT_EQ(tool("--help"), 0);
-    EXPECT_EQ(tool("--display :4999 list"), 1);
-    EXPECT_EQ(tool("list"), 0);
+    auto ctl = [](const std::string& arguments, const std::string& environment = {}) {
+        FILE* pipe = ::popen(
+            (environment + " " + TWTestProgramPath("tidewellctl") + " " + arguments + " 2>&1")
+                .c_str(),
+            "r");
+        Said said{-1, {}};
+        char buffer[4096];
+        for (size_t n; pipe && (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+            said.out.append(buffer, n);
+        const int status = pipe ? ::pclose(pipe) : -1;
+        said.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return said;
+    };
+    auto tool = [&](const std::string& arguments) { return ctl(arguments).status; };
+    // (arguments, environment, status, what the output says, what it must not say)
+    const struct {
+        const char *arguments, *environment;
+        int status;
+        const char *says, *never;
+    } cases[] = {
+        {"", "", 2, "Try 'tidewellctl --help'", "commands:"},
+        {"frobnicate", "", 2, "frobnicate", "commands:"},
+        {"toggle", "", 2, "toggle", nullptr},
+        {"--set NoEqualsSign list", "", 2, "KEY=VALUE", nullptr},
+        {"--bogus list", "", 2, "unknown option --bogus", "commands:"},
+        {"list --exclude", "", 2, "--exclude", nullptr},
+        {"--set Nonsense=1 list", "", 2, "unknown setting Nonsense", nullptr},
+        {"--set Minimize=maybe list", "", 2, "Minimize takes YES or NO, not 'maybe'", nullptr},
+        {"--set IconStyle2=3 list", "", 2, "IconStyle2 takes 1, 2, 4 or 5", nullptr},
+        {"--set ShowAllShortcut=J list", "", 2, "ShowAllShortcut takes a key combination", nullptr},
+        {"--set Minimize=NO --set ShowAllShortcut=ctrl+alt+k --set IconStyle2=4 list", "", 0, "ID",
+         "tidewellctl:"},
+        {"toggle no.such.App", "", 4, "no running application has the ID no.such.App", nullptr},
+        {"--exclude no.such.App list", "", 0, "warning: --exclude no.such.App", nullptr},
+        {"--help", "", 0, "4 no running application", nullptr},
+        {"--display :4999 list", "", 1, "cannot open the X11 display :4999", "TWX11Connection"},
+        {"--display :4999 toggle no.such.App", "LANG=de_DE.UTF-8", 1,
+         "die X11-Anzeige :4999 lässt sich nicht öffnen", "cannot"},
+        {"--set Nonsense=1 list", "LANG=fr_FR.UTF-8", 2, "réglage inconnu Nonsense", "Try"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.environment) + " tidewellctl " + c.arguments);
+        const Said said = ctl(c.arguments, c.environment);
+        EXPECT_EQ(said.status, c.status) << said.out;
+        EXPECT_NE(said.out.find(c.says), std::string::npos) << said.out;
+        if (c.never) {
+            EXPECT_EQ(said.out.find(c.never), std::string::npos) << said.out;
+        }
+    }
+
+    // Tidewell is listed once, as itself (here this test program stands in for it), and never
+    // the tool that lists.
+    TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName, 0);
+    const std::string listed = ctl("list").out;
+    TWProcessRegistry::unregisterCurrentProcess();
+    const size_t first = listed.find(TWOwnBundleIdentifier);
+    EXPECT_NE(first, std::string::npos) << listed;
+    EXPECT_EQ(listed.find(TWOwnBundleIdentifier, first + 1), std::string::npos) << listed;
+    EXPECT_EQ(ctl("list").out.find(TWOwnBundleIdentifier), std::string::npos);
 
     // The user has excluded "Keep".
     TWPlistFileStore shared(TWStorePaths::sharedStorePath());
@@ -602,6 +656,23 @@ TEST(TWDesktopEntryIndexTest, ExecLinesAndLocalizedNames) {
     EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry, "sr_RS@latin"), "L");
     EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry, "fr_FR"), "Files");
     EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry, "C"), "Files");
+    // The user's languages in GLib's order: LANGUAGE's list before LC_ALL, LC_MESSAGES and LANG.
+    const char* lang = std::getenv("LANG");
+    const std::string langBefore = lang ? lang : "";
+    for (const auto& [language, all, name] : {std::tuple{"de", "", "Dateien"},
+                                              {"xx:sr@latin:de", "en_US.UTF-8", "L"},
+                                              {"", "de_AT.UTF-8", "Dateien (AT)"}}) {
+        setenv("LANGUAGE", language, 1);
+        setenv("LC_ALL", all, 1);
+        setenv("LANG", "en_US.UTF-8", 1);
+        EXPECT_EQ(TWDesktopEntryIndex::localizedName(entry), name) << language;
+    }
+    unsetenv("LANGUAGE");
+    unsetenv("LC_ALL");
+    if (lang)
+        setenv("LANG", langBefore.c_str(), 1);
+    else
+        unsetenv("LANG");
 }
 
 } // namespace

@@ -33,7 +33,7 @@ std::string safeName(const std::string& name) {
     return out.empty() ? "wayland" : out;
 }
 
-TWHiddenMarks parse(std::istream& in) {
+TWHiddenMarks parseLines(std::istream& in) {
     TWHiddenMarks marks;
     std::string line;
     while (std::getline(in, line)) {
@@ -134,6 +134,11 @@ TWHiddenRecord TWHiddenRecord::atPath(const std::string& path) {
     return record;
 }
 
+TWHiddenMarks TWHiddenRecord::parse(std::string_view text) {
+    std::istringstream in{std::string(text)};
+    return parseLines(in);
+}
+
 long long TWHiddenRecord::now() {
     return static_cast<long long>(std::time(nullptr));
 }
@@ -142,7 +147,7 @@ TWHiddenMarks TWHiddenRecord::read() const {
     if (path_.empty())
         return {};
     std::ifstream in(path_);
-    return parse(in);
+    return parseLines(in);
 }
 
 bool TWHiddenRecord::update(const std::function<void(TWHiddenMarks&)>& change) const {

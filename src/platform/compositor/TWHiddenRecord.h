@@ -10,6 +10,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 // One window Tidewell minimized.
 struct TWHiddenMark {
@@ -46,6 +47,8 @@ class TWHiddenRecord {
                       const std::function<std::optional<bool>(const std::string&)>& minimized,
                       long long now, long long grace = kConfirmationGrace);
     static long long now();
+    // The marks in a record's text (lines that are no mark are skipped).
+    static TWHiddenMarks parse(std::string_view text);
     static constexpr long long kConfirmationGrace = 10;
     static constexpr std::chrono::milliseconds kLockWait{1000};
     static constexpr std::chrono::seconds kBusyPause{5};

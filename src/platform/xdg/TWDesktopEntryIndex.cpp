@@ -365,16 +365,34 @@ std::optional<std::string> TWDesktopEntryIndex::guessedIdentity(const TWIdentity
 }
 
 std::string TWDesktopEntryIndex::localizedName(const TWDesktopEntry& entry) {
-    for (const char* var : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        const char* value = std::getenv(var);
-        if (value && *value)
-            return localizedName(entry, value);
+    // The user's languages as GLib (and with it the desktop) orders them: LANGUAGE's list
+    // first, else the first of LC_ALL, LC_MESSAGES and LANG that is set.
+    std::vector<std::string> locales;
+    if (const char* list = std::getenv("LANGUAGE"); list && *list) {
+        std::string rest = list;
+        for (size_t colon; !rest.empty();
+             rest.erase(0, colon == std::string::npos ? colon : colon + 1)) {
+            colon = rest.find(':');
+            if (colon != 0)
+                locales.push_back(rest.substr(0, colon));
+        }
+    } else {
+        for (const char* var : {"LC_ALL", "LC_MESSAGES", "LANG"})
+            if (const char* value = std::getenv(var); value && *value) {
+                locales.emplace_back(value);
+                break;
+            }
     }
+    for (const auto& locale : locales)
+        for (const auto& key : localeKeys(locale)) {
+            auto it = entry.name.find(key);
+            if (it != entry.name.end() && !it->second.empty())
+                return it->second;
+        }
     return localizedName(entry, "");
 }
 
-std::string TWDesktopEntryIndex::localizedName(const TWDesktopEntry& entry,
-                                               const std::string& locale) {
+std::vector<std::string> TWDesktopEntryIndex::localeKeys(const std::string& locale) {
     // lang_COUNTRY.ENCODING@MODIFIER: the encoding never takes part in the match.
     std::string lang = locale, country, modifier;
     if (auto at = lang.find('@'); at != std::string::npos) {
@@ -397,6 +415,12 @@ std::string TWDesktopEntryIndex::localizedName(const TWDesktopEntry& entry,
             keys.push_back(lang + "@" + modifier);
         keys.push_back(lang);
     }
+    return keys;
+}
+
+std::string TWDesktopEntryIndex::localizedName(const TWDesktopEntry& entry,
+                                               const std::string& locale) {
+    std::vector<std::string> keys = localeKeys(locale);
     keys.emplace_back("");
     for (const auto& key : keys) {
         auto it = entry.name.find(key);

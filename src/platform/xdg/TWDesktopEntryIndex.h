@@ -68,6 +68,8 @@ class TWDesktopEntryIndex {
     static std::string localizedName(const TWDesktopEntry& entry);
     // The entry's Name for `locale` (such as "de_AT.UTF-8@euro").
     static std::string localizedName(const TWDesktopEntry& entry, const std::string& locale);
+    // The keys of `locale`'s names, most specific first ("de_AT", "de"); none for C and POSIX.
+    static std::vector<std::string> localeKeys(const std::string& locale);
     // The command line of an Exec value: split by the desktop-entry quoting rules, with the field
     // codes (%f, %U, ...) dropped and "%%" kept as "%".
     static std::vector<std::string> commandLineFromExec(const std::string& exec);
