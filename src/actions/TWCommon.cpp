@@ -216,15 +216,23 @@ void TWCommon::showFinderHideOthers() {
     }
 
     const TWRunningApplication* finder = firstWithIdentifier(running, finderID);
+    // A file manager often runs as several processes (a second one started for a new window):
+    // every running entry of its identifier is the file manager, shown or hidden together; the
+    // first is the one brought forward.
+    std::vector<const TWRunningApplication*> fileManager;
+    for (const auto& app : running)
+        if (finder && app.bundleIdentifier == finderID)
+            fileManager.push_back(&app);
     // Without our own application running (a helper acting alone) the file manager is always
     // brought forward, so the screen never ends up with nothing in front.
     if (sharedDefaults_.boolForKey(TWShowFinderKey) || ownCount == 0) {
-        if (finder) {
-            workspace.unhide(*finder);
+        for (const auto* app : fileManager)
+            workspace.unhide(*app);
+        if (finder)
             workspace.activateWithOptions(*finder, TWApplicationActivateIgnoringOtherApps);
-        }
-    } else if (finder) {
-        workspace.hide(*finder);
+    } else {
+        for (const auto* app : fileManager)
+            workspace.hide(*app);
     }
 
     minimizeFinderWindows(finder);

@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <sys/wait.h>
@@ -154,6 +155,77 @@ TEST_P(TWWindowManagerMatrixTest, NothingLostNothingLeftMarked) {
     expectHidden(false);
     showAll("ShowFinder off, Minimize on", true);
     EXPECT_EQ(x11_->x11Workspace().minimizeSupport(), TWX11MinimizeSupport::Yes);
+}
+
+// Workspaces as wmctrl and xprop see them.
+int currentWorkspace() {
+    const std::string out = run({"xprop", "-root", "_NET_CURRENT_DESKTOP"});
+    const auto at = out.find(" = ");
+    return at == std::string::npos ? -1 : std::atoi(out.c_str() + at + 3);
+}
+// Minimized: with _NET_WM_STATE_HIDDEN where the window manager reports it (some give every
+// window on another workspace the Iconic state), else Iconic.
+bool minimized(unsigned long window) {
+    if (run({"xprop", "-root", "_NET_SUPPORTED"}).find("_NET_WM_STATE_HIDDEN") == std::string::npos)
+        return run({"xprop", "-id", std::to_string(window), "WM_STATE"}).find("Iconic") !=
+               std::string::npos;
+    return run({"xprop", "-id", std::to_string(window), "_NET_WM_STATE"})
+               .find("_NET_WM_STATE_HIDDEN") != std::string::npos;
+}
+int workspaceOf(unsigned long window) {
+    const std::string out = run({"xprop", "-id", std::to_string(window), "_NET_WM_DESKTOP"});
+    const auto at = out.find(" = ");
+    return at == std::string::npos ? -1 : std::atoi(out.c_str() + at + 3);
+}
+
+// Windows on two workspaces, the user on either: hide-others hides both, show-all brings each
+// back on its own workspace and leaves the user where they are. A window the window manager
+// does not let anyone minimize is skipped at once and named.
+TEST_P(TWWindowManagerMatrixTest, EveryWorkspaceHiddenAndShownWhereItIsTheUserStays) {
+    auto workspaces = [] {
+        const std::string out = run({"wmctrl", "-d"});
+        return std::count(out.begin(), out.end(), '\n');
+    };
+    if (workspaces() < 2)
+        run({"wmctrl", "-n", "2"});
+    ASSERT_TRUE(waitFor([&] { return workspaces() >= 2; })) << run({"wmctrl", "-d"});
+    const unsigned long here = client("Here").at(0), there = client("There").at(0);
+    pid_t fixed = desktop_->spawnTestClient(
+        {"--class", "Fixed,Fixed", "--title", "Fixed Pane", "--no-minimize"});
+    const unsigned long pane = desktop_->windowsOfPid(fixed).at(0);
+    run({"wmctrl", "-i", "-r", std::to_string(there), "-t", "1"});
+    ASSERT_TRUE(waitFor([&] { return workspaceOf(there) == 1; })) << run({"wmctrl", "-l"});
+    ASSERT_EQ(workspaceOf(here), 0);
+    const bool paneRefused =
+        run({"xprop", "-id", std::to_string(pane), "_NET_WM_ALLOWED_ACTIONS"}).find("MINIMIZE") ==
+        std::string::npos;
+    for (int from : {0, 1}) {
+        const std::string when = "from workspace " + std::to_string(from);
+        run({"wmctrl", "-s", std::to_string(from)});
+        ASSERT_TRUE(waitFor([&] { return currentWorkspace() == from; })) << when;
+        log_.clear();
+        const auto start = std::chrono::steady_clock::now();
+        ASSERT_NO_FATAL_FAILURE(hideOthers());
+        for (auto w : {here, there})
+            EXPECT_TRUE(waitFor([&] { return minimized(w); }) && marked(w)) << when << ": " << w;
+        if (paneRefused) {
+            EXPECT_LT(std::chrono::steady_clock::now() - start, TWX11Workspace::kAnswerBound);
+            EXPECT_FALSE(minimized(pane) || marked(pane)) << when;
+            EXPECT_TRUE(std::any_of(
+                log_.begin(), log_.end(),
+                [](const std::string& l) { return l.find("Fixed Pane") != std::string::npos; }))
+                << when << ": " << ::testing::PrintToString(log_);
+        }
+        common_->showAll();
+        ASSERT_NO_FATAL_FAILURE(settle());
+        for (auto w : {here, there})
+            EXPECT_TRUE(waitFor([&] { return !minimized(w); }))
+                << when << ": window " << w << " stayed minimized";
+        EXPECT_TRUE(waitFor([&] { return !marked(here) && !marked(there); })) << when;
+        EXPECT_EQ(workspaceOf(here), 0) << when;
+        EXPECT_EQ(workspaceOf(there), 1) << when;
+        EXPECT_EQ(currentWorkspace(), from) << when << ": the user was moved";
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Minimizing, TWWindowManagerMatrixTest,

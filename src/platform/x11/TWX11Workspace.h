@@ -116,6 +116,7 @@ class TWX11Workspace : public TWWorkspace {
         // The time in the mark this window was followed with: a mark with another time was set
         // by a later hiding.
         std::optional<xcb_timestamp_t> markTime = std::nullopt;
+        bool elsewhere = false; // on a workspace other than the user's when its restore began
     };
     struct Deferred {
         std::function<bool()> ready;
@@ -127,6 +128,14 @@ class TWX11Workspace : public TWWorkspace {
         std::chrono::steady_clock::time_point deadline;
         bool sent = false;
         bool retried = false;
+        std::optional<uint32_t> workspace; // the target's
+    };
+    // The workspace the user was on when restores of windows on other workspaces began: the
+    // window manager may take the user along to a restored window, and they are taken back.
+    struct WorkspaceReturn {
+        uint32_t workspace = 0;
+        std::chrono::steady_clock::time_point deadline{};
+        bool sent = false;
     };
 
     TWX11Application* findCached(std::uint64_t handle);
@@ -144,6 +153,10 @@ class TWX11Workspace : public TWWorkspace {
     // Extends the wait for a late minimize once, when the window manager is known to minimize.
     bool waitLonger(Followed& f, std::chrono::steady_clock::time_point now);
     void activeWindowChanged();
+    // Whether `w` lives on a workspace the user is not on.
+    bool onOtherWorkspace(const TWX11Window& w) const;
+    // Takes the user back to the workspace they were on once the restores are done.
+    void returnToWorkspace(bool restoring, std::chrono::steady_clock::time_point now);
     void scheduleWakeUp();
     void sendActivation();
 
@@ -157,6 +170,7 @@ class TWX11Workspace : public TWWorkspace {
     bool lateNoted_ = false;
     std::vector<Deferred> deferred_;
     std::optional<PendingActivation> activation_;
+    std::optional<WorkspaceReturn> workspaceReturn_;
     TWX11MinimizeSupport minimizeSupport_ = TWX11MinimizeSupport::Unknown;
     bool advancing_ = false;
 };
