@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <map>
 #include <sys/wait.h>
@@ -209,7 +210,8 @@ TEST_P(TWWindowManagerMatrixTest, EveryWorkspaceHiddenAndShownWhereItIsTheUserSt
         for (auto w : {here, there})
             EXPECT_TRUE(waitFor([&] { return minimized(w); }) && marked(w)) << when << ": " << w;
         if (paneRefused) {
-            EXPECT_LT(std::chrono::steady_clock::now() - start, TWX11Workspace::kAnswerBound);
+            EXPECT_LT(std::chrono::steady_clock::now() - start, TWX11Workspace::kAnswerBound)
+                << ::testing::PrintToString(log_);
             EXPECT_FALSE(minimized(pane) || marked(pane)) << when;
             EXPECT_TRUE(std::any_of(
                 log_.begin(), log_.end(),
@@ -224,7 +226,8 @@ TEST_P(TWWindowManagerMatrixTest, EveryWorkspaceHiddenAndShownWhereItIsTheUserSt
         EXPECT_TRUE(waitFor([&] { return !marked(here) && !marked(there); })) << when;
         EXPECT_EQ(workspaceOf(here), 0) << when;
         EXPECT_EQ(workspaceOf(there), 1) << when;
-        EXPECT_EQ(currentWorkspace(), from) << when << ": the user was moved";
+        EXPECT_EQ(currentWorkspace(), from)
+            << when << ": the user was moved" << ::testing::PrintToString(log_);
     }
 }
 
@@ -275,6 +278,49 @@ TEST_P(TWOpenboxActionsTest, CloseAllFinderClosesTheFileManagersWindowsAndShowWi
         },
         seconds(45)))
         << run({"wmctrl", "-l", "-p"}) << ::testing::PrintToString(log_);
+}
+
+// The file manager in two processes (the second with a cache of its own, so it does not hand
+// its window to the first): both are the file manager, hidden and shown together.
+TEST_P(TWOpenboxActionsTest, AFileManagerInTwoProcessesIsHiddenAndShownAsOne) {
+    fileManager_ = start({"pcmanfm", desktop_->home()});
+    const pid_t second = start(
+        {"env", "XDG_CACHE_HOME=" + desktop_->home() + "/.cache2", "pcmanfm", desktop_->home()});
+    auto windows = desktop_->windowsOfProgram("pcmanfm");
+    ASSERT_EQ(windows.size(), 2u) << run({"wmctrl", "-l", "-p"});
+    ASSERT_NE(desktop_->windowsOfPid(second), fileManagerWindows());
+    run({"wmctrl", "-i", "-a", std::to_string(desktop_->windowsOfPid(second).at(0))});
+    shared_.setBool(false, TWShowFinderKey);
+    shared_.setBool(false, TWMinimizeKey);
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    for (auto w : windows)
+        EXPECT_TRUE(becomes(w, true) && marked(w)) << w << ": " << run({"wmctrl", "-l", "-p"});
+    common_->showAll();
+    ASSERT_NO_FATAL_FAILURE(settle());
+    for (auto w : windows)
+        EXPECT_TRUE(becomes(w, false) && waitFor([&] { return !marked(w); })) << w;
+}
+
+// A restore the window manager does not carry out (it stopped answering) keeps the window's
+// mark, so that it comes back once the window manager answers again. A fresh workspace, which
+// has not seen this window manager minimize, gives up after its re-asks.
+TEST_P(TWOpenboxActionsTest, ARestoreNotCarriedOutKeepsItsMark) {
+    const unsigned long w = client("Alpha").at(0);
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    ASSERT_TRUE(becomes(w, true) && marked(w));
+    x11_ = TWX11Desktop::open();
+    common_ = std::make_unique<TWCommon>(*x11_, shared_);
+    kill(desktop_->windowManagerPid(), SIGSTOP);
+    common_->showAll();
+    x11_->x11Workspace().settle(seconds(30)); // given up after the re-asks
+    EXPECT_TRUE(iconic(w) && marked(w));
+    EXPECT_TRUE(std::any_of(log_.begin(), log_.end(), [](const std::string& l) {
+        return l.find("did not restore") != std::string::npos;
+    })) << ::testing::PrintToString(log_);
+    kill(desktop_->windowManagerPid(), SIGCONT);
+    common_->showAll();
+    EXPECT_TRUE(x11_->x11Workspace().settle(seconds(30)));
+    EXPECT_TRUE(becomes(w, false) && waitFor([&] { return !marked(w); }));
 }
 
 // Real programs: thunar as the default file manager (its toolkit ID names no entry), mousepad

@@ -553,13 +553,19 @@ void TWX11Connection::iconify(xcb_window_t window, bool otherWorkspace) {
                    reinterpret_cast<const char*>(&ev));
 }
 
+void TWX11Connection::unhideInPlace(xcb_window_t window) {
+    // Source 2: a pager, on the user's behalf.
+    xcb_ewmh_request_change_wm_state(&ewmh_, 0, window, XCB_EWMH_WM_STATE_REMOVE,
+                                     ewmh_._NET_WM_STATE_HIDDEN, XCB_NONE,
+                                     XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+}
+
 void TWX11Connection::restore(xcb_window_t window, bool mapped, bool otherWorkspace) {
     if (otherWorkspace) {
-        // Source 2 (a pager, on the user's behalf). A window manager that does not honour it
-        // ignores the message, and the request below restores the window instead.
-        xcb_ewmh_request_change_wm_state(&ewmh_, 0, window, XCB_EWMH_WM_STATE_REMOVE,
-                                         ewmh_._NET_WM_STATE_HIDDEN, XCB_NONE,
-                                         XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+        // Mapping it would bring it to the user's workspace on some window managers (metacity);
+        // activating it as a pager does restores it where it is, and may take the user along.
+        unhideInPlace(window);
+        mapped = true;
     }
     if (!mapped) {
         deiconify(window);
@@ -787,7 +793,8 @@ void TWX11Connection::dispatchEvents() {
             if (p->window == root_) {
                 activeChanged = activeChanged || p->atom == ewmh_._NET_ACTIVE_WINDOW;
                 clientList = clientList || p->atom == ewmh_._NET_CLIENT_LIST;
-            } else if ((p->atom == atomWMState_ || p->atom == atomHiddenMark_) &&
+            } else if ((p->atom == atomWMState_ || p->atom == atomHiddenMark_ ||
+                        p->atom == ewmh_._NET_WM_STATE) &&
                        watched_.count(p->window)) {
                 changed.insert(p->window);
             }

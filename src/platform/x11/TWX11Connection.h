@@ -115,10 +115,12 @@ class TWX11Connection {
     // Asks the window manager to restore an iconic window: by mapping it when it is unmapped
     // (ICCCM), else, for window managers that keep minimized windows mapped, by activating it
     // as a pager does.
-    // A window on another workspace is first asked back through its _NET_WM_STATE_HIDDEN (as a
-    // pager would), which window managers that honour it carry out on that workspace without
-    // taking the user there.
+    // A window on another workspace is asked back as a pager asks (_NET_WM_STATE_HIDDEN
+    // removed, then activated): some window managers take the user to it.
     void restore(xcb_window_t window, bool mapped, bool otherWorkspace = false);
+    // Asks for _NET_WM_STATE_HIDDEN to go: window managers that honour it (openbox) restore the
+    // window on its own workspace without taking the user there; others ignore it.
+    void unhideInPlace(xcb_window_t window);
     void deiconify(xcb_window_t window);
     // Shows a marked window that no window manager manages and drops its mark.
     void restoreUnmanaged(const TWX11Window& window);

@@ -383,8 +383,11 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
         } else if (w->iconic) {
             // The mark stays until the window is seen restored.
             const bool elsewhere = onOtherWorkspace(*w);
-            connection_.restore(w->id, w->mapped, elsewhere);
-            follow(w->id, Step::AwaitNormal, now + kReaskInterval);
+            if (elsewhere)
+                connection_.unhideInPlace(w->id);
+            else
+                connection_.restore(w->id, w->mapped);
+            follow(w->id, Step::AwaitNormal, now + (elsewhere ? kInPlaceGrace : kReaskInterval));
             followed_[w->id].elsewhere = elsewhere;
         } else if (f != followed_.end() && f->second.step == Step::AwaitNormal) {
             // Restored by a restore asked for moments ago (this listing came before its answer
@@ -568,8 +571,12 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                 break;
             case Step::RestoreWhenIconic:
                 if (st.iconic) {
-                    connection_.restore(window, st.mapped, f.elsewhere);
-                    f = Followed{Step::AwaitNormal, now + kReaskInterval, f.ours, false, 0,
+                    if (f.elsewhere)
+                        connection_.unhideInPlace(window);
+                    else
+                        connection_.restore(window, st.mapped);
+                    const auto wait = f.elsewhere ? kInPlaceGrace : kReaskInterval;
+                    f = Followed{Step::AwaitNormal, now + wait, f.ours, false, 0,
                                  std::nullopt,      f.elsewhere};
                 } else if (expired && !waitLonger(f, now)) {
                     done = true; // it was never minimized

@@ -97,6 +97,9 @@ class TWX11Workspace : public TWWorkspace {
     // all (within kAnswerBound and a half): a window manager that has just started can drop one.
     static constexpr std::chrono::milliseconds kReaskInterval{kAnswerBound / 2};
     static constexpr int kRestoreAsks = 3;
+    // A window on another workspace is first asked back in place; a window manager that has not
+    // done that within kInPlaceGrace is asked as a pager asks.
+    static constexpr std::chrono::milliseconds kInPlaceGrace{400};
 
   private:
     // A window whose hiding or restoring is under way.
