@@ -502,15 +502,16 @@ void TWX11Workspace::scheduleWakeUp() {
     connection_.wakeUpAt(next);
 }
 
-bool TWX11Workspace::waitLonger(Followed& f, std::chrono::steady_clock::time_point now) {
+bool TWX11Workspace::waitLonger(Followed& f, std::chrono::steady_clock::time_point now,
+                                const char* what) {
     // Only a window manager that is known to minimize is waited for: one that never does
     // (i3) is found out at the first bound.
     if (f.late || minimizeSupport_ != TWX11MinimizeSupport::Yes)
         return false;
     if (!lateNoted_) {
         TWLog(LOG_NOTICE, kLogClass,
-              "the window manager is slow to minimize windows; its answer is "
-              "awaited longer");
+              std::string("the window manager is slow to ") + what +
+                  " windows; its answer is awaited longer");
         lateNoted_ = true;
     }
     f.late = true;
@@ -599,7 +600,7 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                     // the restore is asked for again before the window is given up on.
                     connection_.restore(window, st.mapped, f.elsewhere);
                     f.deadline = now + kReaskInterval;
-                } else if (expired && !waitLonger(f, now)) {
+                } else if (expired && !waitLonger(f, now, "restore")) {
                     // Kept marked: the next show-all asks again.
                     TWLog(LOG_WARNING, kLogClass,
                           "the window manager did not restore a window in time; "

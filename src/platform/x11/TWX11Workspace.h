@@ -154,7 +154,9 @@ class TWX11Workspace : public TWWorkspace {
     // Reads the followed windows that changed (all when `everything`) and moves each on.
     void advance(const std::vector<xcb_window_t>& changed, bool everything);
     // Extends the wait for a late minimize once, when the window manager is known to minimize.
-    bool waitLonger(Followed& f, std::chrono::steady_clock::time_point now);
+    // `what` names the request waited for in the note ("minimize", "restore").
+    bool waitLonger(Followed& f, std::chrono::steady_clock::time_point now,
+                    const char* what = "minimize");
     void activeWindowChanged();
     // Whether `w` lives on a workspace the user is not on.
     bool onOtherWorkspace(const TWX11Window& w) const;
