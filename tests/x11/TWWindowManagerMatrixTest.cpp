@@ -215,12 +215,6 @@ TEST_P(TWWindowManagerMatrixTest, EveryWorkspaceHiddenAndShownWhereItIsTheUserSt
         const std::string when = "from workspace " + std::to_string(from);
         run({"wmctrl", "-s", std::to_string(from)});
         ASSERT_TRUE(waitFor([&] { return currentWorkspace() == from; })) << when;
-        // The user works here: show-all gives focus back to an application on this workspace
-        // (one elsewhere would take the user there, as the window manager's own rule says).
-        const unsigned long working = from == 0 ? here : there;
-        run({"wmctrl", "-i", "-a", std::to_string(working)});
-        ASSERT_TRUE(waitFor([&] { return desktop_->activeWindow() == working; })) << when;
-        ASSERT_NO_FATAL_FAILURE(settle()); // Tidewell sees the switch, as a running one would
         log_.clear();
         const auto start = std::chrono::steady_clock::now();
         ASSERT_NO_FATAL_FAILURE(hideOthers());
@@ -235,6 +229,12 @@ TEST_P(TWWindowManagerMatrixTest, EveryWorkspaceHiddenAndShownWhereItIsTheUserSt
                 [](const std::string& l) { return l.find("Fixed Pane") != std::string::npos; }))
                 << when << ": " << ::testing::PrintToString(log_);
         }
+        // As the command-line tool acts, from a process of its own: no application recorded to
+        // give focus back to (one on another workspace would take the user there, by the window
+        // manager's own rule).
+        common_.reset();
+        x11_ = TWX11Desktop::open();
+        common_ = std::make_unique<TWCommon>(*x11_, shared_);
         common_->showAll();
         ASSERT_NO_FATAL_FAILURE(settle());
         for (auto w : {here, there})
