@@ -220,16 +220,25 @@ void TWCommon::showFinderHideOthers() {
                                     [](const TWRunningApplication& app) { return app.active; });
     // Whether this action hides an application that is shown now.
     bool hidesShown = false;
+    // A file manager often runs as several processes (a second one started for a new window):
+    // every running entry of its identifier is the file manager, shown or hidden together; the
+    // first is the one brought forward.
+    std::vector<const TWRunningApplication*> fileManager;
+    for (const auto& app : running)
+        if (finder && app.bundleIdentifier == finderID)
+            fileManager.push_back(&app);
     // Without our own application running (a helper acting alone) the file manager is always
     // brought forward, so the screen never ends up with nothing in front.
     if (sharedDefaults_.boolForKey(TWShowFinderKey) || ownCount == 0) {
-        if (finder) {
-            workspace.unhide(*finder);
+        for (const auto* app : fileManager)
+            workspace.unhide(*app);
+        if (finder)
             workspace.activateWithOptions(*finder, TWApplicationActivateIgnoringOtherApps);
+    } else {
+        for (const auto* app : fileManager) {
+            hidesShown = hidesShown || !app->hidden;
+            workspace.hide(*app);
         }
-    } else if (finder) {
-        hidesShown = hidesShown || !finder->hidden;
-        workspace.hide(*finder);
     }
 
     minimizeFinderWindows(finder);

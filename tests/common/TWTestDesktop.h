@@ -82,6 +82,7 @@ class TWTestDesktop : public TWTestSession {
     bool restartWindowManager();
     // Kills the window manager (as a crash would) and leaves the desktop without one.
     void killWindowManager();
+    pid_t windowManagerPid() const { return windowManager_; }
     static std::string testClientPath();
     // Starts the test client with `windows` windows and waits until the window manager lists them.
     pid_t spawnTestClient(const std::vector<std::string>& options, int windows = 1);

@@ -94,6 +94,7 @@ TEST(TWCommonHideOthers, ShowFinderOffHidesTheFileManagerFirstUnlessOurOwnApplic
         f.desk.setFileManagerBundleIdentifier("org.gnome.Nautilus");
         f.launch(kFinder, "Old Finder");
         f.launch("org.gnome.Nautilus", "Files");
+        f.launch("org.gnome.Nautilus", "Files B"); // a second process: the file manager too
         if (ownRunning)
             f.launch(TWOwnBundleIdentifier, "Tidewell");
         else // the helper acting alone still brings the file manager forward
@@ -107,11 +108,11 @@ TEST(TWCommonHideOthers, ShowFinderOffHidesTheFileManagerFirstUnlessOurOwnApplic
         f.common.showFinderHideOthers();
 
         // Never a new window: that needs "ShowFinder" as well.
-        EXPECT_EQ(f.effects(), ownRunning
-                                   ? (Log{"hide Files", "collapse window 1", "close window 1",
-                                          "hide Old Finder"})
-                                   : (Log{"unhide Files", "activate Files 2", "collapse window 1",
-                                          "close window 1", "hide Old Finder"}));
+        EXPECT_EQ(f.effects(),
+                  ownRunning ? (Log{"hide Files", "hide Files B", "collapse window 1",
+                                    "close window 1", "hide Old Finder"})
+                             : (Log{"unhide Files", "unhide Files B", "activate Files 2",
+                                    "collapse window 1", "close window 1", "hide Old Finder"}));
         // The new-window step, last, asks for "ShowWindow" first, then "ShowFinder".
         const Log reads = f.sharedBacking->readKeys();
         const auto step = std::find(reads.rbegin(), reads.rend(), TWCloseAllFinderKey).base();

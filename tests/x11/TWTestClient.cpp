@@ -18,7 +18,7 @@
 int main(int argc, char** argv) {
     std::string windowClass = std::string("twclient") + '\0' + "TWClient" + '\0';
     std::string title = "tidewell test client", type, state, gtkID;
-    bool setPid = true;
+    bool setPid = true, minimizable = true;
     uint32_t claimedPid = 0;
     int count = 1;
     std::string grabKey;
@@ -41,12 +41,14 @@ int main(int argc, char** argv) {
             claimedPid = static_cast<uint32_t>(std::atol(value.c_str()));
         else if (a == "--grab-key") // KEYSYM,MODIFIERS (numbers): a key grab on the root first
             grabKey = value;
+        else if (a == "--no-minimize") // Motif hints that leave out the minimize function
+            minimizable = false;
         else if (a == "--nameless") { // neither class nor pid
             windowClass.clear();
             setPid = false;
         } else
             return 2;
-        i += a == "--nameless" ? 0 : 1;
+        i += a == "--nameless" || a == "--no-minimize" ? 0 : 1;
     }
     xcb_connection_t* c = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(c))
@@ -105,6 +107,12 @@ int main(int argc, char** argv) {
             setAtom("_NET_WM_WINDOW_TYPE", type);
         if (!gtkID.empty())
             set(TWInternAtom(c, "_GTK_APPLICATION_ID"), utf8, 8, gtkID.data(), gtkID.size());
+        if (!minimizable) {
+            // flags: functions given; functions: resize, move, maximize, close.
+            const uint32_t motif[5] = {1, 2 | 4 | 16 | 32, 0, 0, 0};
+            const xcb_atom_t hints = TWInternAtom(c, "_MOTIF_WM_HINTS");
+            set(hints, hints, 32, motif, 5);
+        }
         xcb_map_window(c, w);
         open.insert(w);
     }

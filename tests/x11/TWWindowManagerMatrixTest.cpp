@@ -15,8 +15,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <map>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 namespace {
@@ -156,6 +159,95 @@ TEST_P(TWWindowManagerMatrixTest, NothingLostNothingLeftMarked) {
     EXPECT_EQ(x11_->x11Workspace().minimizeSupport(), TWX11MinimizeSupport::Yes);
 }
 
+// Workspaces as wmctrl and xprop see them.
+int currentWorkspace() {
+    const std::string out = run({"xprop", "-root", "_NET_CURRENT_DESKTOP"});
+    const auto at = out.find(" = ");
+    return at == std::string::npos ? -1 : std::atoi(out.c_str() + at + 3);
+}
+// Minimized: with _NET_WM_STATE_HIDDEN where the window manager reports it (some give every
+// window on another workspace the Iconic state), else Iconic.
+bool minimized(unsigned long window) {
+    if (run({"xprop", "-root", "_NET_SUPPORTED"}).find("_NET_WM_STATE_HIDDEN") == std::string::npos)
+        return run({"xprop", "-id", std::to_string(window), "WM_STATE"}).find("Iconic") !=
+               std::string::npos;
+    return run({"xprop", "-id", std::to_string(window), "_NET_WM_STATE"})
+               .find("_NET_WM_STATE_HIDDEN") != std::string::npos;
+}
+int workspaceOf(unsigned long window) {
+    const std::string out = run({"xprop", "-id", std::to_string(window), "_NET_WM_DESKTOP"});
+    const auto at = out.find(" = ");
+    return at == std::string::npos ? -1 : std::atoi(out.c_str() + at + 3);
+}
+
+// Windows on two workspaces, the user on either: hide-others hides both, show-all brings each
+// back on its own workspace and leaves the user where they are. A window the window manager
+// does not let anyone minimize is skipped at once and named.
+TEST_P(TWWindowManagerMatrixTest, EveryWorkspaceHiddenAndShownWhereItIsTheUserStays) {
+    // Left: what each of these window managers does instead, as observed.
+    const std::map<std::string, std::string> cannot = {
+        {"metacity", "an activation of a minimized window on another workspace only flags it "
+                     "(_NET_WM_STATE_DEMANDS_ATTENTION); mapping it moves it to the user's"},
+        {"marco", "an activation of a minimized window on another workspace only flags it "
+                  "(_NET_WM_STATE_DEMANDS_ATTENTION); mapping it moves it to the user's"},
+        {"fluxbox", "a window hidden on the user's second workspace is not restored by mapping"},
+    };
+    if (auto reason = cannot.find(GetParam()); reason != cannot.end())
+        GTEST_SKIP() << GetParam() << ": " << reason->second;
+    auto workspaces = [] {
+        const std::string out = run({"wmctrl", "-d"});
+        return std::count(out.begin(), out.end(), '\n');
+    };
+    if (workspaces() < 2)
+        run({"wmctrl", "-n", "2"});
+    ASSERT_TRUE(waitFor([&] { return workspaces() >= 2; })) << run({"wmctrl", "-d"});
+    const unsigned long here = client("Here").at(0), there = client("There").at(0);
+    pid_t fixed = desktop_->spawnTestClient(
+        {"--class", "Fixed,Fixed", "--title", "Fixed Pane", "--no-minimize"});
+    const unsigned long pane = desktop_->windowsOfPid(fixed).at(0);
+    run({"wmctrl", "-i", "-r", std::to_string(there), "-t", "1"});
+    ASSERT_TRUE(waitFor([&] { return workspaceOf(there) == 1; })) << run({"wmctrl", "-l"});
+    ASSERT_EQ(workspaceOf(here), 0);
+    const bool paneRefused =
+        run({"xprop", "-id", std::to_string(pane), "_NET_WM_ALLOWED_ACTIONS"}).find("MINIMIZE") ==
+        std::string::npos;
+    for (int from : {0, 1}) {
+        const std::string when = "from workspace " + std::to_string(from);
+        run({"wmctrl", "-s", std::to_string(from)});
+        ASSERT_TRUE(waitFor([&] { return currentWorkspace() == from; })) << when;
+        log_.clear();
+        const auto start = std::chrono::steady_clock::now();
+        ASSERT_NO_FATAL_FAILURE(hideOthers());
+        for (auto w : {here, there})
+            EXPECT_TRUE(waitFor([&] { return minimized(w); }) && marked(w)) << when << ": " << w;
+        if (paneRefused) {
+            EXPECT_LT(std::chrono::steady_clock::now() - start, TWX11Workspace::kAnswerBound)
+                << ::testing::PrintToString(log_);
+            EXPECT_FALSE(minimized(pane) || marked(pane)) << when;
+            EXPECT_TRUE(std::any_of(
+                log_.begin(), log_.end(),
+                [](const std::string& l) { return l.find("Fixed Pane") != std::string::npos; }))
+                << when << ": " << ::testing::PrintToString(log_);
+        }
+        // As the command-line tool acts, from a process of its own: no application recorded to
+        // give focus back to (one on another workspace would take the user there, by the window
+        // manager's own rule).
+        common_.reset();
+        x11_ = TWX11Desktop::open();
+        common_ = std::make_unique<TWCommon>(*x11_, shared_);
+        common_->showAll();
+        ASSERT_NO_FATAL_FAILURE(settle());
+        for (auto w : {here, there})
+            EXPECT_TRUE(waitFor([&] { return !minimized(w); }))
+                << when << ": window " << w << " stayed minimized";
+        EXPECT_TRUE(waitFor([&] { return !marked(here) && !marked(there); })) << when;
+        EXPECT_EQ(workspaceOf(here), 0) << when;
+        EXPECT_EQ(workspaceOf(there), 1) << when;
+        EXPECT_EQ(currentWorkspace(), from)
+            << when << ": the user was moved" << ::testing::PrintToString(log_);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Minimizing, TWWindowManagerMatrixTest,
                          ::testing::Values("openbox", "xfwm4", "kwin_x11", "mutter", "muffin",
                                            "metacity", "marco", "icewm", "fluxbox"),
@@ -203,6 +295,51 @@ TEST_P(TWOpenboxActionsTest, CloseAllFinderClosesTheFileManagersWindowsAndShowWi
         },
         seconds(45)))
         << run({"wmctrl", "-l", "-p"}) << ::testing::PrintToString(log_);
+}
+
+// The file manager in two processes (the second with a runtime directory of its own, so it does
+// not hand its window to the first): both are the file manager, hidden and shown together.
+TEST_P(TWOpenboxActionsTest, AFileManagerInTwoProcessesIsHiddenAndShownAsOne) {
+    fileManager_ = start({"pcmanfm", desktop_->home()});
+    const std::string own = desktop_->home() + "/second";
+    mkdir(own.c_str(), 0700);
+    const pid_t second = start(
+        {"env", "XDG_CACHE_HOME=" + own, "XDG_RUNTIME_DIR=" + own, "pcmanfm", desktop_->home()});
+    auto windows = desktop_->windowsOfProgram("pcmanfm");
+    ASSERT_EQ(windows.size(), 2u) << run({"wmctrl", "-l", "-p"});
+    ASSERT_NE(desktop_->windowsOfPid(second), fileManagerWindows());
+    run({"wmctrl", "-i", "-a", std::to_string(desktop_->windowsOfPid(second).at(0))});
+    shared_.setBool(false, TWShowFinderKey);
+    shared_.setBool(false, TWMinimizeKey);
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    for (auto w : windows)
+        EXPECT_TRUE(becomes(w, true) && marked(w)) << w << ": " << run({"wmctrl", "-l", "-p"});
+    common_->showAll();
+    ASSERT_NO_FATAL_FAILURE(settle());
+    for (auto w : windows)
+        EXPECT_TRUE(becomes(w, false) && waitFor([&] { return !marked(w); })) << w;
+}
+
+// A restore the window manager does not carry out (it stopped answering) keeps the window's
+// mark, so that it comes back once the window manager answers again. A fresh workspace, which
+// has not seen this window manager minimize, gives up after its re-asks.
+TEST_P(TWOpenboxActionsTest, ARestoreNotCarriedOutKeepsItsMark) {
+    const unsigned long w = client("Alpha").at(0);
+    ASSERT_NO_FATAL_FAILURE(hideOthers());
+    ASSERT_TRUE(becomes(w, true) && marked(w));
+    x11_ = TWX11Desktop::open();
+    common_ = std::make_unique<TWCommon>(*x11_, shared_);
+    kill(desktop_->windowManagerPid(), SIGSTOP);
+    common_->showAll();
+    x11_->x11Workspace().settle(seconds(30)); // given up after the re-asks
+    EXPECT_TRUE(iconic(w) && marked(w));
+    EXPECT_TRUE(std::any_of(log_.begin(), log_.end(), [](const std::string& l) {
+        return l.find("did not restore") != std::string::npos;
+    })) << ::testing::PrintToString(log_);
+    kill(desktop_->windowManagerPid(), SIGCONT);
+    common_->showAll();
+    EXPECT_TRUE(x11_->x11Workspace().settle(seconds(30)));
+    EXPECT_TRUE(becomes(w, false) && waitFor([&] { return !marked(w); }));
 }
 
 // Real programs: thunar as the default file manager (its toolkit ID names no entry), mousepad

@@ -202,6 +202,22 @@ void TWX11Connection::waitForEvents(std::chrono::steady_clock::time_point until)
     poll(&pfd, 1, static_cast<int>(std::min<long long>(left.count() + 1, 1000)));
 }
 
+namespace {
+// WM_STATE Iconic means minimized, except for a window on another workspace that lacks
+// _NET_WM_STATE_HIDDEN on a window manager that reports minimized windows with it: such window
+// managers (openbox) put every window out of view in the Iconic state.
+bool minimized(bool iconicState, const std::vector<uint32_t>& states, xcb_atom_t hidden,
+               bool hiddenSupported, std::optional<uint32_t> workspace,
+               std::optional<uint32_t> currentWorkspace) {
+    if (!iconicState)
+        return false;
+    const bool elsewhere = workspace && currentWorkspace && *workspace != kAllWorkspaces &&
+                           *workspace != *currentWorkspace;
+    return !elsewhere || !hiddenSupported ||
+           std::find(states.begin(), states.end(), hidden) != states.end();
+}
+} // namespace
+
 TWX11Snapshot TWX11Connection::snapshot() {
     TWX11Snapshot snap;
     if (broken())
@@ -216,13 +232,18 @@ TWX11Snapshot TWX11Connection::snapshot() {
         xcb_get_property(c, 0, root_, ewmh_._NET_ACTIVE_WINDOW, XCB_ATOM_WINDOW, 0, 1);
     auto checkCookie =
         xcb_get_property(c, 0, root_, ewmh_._NET_SUPPORTING_WM_CHECK, XCB_ATOM_WINDOW, 0, 1);
+    auto workspaceCookie =
+        xcb_get_property(c, 0, root_, ewmh_._NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
     ++counts_.snapshots;
     ++counts_.roundTrips;
-    Reply clients, stacking, active, check;
+    Reply clients, stacking, active, check, workspace;
     collect(c, clientsCookie, clients);
     collect(c, stackingCookie, stacking);
     collect(c, activeCookie, active);
     collect(c, checkCookie, check);
+    collect(c, workspaceCookie, workspace);
+    if (auto d = propertyWords(workspace.reply); !d.empty())
+        snap.currentWorkspace = d[0];
     // A server that went away answers nothing: report it now rather than an empty desktop.
     if (broken())
         return snap;
@@ -269,7 +290,22 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
     // Every request for every window goes out before the first reply is read. The process ID
     // from the X-Resource extension and the legacy WM_NAME are needed only for the few windows
     // without _NET_WM_PID or _NET_WM_NAME: they follow in a second batch, for those alone.
-    enum { Class, Pid, Type, State, Transient, WMState, Mark, Kde, Gtk, NetName, Hints, Count };
+    enum {
+        Class,
+        Pid,
+        Type,
+        State,
+        Transient,
+        WMState,
+        Mark,
+        Kde,
+        Gtk,
+        NetName,
+        Hints,
+        Desktop,
+        Allowed,
+        Count
+    };
     std::vector<std::array<xcb_get_property_cookie_t, Count>> pending(ids.size());
     std::vector<xcb_get_window_attributes_cookie_t> attributes(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
@@ -286,10 +322,26 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
         p[Gtk] = xcb_get_property(c, 0, w, atomGtkAppID_, XCB_GET_PROPERTY_TYPE_ANY, 0, 256);
         p[NetName] = xcb_get_property(c, 0, w, ewmh_._NET_WM_NAME, ewmh_.UTF8_STRING, 0, 256);
         p[Hints] = xcb_get_property(c, 0, w, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 0, 9);
+        p[Desktop] = xcb_get_property(c, 0, w, ewmh_._NET_WM_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
+        p[Allowed] = xcb_get_property(c, 0, w, ewmh_._NET_WM_ALLOWED_ACTIONS, XCB_ATOM_ATOM, 0, 64);
         attributes[i] = xcb_get_window_attributes(c, w);
     }
+    // Whether minimized windows carry _NET_WM_STATE_HIDDEN here, and the user's workspace.
+    auto supportedCookie =
+        xcb_get_property(c, 0, root_, ewmh_._NET_SUPPORTED, XCB_ATOM_ATOM, 0, 1 << 12);
+    auto workspaceCookie =
+        xcb_get_property(c, 0, root_, ewmh_._NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
     // Read only once every window request is out, so that the whole batch is one round trip.
     const std::vector<uint32_t> order = stackingOrder();
+    Reply supportedReply, workspaceReply;
+    collect(c, supportedCookie, supportedReply);
+    collect(c, workspaceCookie, workspaceReply);
+    const std::vector<uint32_t> supported = propertyWords(supportedReply.reply);
+    const bool hiddenSupported = std::find(supported.begin(), supported.end(),
+                                           ewmh_._NET_WM_STATE_HIDDEN) != supported.end();
+    std::optional<uint32_t> currentWorkspace;
+    if (auto d = propertyWords(workspaceReply.reply); !d.empty())
+        currentWorkspace = d[0];
     std::vector<TWX11Window> found;
     found.reserve(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
@@ -338,6 +390,16 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
         // icon_mask, window_group; the group is set when flags has WindowGroupHint (1 << 6).
         if (auto h = propertyWords(r[Hints].reply); h.size() >= 9 && (h[0] & (1u << 6)))
             w.groupLeader = h[8];
+        if (auto d = propertyWords(r[Desktop].reply); !d.empty())
+            w.workspace = d[0];
+        w.iconic = minimized(w.iconic, w.states, ewmh_._NET_WM_STATE_HIDDEN, hiddenSupported,
+                             w.workspace, currentWorkspace);
+        // Only a list that exists says anything: many window managers publish none.
+        if (r[Allowed].reply && r[Allowed].reply->type == XCB_ATOM_ATOM) {
+            const auto allowed = propertyWords(r[Allowed].reply);
+            w.minimizable = std::find(allowed.begin(), allowed.end(),
+                                      ewmh_._NET_WM_ACTION_MINIMIZE) != allowed.end();
+        }
         w.kdeDesktopFile = propertyString(r[Kde].reply);
         w.gtkApplicationID = propertyString(r[Gtk].reply);
         w.title = propertyString(r[NetName].reply);
@@ -474,7 +536,11 @@ TWX11Snapshot TWX11Connection::snapshotOf(const std::vector<xcb_window_t>& which
     return snap;
 }
 
-void TWX11Connection::iconify(xcb_window_t window) {
+void TWX11Connection::iconify(xcb_window_t window, bool otherWorkspace) {
+    if (otherWorkspace)
+        xcb_ewmh_request_change_wm_state(&ewmh_, 0, window, XCB_EWMH_WM_STATE_ADD,
+                                         ewmh_._NET_WM_STATE_HIDDEN, XCB_NONE,
+                                         XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
     // ICCCM 4.1.4: the window manager iconifies on a WM_CHANGE_STATE message to the root.
     xcb_client_message_event_t ev{};
     ev.response_type = XCB_CLIENT_MESSAGE;
@@ -487,7 +553,20 @@ void TWX11Connection::iconify(xcb_window_t window) {
                    reinterpret_cast<const char*>(&ev));
 }
 
-void TWX11Connection::restore(xcb_window_t window, bool mapped) {
+void TWX11Connection::unhideInPlace(xcb_window_t window) {
+    // Source 2: a pager, on the user's behalf.
+    xcb_ewmh_request_change_wm_state(&ewmh_, 0, window, XCB_EWMH_WM_STATE_REMOVE,
+                                     ewmh_._NET_WM_STATE_HIDDEN, XCB_NONE,
+                                     XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+}
+
+void TWX11Connection::restore(xcb_window_t window, bool mapped, bool otherWorkspace) {
+    if (otherWorkspace) {
+        // Mapping it would bring it to the user's workspace on some window managers (metacity);
+        // activating it as a pager does restores it where it is, and may take the user along.
+        unhideInPlace(window);
+        mapped = true;
+    }
     if (!mapped) {
         deiconify(window);
         return;
@@ -518,6 +597,22 @@ xcb_window_t TWX11Connection::activeWindowNow() {
     return words.empty() ? XCB_NONE : words[0];
 }
 
+std::optional<uint32_t> TWX11Connection::currentWorkspaceNow() {
+    if (broken())
+        return std::nullopt;
+    ++counts_.roundTrips;
+    Reply r;
+    collect(conn_,
+            xcb_get_property(conn_, 0, root_, ewmh_._NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1),
+            r);
+    const std::vector<uint32_t> words = propertyWords(r.reply);
+    return words.empty() ? std::nullopt : std::optional<uint32_t>(words[0]);
+}
+
+void TWX11Connection::showWorkspace(uint32_t workspace) {
+    xcb_ewmh_request_change_current_desktop(&ewmh_, 0, workspace, serverTime());
+}
+
 void TWX11Connection::close(xcb_window_t window) {
     xcb_ewmh_request_close_window(&ewmh_, 0, window, serverTime(),
                                   XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
@@ -541,20 +636,38 @@ std::vector<TWX11WindowState> TWX11Connection::states(const std::vector<xcb_wind
     if (windows.empty() || broken())
         return out;
     struct Cookies {
-        xcb_get_property_cookie_t state, mark;
+        xcb_get_property_cookie_t state, mark, netState, workspace;
         xcb_get_window_attributes_cookie_t attributes;
     };
     std::vector<Cookies> cookies;
     cookies.reserve(windows.size());
     for (xcb_window_t w : windows)
-        cookies.push_back({xcb_get_property(conn_, 0, w, atomWMState_, atomWMState_, 0, 2),
-                           xcb_get_property(conn_, 0, w, atomHiddenMark_, XCB_ATOM_CARDINAL, 0, 2),
-                           xcb_get_window_attributes(conn_, w)});
+        cookies.push_back(
+            {xcb_get_property(conn_, 0, w, atomWMState_, atomWMState_, 0, 2),
+             xcb_get_property(conn_, 0, w, atomHiddenMark_, XCB_ATOM_CARDINAL, 0, 2),
+             xcb_get_property(conn_, 0, w, ewmh_._NET_WM_STATE, XCB_ATOM_ATOM, 0, 32),
+             xcb_get_property(conn_, 0, w, ewmh_._NET_WM_DESKTOP, XCB_ATOM_CARDINAL, 0, 1),
+             xcb_get_window_attributes(conn_, w)});
+    auto supportedCookie =
+        xcb_get_property(conn_, 0, root_, ewmh_._NET_SUPPORTED, XCB_ATOM_ATOM, 0, 1 << 12);
+    auto workspaceCookie =
+        xcb_get_property(conn_, 0, root_, ewmh_._NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
     ++counts_.roundTrips;
+    Reply supportedReply, workspaceReply;
+    collect(conn_, supportedCookie, supportedReply);
+    collect(conn_, workspaceCookie, workspaceReply);
+    const std::vector<uint32_t> supported = propertyWords(supportedReply.reply);
+    const bool hiddenSupported = std::find(supported.begin(), supported.end(),
+                                           ewmh_._NET_WM_STATE_HIDDEN) != supported.end();
+    std::optional<uint32_t> currentWorkspace;
+    if (auto d = propertyWords(workspaceReply.reply); !d.empty())
+        currentWorkspace = d[0];
     for (std::size_t i = 0; i < windows.size(); ++i) {
-        Reply state, mark;
+        Reply state, mark, netState, workspace;
         collect(conn_, cookies[i].state, state);
         collect(conn_, cookies[i].mark, mark);
+        collect(conn_, cookies[i].netState, netState);
+        collect(conn_, cookies[i].workspace, workspace);
         xcb_generic_error_t* error = nullptr;
         auto* attrs = xcb_get_window_attributes_reply(conn_, cookies[i].attributes, &error);
         auto& s = out[i];
@@ -563,7 +676,12 @@ std::vector<TWX11WindowState> TWX11Connection::states(const std::vector<xcb_wind
         const std::vector<uint32_t> words = propertyWords(state.reply);
         s.managed = !words.empty() && (words[0] == XCB_ICCCM_WM_STATE_NORMAL ||
                                        words[0] == XCB_ICCCM_WM_STATE_ICONIC);
-        s.iconic = !words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC;
+        std::optional<uint32_t> on;
+        if (auto d = propertyWords(workspace.reply); !d.empty())
+            on = d[0];
+        s.iconic = minimized(!words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC,
+                             propertyWords(netState.reply), ewmh_._NET_WM_STATE_HIDDEN,
+                             hiddenSupported, on, currentWorkspace);
         const std::vector<uint32_t> markWords = propertyWords(mark.reply);
         s.marked = !markWords.empty();
         if (markWords.size() >= 2)
@@ -675,7 +793,8 @@ void TWX11Connection::dispatchEvents() {
             if (p->window == root_) {
                 activeChanged = activeChanged || p->atom == ewmh_._NET_ACTIVE_WINDOW;
                 clientList = clientList || p->atom == ewmh_._NET_CLIENT_LIST;
-            } else if ((p->atom == atomWMState_ || p->atom == atomHiddenMark_) &&
+            } else if ((p->atom == atomWMState_ || p->atom == atomHiddenMark_ ||
+                        p->atom == ewmh_._NET_WM_STATE) &&
                        watched_.count(p->window)) {
                 changed.insert(p->window);
             }

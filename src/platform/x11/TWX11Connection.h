@@ -37,7 +37,16 @@ struct TWX11Window {
     // A marked top-level window that no window manager manages (none runs): shown by
     // restoreUnmanaged, never hidden.
     bool unmanaged = false;
+    // _NET_WM_DESKTOP: the workspace the window lives on (kAllWorkspaces: every one); none when
+    // the window manager has no workspaces.
+    std::optional<uint32_t> workspace;
+    // Whether the window manager lets the window be minimized: no when it lists the actions it
+    // allows (_NET_WM_ALLOWED_ACTIONS) and minimize is not among them.
+    bool minimizable = true;
 };
+
+// _NET_WM_DESKTOP of a window shown on every workspace.
+constexpr uint32_t kAllWorkspaces = 0xFFFFFFFF;
 
 // What a watched window's state is now (one batch for many windows).
 struct TWX11WindowState {
@@ -53,7 +62,8 @@ struct TWX11WindowState {
 struct TWX11Snapshot {
     std::vector<TWX11Window> windows; // in _NET_CLIENT_LIST order (mapping order)
     xcb_window_t activeWindow = XCB_NONE;
-    xcb_timestamp_t time = XCB_CURRENT_TIME; // the server time when it was taken
+    xcb_timestamp_t time = XCB_CURRENT_TIME;  // the server time when it was taken
+    std::optional<uint32_t> currentWorkspace; // _NET_CURRENT_DESKTOP
     // Whether an EWMH window manager runs. Without one the client list left on the root is
     // stale; `windows` then holds the marked top-level windows instead, each `unmanaged`.
     bool windowManagerRunning = true;
@@ -98,11 +108,19 @@ class TWX11Connection {
     void setClaimChecked(std::set<int> pids) { claimChecked_ = std::move(pids); }
 
     // Requests, sent without waiting (they reach the server at the next flush).
-    void iconify(xcb_window_t window);
+    // A window on another workspace is asked through _NET_WM_STATE_HIDDEN as well: a window
+    // manager that keeps every window out of view Iconic (openbox) takes WM_CHANGE_STATE for
+    // such a window as no change.
+    void iconify(xcb_window_t window, bool otherWorkspace = false);
     // Asks the window manager to restore an iconic window: by mapping it when it is unmapped
     // (ICCCM), else, for window managers that keep minimized windows mapped, by activating it
     // as a pager does.
-    void restore(xcb_window_t window, bool mapped);
+    // A window on another workspace is asked back as a pager asks (_NET_WM_STATE_HIDDEN
+    // removed, then activated): some window managers take the user to it.
+    void restore(xcb_window_t window, bool mapped, bool otherWorkspace = false);
+    // Asks for _NET_WM_STATE_HIDDEN to go: window managers that honour it (openbox) restore the
+    // window on its own workspace without taking the user there; others ignore it.
+    void unhideInPlace(xcb_window_t window);
     void deiconify(xcb_window_t window);
     // Shows a marked window that no window manager manages and drops its mark.
     void restoreUnmanaged(const TWX11Window& window);
@@ -118,6 +136,10 @@ class TWX11Connection {
 
     // The active window as the window manager reports it now (one round trip).
     xcb_window_t activeWindowNow();
+    // The workspace the user is on now (one round trip); none without workspaces.
+    std::optional<uint32_t> currentWorkspaceNow();
+    // Asks the window manager to show workspace `workspace`.
+    void showWorkspace(uint32_t workspace);
 
     // A server timestamp: the last one seen in an event when recent, else a fresh one from a
     // property change on our own window (one round trip, waited for at most 200 ms).

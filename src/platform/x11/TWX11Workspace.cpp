@@ -307,6 +307,16 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
     for (auto& w : app->appWindows) {
         if (w.unmanaged)
             continue; // no window manager runs to minimize it
+        if (!w.minimizable && !w.iconic) {
+            // Waiting for a minimize the window manager has said it will not carry out would
+            // only delay the others.
+            TWLog(LOG_WARNING, kLogClass,
+                  "\"" + (w.title.empty() ? info.localizedName : w.title) + "\" of " +
+                      info.bundleIdentifier.value_or(info.localizedName) +
+                      " cannot be minimized (the window manager does not allow it); it stays "
+                      "shown");
+            continue;
+        }
         // An activation still waiting for restores would bring back what is hidden now.
         if (activation_ && activation_->target == w.id)
             activation_.reset();
@@ -330,9 +340,10 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
             // seen restored.
             follow(w.id, Step::HideWhenNormal, deadline, true);
         } else {
-            connection_.iconify(w.id);
+            connection_.iconify(w.id, onOtherWorkspace(w));
             follow(w.id, Step::AwaitIconic, deadline, true);
         }
+        followed_[w.id].elsewhere = onOtherWorkspace(w);
         followed_[w.id].markTime = snapshot_.time;
         w.mark = position;
         w.markTime = snapshot_.time;
@@ -351,6 +362,10 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
         return *a->mark < *b->mark;
     });
     const auto now = std::chrono::steady_clock::now();
+    if (!workspaceReturn_ && std::any_of(marked.begin(), marked.end(), [&](const TWX11Window* w) {
+            return onOtherWorkspace(*w);
+        }))
+        workspaceReturn_ = WorkspaceReturn{*snapshot_.currentWorkspace};
     for (auto* w : marked) {
         auto f = followed_.find(w->id);
         if (w->unmanaged) {
@@ -367,8 +382,13 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
             }
         } else if (w->iconic) {
             // The mark stays until the window is seen restored.
-            connection_.restore(w->id, w->mapped);
-            follow(w->id, Step::AwaitNormal, now + kReaskInterval);
+            const bool elsewhere = onOtherWorkspace(*w);
+            if (elsewhere)
+                connection_.unhideInPlace(w->id);
+            else
+                connection_.restore(w->id, w->mapped);
+            follow(w->id, Step::AwaitNormal, now + (elsewhere ? kInPlaceGrace : kReaskInterval));
+            followed_[w->id].elsewhere = elsewhere;
         } else if (f != followed_.end() && f->second.step == Step::AwaitNormal) {
             // Restored by a restore asked for moments ago (this listing came before its answer
             // was handled): that answer ends the mark.
@@ -379,6 +399,7 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
             auto deadline = f != followed_.end() ? f->second.deadline : now + kAnswerBound;
             follow(w->id, Step::RestoreWhenIconic, deadline);
             followed_[w->id].late = late;
+            followed_[w->id].elsewhere = onOtherWorkspace(*w);
         } else {
             // Back already (restored by hand, or withdrawn and shown again): the hidden state
             // the mark recorded is over.
@@ -389,6 +410,11 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
         w->iconic = false;
     }
     app.info.hidden = false;
+}
+
+bool TWX11Workspace::onOtherWorkspace(const TWX11Window& w) const {
+    return w.workspace && snapshot_.currentWorkspace && *w.workspace != kAllWorkspaces &&
+           *w.workspace != *snapshot_.currentWorkspace;
 }
 
 void TWX11Workspace::unhide(const TWRunningApplication& info) {
@@ -424,8 +450,8 @@ void TWX11Workspace::activateWithOptions(const TWRunningApplication& info, unsig
     // The window manager focuses each window it restores; an activation that reaches it while
     // it is still restoring can be overtaken by that focusing. It is sent once the restores are
     // done, and sent once more if something else still takes the focus right after.
-    activation_ =
-        PendingActivation{target->id, std::chrono::steady_clock::now() + kActivationBound};
+    activation_ = PendingActivation{target->id, std::chrono::steady_clock::now() + kActivationBound,
+                                    false, false, target->workspace};
 }
 
 void TWX11Workspace::sendActivation() {
@@ -438,7 +464,8 @@ void TWX11Workspace::sendActivation() {
 void TWX11Workspace::collapse(xcb_window_t window) {
     if (activation_ && activation_->target == window)
         activation_.reset();
-    connection_.iconify(window);
+    const TWX11Window* w = snapshot_.find(window);
+    connection_.iconify(window, w && onOtherWorkspace(*w));
     connection_.removeMark(window);
     followed_.erase(window);
 }
@@ -451,7 +478,7 @@ void TWX11Workspace::whenReady(std::function<bool()> ready,
 }
 
 bool TWX11Workspace::busy() const {
-    return activation_ || !deferred_.empty() ||
+    return activation_ || workspaceReturn_ || !deferred_.empty() ||
            std::any_of(followed_.begin(), followed_.end(),
                        [](const auto& f) { return f.second.step != Step::Hidden; });
 }
@@ -469,18 +496,22 @@ void TWX11Workspace::scheduleWakeUp() {
         consider(std::min(d.deadline, std::chrono::steady_clock::now() + kDeferredPoll));
     if (activation_)
         consider(activation_->deadline);
+    if (workspaceReturn_) // the window manager reports the switch on the root only
+        consider(
+            std::min(workspaceReturn_->deadline, std::chrono::steady_clock::now() + kDeferredPoll));
     connection_.wakeUpAt(next);
 }
 
-bool TWX11Workspace::waitLonger(Followed& f, std::chrono::steady_clock::time_point now) {
+bool TWX11Workspace::waitLonger(Followed& f, std::chrono::steady_clock::time_point now,
+                                const char* what) {
     // Only a window manager that is known to minimize is waited for: one that never does
     // (i3) is found out at the first bound.
     if (f.late || minimizeSupport_ != TWX11MinimizeSupport::Yes)
         return false;
     if (!lateNoted_) {
         TWLog(LOG_NOTICE, kLogClass,
-              "the window manager is slow to minimize windows; its answer is "
-              "awaited longer");
+              std::string("the window manager is slow to ") + what +
+                  " windows; its answer is awaited longer");
         lateNoted_ = true;
     }
     f.late = true;
@@ -541,17 +572,22 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                 break;
             case Step::RestoreWhenIconic:
                 if (st.iconic) {
-                    connection_.restore(window, st.mapped);
-                    f = Followed{Step::AwaitNormal, now + kReaskInterval, f.ours};
+                    if (f.elsewhere)
+                        connection_.unhideInPlace(window);
+                    else
+                        connection_.restore(window, st.mapped);
+                    const auto wait = f.elsewhere ? kInPlaceGrace : kReaskInterval;
+                    f = Followed{Step::AwaitNormal, now + wait, f.ours, false, 0,
+                                 std::nullopt,      f.elsewhere};
                 } else if (expired && !waitLonger(f, now)) {
                     done = true; // it was never minimized
                 }
                 break;
             case Step::HideWhenNormal:
                 if (!st.iconic) {
-                    connection_.iconify(window);
+                    connection_.iconify(window, f.elsewhere);
                     f = Followed{Step::AwaitIconic, now + kAnswerBound, f.ours, false, 0,
-                                 f.markTime};
+                                 f.markTime,        f.elsewhere};
                 } else if (expired && !waitLonger(f, now)) {
                     f.step = Step::Hidden; // never restored: minimized and marked, as asked
                 }
@@ -562,9 +598,9 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                 } else if (expired && ++f.asks < kRestoreAsks) {
                     // A window manager that was (re)starting drops what it is sent meanwhile:
                     // the restore is asked for again before the window is given up on.
-                    connection_.restore(window, st.mapped);
+                    connection_.restore(window, st.mapped, f.elsewhere);
                     f.deadline = now + kReaskInterval;
-                } else if (expired && !waitLonger(f, now)) {
+                } else if (expired && !waitLonger(f, now, "restore")) {
                     // Kept marked: the next show-all asks again.
                     TWLog(LOG_WARNING, kLogClass,
                           "the window manager did not restore a window in time; "
@@ -600,11 +636,13 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
         ++i;
     }
 
+    const bool restoring = std::any_of(followed_.begin(), followed_.end(), [](const auto& f) {
+        return f.second.step == Step::AwaitNormal || f.second.step == Step::RestoreWhenIconic;
+    });
+    returnToWorkspace(restoring, now);
     if (activation_) {
-        const bool restoring = std::any_of(followed_.begin(), followed_.end(), [](const auto& f) {
-            return f.second.step == Step::AwaitNormal || f.second.step == Step::RestoreWhenIconic;
-        });
-        if (!activation_->sent && (!restoring || now >= activation_->deadline)) {
+        if (!activation_->sent &&
+            ((!restoring && !workspaceReturn_) || now >= activation_->deadline)) {
             sendActivation();
         } else if (activation_->sent && now >= activation_->deadline) {
             activation_.reset();
@@ -621,6 +659,36 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
     connection_.flush();
     scheduleWakeUp();
     advancing_ = false;
+}
+
+void TWX11Workspace::returnToWorkspace(bool restoring, std::chrono::steady_clock::time_point now) {
+    if (!workspaceReturn_ || restoring)
+        return;
+    if (workspaceReturn_->sent) {
+        if (connection_.currentWorkspaceNow() == workspaceReturn_->workspace)
+            workspaceReturn_.reset();
+        else if (now >= workspaceReturn_->deadline) {
+            TWLog(LOG_WARNING, kLogClass,
+                  "the window manager did not go back to the workspace the user was on");
+            workspaceReturn_.reset();
+        }
+        return;
+    }
+    // The application given focus back living on another workspace: the window manager's own
+    // rule for activating it decides where the user goes.
+    const bool focusElsewhere = activation_ && !activation_->sent && activation_->workspace &&
+                                *activation_->workspace != kAllWorkspaces &&
+                                *activation_->workspace != workspaceReturn_->workspace;
+    const auto current = connection_.currentWorkspaceNow();
+    if (focusElsewhere || !current || *current == workspaceReturn_->workspace) {
+        workspaceReturn_.reset();
+        return;
+    }
+    TWLog(LOG_INFO, kLogClass,
+          "the window manager took the user to the workspace of a restored window; going back");
+    connection_.showWorkspace(workspaceReturn_->workspace);
+    workspaceReturn_->sent = true;
+    workspaceReturn_->deadline = now + kActivationBound;
 }
 
 bool TWX11Workspace::settle(std::chrono::milliseconds timeout) {

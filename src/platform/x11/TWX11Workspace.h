@@ -97,6 +97,9 @@ class TWX11Workspace : public TWWorkspace {
     // all (within kAnswerBound and a half): a window manager that has just started can drop one.
     static constexpr std::chrono::milliseconds kReaskInterval{kAnswerBound / 2};
     static constexpr int kRestoreAsks = 3;
+    // A window on another workspace is first asked back in place; a window manager that has not
+    // done that within kInPlaceGrace is asked as a pager asks.
+    static constexpr std::chrono::milliseconds kInPlaceGrace{400};
 
   private:
     // A window whose hiding or restoring is under way.
@@ -116,6 +119,7 @@ class TWX11Workspace : public TWWorkspace {
         // The time in the mark this window was followed with: a mark with another time was set
         // by a later hiding.
         std::optional<xcb_timestamp_t> markTime = std::nullopt;
+        bool elsewhere = false; // on a workspace other than the user's when its restore began
     };
     struct Deferred {
         std::function<bool()> ready;
@@ -127,6 +131,14 @@ class TWX11Workspace : public TWWorkspace {
         std::chrono::steady_clock::time_point deadline;
         bool sent = false;
         bool retried = false;
+        std::optional<uint32_t> workspace; // the target's
+    };
+    // The workspace the user was on when restores of windows on other workspaces began: the
+    // window manager may take the user along to a restored window, and they are taken back.
+    struct WorkspaceReturn {
+        uint32_t workspace = 0;
+        std::chrono::steady_clock::time_point deadline{};
+        bool sent = false;
     };
 
     TWX11Application* findCached(std::uint64_t handle);
@@ -142,8 +154,14 @@ class TWX11Workspace : public TWWorkspace {
     // Reads the followed windows that changed (all when `everything`) and moves each on.
     void advance(const std::vector<xcb_window_t>& changed, bool everything);
     // Extends the wait for a late minimize once, when the window manager is known to minimize.
-    bool waitLonger(Followed& f, std::chrono::steady_clock::time_point now);
+    // `what` names the request waited for in the note ("minimize", "restore").
+    bool waitLonger(Followed& f, std::chrono::steady_clock::time_point now,
+                    const char* what = "minimize");
     void activeWindowChanged();
+    // Whether `w` lives on a workspace the user is not on.
+    bool onOtherWorkspace(const TWX11Window& w) const;
+    // Takes the user back to the workspace they were on once the restores are done.
+    void returnToWorkspace(bool restoring, std::chrono::steady_clock::time_point now);
     void scheduleWakeUp();
     void sendActivation();
 
@@ -157,6 +175,7 @@ class TWX11Workspace : public TWWorkspace {
     bool lateNoted_ = false;
     std::vector<Deferred> deferred_;
     std::optional<PendingActivation> activation_;
+    std::optional<WorkspaceReturn> workspaceReturn_;
     TWX11MinimizeSupport minimizeSupport_ = TWX11MinimizeSupport::Unknown;
     bool advancing_ = false;
 };
