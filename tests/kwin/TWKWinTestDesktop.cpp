@@ -133,3 +133,37 @@ bool TWKWinTestDesktop::pressKeys(const std::vector<std::uint32_t>& keys) const 
     wl_display_disconnect(display);
     return pressed;
 }
+
+void TWKWinTestDesktop::runScript(const std::string& name, const std::string& code) const {
+    const std::string file = root_ + "/" + name + ".js";
+    auto scripting = [](const std::vector<std::string>& call) {
+        std::vector<std::string> argv{"dbus-send", "--session", "--print-reply",
+                                      "--dest=org.kde.KWin", "/Scripting"};
+        argv.insert(argv.end(), call.begin(), call.end());
+        run(argv);
+    };
+    scripting({"org.kde.kwin.Scripting.unloadScript", "string:" + name});
+    if (code.empty())
+        return;
+    TWWriteFile(file, code);
+    scripting({"org.kde.kwin.Scripting.loadScript", "string:" + file, "string:" + name});
+    scripting({"org.kde.kwin.Scripting.start"});
+}
+
+std::string TWKWinTestDesktop::activeWindow() const {
+    static const std::string kLine = "tidewell-observer active ";
+    if (!observing_) {
+        runScript(
+            "tidewell-observer",
+            "const report = c => print('" + kLine +
+                "' + (c ? String(c.internalId) : ''));\n"
+                "workspace.clientActivated.connect(report);\nreport(workspace.activeClient);\n");
+        observing_ = true;
+    }
+    const std::string log = TWReadFile(root_ + "/kwin.log");
+    const auto at = log.rfind(kLine);
+    if (at == std::string::npos)
+        return {};
+    const auto start = at + kLine.size();
+    return log.substr(start, log.find_first_of("\" \n", start) - start);
+}

@@ -29,6 +29,12 @@ class TWKWinTestDesktop : public TWTestSession {
     // KWin's own description of the window (org.kde.KWin getWindowInfo); none when KWin does
     // not know it.
     std::optional<bool> isMinimized(const std::string& uuid) const;
+    // The active window as KWin's scripting reports it (a script of the session's prints each
+    // activation to KWin's log); empty when none is.
+    std::string activeWindow() const;
+    // Loads the KWin script `code` as `name` (unloading one of that name first) and starts it;
+    // an empty `code` only unloads.
+    void runScript(const std::string& name, const std::string& code) const;
     // Presses the keys (Linux input codes) in order and releases them in reverse, through
     // KWin's fake-input protocol; false when KWin did not take them.
     bool pressKeys(const std::vector<std::uint32_t>& keys) const;
@@ -36,6 +42,7 @@ class TWKWinTestDesktop : public TWTestSession {
   private:
     std::string start(const std::vector<std::string>& permitted);
     std::string runtime_, socket_;
+    mutable bool observing_ = false;
     pid_t bus_ = -1;
     pid_t kwin_ = -1;
 };

@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: MIT
+// The compositor scenarios: hide-others and show-all with the file manager, an exclusion and a
+// window the user minimized, closing the file manager instead, front switches given back, the
+// menu toggle and two runs of the tool, a client killed mid-action, the focus changing during
+// show-all, and a restore the compositor does not carry out.
+#include "TWCompositorScenarios.h"
+
+#include "TWProcessRegistry.h"
+#include "TWTestPaths.h"
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <map>
+#include <poll.h>
+#include <set>
+
+namespace {
+
+const std::string kTerminal = "org.freedesktop.weston.wayland-terminal";
+const std::string kFlower = "org.freedesktop.weston.flower";
+// Absolute: KWin compares the desktop entry's Exec with the client's executable path.
+const std::string kTool = TWTestProgramPath("tidewellctl");
+
+} // namespace
+
+void TWCompositorTest::SetUp() {
+    driver_ = factory_();
+    ASSERT_TRUE(driver_->error().empty()) << driver_->error();
+    TWRegisterDefaults(standard_, shared_);
+    TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName, 0);
+}
+
+void TWCompositorTest::TearDown() {
+    TWProcessRegistry::unregisterCurrentProcess();
+    common_.reset();
+    for (pid_t pid : clients_)
+        driver_->session().terminate(pid);
+    driver_->killStrays();
+    driver_.reset();
+}
+
+TWCommon& TWCompositorTest::common() {
+    if (!common_)
+        common_ = std::make_unique<TWCommon>(driver_->desktop(), shared_);
+    return *common_;
+}
+
+std::string TWCompositorTest::client(const std::vector<std::string>& argv, pid_t* pid) {
+    clients_.push_back(session().spawn(argv));
+    const std::string window = driver_->windowOf(clients_.back());
+    EXPECT_FALSE(window.empty()) << argv[0] << " showed no window";
+    if (pid)
+        *pid = clients_.back();
+    return window;
+}
+
+void TWCompositorTest::kill(pid_t pid) {
+    session().terminate(pid, SIGKILL);
+    std::erase(clients_, pid);
+}
+
+bool TWCompositorTest::becomes(const std::string& window, bool minimized) {
+    return waitFor([&] { return driver_->isMinimized(window) == minimized; });
+}
+
+bool TWCompositorTest::isActive(const std::string& window) {
+    return waitFor([&] { return driver_->activeWindow() == window; });
+}
+
+void TWCompositorTest::userMinimizes(const std::string& window, bool minimized) {
+    driver_->minimizeByHand(window, minimized);
+    ASSERT_TRUE(becomes(window, minimized));
+}
+
+bool TWCompositorTest::dispatchUntil(const std::function<bool()>& condition) {
+    return waitFor([&] {
+        pollfd pfd{driver_->desktop().eventFileDescriptor(), POLLIN, 0};
+        poll(&pfd, 1, 20);
+        driver_->desktop().dispatchPendingEvents();
+        return condition();
+    });
+}
+
+void TWCompositorTest::exclude(const std::string& identifier) {
+    shared_.setObject(TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, identifier}}},
+                      TWExcludedAppsKey);
+}
+
+void TWCompositorTest::hideProcesses(const std::set<pid_t>& pids) {
+    auto& workspace = driver_->workspace();
+    for (const auto& app : workspace.runningApplications())
+        if (pids.count(app.processIdentifier))
+            workspace.hide(app);
+    workspace.flush();
+}
+
+TEST_P(TWCompositorScenarioTest,
+       ListedByProcessWithIdentityAndHideOthersThenShowAllRestoresOnlyItsOwn) {
+    session().writeDesktopEntry(kFlower, "[Desktop Entry]\nType=Application\nName=Test Flower\n"
+                                         "Exec=weston-flower\n");
+    pid_t fm, terminal, flower, minimizedByUser;
+    const std::string fmWindow = client(driver().fileManager(), &fm),
+                      terminalWindow = client({"weston-terminal"}, &terminal),
+                      flowerWindow = client({"weston-flower"}, &flower),
+                      userWindow = client({"weston-flower"}, &minimizedByUser);
+
+    auto& workspace = driver().workspace();
+    std::map<pid_t, TWRunningApplication> apps;
+    for (const auto& a : workspace.runningApplications())
+        apps[a.processIdentifier] = a;
+    for (pid_t pid : {fm, terminal, flower, minimizedByUser})
+        ASSERT_TRUE(apps.count(pid)) << pid;
+    EXPECT_EQ(workspace.fileManagerBundleIdentifier(), driver().fileManagerIdentifier());
+    EXPECT_EQ(apps[fm].bundleIdentifier, driver().fileManagerIdentifier());
+    EXPECT_EQ(apps[terminal].bundleIdentifier, kTerminal);
+    EXPECT_EQ(apps[terminal].activationPolicy, TWActivationPolicyRegular);
+    // Two copies of one application: two entries, one identity, the desktop entry's name.
+    EXPECT_EQ(apps[flower].bundleIdentifier, kFlower);
+    EXPECT_EQ(apps[minimizedByUser].bundleIdentifier, kFlower);
+    EXPECT_NE(apps[flower].handle, apps[minimizedByUser].handle);
+    EXPECT_EQ(apps[flower].localizedName, "Test Flower");
+    // Tidewell itself is listed through its registration, as on X11.
+    EXPECT_EQ(apps[getpid()].bundleIdentifier, TWOwnBundleIdentifier);
+    // The command-line tool, a process of its own, sees the same desktop.
+    std::string listing = run({kTool, "list"});
+    EXPECT_NE(listing.find(kTerminal), std::string::npos) << listing;
+
+    userMinimizes(userWindow, true);
+    exclude(kTerminal);
+    common().showFinderHideOthers();
+    EXPECT_TRUE(becomes(flowerWindow, true));
+    EXPECT_TRUE(becomes(fmWindow, true)); // collapsed: the file manager's windows
+    EXPECT_EQ(driver().isMinimized(terminalWindow), false);
+    // Only what Tidewell minimized is on record, where every Tidewell process reads it.
+    EXPECT_EQ(marks().size(), 1u);
+    EXPECT_TRUE(marks().count(flowerWindow));
+    for (const auto& a : workspace.runningApplications())
+        EXPECT_TRUE(a.hidden || a.processIdentifier != flower);
+
+    common().showAll();
+    EXPECT_TRUE(becomes(flowerWindow, false));
+    EXPECT_EQ(driver().isMinimized(userWindow), true);
+    EXPECT_EQ(driver().isMinimized(fmWindow), true);
+    EXPECT_TRUE(marks().empty());
+    EXPECT_FALSE(std::filesystem::exists(workspace.record().path()));
+
+    // Hidden again, brought back and minimized again by the user: show-all leaves it so.
+    common().showFinderHideOthers();
+    ASSERT_TRUE(becomes(flowerWindow, true));
+    userMinimizes(flowerWindow, false);
+    userMinimizes(flowerWindow, true);
+    common().showAll();
+    // Nothing to wait for: give the compositor the time of a full answer, then look.
+    driver().sync();
+    EXPECT_EQ(driver().isMinimized(flowerWindow), true);
+    EXPECT_TRUE(marks().empty());
+}
+
+TEST_P(TWCompositorScenarioTest, ClosingTheFileManagerInsteadBringsOneNewWindowInFront) {
+    const std::string fmWindow = client(driver().fileManager());
+    client({"weston-terminal"});
+    shared_.setBool(true, TWCloseAllFinderKey);
+    shared_.setBool(true, TWShowWindowKey);
+    const auto before = driver().windows();
+    common().showFinderHideOthers();
+    EXPECT_TRUE(waitFor([&] {
+        const auto now = driver().windows();
+        const std::string active = driver().activeWindow();
+        return std::find(now.begin(), now.end(), fmWindow) == now.end() &&
+               std::find(now.begin(), now.end(), active) != now.end() &&
+               std::find(before.begin(), before.end(), active) == before.end();
+    }));
+}
+
+TEST_P(TWCompositorScenarioTest,
+       TheFrontApplicationIsRecordedAndActivatedAgainAClientKilledLosesNoOther) {
+    pid_t flower;
+    const std::string terminalWindow = client({"weston-terminal"}),
+                      flowerWindow = client({"weston-flower"}, &flower);
+    // The compositor activates a new window once it shows it: that is the baseline.
+    ASSERT_TRUE(isActive(flowerWindow));
+    common();
+    for (auto [window, identifier] : {std::pair{terminalWindow, kTerminal},
+                                      {flowerWindow, kFlower},
+                                      {terminalWindow, kTerminal}}) {
+        driver().activateByHand(window);
+        EXPECT_TRUE(dispatchUntil([&, id = identifier] {
+            return common().currentActiveBundleID() == id;
+        })) << identifier;
+    }
+    common().showFinderHideOthers();
+    ASSERT_TRUE(becomes(terminalWindow, true));
+    common().showAll();
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    EXPECT_TRUE(isActive(terminalWindow));
+
+    // The menu toggle hides a shown application and brings a hidden one forward.
+    common().activateApplicationWithBundleID(kTerminal, true);
+    EXPECT_TRUE(becomes(terminalWindow, true));
+    EXPECT_EQ(marks().count(terminalWindow), 1u);
+    common().activateApplicationWithBundleID(kTerminal, true);
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    EXPECT_TRUE(isActive(terminalWindow));
+    EXPECT_TRUE(marks().empty());
+    // The same from two runs of the tool: the show-all run, a process that saw no front switch,
+    // gives the focus back too.
+    run({kTool, "hide-others"});
+    EXPECT_TRUE(becomes(terminalWindow, true));
+    run({kTool, "show-all"});
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    EXPECT_TRUE(isActive(terminalWindow));
+
+    // A client listed, then killed before its hide, as hide-others can meet it: the rest is
+    // hidden and shown again, and the dead window's mark, if it got one, goes with the window.
+    auto& workspace = driver().workspace();
+    const auto apps = workspace.runningApplications();
+    kill(flower);
+    for (const auto& app : apps)
+        if (app.processIdentifier != getpid())
+            workspace.hide(app);
+    workspace.flush();
+    EXPECT_TRUE(becomes(terminalWindow, true));
+    EXPECT_EQ(driver().isMinimized(flowerWindow), std::nullopt);
+    common().showAll();
+    EXPECT_TRUE(becomes(terminalWindow, false));
+    workspace.runningApplications();
+    EXPECT_TRUE(marks().empty());
+}
+
+TEST_P(TWCompositorScenarioTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindow) {
+    // The focus passes between two excluded applications while three others are hidden and
+    // shown again: each switch lists the applications anew in the middle of show-all, and
+    // every restore counts once the compositor shows the window restored.
+    exclude(kTerminal);
+    const std::vector<std::string> terminals = {client({"weston-terminal"}),
+                                                client({"weston-terminal"})};
+    std::vector<std::string> hidden;
+    std::set<pid_t> hiddenPids;
+    for (int i = 0; i < 3; ++i) {
+        pid_t pid;
+        hidden.push_back(client({"weston-flower"}, &pid));
+        hiddenPids.insert(pid);
+    }
+    common();
+    const auto churn = driver().churnFocus(terminals);
+    for (int cycle = 0; cycle < 12; ++cycle) {
+        hideProcesses(hiddenPids);
+        // Every other cycle show-all follows at once, as a second run of the tool would: the
+        // windows' states may not have come back yet.
+        if (cycle % 2)
+            for (const auto& id : hidden)
+                ASSERT_TRUE(becomes(id, true)) << cycle;
+        common().showAll();
+        driver().desktop().dispatchPendingEvents();
+        for (const auto& id : hidden)
+            ASSERT_TRUE(becomes(id, false)) << cycle;
+        ASSERT_TRUE(marks().empty()) << cycle;
+    }
+}
+
+TEST_P(TWCompositorScenarioTest,
+       ARestoreTheCompositorDoesNotCarryOutKeepsItsMarkUntilAShowAllDoes) {
+    pid_t pid, otherPid;
+    const std::string window = client({"weston-flower"}, &pid),
+                      other = client({"weston-flower"}, &otherPid);
+    // Refused once: show-all asks again.
+    hideProcesses({pid});
+    ASSERT_TRUE(becomes(window, true));
+    driver().refuseRestores(window, 1);
+    common().showAll();
+    EXPECT_TRUE(becomes(window, false));
+    EXPECT_TRUE(marks().empty());
+    // Refused every time: the window stays hidden and on record for the next show-all, and
+    // the other window comes back all the same.
+    hideProcesses({pid, otherPid});
+    ASSERT_TRUE(becomes(window, true));
+    ASSERT_TRUE(becomes(other, true));
+    driver().refuseRestores(window, 100);
+    common().showAll();
+    EXPECT_TRUE(becomes(other, false));
+    driver().sync();
+    EXPECT_EQ(driver().isMinimized(window), true);
+    EXPECT_TRUE(marks().count(window));
+    driver().workspace().runningApplications();
+    EXPECT_TRUE(marks().count(window));
+    driver().refuseRestores(window, 0);
+    common().showAll();
+    EXPECT_TRUE(becomes(window, false));
+    EXPECT_TRUE(marks().empty());
+    EXPECT_TRUE(waitFor([&] { return driver().leftovers().empty(); })) << driver().leftovers();
+}
