@@ -70,14 +70,17 @@ class TWGnomeDriver : public TWCompositorDriver {
         return out;
     }
     std::optional<bool> isMinimized(const std::string& window) override {
-        return session_->isMinimized(idOf(window));
+        for (const auto& w : session_->windows())
+            if (w.id == idOf(window))
+                return w.minimized;
+        return std::nullopt;
     }
     std::string activeWindow() override {
         const auto id = session_->focusedWindow();
         return id ? std::to_string(id) : std::string();
     }
     void minimizeByHand(const std::string& window, bool minimized) override {
-        session_->userMinimize(idOf(window), minimized);
+        session_->userDoes(idOf(window), minimized ? ".minimize()" : ".unminimize()");
     }
     void activateByHand(const std::string& window) override {
         session_->userActivate(idOf(window));
@@ -162,7 +165,7 @@ TEST_F(TWGnomeDesktopTest, OnlyTidewellIsAnsweredAndTheExtensionGoingAndComingBa
         std::string why;
         EXPECT_NE(TWGnomeDesktop::open(&why), nullptr) << i << ": " << why;
     }
-    kill(squatter, SIGKILL);
+    ::kill(squatter, SIGKILL);
     waitpid(squatter, nullptr, 0);
     // The shortcut rule holds in the shell too.
     EXPECT_TRUE(gnome().connection().bindShortcut("hide-others", "a").has_value());

@@ -144,18 +144,6 @@ std::vector<TWGnomeObservedWindow> TWGnomeTestDesktop::windows() const {
     return out;
 }
 
-std::optional<TWGnomeObservedWindow> TWGnomeTestDesktop::window(std::uint64_t id) const {
-    for (const auto& w : windows())
-        if (w.id == id)
-            return w;
-    return std::nullopt;
-}
-
-std::optional<bool> TWGnomeTestDesktop::isMinimized(std::uint64_t id) const {
-    auto w = window(id);
-    return w ? std::optional<bool>(w->minimized) : std::nullopt;
-}
-
 std::uint64_t TWGnomeTestDesktop::focusedWindow() const {
     for (const auto& w : windows())
         if (w.focused)
@@ -175,19 +163,9 @@ std::vector<std::uint64_t> TWGnomeTestDesktop::windowsOf(int pid, std::size_t co
     return ids.size() >= count ? ids : std::vector<std::uint64_t>{};
 }
 
-namespace {
-std::string windowById(std::uint64_t id) {
-    return "global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() == " +
-           std::to_string(id) + ")";
-}
-} // namespace
-
-void TWGnomeTestDesktop::userMinimize(std::uint64_t id, bool minimized) const {
-    eval(windowById(id) + (minimized ? ".minimize()" : ".unminimize()"));
-}
-
-void TWGnomeTestDesktop::userActivate(std::uint64_t id) const {
-    eval(windowById(id) + ".activate(global.get_current_time())");
+void TWGnomeTestDesktop::userDoes(std::uint64_t id, const std::string& call) const {
+    eval("global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() == " +
+         std::to_string(id) + ")" + call);
 }
 
 bool TWGnomeTestDesktop::setExtensionEnabled(bool enabled) const {

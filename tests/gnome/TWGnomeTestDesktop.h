@@ -42,14 +42,13 @@ class TWGnomeTestDesktop : public TWTestSession {
     std::optional<std::string> eval(const std::string& code) const;
     // Every window the shell manages, as it says.
     std::vector<TWGnomeObservedWindow> windows() const;
-    std::optional<TWGnomeObservedWindow> window(std::uint64_t id) const;
-    std::optional<bool> isMinimized(std::uint64_t id) const;
     std::uint64_t focusedWindow() const;
     // The windows of a process once it shows `count` of them (empty when it does not in time).
     std::vector<std::uint64_t> windowsOf(int pid, std::size_t count = 1) const;
-    // What a user does through the shell: minimize or restore, bring a window forward.
-    void userMinimize(std::uint64_t id, bool minimized) const;
-    void userActivate(std::uint64_t id) const;
+    // What a user does through the shell: runs `call` on the window (".minimize()"), brings
+    // it forward.
+    void userDoes(std::uint64_t id, const std::string& call) const;
+    void userActivate(std::uint64_t id) const { userDoes(id, ".activate(global.get_current_time())"); }
     // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
     // reports it so.
     bool setExtensionEnabled(bool enabled) const;

@@ -67,12 +67,12 @@ class TWKWinDriver : public TWCompositorDriver {
     std::vector<std::string> windows() override {
         std::vector<std::string> out;
         for (const auto& w : user_->connection().snapshot().windows)
-            if (session_->isMinimized(w.uuid).has_value()) // described by KWin itself
+            if (session_->flag(w.uuid).has_value()) // described by KWin itself
                 out.push_back(w.uuid);
         return out;
     }
     std::optional<bool> isMinimized(const std::string& window) override {
-        return session_->isMinimized(window);
+        return session_->flag(window);
     }
     std::string activeWindow() override { return session_->activeWindow(); }
     void minimizeByHand(const std::string& window, bool minimized) override {
@@ -107,7 +107,7 @@ class TWKWinDriver : public TWCompositorDriver {
     // for whatever refuses. Each load flips the window's keep-above state, which KWin reports
     // once the script runs.
     void refuseRestores(const std::string& window, int times) override {
-        const bool above = !keepAbove(window);
+        const bool above = !session_->flag(window, "keepAbove").value_or(false);
         session_->runScript(
             "tidewell-refuse",
             "let left = " + std::to_string(times) +
@@ -115,18 +115,10 @@ class TWKWinDriver : public TWCompositorDriver {
                 window + "') { c.keepAbove = " + (above ? "true" : "false") +
                 "; c.minimizedChanged.connect(() => { if (!c.minimized && left-- > 0) "
                 "c.minimized = true; }); }");
-        ASSERT_TRUE(waitFor([&] { return keepAbove(window) == above; }));
+        ASSERT_TRUE(waitFor([&] { return session_->flag(window, "keepAbove") == above; }));
     }
 
   private:
-    static bool keepAbove(const std::string& window) {
-        const std::string info =
-            run({"dbus-send", "--session", "--print-reply", "--dest=org.kde.KWin", "/KWin",
-                 "org.kde.KWin.getWindowInfo", "string:" + window});
-        const auto key = info.find("\"keepAbove\"");
-        const auto value = key == std::string::npos ? key : info.find("boolean ", key);
-        return value != std::string::npos && info.compare(value + 8, 4, "true") == 0;
-    }
     std::string error_;
     std::unique_ptr<TWKWinDesktop> kwin_, user_;
 };

@@ -26,9 +26,9 @@ class TWKWinTestDesktop : public TWTestSession {
     // Kills the programs of this session that no group of ours holds (started detached by the
     // code under test, or by the bus), leaving KWin and the bus running.
     void killStrays();
-    // KWin's own description of the window (org.kde.KWin getWindowInfo); none when KWin does
-    // not know it.
-    std::optional<bool> isMinimized(const std::string& uuid) const;
+    // A flag of KWin's own description of the window (org.kde.KWin getWindowInfo): minimized,
+    // keepAbove...; none when KWin does not know the window.
+    std::optional<bool> flag(const std::string& uuid, const std::string& name = "minimized") const;
     // The active window as KWin's scripting reports it (a script of the session's prints each
     // activation to KWin's log); empty when none is.
     std::string activeWindow() const;

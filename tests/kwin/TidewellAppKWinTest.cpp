@@ -90,7 +90,7 @@ TEST_F(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
         return !uuid.empty();
     }));
     auto becomes = [&](bool minimized) {
-        return waitFor([&] { return session_->isMinimized(uuid) == minimized; });
+        return waitFor([&] { return session_->flag(uuid) == minimized; });
     };
     // The click hides the others, the middle click shows all; then the same from the menu.
     EXPECT_EQ(script("tw_sni_host.py", {"call", service, path, "Activate"}), "");
