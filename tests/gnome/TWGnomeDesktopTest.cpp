@@ -63,12 +63,6 @@ class TWGnomeDriver : public TWCompositorDriver {
         const auto ids = session_->windowsOf(pid);
         return ids.empty() ? std::string() : std::to_string(ids.front());
     }
-    std::vector<std::string> windows() override {
-        std::vector<std::string> out;
-        for (const auto& w : session_->windows())
-            out.push_back(std::to_string(w.id));
-        return out;
-    }
     std::optional<bool> isMinimized(const std::string& window) override {
         for (const auto& w : session_->windows())
             if (w.id == idOf(window))
@@ -126,7 +120,8 @@ std::unique_ptr<TWCompositorDriver> gnomeDriver() {
     return std::make_unique<TWGnomeDriver>();
 }
 
-INSTANTIATE_TEST_SUITE_P(Gnome, TWCompositorScenarioTest, ::testing::Values(&gnomeDriver));
+INSTANTIATE_TEST_SUITE_P(Gnome, TWCompositorScenarioTest, ::testing::Values(&gnomeDriver),
+                         [](const auto&) { return std::string("gnome"); });
 
 class TWGnomeDesktopTest : public TWCompositorTest {
   protected:
@@ -165,7 +160,7 @@ TEST_F(TWGnomeDesktopTest, OnlyTidewellIsAnsweredAndTheExtensionGoingAndComingBa
         std::string why;
         EXPECT_NE(TWGnomeDesktop::open(&why), nullptr) << i << ": " << why;
     }
-    ::kill(squatter, SIGKILL);
+    kill(squatter, SIGKILL);
     waitpid(squatter, nullptr, 0);
     // The shortcut rule holds in the shell too.
     EXPECT_TRUE(gnome().connection().bindShortcut("hide-others", "a").has_value());

@@ -48,7 +48,9 @@ class TWGnomeTestDesktop : public TWTestSession {
     // What a user does through the shell: runs `call` on the window (".minimize()"), brings
     // it forward.
     void userDoes(std::uint64_t id, const std::string& call) const;
-    void userActivate(std::uint64_t id) const { userDoes(id, ".activate(global.get_current_time())"); }
+    void userActivate(std::uint64_t id) const {
+        userDoes(id, ".activate(global.get_current_time())");
+    }
     // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
     // reports it so.
     bool setExtensionEnabled(bool enabled) const;

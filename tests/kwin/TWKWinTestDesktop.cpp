@@ -93,7 +93,8 @@ void TWKWinTestDesktop::killStrays() {
     killStraysBut({kwin_, bus_});
 }
 
-std::optional<bool> TWKWinTestDesktop::flag(const std::string& uuid, const std::string& name) const {
+std::optional<bool> TWKWinTestDesktop::flag(const std::string& uuid,
+                                            const std::string& name) const {
     const std::string reply = dbus({"org.kde.KWin.getWindowInfo", "string:" + uuid});
     const auto key = reply.find("\"" + name + "\"");
     const auto value = key == std::string::npos ? key : reply.find("boolean ", key);
