@@ -531,9 +531,9 @@
         <source>use V for setting K in this run: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, 2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such as Ctrl+Alt+H, or nothing)</source>
         <translation>für die Einstellung K in diesem Lauf V verwenden: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar oder CheckForUpdates (YES oder NO), IconStyle2 (1, 2, 4 oder 5), HideOthersShortcut oder ShowAllShortcut (eine Tastenkombination wie Ctrl+Alt+H, oder nichts)</translation>
     </message>
-    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle">
-        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle</source>
-        <translation>Rückgabewert: 0 erledigt, 1 kein Schreibtisch, auf dem gearbeitet werden kann, 2 falscher Aufruf, 3 die Fensterverwaltung minimiert keine Fenster (nichts wurde ausgeblendet), 4 kein laufendes Programm hat die bei toggle angegebene ID</translation>
+    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle, 5 some windows stay shown because the window manager does not allow minimizing them (the others were hidden)">
+        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle, 5 some windows stay shown because the window manager does not allow minimizing them (the others were hidden)</source>
+        <translation>Rückgabewert: 0 erledigt, 1 kein Schreibtisch, auf dem gearbeitet werden kann, 2 falscher Aufruf, 3 die Fensterverwaltung minimiert keine Fenster (nichts wurde ausgeblendet), 4 kein laufendes Programm hat die bei toggle angegebene ID, 5 manche Fenster bleiben sichtbar, weil die Fensterverwaltung nicht erlaubt, sie zu minimieren (die anderen wurden ausgeblendet)</translation>
     </message>
     <message id="%@ takes YES or NO, not '%@'">
         <source>%@ takes YES or NO, not '%@'</source>
@@ -634,6 +634,10 @@
     <message id="Tidewell's GNOME Shell extension did not answer: %@ %@">
         <source>Tidewell's GNOME Shell extension did not answer: %@ %@</source>
         <translation>die GNOME-Shell-Erweiterung von Tidewell hat nicht geantwortet: %@ %@</translation>
+    </message>
+    <message id="%@ window(s) stay shown: the window manager does not allow minimizing them">
+        <source>%@ window(s) stay shown: the window manager does not allow minimizing them</source>
+        <translation>%@ Fenster bleiben sichtbar: die Fensterverwaltung erlaubt nicht, sie zu minimieren</translation>
     </message>
 </context>
 </TS>

@@ -531,9 +531,9 @@
         <source>use V for setting K in this run: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, 2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such as Ctrl+Alt+H, or nothing)</source>
         <translation>utiliser V pour le réglage K pendant cette exécution : ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar ou CheckForUpdates (YES ou NO), IconStyle2 (1, 2, 4 ou 5), HideOthersShortcut ou ShowAllShortcut (une combinaison de touches comme Ctrl+Alt+H, ou rien)</translation>
     </message>
-    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle">
-        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle</source>
-        <translation>code de retour : 0 fait, 1 aucun bureau sur lequel travailler, 2 mauvais usage, 3 le gestionnaire de fenêtres ne réduit pas les fenêtres (rien n'a été masqué), 4 aucune application en cours n'a l'identifiant donné à toggle</translation>
+    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle, 5 some windows stay shown because the window manager does not allow minimizing them (the others were hidden)">
+        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle, 5 some windows stay shown because the window manager does not allow minimizing them (the others were hidden)</source>
+        <translation>code de retour : 0 fait, 1 aucun bureau sur lequel travailler, 2 mauvais usage, 3 le gestionnaire de fenêtres ne réduit pas les fenêtres (rien n'a été masqué), 4 aucune application en cours n'a l'identifiant donné à toggle, 5 des fenêtres restent affichées car le gestionnaire de fenêtres ne permet pas de les réduire (les autres ont été masquées)</translation>
     </message>
     <message id="%@ takes YES or NO, not '%@'">
         <source>%@ takes YES or NO, not '%@'</source>
@@ -634,6 +634,10 @@
     <message id="Tidewell's GNOME Shell extension did not answer: %@ %@">
         <source>Tidewell's GNOME Shell extension did not answer: %@ %@</source>
         <translation>l'extension GNOME Shell de Tidewell n'a pas répondu : %@ %@</translation>
+    </message>
+    <message id="%@ window(s) stay shown: the window manager does not allow minimizing them">
+        <source>%@ window(s) stay shown: the window manager does not allow minimizing them</source>
+        <translation>%@ fenêtre(s) restent affichées : le gestionnaire de fenêtres ne permet pas de les réduire</translation>
     </message>
 </context>
 </TS>
