@@ -531,9 +531,9 @@
         <source>use V for setting K in this run: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, 2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such as Ctrl+Alt+H, or nothing)</source>
         <translation>für die Einstellung K in diesem Lauf V verwenden: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar oder CheckForUpdates (YES oder NO), IconStyle2 (1, 2, 4 oder 5), HideOthersShortcut oder ShowAllShortcut (eine Tastenkombination wie Ctrl+Alt+H, oder nichts)</translation>
     </message>
-    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle">
-        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle</source>
-        <translation>Rückgabewert: 0 erledigt, 1 kein Schreibtisch, auf dem gearbeitet werden kann, 2 falscher Aufruf, 3 die Fensterverwaltung minimiert keine Fenster (nichts wurde ausgeblendet), 4 kein laufendes Programm hat die bei toggle angegebene ID</translation>
+    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle, 5 some windows stay shown because the window manager does not allow minimizing them (the others were hidden)">
+        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle, 5 some windows stay shown because the window manager does not allow minimizing them (the others were hidden)</source>
+        <translation>Rückgabewert: 0 erledigt, 1 kein Schreibtisch, auf dem gearbeitet werden kann, 2 falscher Aufruf, 3 die Fensterverwaltung minimiert keine Fenster (nichts wurde ausgeblendet), 4 kein laufendes Programm hat die bei toggle angegebene ID, 5 manche Fenster bleiben sichtbar, weil die Fensterverwaltung nicht erlaubt, sie zu minimieren (die anderen wurden ausgeblendet)</translation>
     </message>
     <message id="%@ takes YES or NO, not '%@'">
         <source>%@ takes YES or NO, not '%@'</source>
@@ -590,6 +590,54 @@
     <message id="the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all">
         <source>the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all</source>
         <translation>der Beobachter der ausgeblendeten Fenster hat nicht geantwortet; ein von Hand wiederhergestelltes Fenster kann beim nächsten show-all wiederkommen</translation>
+    </message>
+    <message id="no Wayland display (WAYLAND_DISPLAY is not set)">
+        <source>no Wayland display (WAYLAND_DISPLAY is not set)</source>
+        <translation>keine Wayland-Anzeige (WAYLAND_DISPLAY ist nicht gesetzt)</translation>
+    </message>
+    <message id="cannot connect to the Wayland display %@">
+        <source>cannot connect to the Wayland display %@</source>
+        <translation>keine Verbindung zur Wayland-Anzeige %@</translation>
+    </message>
+    <message id="the Wayland display %@ does not answer">
+        <source>the Wayland display %@ does not answer</source>
+        <translation>die Wayland-Anzeige %@ antwortet nicht</translation>
+    </message>
+    <message id="the compositor's window management is too old (version %@, %@ needed)">
+        <source>the compositor's window management is too old (version %@, %@ needed)</source>
+        <translation>die Fensterverwaltung des Compositors ist zu alt (Version %@, %@ nötig)</translation>
+    </message>
+    <message id="KWin does not let this program manage windows: it needs a desktop entry whose Exec names this program by its full path and that carries X-KDE-Wayland-Interfaces=org_kde_plasma_window_management">
+        <source>KWin does not let this program manage windows: it needs a desktop entry whose Exec names this program by its full path and that carries X-KDE-Wayland-Interfaces=org_kde_plasma_window_management</source>
+        <translation>KWin lässt dieses Programm keine Fenster verwalten: Es braucht einen Desktop-Eintrag, dessen Exec dieses Programm mit vollem Pfad nennt und der X-KDE-Wayland-Interfaces=org_kde_plasma_window_management trägt</translation>
+    </message>
+    <message id="this desktop does not let other programs hide windows">
+        <source>this desktop does not let other programs hide windows</source>
+        <translation>dieser Schreibtisch lässt andere Programme keine Fenster ausblenden</translation>
+    </message>
+    <message id="cannot connect to the session bus: %@">
+        <source>cannot connect to the session bus: %@</source>
+        <translation>keine Verbindung zum Sitzungsbus: %@</translation>
+    </message>
+    <message id="GNOME Shell is not running on this session bus">
+        <source>GNOME Shell is not running on this session bus</source>
+        <translation>GNOME Shell läuft auf diesem Sitzungsbus nicht</translation>
+    </message>
+    <message id="cannot own a bus name in Tidewell's namespace on the session bus">
+        <source>cannot own a bus name in Tidewell's namespace on the session bus</source>
+        <translation>auf dem Sitzungsbus lässt sich kein Busname im Namensraum von Tidewell belegen</translation>
+    </message>
+    <message id="GNOME Shell lets other programs hide windows only through Tidewell's GNOME Shell extension, which is not running: install it where `gnome-extensions info %@` does not find it (a newly installed extension is loaded at the next login), enable it with `gnome-extensions enable %@`, and turn extensions on as a whole where GNOME Shell has them off (`gsettings set org.gnome.shell disable-user-extensions false`)">
+        <source>GNOME Shell lets other programs hide windows only through Tidewell's GNOME Shell extension, which is not running: install it where `gnome-extensions info %@` does not find it (a newly installed extension is loaded at the next login), enable it with `gnome-extensions enable %@`, and turn extensions on as a whole where GNOME Shell has them off (`gsettings set org.gnome.shell disable-user-extensions false`)</source>
+        <translation>GNOME Shell lässt andere Programme Fenster nur über die GNOME-Shell-Erweiterung von Tidewell ausblenden, und die läuft nicht: Installieren Sie sie, wo `gnome-extensions info %@` sie nicht findet (eine neu installierte Erweiterung wird bei der nächsten Anmeldung geladen), schalten Sie sie mit `gnome-extensions enable %@` ein, und schalten Sie Erweiterungen insgesamt ein, wo GNOME Shell sie ausgeschaltet hat (`gsettings set org.gnome.shell disable-user-extensions false`)</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension did not answer: %@ %@">
+        <source>Tidewell's GNOME Shell extension did not answer: %@ %@</source>
+        <translation>die GNOME-Shell-Erweiterung von Tidewell hat nicht geantwortet: %@ %@</translation>
+    </message>
+    <message id="%@ window(s) stay shown: the window manager does not allow minimizing them">
+        <source>%@ window(s) stay shown: the window manager does not allow minimizing them</source>
+        <translation>%@ Fenster bleiben sichtbar: die Fensterverwaltung erlaubt nicht, sie zu minimieren</translation>
     </message>
 </context>
 </TS>

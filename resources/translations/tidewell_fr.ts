@@ -531,9 +531,9 @@
         <source>use V for setting K in this run: ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar or CheckForUpdates (YES or NO), IconStyle2 (1, 2, 4 or 5), HideOthersShortcut or ShowAllShortcut (a key combination such as Ctrl+Alt+H, or nothing)</source>
         <translation>utiliser V pour le réglage K pendant cette exécution : ShowFinder, ShowWindow, Minimize, CloseAllFinder, Menubar ou CheckForUpdates (YES ou NO), IconStyle2 (1, 2, 4 ou 5), HideOthersShortcut ou ShowAllShortcut (une combinaison de touches comme Ctrl+Alt+H, ou rien)</translation>
     </message>
-    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle">
-        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle</source>
-        <translation>code de retour : 0 fait, 1 aucun bureau sur lequel travailler, 2 mauvais usage, 3 le gestionnaire de fenêtres ne réduit pas les fenêtres (rien n'a été masqué), 4 aucune application en cours n'a l'identifiant donné à toggle</translation>
+    <message id="exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle, 5 some windows stay shown because the window manager does not allow minimizing them (the others were hidden)">
+        <source>exit status: 0 done, 1 no desktop to work on, 2 bad usage, 3 the window manager does not minimize windows (nothing was hidden), 4 no running application has the ID given to toggle, 5 some windows stay shown because the window manager does not allow minimizing them (the others were hidden)</source>
+        <translation>code de retour : 0 fait, 1 aucun bureau sur lequel travailler, 2 mauvais usage, 3 le gestionnaire de fenêtres ne réduit pas les fenêtres (rien n'a été masqué), 4 aucune application en cours n'a l'identifiant donné à toggle, 5 des fenêtres restent affichées car le gestionnaire de fenêtres ne permet pas de les réduire (les autres ont été masquées)</translation>
     </message>
     <message id="%@ takes YES or NO, not '%@'">
         <source>%@ takes YES or NO, not '%@'</source>
@@ -590,6 +590,54 @@
     <message id="the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all">
         <source>the follower of hidden windows did not answer; a window restored by hand may come back at the next show-all</source>
         <translation>le suivi des fenêtres masquées n'a pas répondu ; une fenêtre restaurée à la main peut revenir au prochain show-all</translation>
+    </message>
+    <message id="no Wayland display (WAYLAND_DISPLAY is not set)">
+        <source>no Wayland display (WAYLAND_DISPLAY is not set)</source>
+        <translation>pas d'affichage Wayland (WAYLAND_DISPLAY n'est pas défini)</translation>
+    </message>
+    <message id="cannot connect to the Wayland display %@">
+        <source>cannot connect to the Wayland display %@</source>
+        <translation>impossible de se connecter à l'affichage Wayland %@</translation>
+    </message>
+    <message id="the Wayland display %@ does not answer">
+        <source>the Wayland display %@ does not answer</source>
+        <translation>l'affichage Wayland %@ ne répond pas</translation>
+    </message>
+    <message id="the compositor's window management is too old (version %@, %@ needed)">
+        <source>the compositor's window management is too old (version %@, %@ needed)</source>
+        <translation>la gestion des fenêtres du compositeur est trop ancienne (version %@, %@ requise)</translation>
+    </message>
+    <message id="KWin does not let this program manage windows: it needs a desktop entry whose Exec names this program by its full path and that carries X-KDE-Wayland-Interfaces=org_kde_plasma_window_management">
+        <source>KWin does not let this program manage windows: it needs a desktop entry whose Exec names this program by its full path and that carries X-KDE-Wayland-Interfaces=org_kde_plasma_window_management</source>
+        <translation>KWin ne laisse pas ce programme gérer les fenêtres : il lui faut une entrée de bureau dont Exec nomme ce programme par son chemin complet et qui porte X-KDE-Wayland-Interfaces=org_kde_plasma_window_management</translation>
+    </message>
+    <message id="this desktop does not let other programs hide windows">
+        <source>this desktop does not let other programs hide windows</source>
+        <translation>ce bureau ne laisse pas d'autres programmes masquer des fenêtres</translation>
+    </message>
+    <message id="cannot connect to the session bus: %@">
+        <source>cannot connect to the session bus: %@</source>
+        <translation>impossible de se connecter au bus de session : %@</translation>
+    </message>
+    <message id="GNOME Shell is not running on this session bus">
+        <source>GNOME Shell is not running on this session bus</source>
+        <translation>GNOME Shell ne tourne pas sur ce bus de session</translation>
+    </message>
+    <message id="cannot own a bus name in Tidewell's namespace on the session bus">
+        <source>cannot own a bus name in Tidewell's namespace on the session bus</source>
+        <translation>impossible d'obtenir un nom de bus dans l'espace de noms de Tidewell sur le bus de session</translation>
+    </message>
+    <message id="GNOME Shell lets other programs hide windows only through Tidewell's GNOME Shell extension, which is not running: install it where `gnome-extensions info %@` does not find it (a newly installed extension is loaded at the next login), enable it with `gnome-extensions enable %@`, and turn extensions on as a whole where GNOME Shell has them off (`gsettings set org.gnome.shell disable-user-extensions false`)">
+        <source>GNOME Shell lets other programs hide windows only through Tidewell's GNOME Shell extension, which is not running: install it where `gnome-extensions info %@` does not find it (a newly installed extension is loaded at the next login), enable it with `gnome-extensions enable %@`, and turn extensions on as a whole where GNOME Shell has them off (`gsettings set org.gnome.shell disable-user-extensions false`)</source>
+        <translation>GNOME Shell ne laisse d'autres programmes masquer des fenêtres que par l'extension GNOME Shell de Tidewell, qui ne tourne pas : installez-la là où `gnome-extensions info %@` ne la trouve pas (une extension nouvellement installée est chargée à la prochaine connexion), activez-la avec `gnome-extensions enable %@`, et activez les extensions dans leur ensemble là où GNOME Shell les a désactivées (`gsettings set org.gnome.shell disable-user-extensions false`)</translation>
+    </message>
+    <message id="Tidewell's GNOME Shell extension did not answer: %@ %@">
+        <source>Tidewell's GNOME Shell extension did not answer: %@ %@</source>
+        <translation>l'extension GNOME Shell de Tidewell n'a pas répondu : %@ %@</translation>
+    </message>
+    <message id="%@ window(s) stay shown: the window manager does not allow minimizing them">
+        <source>%@ window(s) stay shown: the window manager does not allow minimizing them</source>
+        <translation>%@ fenêtre(s) restent affichées : le gestionnaire de fenêtres ne permet pas de les réduire</translation>
     </message>
 </context>
 </TS>

@@ -58,6 +58,7 @@ constexpr int kExitBadUsage = 2;
 constexpr int kExitNoDisplay = 1;
 constexpr int kExitCannotHide = 3;
 constexpr int kExitNoSuchApplication = 4;
+constexpr int kExitSomeStayShown = 5;
 // How long a command waits for the window manager to carry out what it asked.
 constexpr std::chrono::milliseconds kSettleBound = 2 * TWX11Workspace::kAnswerBound;
 // How long a run waits for the follower of marked windows to answer before it replaces it.
@@ -152,7 +153,9 @@ void usage(std::ostream& out) {
         << wrapped(TWLocalizedString("exit status: 0 done, 1 no desktop to work on, 2 bad usage, "
                                      "3 the window manager does not minimize windows (nothing "
                                      "was hidden), 4 no running application has the ID given "
-                                     "to toggle"),
+                                     "to toggle, 5 some windows stay shown because the window "
+                                     "manager does not allow minimizing them (the others were "
+                                     "hidden)"),
                    0);
 }
 
@@ -248,6 +251,13 @@ void settle(TWDesktop& desktop) {
 bool cannotHide(TWDesktop& desktop) {
     auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
     return x11 && x11->x11Workspace().minimizeSupport() == TWX11MinimizeSupport::No;
+}
+
+// How many windows the run left shown because the window manager does not allow minimizing
+// them (each is named in a log line).
+size_t unminimizable(TWDesktop& desktop) {
+    auto* x11 = dynamic_cast<TWX11Desktop*>(&desktop);
+    return x11 ? x11->x11Workspace().unminimizableCount() : 0;
 }
 
 bool connectionLost(TWDesktop& desktop) {
@@ -836,6 +846,11 @@ int main(int argc, char** argv) {
             complain(TWLocalizedString(
                 "the window manager does not minimize windows; nothing was hidden"));
             status = kExitCannotHide;
+        } else if (size_t shown = unminimizable(*desktop)) {
+            complain(TWFormat(TWLocalizedString("%@ window(s) stay shown: the window manager "
+                                                "does not allow minimizing them"),
+                              std::to_string(shown)));
+            status = kExitSomeStayShown;
         }
     }
     TWProcessRegistry::unregisterCurrentProcess();

@@ -29,19 +29,20 @@ std::unique_ptr<TWDesktop> sessionDesktop(std::string& whyNot) {
         // extension; without it the session offers nothing else: say how to enable it. (On X11
         // the window manager's EWMH serves, as on any other.)
         std::string gnomeReason;
-        if (auto desktop = TWGnomeDesktop::open(&gnomeReason))
+        bool noGnome = false;
+        if (auto desktop = TWGnomeDesktop::open(&gnomeReason, &noGnome))
             return desktop;
-        if (gnomeReason.rfind("cannot connect", 0) != 0 &&
-            gnomeReason.rfind("GNOME Shell is not running", 0) != 0) {
+        if (!noGnome) {
             whyNot = gnomeReason;
             return nullptr;
         }
         std::string reason;
-        if (auto desktop = TWKWinDesktop::open("", &reason))
+        bool noCompositor = false;
+        if (auto desktop = TWKWinDesktop::open("", &reason, &noCompositor))
             return desktop;
         // A Wayland session that answers decides: its X11 side (Xwayland) shows only the X11
         // programs, so working there would leave every Wayland window alone.
-        if (reason.rfind("cannot connect", 0) != 0 && reason.rfind("no Wayland", 0) != 0) {
+        if (!noCompositor) {
             whyNot = reason;
             return nullptr;
         }

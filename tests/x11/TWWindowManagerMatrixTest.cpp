@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <sys/stat.h>
@@ -228,6 +229,22 @@ TEST_P(TWWindowManagerMatrixTest, EveryWorkspaceHiddenAndShownWhereItIsTheUserSt
                 log_.begin(), log_.end(),
                 [](const std::string& l) { return l.find("Fixed Pane") != std::string::npos; }))
                 << when << ": " << ::testing::PrintToString(log_);
+            // The command-line tool names it too, and a script learns from the status that
+            // something stayed shown.
+            if (from == 0) {
+                FILE* tool = ::popen(
+                    (TWTestProgramPath("tidewellctl") + " --set ShowFinder=NO hide-others 2>&1")
+                        .c_str(),
+                    "r");
+                std::string said;
+                char buffer[4096];
+                for (size_t n; tool && (n = std::fread(buffer, 1, sizeof buffer, tool)) > 0;)
+                    said.append(buffer, n);
+                const int status = tool ? ::pclose(tool) : -1;
+                EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 5) << status << said;
+                EXPECT_NE(said.find("\"Fixed Pane\""), std::string::npos) << said;
+                EXPECT_FALSE(minimized(pane) || marked(pane));
+            }
         }
         // As the command-line tool acts, from a process of its own: no application recorded to
         // give focus back to (one on another workspace would take the user there, by the window

@@ -481,6 +481,8 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
         {"--display :4999 toggle no.such.App", "LANG=de_DE.UTF-8", 1,
          "die X11-Anzeige :4999 lässt sich nicht öffnen", "cannot"},
         {"--set Nonsense=1 list", "LANG=fr_FR.UTF-8", 2, "réglage inconnu Nonsense", "Try"},
+        {"list", "LANG=de_DE.UTF-8 WAYLAND_DISPLAY=tw-none DISPLAY=", 1,
+         "keine Verbindung zur Wayland-Anzeige tw-none", "cannot connect"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.environment) + " tidewellctl " + c.arguments);

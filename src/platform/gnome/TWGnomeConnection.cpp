@@ -114,16 +114,23 @@ const TWGnomeWindow* TWGnomeSnapshot::find(std::uint64_t id) const {
     return nullptr;
 }
 
-std::unique_ptr<TWGnomeConnection> TWGnomeConnection::open(std::string* whyNot) {
-    auto fail = [&](const std::string& reason) -> std::unique_ptr<TWGnomeConnection> {
+std::unique_ptr<TWGnomeConnection> TWGnomeConnection::open(std::string* whyNot, bool* absent) {
+    auto fail = [&](const std::string& reason,
+                    bool nothingThere = false) -> std::unique_ptr<TWGnomeConnection> {
         if (whyNot)
             *whyNot = reason;
+        if (absent)
+            *absent = nothingThere;
         return nullptr;
     };
+    if (absent)
+        *absent = false;
     std::unique_ptr<TWGnomeConnection> self(new TWGnomeConnection);
     if (int r = sd_bus_open_user(&self->bus_); r < 0) {
         self->bus_ = nullptr;
-        return fail(std::string("cannot connect to the session bus: ") + std::strerror(-r));
+        return fail(TWFormat(TWLocalizedString("cannot connect to the session bus: %@"),
+                             std::string(std::strerror(-r))),
+                    true);
     }
     {
         Reply owner;
@@ -132,7 +139,7 @@ std::unique_ptr<TWGnomeConnection> TWGnomeConnection::open(std::string* whyNot) 
                                "org.freedesktop.DBus", "GetNameOwner", &owner.error, &owner.message,
                                "s", kShell) < 0 ||
             sd_bus_message_read(owner.message, "s", &unique) < 0)
-            return fail("GNOME Shell is not running on this session bus");
+            return fail(TWLocalizedString("GNOME Shell is not running on this session bus"), true);
         self->shellOwner_ = unique;
     }
     // The service answers only processes owning a name in Tidewell's namespace. Another
@@ -144,7 +151,8 @@ std::unique_ptr<TWGnomeConnection> TWGnomeConnection::open(std::string* whyNot) 
             self->busName_ = name;
     }
     if (self->busName_.empty())
-        return fail("cannot own a bus name in Tidewell's namespace on the session bus");
+        return fail(
+            TWLocalizedString("cannot own a bus name in Tidewell's namespace on the session bus"));
     sd_bus_match_signal(self->bus_, &self->signalSlot_, kShell, kPath, kInterface, nullptr,
                         &Callbacks::onSignal, self.get());
     sd_bus_add_match(self->bus_, &self->ownerSlot_,
@@ -167,18 +175,20 @@ bool TWGnomeConnection::subscribe(std::string* whyNot) {
     if (r < 0 || !readRows(list.message, rows)) {
         const std::string name = list.error.name ? list.error.name : "";
         if (whyNot && meansNoService(name))
-            *whyNot = std::string("GNOME Shell lets other programs hide windows only through "
-                                  "Tidewell's GNOME Shell extension, which is not running: "
-                                  "install it where `gnome-extensions info ") +
-                      TWGnomeExtensionUUID +
-                      "` does not find it (a newly installed extension is loaded at the next "
-                      "login), enable it with `gnome-extensions enable " +
-                      TWGnomeExtensionUUID +
-                      "`, and turn extensions on as a whole where GNOME Shell has them off "
-                      "(`gsettings set org.gnome.shell disable-user-extensions false`)";
+            *whyNot = TWFormat(
+                TWLocalizedString(
+                    "GNOME Shell lets other programs hide windows only through Tidewell's GNOME "
+                    "Shell extension, which is not running: install it where `gnome-extensions "
+                    "info %@` does not find it (a newly installed extension is loaded at the next "
+                    "login), enable it with `gnome-extensions enable %@`, and turn extensions on "
+                    "as a whole where GNOME Shell has them off (`gsettings set org.gnome.shell "
+                    "disable-user-extensions false`)"),
+                std::string(TWGnomeExtensionUUID), std::string(TWGnomeExtensionUUID));
         else if (whyNot)
-            *whyNot = "Tidewell's GNOME Shell extension did not answer: " + name + " " +
-                      (list.error.message ? list.error.message : std::strerror(-r));
+            *whyNot = TWFormat(
+                TWLocalizedString("Tidewell's GNOME Shell extension did not answer: "
+                                  "%@ %@"),
+                name, std::string(list.error.message ? list.error.message : std::strerror(-r)));
         if (!name.empty())
             replyError(name, list.error.message ? list.error.message : "");
         return false;

@@ -57,8 +57,9 @@ struct TWGnomeSnapshot {
 class TWGnomeConnection {
   public:
     // Connects to the session bus and finds the service. Null when GNOME Shell is not there or
-    // its extension does not answer; `whyNot` then says which, and how to enable the extension.
-    static std::unique_ptr<TWGnomeConnection> open(std::string* whyNot);
+    // its extension does not answer; `whyNot` then says which, and how to enable the extension,
+    // in the user's language; `absent` whether GNOME Shell itself is not there.
+    static std::unique_ptr<TWGnomeConnection> open(std::string* whyNot, bool* absent = nullptr);
     ~TWGnomeConnection();
     TWGnomeConnection(const TWGnomeConnection&) = delete;
     TWGnomeConnection& operator=(const TWGnomeConnection&) = delete;

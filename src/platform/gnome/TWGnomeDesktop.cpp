@@ -11,8 +11,8 @@ void TWGnomeSystemSound::beep() {
     TWLog(LOG_INFO, kSoundLogClass, "no bell on this desktop; beep dropped");
 }
 
-std::unique_ptr<TWGnomeDesktop> TWGnomeDesktop::open(std::string* whyNot) {
-    auto connection = TWGnomeConnection::open(whyNot);
+std::unique_ptr<TWGnomeDesktop> TWGnomeDesktop::open(std::string* whyNot, bool* absent) {
+    auto connection = TWGnomeConnection::open(whyNot, absent);
     if (!connection)
         return nullptr;
     return std::unique_ptr<TWGnomeDesktop>(new TWGnomeDesktop(std::move(connection)));

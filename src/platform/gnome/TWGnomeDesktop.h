@@ -31,8 +31,10 @@ class TWGnomeSystemSound : public TWSystemSound {
 class TWGnomeDesktop : public TWDesktop {
   public:
     // Connects to the session bus; null when GNOME Shell or Tidewell's extension does not
-    // answer there, with the reason (how to enable the extension) in `whyNot`.
-    static std::unique_ptr<TWGnomeDesktop> open(std::string* whyNot = nullptr);
+    // answer there, with the reason (how to enable the extension) in `whyNot` and in `absent`
+    // whether GNOME Shell itself is not there.
+    static std::unique_ptr<TWGnomeDesktop> open(std::string* whyNot = nullptr,
+                                                bool* absent = nullptr);
     ~TWGnomeDesktop() override;
 
     TWWorkspace& workspace() override { return *workspace_; }

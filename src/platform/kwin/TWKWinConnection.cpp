@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The Wayland side of the KWin backend: registry, window-management events, requests.
 #include "TWKWinConnection.h"
+#include "TWFormat.h"
+#include "TWLocalizedString.h"
 
 #include "TWLog.h"
 
@@ -169,36 +171,42 @@ void TWKWinConnection::onStackingOrderUuid(void* data, org_kde_plasma_window_man
 }
 
 std::unique_ptr<TWKWinConnection> TWKWinConnection::open(const std::string& socket,
-                                                         std::string* whyNot) {
-    auto fail = [&](const std::string& reason) -> std::unique_ptr<TWKWinConnection> {
+                                                         std::string* whyNot, bool* absent) {
+    auto fail = [&](const std::string& reason,
+                    bool nothingThere = false) -> std::unique_ptr<TWKWinConnection> {
         if (whyNot)
             *whyNot = reason;
+        if (absent)
+            *absent = nothingThere;
         return nullptr;
     };
     const char* env = std::getenv("WAYLAND_DISPLAY");
     std::string name = !socket.empty() ? socket : (env && *env ? env : "");
     if (name.empty())
-        return fail("no Wayland display (WAYLAND_DISPLAY is not set)");
+        return fail(TWLocalizedString("no Wayland display (WAYLAND_DISPLAY is not set)"), true);
     std::unique_ptr<TWKWinConnection> self(new TWKWinConnection);
     self->displayName_ = name.substr(name.rfind('/') + 1);
     self->display_ = wl_display_connect(name.c_str());
     if (!self->display_)
-        return fail("cannot connect to the Wayland display " + name);
+        return fail(TWFormat(TWLocalizedString("cannot connect to the Wayland display %@"), name),
+                    true);
     self->registry_ = wl_display_get_registry(self->display_);
     static const wl_registry_listener registryListener = {onGlobal, ignoreGlobalRemove};
     wl_registry_add_listener(self->registry_, &registryListener, self.get());
     if (!self->sync())
-        return fail("the Wayland display " + name + " does not answer");
+        return fail(TWFormat(TWLocalizedString("the Wayland display %@ does not answer"), name));
     if (!self->management_) {
         if (self->managementVersion_ > 0)
-            return fail("the compositor's window management is too old (version " +
-                        std::to_string(self->managementVersion_) + ", " +
-                        std::to_string(kNeededVersion) + " needed)");
+            return fail(TWFormat(TWLocalizedString("the compositor's window management is too old "
+                                                   "(version %@, %@ needed)"),
+                                 std::to_string(self->managementVersion_),
+                                 std::to_string(kNeededVersion)));
         if (self->kdeGlobals_)
-            return fail("KWin does not let this program manage windows: it needs a desktop "
-                        "entry whose Exec names this program by its full path and that carries "
-                        "X-KDE-Wayland-Interfaces=org_kde_plasma_window_management");
-        return fail("this desktop does not let other programs hide windows");
+            return fail(TWLocalizedString(
+                "KWin does not let this program manage windows: it needs a desktop "
+                "entry whose Exec names this program by its full path and that carries "
+                "X-KDE-Wayland-Interfaces=org_kde_plasma_window_management"));
+        return fail(TWLocalizedString("this desktop does not let other programs hide windows"));
     }
     return self;
 }

@@ -52,8 +52,10 @@ struct TWKWinSnapshot {
 class TWKWinConnection {
   public:
     // Connects to the Wayland display `socket` (empty: $WAYLAND_DISPLAY) and binds the window
-    // management. Null when that fails; `whyNot` then says what is missing.
-    static std::unique_ptr<TWKWinConnection> open(const std::string& socket, std::string* whyNot);
+    // management. Null when that fails; `whyNot` then says what is missing (in the user's
+    // language), and `absent` whether there is no compositor to talk to at all.
+    static std::unique_ptr<TWKWinConnection> open(const std::string& socket, std::string* whyNot,
+                                                  bool* absent = nullptr);
     ~TWKWinConnection();
     TWKWinConnection(const TWKWinConnection&) = delete;
     TWKWinConnection& operator=(const TWKWinConnection&) = delete;

@@ -15,8 +15,9 @@ void TWKWinSystemSound::beep() {
     TWLog(LOG_INFO, kSoundLogClass, "no bell on this desktop; beep dropped");
 }
 
-std::unique_ptr<TWKWinDesktop> TWKWinDesktop::open(const std::string& socket, std::string* whyNot) {
-    auto connection = TWKWinConnection::open(socket, whyNot);
+std::unique_ptr<TWKWinDesktop> TWKWinDesktop::open(const std::string& socket, std::string* whyNot,
+                                                   bool* absent) {
+    auto connection = TWKWinConnection::open(socket, whyNot, absent);
     if (!connection)
         return nullptr;
     return std::unique_ptr<TWKWinDesktop>(new TWKWinDesktop(std::move(connection)));

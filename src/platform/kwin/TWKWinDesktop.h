@@ -29,9 +29,10 @@ class TWKWinSystemSound : public TWSystemSound {
 class TWKWinDesktop : public TWDesktop {
   public:
     // Connects to the Wayland display `socket` (empty: $WAYLAND_DISPLAY); null when KWin's
-    // window management is not offered there, with the reason in `whyNot`.
-    static std::unique_ptr<TWKWinDesktop> open(const std::string& socket = "",
-                                               std::string* whyNot = nullptr);
+    // window management is not offered there, with the reason in `whyNot` and in `absent`
+    // whether no compositor answered at all.
+    static std::unique_ptr<TWKWinDesktop>
+    open(const std::string& socket = "", std::string* whyNot = nullptr, bool* absent = nullptr);
     ~TWKWinDesktop() override;
 
     TWWorkspace& workspace() override { return *workspace_; }

@@ -216,6 +216,36 @@ bool minimized(bool iconicState, const std::vector<uint32_t>& states, xcb_atom_t
     return !elsewhere || !hiddenSupported ||
            std::find(states.begin(), states.end(), hidden) != states.end();
 }
+
+// The root window's facts that minimized() needs: whether minimized windows carry
+// _NET_WM_STATE_HIDDEN here, and the user's workspace. Asked for on construction, read by
+// collect(); a batch constructs it with its other requests and collects once they are all out,
+// so that the whole batch is one round trip.
+class RootFacts {
+  public:
+    RootFacts(xcb_connection_t* c, xcb_window_t root, const xcb_ewmh_connection_t& ewmh)
+        : c_(c), hidden_(ewmh._NET_WM_STATE_HIDDEN),
+          supported_(xcb_get_property(c, 0, root, ewmh._NET_SUPPORTED, XCB_ATOM_ATOM, 0, 1 << 12)),
+          workspace_(
+              xcb_get_property(c, 0, root, ewmh._NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1)) {}
+    void collect() {
+        Reply supportedReply, workspaceReply;
+        ::collect(c_, supported_, supportedReply);
+        ::collect(c_, workspace_, workspaceReply);
+        const std::vector<uint32_t> supported = propertyWords(supportedReply.reply);
+        hiddenSupported = std::find(supported.begin(), supported.end(), hidden_) != supported.end();
+        if (auto d = propertyWords(workspaceReply.reply); !d.empty())
+            currentWorkspace = d[0];
+    }
+
+    bool hiddenSupported = false;
+    std::optional<uint32_t> currentWorkspace;
+
+  private:
+    xcb_connection_t* c_;
+    xcb_atom_t hidden_;
+    xcb_get_property_cookie_t supported_, workspace_;
+};
 } // namespace
 
 TWX11Snapshot TWX11Connection::snapshot() {
@@ -326,22 +356,10 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
         p[Allowed] = xcb_get_property(c, 0, w, ewmh_._NET_WM_ALLOWED_ACTIONS, XCB_ATOM_ATOM, 0, 64);
         attributes[i] = xcb_get_window_attributes(c, w);
     }
-    // Whether minimized windows carry _NET_WM_STATE_HIDDEN here, and the user's workspace.
-    auto supportedCookie =
-        xcb_get_property(c, 0, root_, ewmh_._NET_SUPPORTED, XCB_ATOM_ATOM, 0, 1 << 12);
-    auto workspaceCookie =
-        xcb_get_property(c, 0, root_, ewmh_._NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
+    RootFacts root(c, root_, ewmh_);
     // Read only once every window request is out, so that the whole batch is one round trip.
     const std::vector<uint32_t> order = stackingOrder();
-    Reply supportedReply, workspaceReply;
-    collect(c, supportedCookie, supportedReply);
-    collect(c, workspaceCookie, workspaceReply);
-    const std::vector<uint32_t> supported = propertyWords(supportedReply.reply);
-    const bool hiddenSupported = std::find(supported.begin(), supported.end(),
-                                           ewmh_._NET_WM_STATE_HIDDEN) != supported.end();
-    std::optional<uint32_t> currentWorkspace;
-    if (auto d = propertyWords(workspaceReply.reply); !d.empty())
-        currentWorkspace = d[0];
+    root.collect();
     std::vector<TWX11Window> found;
     found.reserve(ids.size());
     for (size_t i = 0; i < ids.size(); ++i) {
@@ -392,8 +410,8 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
             w.groupLeader = h[8];
         if (auto d = propertyWords(r[Desktop].reply); !d.empty())
             w.workspace = d[0];
-        w.iconic = minimized(w.iconic, w.states, ewmh_._NET_WM_STATE_HIDDEN, hiddenSupported,
-                             w.workspace, currentWorkspace);
+        w.iconic = minimized(w.iconic, w.states, ewmh_._NET_WM_STATE_HIDDEN, root.hiddenSupported,
+                             w.workspace, root.currentWorkspace);
         // Only a list that exists says anything: many window managers publish none.
         if (r[Allowed].reply && r[Allowed].reply->type == XCB_ATOM_ATOM) {
             const auto allowed = propertyWords(r[Allowed].reply);
@@ -648,20 +666,9 @@ std::vector<TWX11WindowState> TWX11Connection::states(const std::vector<xcb_wind
              xcb_get_property(conn_, 0, w, ewmh_._NET_WM_STATE, XCB_ATOM_ATOM, 0, 32),
              xcb_get_property(conn_, 0, w, ewmh_._NET_WM_DESKTOP, XCB_ATOM_CARDINAL, 0, 1),
              xcb_get_window_attributes(conn_, w)});
-    auto supportedCookie =
-        xcb_get_property(conn_, 0, root_, ewmh_._NET_SUPPORTED, XCB_ATOM_ATOM, 0, 1 << 12);
-    auto workspaceCookie =
-        xcb_get_property(conn_, 0, root_, ewmh_._NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1);
+    RootFacts root(conn_, root_, ewmh_);
     ++counts_.roundTrips;
-    Reply supportedReply, workspaceReply;
-    collect(conn_, supportedCookie, supportedReply);
-    collect(conn_, workspaceCookie, workspaceReply);
-    const std::vector<uint32_t> supported = propertyWords(supportedReply.reply);
-    const bool hiddenSupported = std::find(supported.begin(), supported.end(),
-                                           ewmh_._NET_WM_STATE_HIDDEN) != supported.end();
-    std::optional<uint32_t> currentWorkspace;
-    if (auto d = propertyWords(workspaceReply.reply); !d.empty())
-        currentWorkspace = d[0];
+    root.collect();
     for (std::size_t i = 0; i < windows.size(); ++i) {
         Reply state, mark, netState, workspace;
         collect(conn_, cookies[i].state, state);
@@ -681,7 +688,7 @@ std::vector<TWX11WindowState> TWX11Connection::states(const std::vector<xcb_wind
             on = d[0];
         s.iconic = minimized(!words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC,
                              propertyWords(netState.reply), ewmh_._NET_WM_STATE_HIDDEN,
-                             hiddenSupported, on, currentWorkspace);
+                             root.hiddenSupported, on, root.currentWorkspace);
         const std::vector<uint32_t> markWords = propertyWords(mark.reply);
         s.marked = !markWords.empty();
         if (markWords.size() >= 2)

@@ -315,6 +315,7 @@ void TWX11Workspace::hide(const TWRunningApplication& info) {
                       info.bundleIdentifier.value_or(info.localizedName) +
                       " cannot be minimized (the window manager does not allow it); it stays "
                       "shown");
+            ++unminimizable_;
             continue;
         }
         // An activation still waiting for restores would bring back what is hidden now.

@@ -77,6 +77,9 @@ class TWX11Workspace : public TWWorkspace {
     // returns whether everything was answered.
     bool settle(std::chrono::milliseconds timeout);
     TWX11MinimizeSupport minimizeSupport() const { return minimizeSupport_; }
+    // How many windows hiding has left shown because the window manager does not allow
+    // minimizing them (their _NET_WM_ALLOWED_ACTIONS lack it).
+    size_t unminimizableCount() const { return unminimizable_; }
     // Follows every window that carries a mark and is minimized (whoever hid it), so that its
     // mark goes when it is seen back, by a show-all anywhere or by the user's hand. Every
     // listing does this for the windows it sees; this one takes a fresh listing and reads the
@@ -177,5 +180,6 @@ class TWX11Workspace : public TWWorkspace {
     std::optional<PendingActivation> activation_;
     std::optional<WorkspaceReturn> workspaceReturn_;
     TWX11MinimizeSupport minimizeSupport_ = TWX11MinimizeSupport::Unknown;
+    size_t unminimizable_ = 0;
     bool advancing_ = false;
 };
