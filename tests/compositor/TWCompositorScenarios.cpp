@@ -213,3 +213,20 @@ TEST_P(TWCompositorScenarioTest,
     EXPECT_TRUE(marks().empty());
     EXPECT_TRUE(waitFor([&] { return driver().leftovers().empty(); })) << driver().leftovers();
 }
+
+TEST_P(TWCompositorScenarioTest, AnotherProcesssHideOnItsWayIsNotUndoneByAShowAll) {
+    // Another Tidewell process has marked the window and its minimize is still on its way when
+    // this process shows all: the restore finds the window shown, and the mark must outlive it,
+    // or the minimize that lands next leaves a window no show-all brings back.
+    const std::string window = client({"weston-flower"});
+    ASSERT_TRUE(driver().workspace().record().update([&](TWHiddenMarks& marks) {
+        marks[window] = TWHiddenMark{0, TWHiddenRecord::now(), false};
+    }));
+    common().showAll();
+    driver().sync();
+    EXPECT_TRUE(marks().count(window));
+    userMinimizes(window, true); // the other process's minimize lands
+    common().showAll();
+    EXPECT_TRUE(becomes(window, false));
+    EXPECT_TRUE(marks().empty());
+}

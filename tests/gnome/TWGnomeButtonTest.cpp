@@ -200,7 +200,7 @@ TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertEndsOnSigtermOrEnablesItAnd
     kill(ended, SIGTERM);
     int status = -1;
     EXPECT_TRUE(TWTestSession::waitFor([&] { return waitpid(ended, &status, WNOHANG) == ended; },
-                                       std::chrono::seconds(5)));
+                                       std::chrono::seconds(15)));
     EXPECT_TRUE(WIFEXITED(status)) << status;
     session_->terminate(ended);
 

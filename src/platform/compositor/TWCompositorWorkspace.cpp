@@ -193,6 +193,7 @@ void TWCompositorWorkspace::sendPendingHides() {
         ids.push_back(id);
     windows_->setMinimized(ids, true);
     windows_->flush();
+    minimizedHere_.insert(ids.begin(), ids.end());
 }
 
 TWCompositorApplication* TWCompositorWorkspace::findByKey(const std::string& key) {
@@ -211,7 +212,9 @@ void TWCompositorWorkspace::queueRestores(const std::string& key) {
                 std::any_of(pendingRestores_.begin(), pendingRestores_.end(),
                             [&](const PendingRestore& r) { return r.id == w.id; }))
                 continue;
-            pendingRestores_.push_back({key, w.id, it->second.position});
+            pendingRestores_.push_back(
+                {key, w.id, it->second.position,
+                 w.minimized || it->second.confirmed || minimizedHere_.count(w.id) != 0});
         }
     }
 }
@@ -254,11 +257,17 @@ void TWCompositorWorkspace::sendPendingRestores() {
         });
         forgetMarks(seen);
     }
+    for (const auto& r : restores)
+        minimizedHere_.erase(r.id);
     if (restored.empty())
         return;
     record_.update([&](TWHiddenMarks& marks) {
-        for (const auto& id : restored)
-            marks.erase(id);
+        for (const auto& r : restores) {
+            auto mark = marks.find(r.id);
+            if (mark != marks.end() && restored.count(r.id) &&
+                (r.seenMinimized || mark->second.confirmed))
+                marks.erase(mark);
+        }
         marks_ = marks;
     });
     std::set<std::string> keys;

@@ -190,8 +190,13 @@ class TWCompositorWorkspace : public TWWorkspace {
         std::string key; // the application's grouping key
         std::string id;
         int position = 0;
+        // Seen minimized (here or by the record), or minimized by this process: a restore
+        // confirmed for a window never seen minimized may have come before another Tidewell
+        // process's minimize, which is still on its way; the mark then stays.
+        bool seenMinimized = false;
     };
     std::vector<PendingRestore> pendingRestores_;
+    std::set<std::string> minimizedHere_; // windows this process asked to minimize
     TWApplicationOrder order_;
     std::map<int, std::string> programNames_;
 };
