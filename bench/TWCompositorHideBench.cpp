@@ -238,7 +238,8 @@ void BM_GnomeShellMemory(benchmark::State& state) {
     const bool shellAlone = mode == "shell" || mode == "signals";
     if (mode == "shell")
         gSession->setExtensionEnabled(false);
-    // Two rounds of `cycles`: what the first adds and whether the second adds as much.
+    // Rounds of `cycles` (TW_BENCH_ROUNDS, 2): what the first adds and whether later ones add
+    // as much (a leak) or less and less (a heap that settles).
     std::vector<long> rss{settled()};
     for (auto _ : state) {
         if (shellAlone) {
@@ -274,10 +275,15 @@ void BM_GnomeShellMemory(benchmark::State& state) {
         state.ResumeTiming();
     }
     state.counters["rss_before_MB"] = rss.front() / 1024.0;
-    state.counters["growth_first_MB"] = (rss[1] - rss[0]) / 1024.0;
-    state.counters["growth_second_MB"] = (rss[2] - rss[1]) / 1024.0;
+    for (std::size_t i = 1; i < rss.size(); ++i)
+        state.counters["growth_" + std::to_string(i) + "_MB"] = (rss[i] - rss[i - 1]) / 1024.0;
+    state.counters["growth_total_MB"] = (rss.back() - rss.front()) / 1024.0;
 }
-BENCHMARK(BM_GnomeShellMemory)->Unit(benchmark::kSecond)->Iterations(2);
+BENCHMARK(BM_GnomeShellMemory)
+    ->Unit(benchmark::kSecond)
+    ->Iterations(std::getenv("TW_BENCH_ROUNDS")
+                     ? std::max(1, std::atoi(std::getenv("TW_BENCH_ROUNDS")))
+                     : 2);
 #endif
 
 int fail(const std::string& why) {

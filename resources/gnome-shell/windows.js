@@ -47,7 +47,7 @@ function tidewellNoOwner(e) {
 
 class TidewellWindowService {
     constructor() {
-        this._exported = null;
+        this._registration = 0;
         this._callers = new Map(); // unique name -> promise of allowed
         this._allowedCallers = new Set(); // the ones whose answer came, and was yes
         this._subscribers = new Map(); // unique name -> its NameOwnerChanged subscription
@@ -68,8 +68,15 @@ class TidewellWindowService {
     }
 
     enable() {
-        this._exported = Gio.DBusExportedObject.wrapJSObject(TidewellShellInterfaceXML, this);
-        this._exported.export(Gio.DBus.session, TidewellShellPath);
+        // Registered on the connection directly, not through Gio.DBusExportedObject: its
+        // wrapper unpacks every call's arguments into new JavaScript values and builds closures
+        // per call; here each call reads its few arguments straight from the message.
+        const info = Gio.DBusNodeInfo.new_for_xml(TidewellShellInterfaceXML)
+            .lookup_interface(TidewellShellInterface);
+        this._registration = Gio.DBus.session.register_object(TidewellShellPath, info,
+            (connection, sender, path, iface, method, parameters, invocation) =>
+                this._call(sender, method, parameters, invocation),
+            null, null);
         // A name in the namespace changing hands may change a caller's answer.
         this._busSignal = Gio.DBus.session.signal_subscribe('org.freedesktop.DBus',
             'org.freedesktop.DBus', 'NameOwnerChanged', '/org/freedesktop/DBus', TidewellNamespace,
@@ -137,13 +144,17 @@ class TidewellWindowService {
         this._busSignal = 0;
         this._callers.clear();
         this._allowedCallers.clear();
-        this._exported?.unexport();
-        this._exported = null;
+        if (this._registration)
+            Gio.DBus.session.unregister_object(this._registration);
+        this._registration = 0;
     }
 
     // A signal to every listener (only signals that carry no titles).
     _emit(name, type, values) {
-        this._exported?.emit_signal(name, new GLib.Variant(type, values));
+        if (this._registration) {
+            Gio.DBus.session.emit_signal(null, TidewellShellPath, TidewellShellInterface, name,
+                new GLib.Variant(type, values));
+        }
     }
 
     // A signal to each subscribed Tidewell process alone.
@@ -354,118 +365,117 @@ class TidewellWindowService {
         }
     }
 
-    // Answers the call with `answer()` (a variant, or null for no values) once the caller is
-    // known to be Tidewell; an Error it throws is the error `errorName`.
-    _answer(invocation, answer, errorName = 'org.freedesktop.DBus.Error.Failed') {
-        const reply = allowed => {
-            if (!allowed) {
+    // A method call: answered at once when the caller is known to be Tidewell, else once the
+    // bus daemon has told.
+    _call(sender, method, parameters, invocation) {
+        if (this._allowedCallers.has(sender)) {
+            this._reply(sender, method, parameters, invocation);
+            return;
+        }
+        this._allowed(sender).then(allowed => {
+            if (allowed) {
+                this._reply(sender, method, parameters, invocation);
+            } else {
                 invocation.return_dbus_error('org.freedesktop.DBus.Error.AccessDenied',
                     'Only Tidewell may use this service');
-                return;
+            }
+        });
+    }
+
+    // Answers with what the method returns (a variant, or null for no values); an Error it
+    // throws is a D-Bus error (BindShortcut's own, else Failed).
+    _reply(sender, method, parameters, invocation) {
+        try {
+            invocation.return_value(this._run(sender, method, parameters));
+        } catch (e) {
+            invocation.return_dbus_error(method === 'BindShortcut'
+                ? 'net.quillfen.Tidewell.Shell1.Error.ShortcutRefused'
+                : 'org.freedesktop.DBus.Error.Failed', `${e.message}`);
+        }
+    }
+
+    _run(sender, method, parameters) {
+        switch (method) {
+        case 'Subscribe':
+            return this._subscribe(sender);
+        case 'Sync':
+            this._flush();
+            return null;
+        case 'SetMinimized':
+            return this._setMinimized(parameters.get_child_value(0).get_string()[0],
+                parameters.get_child_value(1).get_boolean());
+        case 'Activate':
+        case 'Close': {
+            const window = this._window(parameters.get_child_value(0).get_uint64());
+            if (window && method === 'Activate')
+                Main.activateWindow(window, global.get_current_time());
+            else if (window)
+                window.delete(global.get_current_time());
+            return new GLib.Variant('(b)', [window !== null]);
+        }
+        case 'BindShortcut':
+            this._shortcuts.bind(parameters.get_child_value(0).get_string()[0],
+                parameters.get_child_value(1).get_string()[0]);
+            return null;
+        }
+        throw new Error(`No method ${method}`);
+    }
+
+    _subscribe(sender) {
+        if (!this._subscribers.has(sender)) {
+            // Until the caller leaves the bus.
+            this._subscribers.set(sender, Gio.DBus.session.signal_subscribe(
+                'org.freedesktop.DBus', 'org.freedesktop.DBus', 'NameOwnerChanged',
+                '/org/freedesktop/DBus', sender, Gio.DBusSignalFlags.NONE,
+                (c, s, p, i, n, args) => {
+                    if (!args.deepUnpack()[2])
+                        this._forget(sender);
+                }));
+        }
+        // What is pending was true before this answer: the rows below tell it.
+        this._flush();
+        return new GLib.Variant(`(a${TidewellWindowRowType})`,
+            [this._rows(this._listedWindows())]);
+    }
+
+    _setMinimized(ids, minimized) {
+        const skippedActors = [];
+        let done = '';
+        for (const id of ids.split(',')) {
+            if (!id)
+                continue;
+            const window = this._window(id);
+            if (!window) {
+                done += '0';
+                continue;
             }
             try {
-                invocation.return_value(answer());
-            } catch (e) {
-                invocation.return_dbus_error(errorName, `${e.message}`);
-            }
-        };
-        // A caller known to be Tidewell is answered at once, without a promise.
-        const sender = invocation.get_sender();
-        if (this._allowedCallers.has(sender))
-            reply(true);
-        else
-            this._allowed(sender).then(reply);
-    }
-
-    _onWindow(invocation, id, action) {
-        this._answer(invocation, () => {
-            const window = this._window(id);
-            if (window)
-                action(window);
-            return new GLib.Variant('(b)', [window !== null]);
-        });
-    }
-
-    SubscribeAsync(parameters, invocation) {
-        const sender = invocation.get_sender();
-        this._answer(invocation, () => {
-            if (!this._subscribers.has(sender)) {
-                // Until the caller leaves the bus.
-                this._subscribers.set(sender, Gio.DBus.session.signal_subscribe(
-                    'org.freedesktop.DBus', 'org.freedesktop.DBus', 'NameOwnerChanged',
-                    '/org/freedesktop/DBus', sender, Gio.DBusSignalFlags.NONE,
-                    (c, s, p, i, n, args) => {
-                        if (!args.deepUnpack()[2])
-                            this._forget(sender);
-                    }));
-            }
-            // What is pending was true before this answer: the rows below tell it.
-            this._flush();
-            return new GLib.Variant(`(a${TidewellWindowRowType})`,
-                [this._rows(this._listedWindows())]);
-        });
-    }
-
-    SyncAsync(parameters, invocation) {
-        this._answer(invocation, () => {
-            this._flush();
-            return null;
-        });
-    }
-
-    SetMinimizedAsync([ids, minimized], invocation) {
-        this._answer(invocation, () => {
-            const skippedActors = [];
-            const done = ids.split(',').filter(id => id).map(id => {
-                const window = this._window(id);
-                if (!window)
-                    return '0';
-                let skipped = null;
-                try {
-                    if (window.minimized !== minimized) {
-                        // Tidewell's own hide and show are instant; the user's still animate.
-                        // Only a window on the screen plays (and so uses up) the effect.
-                        const actor = window.get_compositor_private();
-                        if (actor && this._onActiveWorkspace(window)) {
-                            Main.wm.skipNextEffect(actor);
-                            skipped = actor;
-                        }
-                        if (minimized)
-                            window.minimize();
-                        else
-                            window.unminimize();
+                if (window.minimized !== minimized) {
+                    // Tidewell's own hide and show are instant; the user's still animate.
+                    // Only a window on the screen plays (and so uses up) the effect.
+                    const actor = window.get_compositor_private();
+                    if (actor && this._onActiveWorkspace(window)) {
+                        Main.wm.skipNextEffect(actor);
+                        skippedActors.push(actor);
                     }
-                } catch (e) {
-                    console.warn(`Tidewell: window ${id}: ${e.message}`);
+                    if (minimized)
+                        window.minimize();
+                    else
+                        window.unminimize();
                 }
-                if (skipped)
-                    skippedActors.push(skipped);
-                return window.minimized === minimized ? '1' : '0';
-            });
-            // A skip no effect used up (the shell showed no effect for that window, or did
-            // not do it) would swallow the user's next one: dropped once the shell is idle.
-            if (skippedActors.length > 0) {
-                GLib.idle_add(GLib.PRIORITY_LOW, () => {
-                    skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
-                    return GLib.SOURCE_REMOVE;
-                });
+            } catch (e) {
+                console.warn(`Tidewell: window ${id}: ${e.message}`);
             }
-            return new GLib.Variant('(s)', [done.join('')]);
-        });
-    }
-
-    ActivateAsync([id], invocation) {
-        this._onWindow(invocation, id, w => Main.activateWindow(w, global.get_current_time()));
-    }
-
-    CloseAsync([id], invocation) {
-        this._onWindow(invocation, id, w => w.delete(global.get_current_time()));
-    }
-
-    BindShortcutAsync([action, accelerator], invocation) {
-        this._answer(invocation, () => {
-            this._shortcuts.bind(action, accelerator);
-            return null;
-        }, 'net.quillfen.Tidewell.Shell1.Error.ShortcutRefused');
+            done += window.minimized === minimized ? '1' : '0';
+        }
+        // A skip no effect used up (the shell showed no effect for that window, or did not do
+        // it) would swallow the user's next one: dropped once the shell is idle.
+        if (skippedActors.length > 0) {
+            GLib.idle_add(GLib.PRIORITY_LOW, () => {
+                skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
+                return GLib.SOURCE_REMOVE;
+            });
+        }
+        return new GLib.Variant('(s)', [done]);
     }
 }
