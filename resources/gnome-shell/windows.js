@@ -39,6 +39,28 @@ function tidewellBusCall(method, parameters, replyType) {
     });
 }
 
+// A tuple of one or two arrays of window IDs, "(at)" or "(atat)", written in GVariant's own
+// serialized form (the 8-byte values, then where the first array ends as a framing offset):
+// one buffer and one variant, where packing JavaScript arrays makes a variant per element.
+function tidewellIdTuple(arrays) {
+    const body = 8 * arrays.reduce((n, ids) => n + ids.length, 0);
+    const width = arrays.length < 2 ? 0 : body + 1 <= 0xff ? 1 : body + 2 <= 0xffff ? 2 : 4;
+    const bytes = new Uint8Array(body + width);
+    const view = new DataView(bytes.buffer);
+    let at = 0;
+    for (const ids of arrays) {
+        for (const id of ids) {
+            view.setUint32(at, id % 0x100000000, true);
+            view.setUint32(at + 4, Math.floor(id / 0x100000000), true);
+            at += 8;
+        }
+    }
+    for (let i = 0, end = 8 * arrays[0].length; i < width; ++i)
+        bytes[body + i] = (end >> (8 * i)) & 0xff;
+    const type = new GLib.VariantType(arrays.length < 2 ? '(at)' : '(atat)');
+    return GLib.Variant.new_from_bytes(type, new GLib.Bytes(bytes), true);
+}
+
 // Whether the error says a name has no owner (any more): an answer, not a failure.
 function tidewellNoOwner(e) {
     return e instanceof GLib.Error && (e.matches(Gio.DBusError, Gio.DBusError.NAME_HAS_NO_OWNER) ||
@@ -47,7 +69,7 @@ function tidewellNoOwner(e) {
 
 class TidewellWindowService {
     constructor() {
-        this._registration = 0;
+        this._exported = null;
         this._callers = new Map(); // unique name -> promise of allowed
         this._allowedCallers = new Set(); // the ones whose answer came, and was yes
         this._subscribers = new Map(); // unique name -> its NameOwnerChanged subscription
@@ -68,15 +90,8 @@ class TidewellWindowService {
     }
 
     enable() {
-        // Registered on the connection directly, not through Gio.DBusExportedObject: its
-        // wrapper unpacks every call's arguments into new JavaScript values and builds closures
-        // per call; here each call reads its few arguments straight from the message.
-        const info = Gio.DBusNodeInfo.new_for_xml(TidewellShellInterfaceXML)
-            .lookup_interface(TidewellShellInterface);
-        this._registration = Gio.DBus.session.register_object(TidewellShellPath, info,
-            (connection, sender, path, iface, method, parameters, invocation) =>
-                this._call(sender, method, parameters, invocation),
-            null, null);
+        this._exported = Gio.DBusExportedObject.wrapJSObject(TidewellShellInterfaceXML, this);
+        this._exported.export(Gio.DBus.session, TidewellShellPath);
         // A name in the namespace changing hands may change a caller's answer.
         this._busSignal = Gio.DBus.session.signal_subscribe('org.freedesktop.DBus',
             'org.freedesktop.DBus', 'NameOwnerChanged', '/org/freedesktop/DBus', TidewellNamespace,
@@ -144,17 +159,13 @@ class TidewellWindowService {
         this._busSignal = 0;
         this._callers.clear();
         this._allowedCallers.clear();
-        if (this._registration)
-            Gio.DBus.session.unregister_object(this._registration);
-        this._registration = 0;
+        this._exported?.unexport();
+        this._exported = null;
     }
 
     // A signal to every listener (only signals that carry no titles).
     _emit(name, type, values) {
-        if (this._registration) {
-            Gio.DBus.session.emit_signal(null, TidewellShellPath, TidewellShellInterface, name,
-                new GLib.Variant(type, values));
-        }
+        this._exported?.emit_signal(name, new GLib.Variant(type, values));
     }
 
     // A signal to each subscribed Tidewell process alone.
@@ -262,15 +273,14 @@ class TidewellWindowService {
             }
             this._minimizedDirty.clear();
             if (minimized.length + restored.length > 0) {
-                this._tell('MinimizedChanged', new GLib.Variant('(atat)',
-                    [minimized, restored]));
+                this._tell('MinimizedChanged', tidewellIdTuple([minimized, restored]));
             }
         }
         for (const id of this._closed.splice(0))
             this._tell('WindowClosed', new GLib.Variant('(t)', [id]));
         if (this._stackingDirty) {
             this._stackingDirty = false;
-            this._tell('StackingChanged', new GLib.Variant('(at)', [this._stacking()]));
+            this._tell('StackingChanged', tidewellIdTuple([this._stacking()]));
         }
         if (this._focusDirty) {
             this._focusDirty = false;
@@ -365,117 +375,118 @@ class TidewellWindowService {
         }
     }
 
-    // A method call: answered at once when the caller is known to be Tidewell, else once the
-    // bus daemon has told.
-    _call(sender, method, parameters, invocation) {
-        if (this._allowedCallers.has(sender)) {
-            this._reply(sender, method, parameters, invocation);
-            return;
-        }
-        this._allowed(sender).then(allowed => {
-            if (allowed) {
-                this._reply(sender, method, parameters, invocation);
-            } else {
+    // Answers the call with `answer()` (a variant, or null for no values) once the caller is
+    // known to be Tidewell; an Error it throws is the error `errorName`.
+    _answer(invocation, answer, errorName = 'org.freedesktop.DBus.Error.Failed') {
+        const reply = allowed => {
+            if (!allowed) {
                 invocation.return_dbus_error('org.freedesktop.DBus.Error.AccessDenied',
                     'Only Tidewell may use this service');
+                return;
             }
+            try {
+                invocation.return_value(answer());
+            } catch (e) {
+                invocation.return_dbus_error(errorName, `${e.message}`);
+            }
+        };
+        // A caller known to be Tidewell is answered at once, without a promise.
+        const sender = invocation.get_sender();
+        if (this._allowedCallers.has(sender))
+            reply(true);
+        else
+            this._allowed(sender).then(reply);
+    }
+
+    _onWindow(invocation, id, action) {
+        this._answer(invocation, () => {
+            const window = this._window(id);
+            if (window)
+                action(window);
+            return new GLib.Variant('(b)', [window !== null]);
         });
     }
 
-    // Answers with what the method returns (a variant, or null for no values); an Error it
-    // throws is a D-Bus error (BindShortcut's own, else Failed).
-    _reply(sender, method, parameters, invocation) {
-        try {
-            invocation.return_value(this._run(sender, method, parameters));
-        } catch (e) {
-            invocation.return_dbus_error(method === 'BindShortcut'
-                ? 'net.quillfen.Tidewell.Shell1.Error.ShortcutRefused'
-                : 'org.freedesktop.DBus.Error.Failed', `${e.message}`);
-        }
+    SubscribeAsync(parameters, invocation) {
+        const sender = invocation.get_sender();
+        this._answer(invocation, () => {
+            if (!this._subscribers.has(sender)) {
+                // Until the caller leaves the bus.
+                this._subscribers.set(sender, Gio.DBus.session.signal_subscribe(
+                    'org.freedesktop.DBus', 'org.freedesktop.DBus', 'NameOwnerChanged',
+                    '/org/freedesktop/DBus', sender, Gio.DBusSignalFlags.NONE,
+                    (c, s, p, i, n, args) => {
+                        if (!args.deepUnpack()[2])
+                            this._forget(sender);
+                    }));
+            }
+            // What is pending was true before this answer: the rows below tell it.
+            this._flush();
+            return new GLib.Variant(`(a${TidewellWindowRowType})`,
+                [this._rows(this._listedWindows())]);
+        });
     }
 
-    _run(sender, method, parameters) {
-        switch (method) {
-        case 'Subscribe':
-            return this._subscribe(sender);
-        case 'Sync':
+    SyncAsync(parameters, invocation) {
+        this._answer(invocation, () => {
             this._flush();
             return null;
-        case 'SetMinimized':
-            return this._setMinimized(parameters.get_child_value(0).get_string()[0],
-                parameters.get_child_value(1).get_boolean());
-        case 'Activate':
-        case 'Close': {
-            const window = this._window(parameters.get_child_value(0).get_uint64());
-            if (window && method === 'Activate')
-                Main.activateWindow(window, global.get_current_time());
-            else if (window)
-                window.delete(global.get_current_time());
-            return new GLib.Variant('(b)', [window !== null]);
-        }
-        case 'BindShortcut':
-            this._shortcuts.bind(parameters.get_child_value(0).get_string()[0],
-                parameters.get_child_value(1).get_string()[0]);
-            return null;
-        }
-        throw new Error(`No method ${method}`);
+        });
     }
 
-    _subscribe(sender) {
-        if (!this._subscribers.has(sender)) {
-            // Until the caller leaves the bus.
-            this._subscribers.set(sender, Gio.DBus.session.signal_subscribe(
-                'org.freedesktop.DBus', 'org.freedesktop.DBus', 'NameOwnerChanged',
-                '/org/freedesktop/DBus', sender, Gio.DBusSignalFlags.NONE,
-                (c, s, p, i, n, args) => {
-                    if (!args.deepUnpack()[2])
-                        this._forget(sender);
-                }));
-        }
-        // What is pending was true before this answer: the rows below tell it.
-        this._flush();
-        return new GLib.Variant(`(a${TidewellWindowRowType})`,
-            [this._rows(this._listedWindows())]);
-    }
-
-    _setMinimized(ids, minimized) {
-        const skippedActors = [];
-        let done = '';
-        for (const id of ids.split(',')) {
-            if (!id)
-                continue;
-            const window = this._window(id);
-            if (!window) {
-                done += '0';
-                continue;
-            }
-            try {
-                if (window.minimized !== minimized) {
-                    // Tidewell's own hide and show are instant; the user's still animate.
-                    // Only a window on the screen plays (and so uses up) the effect.
-                    const actor = window.get_compositor_private();
-                    if (actor && this._onActiveWorkspace(window)) {
-                        Main.wm.skipNextEffect(actor);
-                        skippedActors.push(actor);
+    SetMinimizedAsync([ids, minimized], invocation) {
+        this._answer(invocation, () => {
+            const skippedActors = [];
+            const done = ids.split(',').filter(id => id).map(id => {
+                const window = this._window(id);
+                if (!window)
+                    return '0';
+                let skipped = null;
+                try {
+                    if (window.minimized !== minimized) {
+                        // Tidewell's own hide and show are instant; the user's still animate.
+                        // Only a window on the screen plays (and so uses up) the effect.
+                        const actor = window.get_compositor_private();
+                        if (actor && this._onActiveWorkspace(window)) {
+                            Main.wm.skipNextEffect(actor);
+                            skipped = actor;
+                        }
+                        if (minimized)
+                            window.minimize();
+                        else
+                            window.unminimize();
                     }
-                    if (minimized)
-                        window.minimize();
-                    else
-                        window.unminimize();
+                } catch (e) {
+                    console.warn(`Tidewell: window ${id}: ${e.message}`);
                 }
-            } catch (e) {
-                console.warn(`Tidewell: window ${id}: ${e.message}`);
-            }
-            done += window.minimized === minimized ? '1' : '0';
-        }
-        // A skip no effect used up (the shell showed no effect for that window, or did not do
-        // it) would swallow the user's next one: dropped once the shell is idle.
-        if (skippedActors.length > 0) {
-            GLib.idle_add(GLib.PRIORITY_LOW, () => {
-                skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
-                return GLib.SOURCE_REMOVE;
+                if (skipped)
+                    skippedActors.push(skipped);
+                return window.minimized === minimized ? '1' : '0';
             });
-        }
-        return new GLib.Variant('(s)', [done]);
+            // A skip no effect used up (the shell showed no effect for that window, or did
+            // not do it) would swallow the user's next one: dropped once the shell is idle.
+            if (skippedActors.length > 0) {
+                GLib.idle_add(GLib.PRIORITY_LOW, () => {
+                    skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
+                    return GLib.SOURCE_REMOVE;
+                });
+            }
+            return new GLib.Variant('(s)', [done.join('')]);
+        });
+    }
+
+    ActivateAsync([id], invocation) {
+        this._onWindow(invocation, id, w => Main.activateWindow(w, global.get_current_time()));
+    }
+
+    CloseAsync([id], invocation) {
+        this._onWindow(invocation, id, w => w.delete(global.get_current_time()));
+    }
+
+    BindShortcutAsync([action, accelerator], invocation) {
+        this._answer(invocation, () => {
+            this._shortcuts.bind(action, accelerator);
+            return null;
+        }, 'net.quillfen.Tidewell.Shell1.Error.ShortcutRefused');
     }
 }
