@@ -8,7 +8,13 @@
 // On GNOME two more: ten windows hidden by Tidewell against one Eval minimizing the same ones,
 // each timed from the request to the shell's last notify::minimized as the shell's own clock
 // tells it (BM_GnomeTenWindows); and gnome-shell's resident memory before and after 1,000
-// hide-others / show-all cycles (BM_GnomeShellMemory).
+// hide-others / show-all cycles (BM_GnomeShellMemory), round after round.
+// Measured (GNOME Shell 43, GJS 1.74, 50 windows, a loaded 2-core machine), growth per round of
+// 1,000 cycles after collections: signals whose arrays of IDs were packed from JavaScript arrays
+// +24, +31, +24, +18 MB (it kept growing: GJS keeps memory for each element it packs); calls
+// through a closure registration instead of the exported object +35, +35, +35, +40 MB (worse:
+// gjs alone, 20,000 calls per round, grew 57, 39, 49 MB there against 64, -6, 0 through the
+// exported object); the arrays written as one serialized buffer +10.1, +3.8, +4.5 MB.
 #include "TWCommon.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
