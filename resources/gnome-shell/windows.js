@@ -39,26 +39,14 @@ function tidewellBusCall(method, parameters, replyType) {
     });
 }
 
-// A tuple of one or two arrays of window IDs, "(at)" or "(atat)", written in GVariant's own
-// serialized form (the 8-byte values, then where the first array ends as a framing offset):
-// one buffer and one variant, where packing JavaScript arrays makes a variant per element.
+// A tuple of one or two arrays of window IDs, "(at)" or "(atat)", parsed from its text: one
+// string and one variant, where packing JavaScript arrays makes a variant per element (and
+// GJS 43 keeps much of them).
+const TidewellIdTupleTypes = [null, new GLib.VariantType('(at)'), new GLib.VariantType('(atat)')];
 function tidewellIdTuple(arrays) {
-    const body = 8 * arrays.reduce((n, ids) => n + ids.length, 0);
-    const width = arrays.length < 2 ? 0 : body + 1 <= 0xff ? 1 : body + 2 <= 0xffff ? 2 : 4;
-    const bytes = new Uint8Array(body + width);
-    const view = new DataView(bytes.buffer);
-    let at = 0;
-    for (const ids of arrays) {
-        for (const id of ids) {
-            view.setUint32(at, id % 0x100000000, true);
-            view.setUint32(at + 4, Math.floor(id / 0x100000000), true);
-            at += 8;
-        }
-    }
-    for (let i = 0, end = 8 * arrays[0].length; i < width; ++i)
-        bytes[body + i] = (end >> (8 * i)) & 0xff;
-    const type = new GLib.VariantType(arrays.length < 2 ? '(at)' : '(atat)');
-    return GLib.Variant.new_from_bytes(type, new GLib.Bytes(bytes), true);
+    const text = arrays.map(ids => `[${ids.join(',')}]`).join(',');
+    return GLib.Variant.parse(TidewellIdTupleTypes[arrays.length],
+        arrays.length === 1 ? `(${text},)` : `(${text})`, null, null);
 }
 
 // Whether the error says a name has no owner (any more): an answer, not a failure.
