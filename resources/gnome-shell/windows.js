@@ -39,6 +39,16 @@ function tidewellBusCall(method, parameters, replyType) {
     });
 }
 
+// A tuple of one or two arrays of window IDs, "(at)" or "(atat)", parsed from its text: one
+// string and one variant, where packing JavaScript arrays makes a variant per element (and
+// GJS 43 keeps much of them).
+const TidewellIdTupleTypes = [null, new GLib.VariantType('(at)'), new GLib.VariantType('(atat)')];
+function tidewellIdTuple(arrays) {
+    const text = arrays.map(ids => `[${ids.join(',')}]`).join(',');
+    return GLib.Variant.parse(TidewellIdTupleTypes[arrays.length],
+        arrays.length === 1 ? `(${text},)` : `(${text})`, null, null);
+}
+
 // Whether the error says a name has no owner (any more): an answer, not a failure.
 function tidewellNoOwner(e) {
     return e instanceof GLib.Error && (e.matches(Gio.DBusError, Gio.DBusError.NAME_HAS_NO_OWNER) ||
@@ -251,15 +261,14 @@ class TidewellWindowService {
             }
             this._minimizedDirty.clear();
             if (minimized.length + restored.length > 0) {
-                this._tell('MinimizedChanged', new GLib.Variant('(atat)',
-                    [minimized, restored]));
+                this._tell('MinimizedChanged', tidewellIdTuple([minimized, restored]));
             }
         }
         for (const id of this._closed.splice(0))
             this._tell('WindowClosed', new GLib.Variant('(t)', [id]));
         if (this._stackingDirty) {
             this._stackingDirty = false;
-            this._tell('StackingChanged', new GLib.Variant('(at)', [this._stacking()]));
+            this._tell('StackingChanged', tidewellIdTuple([this._stacking()]));
         }
         if (this._focusDirty) {
             this._focusDirty = false;
