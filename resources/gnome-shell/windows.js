@@ -71,6 +71,8 @@ class TidewellWindowService {
         this._stackingDirty = false;
         this._focusDirty = false;
         this._flushSource = 0;
+        this._skippedActors = new Set(); // the skips asked for, to drop once the shell is idle
+        this._skipSource = 0;
         this._displaySignals = [];
         this._trackerSignal = 0;
         this._busSignal = 0;
@@ -124,6 +126,11 @@ class TidewellWindowService {
         if (this._flushSource)
             GLib.source_remove(this._flushSource);
         this._flushSource = 0;
+        if (this._skipSource)
+            GLib.source_remove(this._skipSource);
+        this._skipSource = 0;
+        this._skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
+        this._skippedActors.clear();
         this._shortcuts?.disable();
         this._shortcuts = null;
         for (const id of this._displaySignals)
@@ -363,118 +370,144 @@ class TidewellWindowService {
         }
     }
 
-    // Answers the call with `answer()` (a variant, or null for no values) once the caller is
-    // known to be Tidewell; an Error it throws is the error `errorName`.
-    _answer(invocation, answer, errorName = 'org.freedesktop.DBus.Error.Failed') {
-        const reply = allowed => {
-            if (!allowed) {
-                invocation.return_dbus_error('org.freedesktop.DBus.Error.AccessDenied',
-                    'Only Tidewell may use this service');
-                return;
-            }
-            try {
-                invocation.return_value(answer());
-            } catch (e) {
-                invocation.return_dbus_error(errorName, `${e.message}`);
-            }
-        };
-        // A caller known to be Tidewell is answered at once, without a promise.
-        const sender = invocation.get_sender();
-        if (this._allowedCallers.has(sender))
-            reply(true);
-        else
-            this._allowed(sender).then(reply);
+    // Answers the call with `this[method](args, invocation)` (a variant, or null for no
+    // values) once the caller is known to be Tidewell; an Error it throws is the error
+    // `errorName`. A caller known to be Tidewell is answered at once, with no promise and no
+    // closure made for the call.
+    _answer(invocation, method, args = null, errorName = 'org.freedesktop.DBus.Error.Failed') {
+        if (this._allowedCallers.has(invocation.get_sender())) {
+            this._reply(invocation, true, method, args, errorName);
+            return;
+        }
+        this._allowed(invocation.get_sender()).then(allowed =>
+            this._reply(invocation, allowed, method, args, errorName));
     }
 
-    _onWindow(invocation, id, action) {
-        this._answer(invocation, () => {
-            const window = this._window(id);
-            if (window)
-                action(window);
-            return new GLib.Variant('(b)', [window !== null]);
-        });
+    _reply(invocation, allowed, method, args, errorName) {
+        if (!allowed) {
+            invocation.return_dbus_error('org.freedesktop.DBus.Error.AccessDenied',
+                'Only Tidewell may use this service');
+            return;
+        }
+        try {
+            invocation.return_value(this[method](args, invocation));
+        } catch (e) {
+            invocation.return_dbus_error(errorName, `${e.message}`);
+        }
     }
 
     SubscribeAsync(parameters, invocation) {
+        this._answer(invocation, '_subscribe');
+    }
+
+    _subscribe(args, invocation) {
         const sender = invocation.get_sender();
-        this._answer(invocation, () => {
-            if (!this._subscribers.has(sender)) {
-                // Until the caller leaves the bus.
-                this._subscribers.set(sender, Gio.DBus.session.signal_subscribe(
-                    'org.freedesktop.DBus', 'org.freedesktop.DBus', 'NameOwnerChanged',
-                    '/org/freedesktop/DBus', sender, Gio.DBusSignalFlags.NONE,
-                    (c, s, p, i, n, args) => {
-                        if (!args.deepUnpack()[2])
-                            this._forget(sender);
-                    }));
-            }
-            // What is pending was true before this answer: the rows below tell it.
-            this._flush();
-            return new GLib.Variant(`(a${TidewellWindowRowType})`,
-                [this._rows(this._listedWindows())]);
-        });
+        if (!this._subscribers.has(sender)) {
+            // Until the caller leaves the bus.
+            this._subscribers.set(sender, Gio.DBus.session.signal_subscribe(
+                'org.freedesktop.DBus', 'org.freedesktop.DBus', 'NameOwnerChanged',
+                '/org/freedesktop/DBus', sender, Gio.DBusSignalFlags.NONE,
+                (c, s, p, i, n, parameters) => {
+                    if (!parameters.deepUnpack()[2])
+                        this._forget(sender);
+                }));
+        }
+        // What is pending was true before this answer: the rows below tell it.
+        this._flush();
+        return new GLib.Variant(`(a${TidewellWindowRowType})`,
+            [this._rows(this._listedWindows())]);
     }
 
     SyncAsync(parameters, invocation) {
-        this._answer(invocation, () => {
-            this._flush();
-            return null;
-        });
+        this._answer(invocation, '_sync');
     }
 
-    SetMinimizedAsync([ids, minimized], invocation) {
-        this._answer(invocation, () => {
-            const skippedActors = [];
-            const done = ids.split(',').filter(id => id).map(id => {
-                const window = this._window(id);
-                if (!window)
-                    return '0';
-                let skipped = null;
-                try {
-                    if (window.minimized !== minimized) {
-                        // Tidewell's own hide and show are instant; the user's still animate.
-                        // Only a window on the screen plays (and so uses up) the effect.
-                        const actor = window.get_compositor_private();
-                        if (actor && this._onActiveWorkspace(window)) {
-                            Main.wm.skipNextEffect(actor);
-                            skipped = actor;
-                        }
-                        if (minimized)
-                            window.minimize();
-                        else
-                            window.unminimize();
-                    }
-                } catch (e) {
-                    console.warn(`Tidewell: window ${id}: ${e.message}`);
+    _sync() {
+        this._flush();
+        return null;
+    }
+
+    SetMinimizedAsync(parameters, invocation) {
+        this._answer(invocation, '_setMinimizedAll', parameters);
+    }
+
+    _setMinimizedAll([ids, minimized]) {
+        let done = '';
+        for (const id of ids.split(',')) {
+            if (id)
+                done += this._setMinimized(id, minimized) ? '1' : '0';
+        }
+        this._dropUnusedSkips();
+        return new GLib.Variant('(s)', [done]);
+    }
+
+    // Minimizes or restores window `id`; whether it is in that state now.
+    _setMinimized(id, minimized) {
+        const window = this._window(id);
+        if (!window)
+            return false;
+        try {
+            if (window.minimized !== minimized) {
+                // Tidewell's own hide and show are instant; the user's still animate. Only a
+                // window on the screen plays (and so uses up) the effect.
+                const actor = window.get_compositor_private();
+                if (actor && this._onActiveWorkspace(window)) {
+                    Main.wm.skipNextEffect(actor);
+                    this._skippedActors.add(actor);
                 }
-                if (skipped)
-                    skippedActors.push(skipped);
-                return window.minimized === minimized ? '1' : '0';
-            });
-            // A skip no effect used up (the shell showed no effect for that window, or did
-            // not do it) would swallow the user's next one: dropped once the shell is idle.
-            if (skippedActors.length > 0) {
-                GLib.idle_add(GLib.PRIORITY_LOW, () => {
-                    skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
-                    return GLib.SOURCE_REMOVE;
-                });
+                if (minimized)
+                    window.minimize();
+                else
+                    window.unminimize();
             }
-            return new GLib.Variant('(s)', [done.join('')]);
+        } catch (e) {
+            console.warn(`Tidewell: window ${id}: ${e.message}`);
+        }
+        return window.minimized === minimized;
+    }
+
+    // A skip no effect used up (the shell showed no effect for that window, or did not do
+    // it) would swallow the user's next one: dropped once the shell is idle. One idle source
+    // for all the requests until then: a closure per request is memory the shell keeps.
+    _dropUnusedSkips() {
+        if (this._skipSource || this._skippedActors.size === 0)
+            return;
+        this._skipSource = GLib.idle_add(GLib.PRIORITY_LOW, () => {
+            this._skipSource = 0;
+            this._skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
+            this._skippedActors.clear();
+            return GLib.SOURCE_REMOVE;
         });
     }
 
     ActivateAsync([id], invocation) {
-        this._onWindow(invocation, id, w => Main.activateWindow(w, global.get_current_time()));
+        this._answer(invocation, '_activate', id);
+    }
+
+    _activate(id) {
+        const window = this._window(id);
+        if (window)
+            Main.activateWindow(window, global.get_current_time());
+        return new GLib.Variant('(b)', [window !== null]);
     }
 
     CloseAsync([id], invocation) {
-        this._onWindow(invocation, id, w => w.delete(global.get_current_time()));
+        this._answer(invocation, '_close', id);
     }
 
-    BindShortcutAsync([action, accelerator], invocation) {
-        this._answer(invocation, () => {
-            this._shortcuts.bind(action, accelerator);
-            return null;
-        }, 'net.quillfen.Tidewell.Shell1.Error.ShortcutRefused');
+    _close(id) {
+        const window = this._window(id);
+        window?.delete(global.get_current_time());
+        return new GLib.Variant('(b)', [window !== null]);
+    }
+
+    BindShortcutAsync(parameters, invocation) {
+        this._answer(invocation, '_bindShortcut', parameters,
+            'net.quillfen.Tidewell.Shell1.Error.ShortcutRefused');
+    }
+
+    _bindShortcut([action, accelerator]) {
+        this._shortcuts.bind(action, accelerator);
+        return null;
     }
 }

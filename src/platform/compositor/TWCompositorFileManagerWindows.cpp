@@ -21,7 +21,8 @@ TWCompositorFileManagerWindows::TWCompositorFileManagerWindows(
 
 std::vector<TWFileManagerWindows::WindowId> TWCompositorFileManagerWindows::windows() {
     std::vector<TWListedWindow> entries;
-    for (const auto& app : workspace_.refresh()) {
+    // The action's own listing serves until one of its requests may have changed the windows.
+    for (const auto& app : workspace_.refresh(false)) {
         if (app.info.bundleIdentifier != bundleIdentifier_)
             continue;
         for (const auto& w : app.taskbarWins) {

@@ -98,10 +98,11 @@ std::string TWCompositorWorkspace::programName(int pid) {
     return it->second;
 }
 
-const std::vector<TWCompositorApplication>& TWCompositorWorkspace::refresh() {
+const std::vector<TWCompositorApplication>& TWCompositorWorkspace::refresh(bool askCompositor) {
     sendPendingHides();
     sendPendingRestores();
-    TWCompositorSnapshot snapshot = windows_->list();
+    TWCompositorSnapshot snapshot =
+        askCompositor ? windows_->list() : windows_->listAfterRequests();
     // The events tell what a snapshot cannot: a window restored and minimized again since the
     // last look is no longer Tidewell's to restore.
     forgetMarks(windows_->takeRestoredOrGone());

@@ -54,6 +54,10 @@ class TWCompositorWindowList {
     virtual TWCompositorSnapshot list() = 0;
     // The windows as the events so far describe them, without asking.
     virtual TWCompositorSnapshot current() = 0;
+    // As list(), asking the compositor only when a request went out since the last listing:
+    // else nothing of Tidewell's is left for it to carry out, and the last listing with the
+    // events since is as good (the later looks of one action cost no round trip).
+    virtual TWCompositorSnapshot listAfterRequests() = 0;
     // Minimizes or restores the windows, without waiting for the compositor.
     virtual void setMinimized(const std::vector<std::string>& ids, bool minimized) = 0;
     void setMinimized(const std::string& id, bool minimized) {
@@ -85,17 +89,37 @@ template <class Backend> class TWConnectionWindowList : public TWCompositorWindo
   public:
     using Connection = typename Backend::Connection;
     explicit TWConnectionWindowList(Connection& connection) : connection_(connection) {}
-    TWCompositorSnapshot list() override { return Backend::convert(connection_.snapshot()); }
+    TWCompositorSnapshot list() override {
+        auto snapshot = Backend::convert(connection_.snapshot());
+        listedComplete_ = snapshot.complete;
+        requested_ = false;
+        return snapshot;
+    }
+    TWCompositorSnapshot listAfterRequests() override {
+        if (requested_ || !Backend::unavailable(connection_).empty())
+            return list();
+        auto snapshot = current();
+        snapshot.complete = listedComplete_;
+        return snapshot;
+    }
     TWCompositorSnapshot current() override { return Backend::convert(connection_.current()); }
     using TWCompositorWindowList::setMinimized;
     void setMinimized(const std::vector<std::string>& ids, bool minimized) override {
+        requested_ = true;
         Backend::setMinimized(connection_, ids, minimized);
     }
     std::set<std::string> restore(const std::vector<std::string>& ids) override {
+        requested_ = true;
         return Backend::restore(connection_, ids);
     }
-    void activate(const std::string& id) override { connection_.activate(Backend::native(id)); }
-    void close(const std::string& id) override { connection_.close(Backend::native(id)); }
+    void activate(const std::string& id) override {
+        requested_ = true;
+        connection_.activate(Backend::native(id));
+    }
+    void close(const std::string& id) override {
+        requested_ = true;
+        connection_.close(Backend::native(id));
+    }
     void flush() override { connection_.flush(); }
     bool waitFor(const std::function<bool()>& condition,
                  std::chrono::milliseconds timeout) override {
@@ -109,6 +133,8 @@ template <class Backend> class TWConnectionWindowList : public TWCompositorWindo
 
   private:
     Connection& connection_;
+    bool listedComplete_ = false; // the last listing's
+    bool requested_ = true;       // a request went out since the last listing
 };
 
 // One application of a snapshot, with the windows the workspace acts on.
@@ -148,9 +174,9 @@ class TWCompositorWorkspace : public TWWorkspace {
     void flush() override;
     bool openURL(const std::string& url) override;
 
-    // A fresh snapshot, grouped into applications in launch order; drops the marks the
-    // snapshot shows to be over.
-    const std::vector<TWCompositorApplication>& refresh();
+    // A fresh snapshot (without `askCompositor`, as listAfterRequests() gives it), grouped into
+    // applications in launch order; drops the marks the snapshot shows to be over.
+    const std::vector<TWCompositorApplication>& refresh(bool askCompositor = true);
     // The grouping key of the application owning window `id` (empty: none) by what the events
     // told so far; `askWhenUnknown` lists the windows afresh when they do not know it.
     std::string keyOfWindow(const std::string& id, bool askWhenUnknown);
