@@ -153,10 +153,7 @@ TEST(QFSimpleUpdaterResult, EachAnswerGivesItsOutcome) {
     }
 }
 
-TEST(QFSimpleUpdaterResult, NamesTextsAndEndpointsWithoutAHost) {
-    EXPECT_EQ(text(QFSimpleUpdater::resultForResponse("", std::nullopt, kEndpoint),
-                   TWLocalizedDescriptionKey),
-              "You have the current version of (null).");
+TEST(QFSimpleUpdaterResult, TextsAndEndpointsWithoutAHost) {
     // Two missing hosts are not equal hosts.
     EXPECT_EQ(QFSimpleUpdater::resultForResponse("https:x", "Tidewell", "not an endpoint")
                   .userInfo.size(),
