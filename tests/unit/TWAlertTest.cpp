@@ -49,14 +49,6 @@ TEST(TWAlertFromError, TextsAndButtonsComeFromTheUserInformation) {
     EXPECT_EQ(alert->informativeText(), "Try again.");
     // A title that is not a string cannot be shown and is left out.
     EXPECT_EQ(alert->buttons(), (Strings{"Retry", "Give Up"}));
-
-    // Without texts the error still names itself.
-    alert = TWAlert::alertWithError(TWError{"net.example", 42, {}});
-    ASSERT_TRUE(alert->messageText());
-    EXPECT_NE(alert->messageText()->find("net.example"), std::string::npos);
-    EXPECT_NE(alert->messageText()->find("42"), std::string::npos);
-    EXPECT_FALSE(alert->informativeText());
-    EXPECT_TRUE(alert->buttons().empty());
 }
 
 TEST(TWUpdateHandlers, AnUpdateIsOfferedAlwaysOtherOutcomesOnRequestOnly) {

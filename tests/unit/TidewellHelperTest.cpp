@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The menu-bar helper's menu on the simulated desktop, and its one-per-session lock.
+// The menu-bar helper's menu on the simulated desktop (its one-per-session lock: with the real
+// program, in TidewellAppX11Test).
 #include "TidewellHelper.h"
 
 #include "TWCommon.h"
@@ -7,12 +8,9 @@
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
-#include "TWTestPaths.h"
 #include "TWUserDefaults.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 namespace {
 
@@ -81,27 +79,6 @@ TEST_F(TidewellHelperTest, EachItemRunsItsActionAndQuitTouchesNothingElse) {
     choose("Quit");
     EXPECT_EQ(quits, 1);
     EXPECT_TRUE(desktop.log().empty());
-}
-
-TEST(TidewellHelperLockTest, OneHolderAtATimeAndFreedWhenTheHolderCloses) {
-    const TWTempDir temp("tidewell-helper-lock");
-    const std::string directory = temp.path;
-    const int first = TidewellHelper::acquireSessionLock(directory);
-    ASSERT_GE(first, 0);
-    // A second helper (another open of the same file) is refused while the first holds it.
-    EXPECT_EQ(TidewellHelper::acquireSessionLock(directory), -1);
-    ::close(first);
-    const int next = TidewellHelper::acquireSessionLock(directory);
-    EXPECT_GE(next, 0);
-    ::close(next);
-
-    TWLogCapture logged;
-    EXPECT_EQ(TidewellHelper::acquireSessionLock(directory + "/missing"), -1);
-    EXPECT_EQ(TidewellHelper::acquireSessionLock(""), -1);
-    ASSERT_EQ(logged.lines.size(), 1u);
-    EXPECT_NE(
-        logged.lines[0].find("TidewellHelper: cannot open " + directory + "/missing/helper.lock"),
-        std::string::npos);
 }
 
 } // namespace
