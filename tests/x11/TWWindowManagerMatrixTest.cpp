@@ -186,13 +186,7 @@ int workspaceOf(unsigned long window) {
 // does not let anyone minimize is skipped at once and named.
 TEST_P(TWWindowManagerMatrixTest, EveryWorkspaceHiddenAndShownWhereItIsTheUserStays) {
     // Left: what each of these window managers does instead, as observed.
-    const std::map<std::string, std::string> cannot = {
-        {"metacity", "an activation of a minimized window on another workspace only flags it "
-                     "(_NET_WM_STATE_DEMANDS_ATTENTION); mapping it moves it to the user's"},
-        {"marco", "an activation of a minimized window on another workspace only flags it "
-                  "(_NET_WM_STATE_DEMANDS_ATTENTION); mapping it moves it to the user's"},
-        {"fluxbox", "a window hidden on the user's second workspace is not restored by mapping"},
-    };
+    const std::map<std::string, std::string> cannot = {};
     if (auto reason = cannot.find(GetParam()); reason != cannot.end())
         GTEST_SKIP() << GetParam() << ": " << reason->second;
     auto workspaces = [] {

@@ -598,6 +598,17 @@ void TWX11Connection::deiconify(xcb_window_t window) {
     xcb_map_window(conn_, window);
 }
 
+void TWX11Connection::moveToWorkspace(xcb_window_t window, uint32_t workspace) {
+    xcb_ewmh_request_change_wm_desktop(&ewmh_, 0, window, workspace,
+                                       XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+}
+
+void TWX11Connection::clearAttention(xcb_window_t window) {
+    xcb_ewmh_request_change_wm_state(&ewmh_, 0, window, XCB_EWMH_WM_STATE_REMOVE,
+                                     ewmh_._NET_WM_STATE_DEMANDS_ATTENTION, XCB_NONE,
+                                     XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+}
+
 void TWX11Connection::activate(xcb_window_t window, xcb_window_t currentlyActive) {
     xcb_ewmh_request_change_active_window(const_cast<xcb_ewmh_connection_t*>(&ewmh_), 0, window,
                                           XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, serverTime(),
@@ -686,9 +697,13 @@ std::vector<TWX11WindowState> TWX11Connection::states(const std::vector<xcb_wind
         std::optional<uint32_t> on;
         if (auto d = propertyWords(workspace.reply); !d.empty())
             on = d[0];
-        s.iconic = minimized(!words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC,
-                             propertyWords(netState.reply), ewmh_._NET_WM_STATE_HIDDEN,
-                             root.hiddenSupported, on, root.currentWorkspace);
+        const std::vector<uint32_t> netStates = propertyWords(netState.reply);
+        s.iconic =
+            minimized(!words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC, netStates,
+                      ewmh_._NET_WM_STATE_HIDDEN, root.hiddenSupported, on, root.currentWorkspace);
+        s.workspace = on;
+        s.demandsAttention = std::find(netStates.begin(), netStates.end(),
+                                       ewmh_._NET_WM_STATE_DEMANDS_ATTENTION) != netStates.end();
         const std::vector<uint32_t> markWords = propertyWords(mark.reply);
         s.marked = !markWords.empty();
         if (markWords.size() >= 2)
@@ -801,7 +816,7 @@ void TWX11Connection::dispatchEvents() {
                 activeChanged = activeChanged || p->atom == ewmh_._NET_ACTIVE_WINDOW;
                 clientList = clientList || p->atom == ewmh_._NET_CLIENT_LIST;
             } else if ((p->atom == atomWMState_ || p->atom == atomHiddenMark_ ||
-                        p->atom == ewmh_._NET_WM_STATE) &&
+                        p->atom == ewmh_._NET_WM_STATE || p->atom == ewmh_._NET_WM_DESKTOP) &&
                        watched_.count(p->window)) {
                 changed.insert(p->window);
             }
