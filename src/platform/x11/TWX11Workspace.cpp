@@ -650,6 +650,11 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
             case Step::AwaitWorkspace:
                 if (st.workspace == f.home) {
                     done = true;
+                } else if (st.iconic) {
+                    // Minimized again on the way (by another hiding, perhaps): the mark stays
+                    // for the next show-all.
+                    done = true;
+                    keepMark = true;
                 } else if (expired) {
                     // Shown all the same; only its place is wrong.
                     TWLog(LOG_WARNING, kLogClass,
