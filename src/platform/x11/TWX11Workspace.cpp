@@ -615,7 +615,7 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                 if (!st.iconic) {
                     // A window manager that does not restore a window elsewhere on a pager's
                     // activation flags it instead; the flag is ours to take back.
-                    if (f.elsewhere && st.demandsAttention && !f.flagged)
+                    if (f.elsewhere && f.asks > 0 && st.demandsAttention && !f.flagged)
                         connection_.clearAttention(window);
                     if (f.mapAsked && f.home && st.workspace && *st.workspace != *f.home) {
                         // Restored on the user's workspace: moved back to its own.
