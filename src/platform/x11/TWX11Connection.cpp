@@ -203,48 +203,39 @@ void TWX11Connection::waitForEvents(std::chrono::steady_clock::time_point until)
 }
 
 namespace {
-// WM_STATE Iconic means minimized, except for a window on another workspace that lacks
-// _NET_WM_STATE_HIDDEN on a window manager that reports minimized windows with it: such window
-// managers (openbox) put every window out of view in the Iconic state.
+// WM_STATE Iconic means minimized, except on a window manager that reports minimized windows
+// with _NET_WM_STATE_HIDDEN: there only that state says so, since such window managers also give
+// the Iconic state to every window out of view (openbox, on another workspace; metacity, on the
+// workspace the user is switching to, until it has shown it).
 bool minimized(bool iconicState, const std::vector<uint32_t>& states, xcb_atom_t hidden,
-               bool hiddenSupported, std::optional<uint32_t> workspace,
-               std::optional<uint32_t> currentWorkspace) {
-    if (!iconicState)
-        return false;
-    const bool elsewhere = workspace && currentWorkspace && *workspace != kAllWorkspaces &&
-                           *workspace != *currentWorkspace;
-    return !elsewhere || !hiddenSupported ||
-           std::find(states.begin(), states.end(), hidden) != states.end();
+               bool hiddenSupported) {
+    return iconicState &&
+           (!hiddenSupported || std::find(states.begin(), states.end(), hidden) != states.end());
 }
 
-// The root window's facts that minimized() needs: whether minimized windows carry
-// _NET_WM_STATE_HIDDEN here, and the user's workspace. Asked for on construction, read by
-// collect(); a batch constructs it with its other requests and collects once they are all out,
-// so that the whole batch is one round trip.
+// The root window's fact that minimized() needs: whether minimized windows carry
+// _NET_WM_STATE_HIDDEN here. Asked for on construction, read by collect(); a batch constructs it
+// with its other requests and collects once they are all out, so that the whole batch is one
+// round trip.
 class RootFacts {
   public:
     RootFacts(xcb_connection_t* c, xcb_window_t root, const xcb_ewmh_connection_t& ewmh)
         : c_(c), hidden_(ewmh._NET_WM_STATE_HIDDEN),
-          supported_(xcb_get_property(c, 0, root, ewmh._NET_SUPPORTED, XCB_ATOM_ATOM, 0, 1 << 12)),
-          workspace_(
-              xcb_get_property(c, 0, root, ewmh._NET_CURRENT_DESKTOP, XCB_ATOM_CARDINAL, 0, 1)) {}
+          supported_(xcb_get_property(c, 0, root, ewmh._NET_SUPPORTED, XCB_ATOM_ATOM, 0, 1 << 12)) {
+    }
     void collect() {
-        Reply supportedReply, workspaceReply;
+        Reply supportedReply;
         ::collect(c_, supported_, supportedReply);
-        ::collect(c_, workspace_, workspaceReply);
         const std::vector<uint32_t> supported = propertyWords(supportedReply.reply);
         hiddenSupported = std::find(supported.begin(), supported.end(), hidden_) != supported.end();
-        if (auto d = propertyWords(workspaceReply.reply); !d.empty())
-            currentWorkspace = d[0];
     }
 
     bool hiddenSupported = false;
-    std::optional<uint32_t> currentWorkspace;
 
   private:
     xcb_connection_t* c_;
     xcb_atom_t hidden_;
-    xcb_get_property_cookie_t supported_, workspace_;
+    xcb_get_property_cookie_t supported_;
 };
 } // namespace
 
@@ -410,8 +401,7 @@ TWX11Connection::readWindows(const std::vector<uint32_t>& ids,
             w.groupLeader = h[8];
         if (auto d = propertyWords(r[Desktop].reply); !d.empty())
             w.workspace = d[0];
-        w.iconic = minimized(w.iconic, w.states, ewmh_._NET_WM_STATE_HIDDEN, root.hiddenSupported,
-                             w.workspace, root.currentWorkspace);
+        w.iconic = minimized(w.iconic, w.states, ewmh_._NET_WM_STATE_HIDDEN, root.hiddenSupported);
         // Only a list that exists says anything: many window managers publish none.
         if (r[Allowed].reply && r[Allowed].reply->type == XCB_ATOM_ATOM) {
             const auto allowed = propertyWords(r[Allowed].reply);
@@ -598,6 +588,17 @@ void TWX11Connection::deiconify(xcb_window_t window) {
     xcb_map_window(conn_, window);
 }
 
+void TWX11Connection::moveToWorkspace(xcb_window_t window, uint32_t workspace) {
+    xcb_ewmh_request_change_wm_desktop(&ewmh_, 0, window, workspace,
+                                       XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+}
+
+void TWX11Connection::clearAttention(xcb_window_t window) {
+    xcb_ewmh_request_change_wm_state(&ewmh_, 0, window, XCB_EWMH_WM_STATE_REMOVE,
+                                     ewmh_._NET_WM_STATE_DEMANDS_ATTENTION, XCB_NONE,
+                                     XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER);
+}
+
 void TWX11Connection::activate(xcb_window_t window, xcb_window_t currentlyActive) {
     xcb_ewmh_request_change_active_window(const_cast<xcb_ewmh_connection_t*>(&ewmh_), 0, window,
                                           XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, serverTime(),
@@ -686,9 +687,12 @@ std::vector<TWX11WindowState> TWX11Connection::states(const std::vector<xcb_wind
         std::optional<uint32_t> on;
         if (auto d = propertyWords(workspace.reply); !d.empty())
             on = d[0];
-        s.iconic = minimized(!words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC,
-                             propertyWords(netState.reply), ewmh_._NET_WM_STATE_HIDDEN,
-                             root.hiddenSupported, on, root.currentWorkspace);
+        const std::vector<uint32_t> netStates = propertyWords(netState.reply);
+        s.iconic = minimized(!words.empty() && words[0] == XCB_ICCCM_WM_STATE_ICONIC, netStates,
+                             ewmh_._NET_WM_STATE_HIDDEN, root.hiddenSupported);
+        s.workspace = on;
+        s.demandsAttention = std::find(netStates.begin(), netStates.end(),
+                                       ewmh_._NET_WM_STATE_DEMANDS_ATTENTION) != netStates.end();
         const std::vector<uint32_t> markWords = propertyWords(mark.reply);
         s.marked = !markWords.empty();
         if (markWords.size() >= 2)
@@ -801,7 +805,7 @@ void TWX11Connection::dispatchEvents() {
                 activeChanged = activeChanged || p->atom == ewmh_._NET_ACTIVE_WINDOW;
                 clientList = clientList || p->atom == ewmh_._NET_CLIENT_LIST;
             } else if ((p->atom == atomWMState_ || p->atom == atomHiddenMark_ ||
-                        p->atom == ewmh_._NET_WM_STATE) &&
+                        p->atom == ewmh_._NET_WM_STATE || p->atom == ewmh_._NET_WM_DESKTOP) &&
                        watched_.count(p->window)) {
                 changed.insert(p->window);
             }

@@ -56,6 +56,8 @@ struct TWX11WindowState {
     bool mapped = false;
     bool marked = false;
     std::optional<xcb_timestamp_t> markTime; // the server time the mark records, when it has one
+    std::optional<uint32_t> workspace;       // _NET_WM_DESKTOP
+    bool demandsAttention = false;           // _NET_WM_STATE_DEMANDS_ATTENTION
 };
 
 // Everything one action needs to know about the managed windows, from one batch of requests.
@@ -122,6 +124,10 @@ class TWX11Connection {
     // window on its own workspace without taking the user there; others ignore it.
     void unhideInPlace(xcb_window_t window);
     void deiconify(xcb_window_t window);
+    // Asks the window manager to move a window to workspace `workspace`, as a pager asks.
+    void moveToWorkspace(xcb_window_t window, uint32_t workspace);
+    // Asks for _NET_WM_STATE_DEMANDS_ATTENTION to go.
+    void clearAttention(xcb_window_t window);
     // Shows a marked window that no window manager manages and drops its mark.
     void restoreUnmanaged(const TWX11Window& window);
     void activate(xcb_window_t window, xcb_window_t currentlyActive);

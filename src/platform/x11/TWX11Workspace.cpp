@@ -383,14 +383,14 @@ void TWX11Workspace::unhideApplication(TWX11Application& app) {
             }
         } else if (w->iconic) {
             // The mark stays until the window is seen restored.
-            const bool elsewhere = onOtherWorkspace(*w);
-            if (elsewhere)
-                connection_.unhideInPlace(w->id);
-            else
-                connection_.restore(w->id, w->mapped);
-            follow(w->id, Step::AwaitNormal, now + (elsewhere ? kInPlaceGrace : kReaskInterval));
-            followed_[w->id].elsewhere = elsewhere;
-        } else if (f != followed_.end() && f->second.step == Step::AwaitNormal) {
+            follow(w->id, Step::AwaitNormal, now);
+            Followed& asked = followed_[w->id];
+            asked.elsewhere = onOtherWorkspace(*w);
+            asked.home = w->workspace;
+            asked.flagged = hasState(*w, connection_.ewmh()._NET_WM_STATE_DEMANDS_ATTENTION);
+            askRestore(w->id, asked, w->mapped, now);
+        } else if (f != followed_.end() && (f->second.step == Step::AwaitNormal ||
+                                            f->second.step == Step::AwaitWorkspace)) {
             // Restored by a restore asked for moments ago (this listing came before its answer
             // was handled): that answer ends the mark.
         } else if (markIsRecent(*w)) {
@@ -418,6 +418,24 @@ bool TWX11Workspace::onOtherWorkspace(const TWX11Window& w) const {
            *w.workspace != *snapshot_.currentWorkspace;
 }
 
+bool TWX11Workspace::restoring() const {
+    return std::any_of(followed_.begin(), followed_.end(), [](const auto& f) {
+        return f.second.step == Step::AwaitNormal || f.second.step == Step::RestoreWhenIconic ||
+               f.second.step == Step::AwaitWorkspace;
+    });
+}
+
+void TWX11Workspace::askRestore(xcb_window_t window, Followed& f, bool mapped,
+                                std::chrono::steady_clock::time_point now) {
+    // A window elsewhere is first asked back in place; the re-asks try the other ways.
+    if (f.elsewhere)
+        connection_.unhideInPlace(window);
+    else
+        connection_.restore(window, mapped);
+    f.step = Step::AwaitNormal;
+    f.deadline = now + (f.elsewhere ? kInPlaceGrace : kReaskInterval);
+}
+
 void TWX11Workspace::unhide(const TWRunningApplication& info) {
     if (auto* app = findCached(info.handle))
         unhideApplication(*app);
@@ -440,10 +458,7 @@ void TWX11Workspace::activateWithOptions(const TWRunningApplication& info, unsig
         target = TWTopmostWindow(app->appWindows, [](const TWX11Window& w) { return !w.iconic; });
     if (!target)
         return;
-    const bool restoring = std::any_of(followed_.begin(), followed_.end(), [](const auto& f) {
-        return f.second.step == Step::AwaitNormal || f.second.step == Step::RestoreWhenIconic;
-    });
-    if (!restoring) {
+    if (!restoring()) {
         activation_.reset();
         connection_.activate(target->id, snapshot_.activeWindow);
         return;
@@ -573,13 +588,16 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                 break;
             case Step::RestoreWhenIconic:
                 if (st.iconic) {
-                    if (f.elsewhere)
-                        connection_.unhideInPlace(window);
-                    else
-                        connection_.restore(window, st.mapped);
-                    const auto wait = f.elsewhere ? kInPlaceGrace : kReaskInterval;
-                    f = Followed{Step::AwaitNormal, now + wait, f.ours, false, 0,
-                                 std::nullopt,      f.elsewhere};
+                    f = Followed{Step::AwaitNormal,
+                                 now,
+                                 f.ours,
+                                 false,
+                                 0,
+                                 std::nullopt,
+                                 f.elsewhere,
+                                 st.workspace,
+                                 st.demandsAttention};
+                    askRestore(window, f, st.mapped, now);
                 } else if (expired && !waitLonger(f, now)) {
                     done = true; // it was never minimized
                 }
@@ -595,7 +613,27 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                 break;
             case Step::AwaitNormal:
                 if (!st.iconic) {
-                    done = true;
+                    // A window manager that does not restore a window elsewhere on a pager's
+                    // activation flags it instead; the flag is ours to take back.
+                    if (f.elsewhere && f.asks > 0 && st.demandsAttention && !f.flagged)
+                        connection_.clearAttention(window);
+                    if (f.mapAsked && f.home && st.workspace && *st.workspace != *f.home) {
+                        // Restored on the user's workspace: moved back to its own.
+                        connection_.moveToWorkspace(window, *f.home);
+                        f.step = Step::AwaitWorkspace;
+                        f.deadline = now + kAnswerBound;
+                    } else {
+                        done = true;
+                    }
+                } else if (f.elsewhere && !f.mapAsked && !st.mapped && f.asks > 0 &&
+                           (expired || (st.demandsAttention && !f.flagged))) {
+                    // Still minimized after the pager's activation (flagged at most): mapping
+                    // it is a restore every window manager carries out, some of them on the
+                    // user's workspace, from where it is moved back once restored.
+                    connection_.deiconify(window);
+                    f.mapAsked = true;
+                    ++f.asks;
+                    f.deadline = now + kReaskInterval;
                 } else if (expired && ++f.asks < kRestoreAsks) {
                     // A window manager that was (re)starting drops what it is sent meanwhile:
                     // the restore is asked for again before the window is given up on.
@@ -607,6 +645,22 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
                           "the window manager did not restore a window in time; "
                           "it stays marked as hidden");
                     f.step = Step::Hidden;
+                }
+                break;
+            case Step::AwaitWorkspace:
+                if (st.workspace == f.home) {
+                    done = true;
+                } else if (st.iconic) {
+                    // Minimized again on the way (by another hiding, perhaps): the mark stays
+                    // for the next show-all.
+                    done = true;
+                    keepMark = true;
+                } else if (expired) {
+                    // Shown all the same; only its place is wrong.
+                    TWLog(LOG_WARNING, kLogClass,
+                          "the window manager did not move a restored window back to its "
+                          "workspace");
+                    done = true;
                 }
                 break;
             }
@@ -637,13 +691,11 @@ void TWX11Workspace::advance(const std::vector<xcb_window_t>& changed, bool ever
         ++i;
     }
 
-    const bool restoring = std::any_of(followed_.begin(), followed_.end(), [](const auto& f) {
-        return f.second.step == Step::AwaitNormal || f.second.step == Step::RestoreWhenIconic;
-    });
-    returnToWorkspace(restoring, now);
+    const bool restoringNow = restoring();
+    returnToWorkspace(restoringNow, now);
     if (activation_) {
         if (!activation_->sent &&
-            ((!restoring && !workspaceReturn_) || now >= activation_->deadline)) {
+            ((!restoringNow && !workspaceReturn_) || now >= activation_->deadline)) {
             sendActivation();
         } else if (activation_->sent && now >= activation_->deadline) {
             activation_.reset();

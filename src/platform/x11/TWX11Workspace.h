@@ -112,6 +112,7 @@ class TWX11Workspace : public TWWorkspace {
         RestoreWhenIconic, // to be restored once the minimize requested before has been done
         AwaitNormal,       // restore requested, not yet seen Normal
         HideWhenNormal,    // hidden again while a restore is under way: minimized once restored
+        AwaitWorkspace,    // restored on the user's workspace, asked back to its own
     };
     struct Followed {
         Step step;
@@ -123,6 +124,12 @@ class TWX11Workspace : public TWWorkspace {
         // by a later hiding.
         std::optional<xcb_timestamp_t> markTime = std::nullopt;
         bool elsewhere = false; // on a workspace other than the user's when its restore began
+        // For a window restored from elsewhere: the workspace it lives on, whether it already
+        // demanded attention before, and whether it has been asked back by mapping (which some
+        // window managers answer by restoring it on the user's workspace).
+        std::optional<uint32_t> home = std::nullopt;
+        bool flagged = false;
+        bool mapAsked = false;
     };
     struct Deferred {
         std::function<bool()> ready;
@@ -163,6 +170,11 @@ class TWX11Workspace : public TWWorkspace {
     void activeWindowChanged();
     // Whether `w` lives on a workspace the user is not on.
     bool onOtherWorkspace(const TWX11Window& w) const;
+    // Whether a restore is under way (asked for, or to be asked for once a minimize is done).
+    bool restoring() const;
+    // Asks for an iconic window to be restored, where it is when it lives elsewhere.
+    void askRestore(xcb_window_t window, Followed& f, bool mapped,
+                    std::chrono::steady_clock::time_point now);
     // Takes the user back to the workspace they were on once the restores are done.
     void returnToWorkspace(bool restoring, std::chrono::steady_clock::time_point now);
     void scheduleWakeUp();
