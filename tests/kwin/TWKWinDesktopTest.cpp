@@ -64,10 +64,16 @@ class TWKWinDriver : public TWDesktopDriver {
         return {{"weston-flower"}, "org.freedesktop.weston.flower"};
     }
     std::set<std::string> marks() override { return TWMarksOf(kwin_->kwinWorkspace().record()); }
-    bool markAsAnotherProcess(const std::string& window) override {
-        return kwin_->kwinWorkspace().record().update([&](TWHiddenMarks& marks) {
+    std::string lacks(TWDriverFeature feature) const override {
+        if (feature == TWDriverFeature::ServiceGone)
+            return "KWin is the Wayland session: its clients end with it";
+        return feature == TWDriverFeature::LateMinimize ? std::string()
+                                                        : TWDesktopDriver::lacks(feature);
+    }
+    void markAsAnotherProcess(const std::string& window) override {
+        ASSERT_TRUE(kwin_->kwinWorkspace().record().update([&](TWHiddenMarks& marks) {
             marks[window] = TWHiddenMark{0, TWHiddenRecord::now(), false};
-        });
+        }));
     }
 
     std::string windowOf(pid_t pid) override {
