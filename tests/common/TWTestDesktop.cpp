@@ -206,6 +206,16 @@ TWTestDesktop::~TWTestDesktop() {
     endGroup(server_);
 }
 
+std::vector<pid_t> TWTestDesktop::services() const {
+    // With the session bus a window manager autolaunched, and the settings service on it: some
+    // window managers (mutter, xfwm4) end when their bus goes.
+    std::vector<pid_t> kept{server_, windowManager_};
+    for (const char* program : {"dbus-launch", "dbus-daemon", "dconf-service"})
+        for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + root_ + "/runtime", program))
+            kept.push_back(pid);
+    return kept;
+}
+
 bool TWTestDesktop::startServer() {
     int fds[2];
     if (pipe(fds) != 0) {

@@ -100,7 +100,7 @@ class TWTestDesktop : public TWTestSession {
     unsigned long activeWindow() const;
 
   private:
-    std::vector<pid_t> services() const override { return {server_, windowManager_}; }
+    std::vector<pid_t> services() const override;
     bool startServer();
     bool startWindowManager();
     std::string display_, windowManagerName_;

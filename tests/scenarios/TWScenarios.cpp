@@ -366,8 +366,10 @@ TEST_P(TWScenarioTest, TwoWorkspacesEachWindowBackOnItsOwnTheUserStays) {
     for (int from : {0, 1}) {
         SCOPED_TRACE(::testing::Message() << "from workspace " << from);
         // Each action a run of the tool: the application given the focus back is the one in
-        // front at the hide, on the user's workspace.
+        // front at the hide, the user's window on their workspace.
         driver().switchToWorkspace(from);
+        driver().activateByHand(from == 0 ? here : there);
+        ASSERT_TRUE(isActive(from == 0 ? here : there));
         newProcess();
         hideOthers();
         for (const auto& w : {here, there})

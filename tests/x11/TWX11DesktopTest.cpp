@@ -51,7 +51,9 @@ TWTestDesktop& desktopWith(const std::string& windowManager) {
         sharedDesktop->writeDesktopEntry(
             "org.example.Flower", std::string("[Desktop Entry]\nType=Application\nName=") +
                                       kFlowerName + "\nExec=flower\nStartupWMClass=Flower\n");
-        run({"wmctrl", "-n", "2"});
+        if (const std::string out = run({"wmctrl", "-d"});
+            std::count(out.begin(), out.end(), '\n') < 2)
+            run({"wmctrl", "-n", "2"});
     }
     return *sharedDesktop;
 }
@@ -204,7 +206,8 @@ class TWX11Driver : public TWDesktopDriver {
     }
     void switchToWorkspace(int n) override {
         run({"wmctrl", "-s", std::to_string(n)});
-        ASSERT_TRUE(waitFor([&] { return currentWorkspace() == n; }));
+        ASSERT_TRUE(waitFor([&] { return currentWorkspace() == n; }))
+            << run({"xprop", "-root", "_NET_CURRENT_DESKTOP"}) << run({"wmctrl", "-d"});
     }
 
   private:
