@@ -82,6 +82,11 @@ TEST_P(TWScenarioTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRestor
     hideOthers();
     ASSERT_TRUE(becomes(flowerWindow, true));
     userMinimizes(flowerWindow, false);
+    // A running Tidewell follows the user's restore: the window is no longer its to bring back.
+    ASSERT_TRUE(dispatchUntil([&] {
+        driver().desktop().workspace().runningApplications();
+        return !marks().count(flowerWindow);
+    }));
     userMinimizes(flowerWindow, true);
     showAll();
     // Nothing to wait for: give the compositor the time of a full answer, then look.
@@ -281,6 +286,7 @@ TEST_P(TWScenarioTest, ARestoreTheDesktopDoesNotCarryOutKeepsItsMarkUntilAShowAl
     hideProcesses(perWindow ? std::set<pid_t>{pid, otherPid} : std::set<pid_t>{pid});
     ASSERT_TRUE(becomes(window, true));
     driver().refuseRestores(window, 100);
+    newProcess(); // as the tool, which has not seen the desktop answer, gives up sooner
     showAll();
     EXPECT_TRUE(!perWindow || becomes(other, false));
     driver().sync();
