@@ -106,13 +106,16 @@ bool TWTestSession::startBus(const std::string& path, pid_t& pid) {
 void TWTestSession::killStraysBut(const std::vector<pid_t>& keep) {
     if (root_.empty())
         return;
+    // A service's own children (in its process group) are the service's.
     for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + root_ + "/runtime"))
-        if (std::find(keep.begin(), keep.end(), pid) == keep.end())
+        if (std::find(keep.begin(), keep.end(), pid) == keep.end() &&
+            std::find(keep.begin(), keep.end(), getpgid(pid)) == keep.end())
             kill(pid, SIGKILL);
 }
 
-void TWTestSession::endSession(const std::vector<pid_t>& services) {
+void TWTestSession::endSession() {
     endChildren();
+    const std::vector<pid_t> services = this->services();
     killStraysBut(services);
     for (pid_t pid : services)
         if (pid > 0)
@@ -193,12 +196,24 @@ TWTestDesktop::TWTestDesktop(const std::string& windowManager)
 TWTestDesktop::~TWTestDesktop() {
     endChildren();
     // Programs the code under test started detached (a file manager, xdg-open) carry our
-    // display in their environment and belong to no group of ours.
-    for (pid_t pid : display_.empty() ? std::vector<pid_t>{} : processesWith("DISPLAY=" + display_))
+    // display in their environment and belong to no group of ours. A server that is gone may
+    // have left its number to another program's.
+    if (server_ <= 0)
+        return;
+    for (pid_t pid : processesWith("DISPLAY=" + display_))
         if (pid != server_)
             kill(pid, SIGKILL);
-    if (server_ > 0)
-        endGroup(server_);
+    endGroup(server_);
+}
+
+std::vector<pid_t> TWTestDesktop::services() const {
+    // With the session bus a window manager autolaunched, and the settings service on it: some
+    // window managers (mutter, xfwm4) end when their bus goes.
+    std::vector<pid_t> kept{server_, windowManager_};
+    for (const char* program : {"dbus-launch", "dbus-daemon", "dconf-service"})
+        for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + root_ + "/runtime", program))
+            kept.push_back(pid);
+    return kept;
 }
 
 bool TWTestDesktop::startServer() {
@@ -207,8 +222,9 @@ bool TWTestDesktop::startServer() {
         error_ = "pipe failed";
         return false;
     }
-    server_ = startProcess({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
-                            "1280x1024x24", "-nolisten", "tcp", "-noreset"},
+    // Without the display of a server before it, whose number it may take.
+    server_ = startProcess({"env", "-u", "DISPLAY", "Xvfb", "-displayfd", std::to_string(fds[1]),
+                            "-screen", "0", "1280x1024x24", "-nolisten", "tcp", "-noreset"},
                            "/");
     close(fds[1]);
     // The display number and a line break once the server accepts clients; the end of the pipe
@@ -273,16 +289,17 @@ bool TWTestDesktop::startWindowManager() {
 }
 
 void TWTestDesktop::killWindowManager() {
+    managed_ = windows();
     if (windowManager_ > 0)
         terminate(windowManager_, SIGKILL);
     windowManager_ = -1;
 }
 
 bool TWTestDesktop::restartWindowManager() {
-    const std::vector<TWObservedWindow> managed = windows();
-    killWindowManager();
+    if (windowManager_ > 0)
+        killWindowManager();
     return startWindowManager() && waitFor([&] {
-               return std::none_of(managed.begin(), managed.end(), [](const TWObservedWindow& w) {
+               return std::none_of(managed_.begin(), managed_.end(), [](const TWObservedWindow& w) {
                    const std::string tree = run({"xwininfo", "-tree", "-id", std::to_string(w.id)});
                    const auto parent = tree.find("Parent window id:");
                    return parent != std::string::npos &&
