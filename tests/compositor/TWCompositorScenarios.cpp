@@ -230,3 +230,32 @@ TEST_P(TWCompositorScenarioTest, AnotherProcesssHideOnItsWayIsNotUndoneByAShowAl
     EXPECT_TRUE(becomes(window, false));
     EXPECT_TRUE(marks().empty());
 }
+
+TEST_P(TWCompositorScenarioTest, TwoMonitorsEachWindowHiddenAndBackOnItsOwnOutputFocusGivenBack) {
+    if (driver().outputCount() < 2)
+        GTEST_SKIP() << "this desktop runs one output here";
+    const std::string left = client({"weston-flower"}), right = client({"weston-flower"}),
+                      terminal = client({"weston-terminal"});
+    ASSERT_TRUE(driver().moveToOutput(right, 1));
+    ASSERT_TRUE(driver().moveToOutput(terminal, 1));
+    const std::map<std::string, int> outputs = {{left, 0}, {right, 1}, {terminal, 1}};
+    ASSERT_EQ(driver().outputOf(left), 0);
+    // The application in front is the one on the second output.
+    common();
+    for (auto [window, identifier] : {std::pair{left, kFlower}, {terminal, kTerminal}}) {
+        driver().activateByHand(window);
+        ASSERT_TRUE(dispatchUntil([&, id = identifier] {
+            return common().currentActiveBundleID() == id;
+        })) << identifier;
+    }
+    common().showFinderHideOthers();
+    for (const auto& [window, output] : outputs)
+        EXPECT_TRUE(becomes(window, true)) << output;
+    common().showAll();
+    for (const auto& [window, output] : outputs) {
+        EXPECT_TRUE(becomes(window, false)) << output;
+        EXPECT_EQ(driver().outputOf(window), output);
+    }
+    EXPECT_TRUE(isActive(terminal));
+    EXPECT_TRUE(marks().empty());
+}

@@ -43,6 +43,11 @@ class TWCompositorDriver {
     virtual void activateByHand(const std::string& window) = 0;
     // Another client passes the focus between `windows` every 20 ms until the object goes.
     virtual std::shared_ptr<void> churnFocus(const std::vector<std::string>& windows) = 0;
+    // Outputs side by side: how many, the one holding a window (-1: gone), and the user moving
+    // a window to another (true once it is there).
+    virtual int outputCount() = 0;
+    virtual int outputOf(const std::string& window) = 0;
+    virtual bool moveToOutput(const std::string& window, int output) = 0;
     // Something in the compositor undoes or fails the window's next `times` restores.
     virtual void refuseRestores(const std::string& window, int times) = 0;
     // What Tidewell left wrong or pending in the compositor; empty when nothing.

@@ -21,7 +21,7 @@ namespace {
 // One shell for the whole program.
 TWGnomeTestDesktop* session_ = nullptr;
 class Session : public ::testing::Environment {
-    void SetUp() override { session_ = new TWGnomeTestDesktop(); }
+    void SetUp() override { session_ = new TWGnomeTestDesktop(2); }
     void TearDown() override { delete std::exchange(session_, nullptr); }
 };
 const auto* const kSession = ::testing::AddGlobalTestEnvironment(new Session);
@@ -92,6 +92,11 @@ class TWGnomeDriver : public TWCompositorDriver {
         return std::shared_ptr<void>(nullptr, [](void*) {
             session_->eval("imports.gi.GLib.source_remove(globalThis.twChurn)");
         });
+    }
+    int outputCount() override { return session_->outputs(); }
+    int outputOf(const std::string& window) override { return session_->outputOf(idOf(window)); }
+    bool moveToOutput(const std::string& window, int output) override {
+        return session_->moveToOutput(idOf(window), output);
     }
     // The shell's unminimize throwing for the window.
     void refuseRestores(const std::string& window, int times) override {

@@ -26,7 +26,7 @@ const std::string kTool = TWTestProgramPath("tidewellctl");
 // One KWin for the whole program.
 TWKWinTestDesktop* session_ = nullptr;
 class Session : public ::testing::Environment {
-    void SetUp() override { session_ = new TWKWinTestDesktop({kTool}); }
+    void SetUp() override { session_ = new TWKWinTestDesktop({kTool}, 2); }
     void TearDown() override { delete std::exchange(session_, nullptr); }
 };
 const auto* const kSession = ::testing::AddGlobalTestEnvironment(new Session);
@@ -95,6 +95,11 @@ class TWKWinDriver : public TWCompositorDriver {
             }
         });
         return churn;
+    }
+    int outputCount() override { return session_->outputs(); }
+    int outputOf(const std::string& window) override { return session_->outputOf(window); }
+    bool moveToOutput(const std::string& window, int output) override {
+        return session_->moveToOutput(window, output);
     }
     // A script of KWin's own minimizing the window again each time it is restored, standing
     // for whatever refuses. Each load flips the window's keep-above state, which KWin reports
