@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The desktop actions on a headless GNOME Shell with Tidewell's extension and real Wayland
-// clients: the compositor scenarios with GNOME's driver (the shell's own Eval, opened by a
+// clients: the desktop scenarios with GNOME's driver (the shell's own Eval, opened by a
 // test-only extension, as the observer and as the user's hand), a caller that is not Tidewell,
 // the lock screen and the extension disabled and enabled again under a running backend, and
 // global shortcuts.
 #include "TWGnomeDesktop.h"
-#include "TWCompositorScenarios.h"
 #include "TWGnomeTestDesktop.h"
 #include "TWLogCapture.h"
 #include "TWPlatformFactory.h"
+#include "TWScenarios.h"
 
 #include <gtest/gtest.h>
 
@@ -30,13 +30,16 @@ std::uint64_t idOf(const std::string& window) {
     return window.empty() ? 0 : std::stoull(window);
 }
 
-class TWGnomeDriver : public TWCompositorDriver {
+class TWGnomeDriver : public TWDesktopDriver {
   public:
     TWGnomeDriver() {
         if (!session_->ok()) {
             error_ = session_->error();
             return;
         }
+        session_->writeDesktopEntry(flower().identifier,
+                                    std::string("[Desktop Entry]\nType=Application\nName=") +
+                                        kFlowerName + "\nExec=weston-flower\n");
         gnome_ = TWGnomeDesktop::open(&error_);
         // The shell's effect is skipped for each window Tidewell minimizes or restores, and
         // used up, so that the user's own next minimize plays it: counted from here.
@@ -46,18 +49,29 @@ class TWGnomeDriver : public TWCompositorDriver {
                        "++globalThis.twSkipped; skip.call(this, actor); }; })()");
     }
     ~TWGnomeDriver() override { session_->eval("globalThis.twRefuse = 0"); }
-    TWTestSession& session() override { return *session_; }
     std::string error() const override { return gnome_ ? std::string() : error_; }
     TWDesktop& desktop() override { return *gnome_; }
     TWGnomeDesktop& gnome() { return *gnome_; }
-    TWCompositorWorkspace& workspace() override { return gnome().gnomeWorkspace(); }
     void sync() override { gnome().connection().sync(); }
     void killStrays() override { session_->killStrays(); } // nautilus, and what the bus started
-    std::vector<std::string> fileManager() const override {
-        return {"nautilus", "--new-window", session_->home()};
-    }
+    pid_t start(const std::vector<std::string>& argv) override { return session_->spawn(argv); }
+    void end(pid_t pid, int signal) override { session_->terminate(pid, signal); }
     // Recognised through the shell's own match.
-    std::string fileManagerIdentifier() const override { return "org.gnome.Nautilus"; }
+    TWDriverProgram fileManager() const override {
+        return {{"nautilus", "--new-window", session_->home()}, "org.gnome.Nautilus"};
+    }
+    TWDriverProgram terminal() const override {
+        return {{"weston-terminal"}, "org.freedesktop.weston.wayland-terminal"};
+    }
+    TWDriverProgram flower() const override {
+        return {{"weston-flower"}, "org.freedesktop.weston.flower"};
+    }
+    std::set<std::string> marks() override { return TWMarksOf(gnome_->gnomeWorkspace().record()); }
+    bool markAsAnotherProcess(const std::string& window) override {
+        return gnome_->gnomeWorkspace().record().update([&](TWHiddenMarks& marks) {
+            marks[window] = TWHiddenMark{0, TWHiddenRecord::now(), false};
+        });
+    }
 
     std::string windowOf(pid_t pid) override {
         const auto ids = session_->windowsOf(pid);
@@ -93,10 +107,16 @@ class TWGnomeDriver : public TWCompositorDriver {
             session_->eval("imports.gi.GLib.source_remove(globalThis.twChurn)");
         });
     }
+    std::string lacks(TWDriverFeature feature) const override {
+        return feature == TWDriverFeature::Outputs && session_->outputs() > 1
+                   ? std::string()
+                   : TWDesktopDriver::lacks(feature);
+    }
     int outputCount() override { return session_->outputs(); }
     int outputOf(const std::string& window) override { return session_->outputOf(idOf(window)); }
-    bool moveToOutput(const std::string& window, int output) override {
-        return session_->moveToOutput(idOf(window), output);
+    void moveToOutput(const std::string& window, int output) override {
+        EXPECT_TRUE(session_->moveToOutput(idOf(window), output))
+            << window << " did not reach " << output;
     }
     // The shell's unminimize throwing for the window.
     void refuseRestores(const std::string& window, int times) override {
@@ -121,16 +141,16 @@ class TWGnomeDriver : public TWCompositorDriver {
     std::unique_ptr<TWGnomeDesktop> gnome_;
 };
 
-std::unique_ptr<TWCompositorDriver> gnomeDriver() {
+std::unique_ptr<TWDesktopDriver> gnomeDriver() {
     return std::make_unique<TWGnomeDriver>();
 }
 
-INSTANTIATE_TEST_SUITE_P(Gnome, TWCompositorScenarioTest, ::testing::Values(&gnomeDriver),
+INSTANTIATE_TEST_SUITE_P(Gnome, TWScenarioTest, ::testing::Values(&gnomeDriver),
                          [](const auto&) { return std::string("gnome"); });
 
-class TWGnomeDesktopTest : public TWCompositorTest {
+class TWGnomeDesktopTest : public TWDesktopTest {
   protected:
-    TWGnomeDesktopTest() : TWCompositorTest(&gnomeDriver) {}
+    TWGnomeDesktopTest() : TWDesktopTest(&gnomeDriver) {}
     TWGnomeDesktop& gnome() { return static_cast<TWGnomeDriver&>(driver()).gnome(); }
 };
 

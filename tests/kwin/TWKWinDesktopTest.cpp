@@ -4,10 +4,10 @@
 // observer, a second window-management client as the user), what the backend factory says on
 // each compositor, and global shortcuts as KDE's global-shortcut service (in KWin) holds them.
 #include "TWKWinDesktop.h"
-#include "TWCompositorScenarios.h"
 #include "TWKWinGlobalShortcuts.h"
 #include "TWKWinTestDesktop.h"
 #include "TWPlatformFactory.h"
+#include "TWScenarios.h"
 #include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
@@ -31,28 +31,44 @@ class Session : public ::testing::Environment {
 };
 const auto* const kSession = ::testing::AddGlobalTestEnvironment(new Session);
 
-class TWKWinDriver : public TWCompositorDriver {
+class TWKWinDriver : public TWDesktopDriver {
   public:
     TWKWinDriver() {
         if (!session_->ok()) {
             error_ = session_->error();
             return;
         }
+        session_->writeDesktopEntry(flower().identifier,
+                                    std::string("[Desktop Entry]\nType=Application\nName=") +
+                                        kFlowerName + "\nExec=weston-flower\n");
         kwin_ = TWKWinDesktop::open("", &error_);
         // "The user": a second client of the window management, as a taskbar would be.
         if (kwin_)
             user_ = TWKWinDesktop::open("", &error_);
     }
     ~TWKWinDriver() override { session_->runScript("tidewell-refuse", ""); }
-    TWTestSession& session() override { return *session_; }
     std::string error() const override { return user_ ? std::string() : error_; }
     TWDesktop& desktop() override { return *kwin_; }
     TWKWinDesktop& kwin() { return *kwin_; }
-    TWCompositorWorkspace& workspace() override { return kwin_->kwinWorkspace(); }
     void sync() override { kwin_->connection().sync(); }
     void killStrays() override { session_->killStrays(); }
-    std::vector<std::string> fileManager() const override { return {"thunar", session_->home()}; }
-    std::string fileManagerIdentifier() const override { return "thunar"; }
+    pid_t start(const std::vector<std::string>& argv) override { return session_->spawn(argv); }
+    void end(pid_t pid, int signal) override { session_->terminate(pid, signal); }
+    TWDriverProgram fileManager() const override {
+        return {{"thunar", session_->home()}, "thunar"};
+    }
+    TWDriverProgram terminal() const override {
+        return {{"weston-terminal"}, "org.freedesktop.weston.wayland-terminal"};
+    }
+    TWDriverProgram flower() const override {
+        return {{"weston-flower"}, "org.freedesktop.weston.flower"};
+    }
+    std::set<std::string> marks() override { return TWMarksOf(kwin_->kwinWorkspace().record()); }
+    bool markAsAnotherProcess(const std::string& window) override {
+        return kwin_->kwinWorkspace().record().update([&](TWHiddenMarks& marks) {
+            marks[window] = TWHiddenMark{0, TWHiddenRecord::now(), false};
+        });
+    }
 
     std::string windowOf(pid_t pid) override {
         std::string uuid;
@@ -96,10 +112,16 @@ class TWKWinDriver : public TWCompositorDriver {
         });
         return churn;
     }
+    std::string lacks(TWDriverFeature feature) const override {
+        return feature == TWDriverFeature::Outputs && session_->outputs() > 1
+                   ? std::string()
+                   : TWDesktopDriver::lacks(feature);
+    }
     int outputCount() override { return session_->outputs(); }
     int outputOf(const std::string& window) override { return session_->outputOf(window); }
-    bool moveToOutput(const std::string& window, int output) override {
-        return session_->moveToOutput(window, output);
+    void moveToOutput(const std::string& window, int output) override {
+        EXPECT_TRUE(session_->moveToOutput(window, output))
+            << window << " did not reach " << output;
     }
     // A script of KWin's own minimizing the window again each time it is restored, standing
     // for whatever refuses. Each load flips the window's keep-above state, which KWin reports
@@ -121,16 +143,16 @@ class TWKWinDriver : public TWCompositorDriver {
     std::unique_ptr<TWKWinDesktop> kwin_, user_;
 };
 
-std::unique_ptr<TWCompositorDriver> kwinDriver() {
+std::unique_ptr<TWDesktopDriver> kwinDriver() {
     return std::make_unique<TWKWinDriver>();
 }
 
-INSTANTIATE_TEST_SUITE_P(KWin, TWCompositorScenarioTest, ::testing::Values(&kwinDriver),
+INSTANTIATE_TEST_SUITE_P(KWin, TWScenarioTest, ::testing::Values(&kwinDriver),
                          [](const auto&) { return std::string("kwin"); });
 
-class TWKWinDesktopTest : public TWCompositorTest {
+class TWKWinDesktopTest : public TWDesktopTest {
   protected:
-    TWKWinDesktopTest() : TWCompositorTest(&kwinDriver) {}
+    TWKWinDesktopTest() : TWDesktopTest(&kwinDriver) {}
     TWKWinDesktop& kwin() { return static_cast<TWKWinDriver&>(driver()).kwin(); }
 };
 

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+// The desktop scenarios every desktop (the simulated one, X11 with any window manager, KWin,
+// GNOME Shell) must pass, written once against a driver: start a client, focus or minimize it
+// by hand, move it to another workspace or output, kill it, and read each window's state
+// through an observer of the desktop's own, never through Tidewell.
+#pragma once
+
+#include "TWCommon.h"
+#include "TWDesktop.h"
+#include "TWProcessRegistry.h"
+#include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
+#include "TWTestDesktop.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <poll.h>
+#include <set>
+
+inline constexpr const char* kFlowerName = "Test Flower";
+
+// A program the scenarios start, and the identity Tidewell lists it with.
+struct TWDriverProgram {
+    std::vector<std::string> argv;
+    std::string identifier;
+};
+
+// What only some drivers can do; a scenario (or the part of one) needing it skips, with the
+// driver's reason, on the others.
+enum class TWDriverFeature {
+    Workspaces,
+    Outputs,
+    OtherProcesses,   // Tidewell's command-line tool and a second backend see the same desktop
+    MinimizedByHand,  // a window the user minimized is not taken for one Tidewell hid
+    FocusChurn,       // another client changes the focus while Tidewell acts
+    RefusedRestores,  // something in the desktop refuses Tidewell's restores
+    RefusedPerWindow, // ... one window's only, a given number of times
+    ServiceGone,      // the window manager or Tidewell's extension gone and back
+};
+
+// One desktop with a Tidewell backend connected to it. Windows are named as Tidewell's marks
+// name them.
+class TWDesktopDriver {
+  public:
+    virtual ~TWDesktopDriver() = default;
+    virtual std::string error() const = 0; // why the desktop or the backend is not there
+    virtual TWDesktop& desktop() = 0;
+    virtual void sync() = 0;       // until the desktop answered every request of Tidewell's
+    virtual void killStrays() = 0; // what the code under test started detached
+    // Starts a program; ends it (`signal` SIGKILL: a crash) and waits for it.
+    virtual pid_t start(const std::vector<std::string>& argv) = 0;
+    virtual void end(pid_t pid, int signal = SIGTERM) = 0;
+    // The file manager (one window in the home) and two other applications, "terminal" and
+    // "flower" (two of the latter may run at once), with their identities. The flower is listed
+    // with the name kFlowerName.
+    virtual TWDriverProgram fileManager() const = 0;
+    virtual TWDriverProgram terminal() const = 0;
+    virtual TWDriverProgram flower() const = 0;
+    // The windows Tidewell has on record as hidden, as another Tidewell process reads them; a
+    // record that outlives its last mark (a file left behind) reads as one mark naming it.
+    virtual std::set<std::string> marks() = 0;
+    // Another Tidewell process's mark on the window, its minimize still on the way; false when
+    // the driver cannot write one.
+    virtual bool markAsAnotherProcess(const std::string&) { return false; }
+    // The observer: the process's first window once shown (empty when it is not in time), a
+    // window's state (none: gone), the focused window (empty: none).
+    virtual std::string windowOf(pid_t pid) = 0;
+    virtual std::optional<bool> isMinimized(const std::string& window) = 0;
+    virtual std::string activeWindow() = 0;
+    // The user's hand.
+    virtual void minimizeByHand(const std::string& window, bool minimized) = 0;
+    virtual void activateByHand(const std::string& window) = 0;
+    // Another client passes the focus between `windows` every 20 ms until the object goes.
+    virtual std::shared_ptr<void> churnFocus(const std::vector<std::string>& windows) = 0;
+    // Something in the desktop undoes or fails the window's next `times` restores.
+    virtual void refuseRestores(const std::string& window, int times) = 0;
+    // What Tidewell left wrong or pending in the desktop; empty when nothing.
+    virtual std::string leftovers() { return {}; }
+    // Follows the desktop's answers to Tidewell's requests as the application's event loop
+    // would, until each is answered or given up.
+    virtual void settle() {}
+    // The window manager or Tidewell's extension goes (`gone`) or comes back; returns once the
+    // desktop's observer shows it so.
+    virtual void setServiceGone(bool) { ADD_FAILURE() << "no service to take away"; }
+
+    // Why the driver cannot do `feature`; empty when it can. The calls below are only made
+    // when it can.
+    virtual std::string lacks(TWDriverFeature feature) const {
+        switch (feature) {
+        case TWDriverFeature::Workspaces:
+            return "this desktop's driver has no second workspace";
+        case TWDriverFeature::Outputs:
+            return "this desktop's driver has no second output";
+        case TWDriverFeature::ServiceGone:
+            return "this desktop's driver cannot take its window manager away";
+        default:
+            return {};
+        }
+    }
+    // Workspaces, numbered from 0, as the desktop's observer reports them. Moving a window or
+    // switching returns once the observer shows it done.
+    virtual int workspaceCount() { return 1; }
+    virtual int currentWorkspace() { return 0; }
+    virtual int workspaceOf(const std::string&) { return 0; }
+    virtual void moveToWorkspace(const std::string&, int) { ADD_FAILURE() << "no workspaces"; }
+    virtual void switchToWorkspace(int) { ADD_FAILURE() << "no workspaces"; }
+    // Outputs (monitors), numbered from 0, the same way.
+    virtual int outputCount() { return 1; }
+    virtual int outputOf(const std::string&) { return 0; }
+    virtual void moveToOutput(const std::string&, int) { ADD_FAILURE() << "no outputs"; }
+};
+
+// The marks of a record of hidden windows kept in a file (the compositors'), with the file
+// read as one more mark when it outlives the last.
+template <class Record> std::set<std::string> TWMarksOf(const Record& record) {
+    std::set<std::string> marks;
+    for (const auto& [window, mark] : record.read())
+        marks.insert(window);
+    if (marks.empty() && std::filesystem::exists(record.path()))
+        marks.insert(record.path());
+    return marks;
+}
+
+using TWDesktopDriverFactory = std::unique_ptr<TWDesktopDriver> (*)();
+
+// A test on one desktop: its driver, Tidewell's actions on it, the clients started.
+class TWDesktopTest : public ::testing::Test {
+  protected:
+    explicit TWDesktopTest(TWDesktopDriverFactory factory) : factory_(factory) {}
+    void SetUp() override {
+        driver_ = factory_();
+        ASSERT_TRUE(driver_->error().empty()) << driver_->error();
+        TWRegisterDefaults(standard_, shared_);
+        TWProcessRegistry::registerCurrentProcess(TWOwnBundleIdentifier, TWOwnName, 0);
+    }
+    void TearDown() override {
+        TWProcessRegistry::unregisterCurrentProcess();
+        common_.reset();
+        for (pid_t pid : clients_)
+            driver_->end(pid);
+        driver_->killStrays();
+        driver_.reset();
+    }
+    TWDesktopDriver& driver() { return *driver_; }
+    TWCommon& common() {
+        if (!common_)
+            common_ = std::make_unique<TWCommon>(driver_->desktop(), shared_);
+        return *common_;
+    }
+    // Starts a client; its first window, and its process in `pid`.
+    std::string client(const std::vector<std::string>& argv, pid_t* pid = nullptr) {
+        clients_.push_back(driver_->start(argv));
+        const std::string window = driver_->windowOf(clients_.back());
+        EXPECT_FALSE(window.empty()) << argv[0] << " showed no window";
+        if (pid)
+            *pid = clients_.back();
+        return window;
+    }
+    std::string client(const TWDriverProgram& program, pid_t* pid = nullptr) {
+        return client(program.argv, pid);
+    }
+    void crash(pid_t pid) {
+        driver_->end(pid, SIGKILL);
+        std::erase(clients_, pid);
+    }
+    bool becomes(const std::string& window, bool minimized) {
+        return waitFor([&] { return driver_->isMinimized(window) == minimized; });
+    }
+    bool isActive(const std::string& window) {
+        return waitFor([&] { return driver_->activeWindow() == window; });
+    }
+    void userMinimizes(const std::string& window, bool minimized) {
+        driver_->minimizeByHand(window, minimized);
+        ASSERT_TRUE(becomes(window, minimized));
+    }
+    // Handles the backend's events until `condition` holds.
+    bool dispatchUntil(const std::function<bool()>& condition) {
+        return waitFor([&] {
+            pollfd pfd{driver_->desktop().eventFileDescriptor(), POLLIN, 0};
+            poll(&pfd, 1, 20);
+            driver_->desktop().dispatchPendingEvents();
+            return condition();
+        });
+    }
+    // The actions as a user starts them, followed until the desktop has answered.
+    void hideOthers() {
+        common().showFinderHideOthers();
+        driver_->settle();
+    }
+    void showAll() {
+        common().showAll();
+        driver_->settle();
+    }
+    void exclude(const std::string& identifier) {
+        shared_.setObject(TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, identifier}}},
+                          TWExcludedAppsKey);
+    }
+    // Hides every application of `pids` as hide-others does, without the rest of the action.
+    void hideProcesses(const std::set<pid_t>& pids) {
+        auto& workspace = driver_->desktop().workspace();
+        for (const auto& app : workspace.runningApplications())
+            if (pids.count(app.processIdentifier))
+                workspace.hide(app);
+        workspace.flush();
+    }
+    std::set<std::string> marks() { return driver_->marks(); }
+
+    TWUserDefaults shared_{std::make_shared<TWSimDefaultsStore>()},
+        standard_{std::make_shared<TWSimDefaultsStore>()};
+
+  private:
+    TWDesktopDriverFactory factory_;
+    std::unique_ptr<TWDesktopDriver> driver_;
+    std::unique_ptr<TWCommon> common_;
+    std::vector<pid_t> clients_;
+};
+
+// The shared scenarios; each desktop's test program instantiates them with its driver.
+class TWScenarioTest : public TWDesktopTest,
+                       public ::testing::WithParamInterface<TWDesktopDriverFactory> {
+  protected:
+    TWScenarioTest() : TWDesktopTest(GetParam()) {}
+};
