@@ -111,8 +111,9 @@ void TWTestSession::killStraysBut(const std::vector<pid_t>& keep) {
             kill(pid, SIGKILL);
 }
 
-void TWTestSession::endSession(const std::vector<pid_t>& services) {
+void TWTestSession::endSession() {
     endChildren();
+    const std::vector<pid_t> services = this->services();
     killStraysBut(services);
     for (pid_t pid : services)
         if (pid > 0)
@@ -288,16 +289,17 @@ bool TWTestDesktop::startWindowManager() {
 }
 
 void TWTestDesktop::killWindowManager() {
+    managed_ = windows();
     if (windowManager_ > 0)
         terminate(windowManager_, SIGKILL);
     windowManager_ = -1;
 }
 
 bool TWTestDesktop::restartWindowManager() {
-    const std::vector<TWObservedWindow> managed = windows();
-    killWindowManager();
+    if (windowManager_ > 0)
+        killWindowManager();
     return startWindowManager() && waitFor([&] {
-               return std::none_of(managed.begin(), managed.end(), [](const TWObservedWindow& w) {
+               return std::none_of(managed_.begin(), managed_.end(), [](const TWObservedWindow& w) {
                    const std::string tree = run({"xwininfo", "-tree", "-id", std::to_string(w.id)});
                    const auto parent = tree.find("Parent window id:");
                    return parent != std::string::npos &&

@@ -33,6 +33,10 @@ class TWTestSession {
     // Ends a spawned program (its whole group) and waits for it; `signal` SIGKILL is a crash.
     void terminate(pid_t pid, int signal = 15);
     void writeDesktopEntry(const std::string& id, const std::string& contents) const;
+    // Kills the programs but the session's services that no group of ours holds and that carry
+    // this session's runtime directory in their environment (started detached by the code under
+    // test, or by a bus).
+    void killStrays() { killStraysBut(services()); }
 
     // Polls `condition` until it holds or the deadline passes; returns the last answer.
     static bool waitFor(const std::function<bool()>& condition,
@@ -52,18 +56,17 @@ class TWTestSession {
 
   protected:
     TWTestSession(const std::string& prefix, const std::string& fileManager);
-    ~TWTestSession(); // removes the session's files
+    virtual ~TWTestSession(); // removes the session's files
+    // The display server, the window manager or compositor, the buses.
+    virtual std::vector<pid_t> services() const = 0;
     void endChildren();
     // Points the toolkits at this session's Wayland display `socket`, of a `desktop` session.
     void useWayland(const std::string& desktop, const std::string& socket);
     // Starts a bus (dbus-daemon) listening on `path` as `pid`; false when it does not come up.
     bool startBus(const std::string& path, pid_t& pid);
-    // Kills the programs but `keep` that no group of ours holds and that carry this session's
-    // runtime directory in their environment (started detached by the code under test, or by a
-    // bus).
     void killStraysBut(const std::vector<pid_t>& keep);
-    // Ends the programs started, then the session's `services`, and whatever they left behind.
-    void endSession(const std::vector<pid_t>& services);
+    // Ends the programs started, then the session's services, and whatever they left behind.
+    void endSession();
     std::string error_, root_, home_;
     std::vector<pid_t> children_;
 };
@@ -79,8 +82,8 @@ class TWTestDesktop : public TWTestSession {
     const std::string& display() const { return display_; }
 
     void killServer(); // SIGKILL, as a crash would
-    // Kills the window manager (as a crash would) and starts it again; true once it has taken
-    // every window back into a frame.
+    // Kills the window manager (as a crash would) unless it is gone already and starts it again;
+    // true once it has taken every window back into a frame.
     bool restartWindowManager();
     // Kills the window manager (as a crash would) and leaves the desktop without one.
     void killWindowManager();
@@ -104,9 +107,11 @@ class TWTestDesktop : public TWTestSession {
     bool moveToOutput(unsigned long window, int output) const;
 
   private:
+    std::vector<pid_t> services() const override { return {server_, windowManager_}; }
     bool startServer();
     bool startWindowManager();
     std::string display_, windowManagerName_;
+    std::vector<TWObservedWindow> managed_; // when the window manager was killed
     pid_t server_ = -1;
     pid_t windowManager_ = -1;
     int outputs_ = 1;

@@ -115,11 +115,7 @@ std::string TWGnomeTestDesktop::start() {
 TWGnomeTestDesktop::~TWGnomeTestDesktop() {
     if (connection_)
         sd_bus_flush_close_unref(connection_);
-    endSession({shell_, bus_, systemBus_});
-}
-
-void TWGnomeTestDesktop::killStrays() {
-    killStraysBut({shell_, bus_, systemBus_});
+    endSession();
 }
 
 std::optional<std::string> TWGnomeTestDesktop::eval(const std::string& code) const {

@@ -61,11 +61,8 @@ class TWGnomeTestDesktop : public TWTestSession {
     int outputOf(std::uint64_t id) const;
     bool moveToOutput(std::uint64_t id, int output) const;
 
-    // Kills the programs of this session that no group of ours holds (started detached by the
-    // code under test, or by the bus), leaving the shell and the buses running.
-    void killStrays();
-
   private:
+    std::vector<pid_t> services() const override { return {shell_, bus_, systemBus_}; }
     std::string start();
     std::string extensionDirectory() const;
     std::string runtime_, socket_, busAddress_;

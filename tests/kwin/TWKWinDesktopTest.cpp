@@ -64,10 +64,17 @@ class TWKWinDriver : public TWDesktopDriver {
         return {{"weston-flower"}, "org.freedesktop.weston.flower"};
     }
     std::set<std::string> marks() override { return TWMarksOf(kwin_->kwinWorkspace().record()); }
-    bool markAsAnotherProcess(const std::string& window) override {
-        return kwin_->kwinWorkspace().record().update([&](TWHiddenMarks& marks) {
+    std::string lacks(TWDriverFeature feature) const override {
+        if (feature == TWDriverFeature::ServiceGone)
+            return "KWin is the Wayland session: its clients end with it";
+        const bool can = feature == TWDriverFeature::LateMinimize ||
+                         (feature == TWDriverFeature::Outputs && session_->outputs() > 1);
+        return can ? std::string() : TWDesktopDriver::lacks(feature);
+    }
+    void markAsAnotherProcess(const std::string& window) override {
+        ASSERT_TRUE(kwin_->kwinWorkspace().record().update([&](TWHiddenMarks& marks) {
             marks[window] = TWHiddenMark{0, TWHiddenRecord::now(), false};
-        });
+        }));
     }
 
     std::string windowOf(pid_t pid) override {
@@ -111,11 +118,6 @@ class TWKWinDriver : public TWDesktopDriver {
             }
         });
         return churn;
-    }
-    std::string lacks(TWDriverFeature feature) const override {
-        return feature == TWDriverFeature::Outputs && session_->outputs() > 1
-                   ? std::string()
-                   : TWDesktopDriver::lacks(feature);
     }
     int outputCount() override { return session_->outputs(); }
     int outputOf(const std::string& window) override { return session_->outputOf(window); }

@@ -88,11 +88,7 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
 }
 
 TWKWinTestDesktop::~TWKWinTestDesktop() {
-    endSession({kwin_, bus_});
-}
-
-void TWKWinTestDesktop::killStrays() {
-    killStraysBut({kwin_, bus_});
+    endSession();
 }
 
 std::optional<bool> TWKWinTestDesktop::flag(const std::string& uuid,

@@ -23,9 +23,6 @@ class TWKWinTestDesktop : public TWTestSession {
 
     const std::string& socket() const { return socket_; }
 
-    // Kills the programs of this session that no group of ours holds (started detached by the
-    // code under test, or by the bus), leaving KWin and the bus running.
-    void killStrays();
     // A flag of KWin's own description of the window (org.kde.KWin getWindowInfo): minimized,
     // keepAbove...; none when KWin does not know the window.
     std::optional<bool> flag(const std::string& uuid, const std::string& name = "minimized") const;
@@ -46,6 +43,7 @@ class TWKWinTestDesktop : public TWTestSession {
     bool pressKeys(const std::vector<std::uint32_t>& keys) const;
 
   private:
+    std::vector<pid_t> services() const override { return {kwin_, bus_}; }
     std::string start(const std::vector<std::string>& permitted);
     std::string runtime_, socket_;
     mutable bool observing_ = false;

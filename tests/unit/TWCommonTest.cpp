@@ -210,29 +210,6 @@ TEST(TWCommonShowAll, UnhidesEveryRegularApplicationAndReactivatesTheRecordedOne
         EXPECT_FALSE(effect.starts_with("activate")) << effect;
 }
 
-TEST(TWCommonShowAll, AProcessThatFollowedNoSwitchGivesFocusToTheApplicationKeptAtTheHide) {
-    Fixture<> f;
-    f.launch(kFinder, "Finder");
-    f.launch(TWOwnBundleIdentifier, "Tidewell");
-    auto p = f.launch("com.example.p", "P");
-    f.launch("com.example.q", "Q");
-    f.desk.makeActive(p);
-    // Runs of the command-line tool: processes of their own that have followed no switch.
-    TWCommon hider(f.desk, f.shared);
-    hider.showFinderHideOthers();
-    // Again, with the file manager in front and nothing left shown to hide: P stays kept.
-    hider.showFinderHideOthers();
-    EXPECT_EQ(f.desk.frontRecord().read(), "com.example.p");
-    // A process that followed the switches gives focus to the one it recorded last.
-    f.desk.clearLog();
-    f.common.showAll();
-    EXPECT_EQ(f.effects().back(), "activate Finder 2");
-    TWCommon shower(f.desk, f.shared);
-    f.desk.clearLog();
-    shower.showAll();
-    EXPECT_EQ(f.effects().back(), "activate P 2");
-}
-
 TEST(TWCommonActivation, FrontSwitchesAreRecordedAndToggleActsOnTheFirstInstance) {
     Fixture<> f;
     auto meter = f.launch("com.example.meter", "Meter", TWActivationPolicyAccessory);

@@ -4,13 +4,16 @@
 // the file manager's windows, the backend factory, the command-line tool and, last, the server
 // dying under it. (The actions on every window manager: TWWindowManagerMatrixTest.)
 #include "TWX11Desktop.h"
+#include "TWCommon.h"
 #include "TWDesktopEntryIndex.h"
 #include "TWLogCapture.h"
 #include "TWPlatformFactory.h"
 #include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
+#include "TWScenarios.h"
 #include "TWScriptingAdapter.h"
 #include "TWSettings.h"
+#include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
 #include "TWStorePaths.h"
 #include "TWTestDesktop.h"
@@ -20,14 +23,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <tuple>
 #include <unistd.h>
 
@@ -35,17 +41,255 @@ namespace {
 
 using std::chrono::seconds;
 
+// The window managers that read the RandR monitors of Xvfb's one screen (through Xinerama);
+// their desktop has two. The others read its one output.
+const std::set<std::string> kReadingMonitors = {"openbox", "xfwm4", "icewm", "fluxbox"};
+
+// One X11 desktop at a time, for the window manager asked last; the scenarios on one window
+// manager share it.
+std::unique_ptr<TWTestDesktop> sharedDesktop;
+std::string sharedWindowManager;
+TWTestDesktop& desktopWith(const std::string& windowManager) {
+    if (!sharedDesktop || sharedWindowManager != windowManager) {
+        sharedDesktop.reset();
+        sharedDesktop = std::make_unique<TWTestDesktop>(
+            windowManager, kReadingMonitors.count(windowManager) ? 2 : 1);
+        sharedWindowManager = windowManager;
+        sharedDesktop->writeDesktopEntry(
+            "org.example.Flower", std::string("[Desktop Entry]\nType=Application\nName=") +
+                                      kFlowerName + "\nExec=flower\nStartupWMClass=Flower\n");
+        run({"wmctrl", "-n", "2"});
+    }
+    return *sharedDesktop;
+}
+
+std::string propertyOf(const std::string& window, const std::string& property) {
+    return window == "root" ? run({"xprop", "-root", property})
+                            : run({"xprop", "-id", window, property});
+}
+// The number after " = " in xprop's answer; -1 when there is none.
+int numberOf(const std::string& window, const std::string& property) {
+    const std::string out = propertyOf(window, property);
+    const auto at = out.find(" = ");
+    return at == std::string::npos ? -1 : std::atoi(out.c_str() + at + 3);
+}
+
+// Windows are X11 window IDs in decimal; the observers are xprop and wmctrl.
+class TWX11Driver : public TWDesktopDriver {
+  public:
+    explicit TWX11Driver(const std::string& windowManager)
+        : windowManager_(windowManager), desktop_(desktopWith(windowManager)) {
+        if (!desktop_.ok())
+            error_ = desktop_.error();
+        else if (!(x11_ = TWX11Desktop::open()))
+            error_ = "cannot open the display";
+        // Some window managers give every window on another workspace the Iconic state: there
+        // _NET_WM_STATE_HIDDEN tells a minimized one.
+        hiddenState_ =
+            propertyOf("root", "_NET_SUPPORTED").find("_NET_WM_STATE_HIDDEN") != std::string::npos;
+    }
+    ~TWX11Driver() override {
+        if (stopped_)
+            kill(desktop_.windowManagerPid(), SIGCONT);
+        if (desktop_.windowManagerPid() < 0)
+            desktop_.restartWindowManager();
+        if (currentWorkspace() > 0)
+            switchToWorkspace(0);
+    }
+    std::string error() const override { return error_; }
+    TWDesktop& desktop() override { return *x11_; }
+    TWX11Desktop& x11() { return *x11_; }
+    void sync() override { x11_->sync(); }
+    void settle() override { x11_->x11Workspace().settle(seconds(30)); }
+    void killStrays() override { desktop_.killStrays(); }
+    pid_t start(const std::vector<std::string>& argv) override { return desktop_.spawn(argv); }
+    void end(pid_t pid, int signal) override { desktop_.terminate(pid, signal); }
+    TWDriverProgram fileManager() const override {
+        return {{"pcmanfm", desktop_.home()}, "pcmanfm"};
+    }
+    TWDriverProgram terminal() const override { return client("terminal,Terminal", "Terminal"); }
+    // With a runtime directory of its own, so that it does not hand its window to the first.
+    TWDriverProgram secondFileManager() const override {
+        const std::string own = desktop_.home() + "/second";
+        mkdir(own.c_str(), 0700);
+        return {
+            {"env", "XDG_CACHE_HOME=" + own, "XDG_RUNTIME_DIR=" + own, "pcmanfm", desktop_.home()},
+            "pcmanfm"};
+    }
+    TWDriverProgram flower() const override {
+        return client("flower,Flower", "org.example.Flower");
+    }
+    // Of the windows seen: a window manager that is gone lists none.
+    std::set<std::string> marks() override {
+        std::set<std::string> marked;
+        for (const auto& w : seen_)
+            if (desktop_.hasHiddenMark(std::stoul(w)))
+                marked.insert(w);
+        return marked;
+    }
+    // A GTK program's first window takes long on a loaded machine (icon theme, fonts).
+    std::string windowOf(pid_t pid) override {
+        std::vector<unsigned long> windows;
+        waitFor([&] { return !(windows = desktop_.windowsOfPid(pid)).empty(); }, seconds(45));
+        for (auto w : windows)
+            seen_.insert(std::to_string(w));
+        return windows.empty() ? std::string() : std::to_string(windows.front());
+    }
+    // None when xprop finds no such window.
+    std::optional<bool> isMinimized(const std::string& window) override {
+        const std::string out =
+            propertyOf(window, "WM_STATE") + propertyOf(window, "_NET_WM_STATE");
+        if (out.empty())
+            return std::nullopt;
+        return out.find(hiddenState_ ? "_NET_WM_STATE_HIDDEN" : "Iconic") != std::string::npos;
+    }
+    std::string activeWindow() override {
+        const unsigned long active = desktop_.activeWindow();
+        return active ? std::to_string(active) : std::string();
+    }
+    void minimizeByHand(const std::string& window, bool minimized) override {
+        run(minimized ? std::vector<std::string>{"xdotool", "windowminimize", window}
+                      : std::vector<std::string>{"wmctrl", "-i", "-a", window});
+    }
+    void activateByHand(const std::string& window) override { run({"wmctrl", "-i", "-a", window}); }
+    std::shared_ptr<void> churnFocus(const std::vector<std::string>& windows) override {
+        struct Churn {
+            std::atomic<bool> stop = false;
+            std::thread thread;
+            ~Churn() {
+                stop = true;
+                thread.join();
+            }
+        };
+        auto churn = std::make_shared<Churn>();
+        churn->thread = std::thread([windows, stop = &churn->stop] {
+            for (std::size_t n = 0; !*stop; ++n) {
+                run({"wmctrl", "-i", "-a", windows[n % windows.size()]});
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            }
+        });
+        return churn;
+    }
+    // The window manager stopped: every restore is left unanswered until it continues.
+    void refuseRestores(const std::string&, int times) override {
+        stopped_ = times > 0;
+        kill(desktop_.windowManagerPid(), stopped_ ? SIGSTOP : SIGCONT);
+    }
+    void setServiceGone(bool gone) override {
+        if (gone)
+            desktop_.killWindowManager();
+        else
+            ASSERT_TRUE(desktop_.restartWindowManager());
+    }
+    std::string lacks(TWDriverFeature feature) const override {
+        static const std::map<std::string, std::string> noWorkspaces = {
+            {"metacity", "an activation of a minimized window on another workspace only flags it "
+                         "(_NET_WM_STATE_DEMANDS_ATTENTION); mapping it moves it to the user's"},
+            {"marco", "an activation of a minimized window on another workspace only flags it "
+                      "(_NET_WM_STATE_DEMANDS_ATTENTION); mapping it moves it to the user's"},
+            {"fluxbox", "a window hidden on the user's second workspace is not restored by "
+                        "mapping"},
+        };
+        switch (feature) {
+        case TWDriverFeature::Workspaces:
+            if (auto reason = noWorkspaces.find(windowManager_); reason != noWorkspaces.end())
+                return windowManager_ + ": " + reason->second;
+            return {};
+        case TWDriverFeature::RefusedPerWindow:
+            return "a stopped window manager refuses every window's restore";
+        case TWDriverFeature::Outputs:
+            return desktop_.outputs() > 1 ? std::string()
+                                          : windowManager_ + " sees Xvfb's one output, not the "
+                                                             "monitors it is split into";
+        case TWDriverFeature::ServiceGone:
+        case TWDriverFeature::TwoFileManagerProcesses:
+            return {};
+        case TWDriverFeature::LateMinimize:
+            return "X11 waits for another process's minimize only up to its answer bound (5 s), "
+                   "then takes the window for shown";
+        default:
+            return {};
+        }
+    }
+    int workspaceCount() override {
+        const std::string out = run({"wmctrl", "-d"});
+        return static_cast<int>(std::count(out.begin(), out.end(), '\n'));
+    }
+    int currentWorkspace() override { return numberOf("root", "_NET_CURRENT_DESKTOP"); }
+    int workspaceOf(const std::string& window) override {
+        return numberOf(window, "_NET_WM_DESKTOP");
+    }
+    void moveToWorkspace(const std::string& window, int n) override {
+        run({"wmctrl", "-i", "-r", window, "-t", std::to_string(n)});
+        ASSERT_TRUE(waitFor([&] { return workspaceOf(window) == n; })) << run({"wmctrl", "-l"});
+    }
+    void switchToWorkspace(int n) override {
+        run({"wmctrl", "-s", std::to_string(n)});
+        ASSERT_TRUE(waitFor([&] { return currentWorkspace() == n; }));
+    }
+
+    int outputCount() override { return desktop_.outputs(); }
+    int outputOf(const std::string& window) override {
+        return desktop_.outputOf(std::stoul(window));
+    }
+    void moveToOutput(const std::string& window, int output) override {
+        EXPECT_TRUE(desktop_.moveToOutput(std::stoul(window), output)) << run({"wmctrl", "-lG"});
+    }
+
+  private:
+    static TWDriverProgram client(const std::string& cls, const std::string& identifier) {
+        return {{TWTestDesktop::testClientPath(), "--class", cls}, identifier};
+    }
+    std::string windowManager_, error_;
+    TWTestDesktop& desktop_;
+    std::unique_ptr<TWX11Desktop> x11_;
+    std::set<std::string> seen_;
+    bool hiddenState_ = false, stopped_ = false;
+};
+
+template <const char* WindowManager> std::unique_ptr<TWDesktopDriver> x11Driver() {
+    return std::make_unique<TWX11Driver>(WindowManager);
+}
+constexpr char kOpenbox[] = "openbox", kXfwm4[] = "xfwm4", kKWinX11[] = "kwin_x11",
+               kMutter[] = "mutter", kMuffin[] = "muffin", kMetacity[] = "metacity",
+               kMarco[] = "marco", kIceWM[] = "icewm", kFluxbox[] = "fluxbox";
+
+// Every window manager; CTest runs the scenarios on openbox and a subset on the others (one
+// entry each).
+INSTANTIATE_TEST_SUITE_P(X11, TWScenarioTest,
+                         ::testing::Values(&x11Driver<kOpenbox>, &x11Driver<kXfwm4>,
+                                           &x11Driver<kKWinX11>, &x11Driver<kMutter>,
+                                           &x11Driver<kMuffin>, &x11Driver<kMetacity>,
+                                           &x11Driver<kMarco>, &x11Driver<kIceWM>,
+                                           &x11Driver<kFluxbox>),
+                         [](const auto& p) {
+                             for (auto [factory, name] : {std::pair{&x11Driver<kOpenbox>, kOpenbox},
+                                                          {&x11Driver<kXfwm4>, kXfwm4},
+                                                          {&x11Driver<kKWinX11>, kKWinX11},
+                                                          {&x11Driver<kMutter>, kMutter},
+                                                          {&x11Driver<kMuffin>, kMuffin},
+                                                          {&x11Driver<kMetacity>, kMetacity},
+                                                          {&x11Driver<kMarco>, kMarco},
+                                                          {&x11Driver<kIceWM>, kIceWM},
+                                                          {&x11Driver<kFluxbox>, kFluxbox}})
+                                 if (p.param == factory)
+                                     return std::string(name);
+                             return std::string("unknown");
+                         });
+
 class TWX11DesktopTest : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() { desktop_ = new TWTestDesktop; }
-    static void TearDownTestSuite() { delete std::exchange(desktop_, nullptr); }
+    explicit TWX11DesktopTest(const char* windowManager = kOpenbox)
+        : windowManager_(windowManager) {}
     void SetUp() override {
+        desktop_ = &desktopWith(windowManager_);
         ASSERT_TRUE(desktop_->ok()) << desktop_->error();
         x11_ = TWX11Desktop::open();
         ASSERT_NE(x11_, nullptr);
         log_.clear();
     }
     void TearDown() override {
+        common_.reset();
         x11_.reset();
         for (pid_t pid : clients_)
             desktop_->terminate(pid);
@@ -66,12 +310,28 @@ class TWX11DesktopTest : public ::testing::Test {
         return std::nullopt;
     }
     std::vector<unsigned long> windowsOf(pid_t pid) { return desktop_->windowsOfPid(pid); }
+    // Tidewell's actions with the settings registered as at launch, `excluded` excluded.
+    TWCommon& common(const std::string& excluded = {}) {
+        if (!common_) {
+            TWRegisterDefaults(standard_, shared_);
+            if (!excluded.empty())
+                shared_.setObject(
+                    TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, excluded}}},
+                    TWExcludedAppsKey);
+            common_ = std::make_unique<TWCommon>(*x11_, shared_);
+        }
+        return *common_;
+    }
     bool becomesIconic(unsigned long w) {
         return waitFor([&] { return desktop_->isIconic(w); });
     }
 
-    static inline TWTestDesktop* desktop_ = nullptr;
+    const char* windowManager_;
+    TWTestDesktop* desktop_ = nullptr;
     std::unique_ptr<TWX11Desktop> x11_;
+    TWUserDefaults standard_{std::make_shared<TWSimDefaultsStore>()},
+        shared_{std::make_shared<TWSimDefaultsStore>()};
+    std::unique_ptr<TWCommon> common_;
     std::vector<pid_t> clients_;
     TWLogCapture capture_;
     std::vector<std::string>& log_ = capture_.lines;
@@ -213,50 +473,6 @@ TEST_F(TWX11DesktopTest, AWindowWithdrawnWhileHiddenLeavesNoMarkAndIsHiddenAgain
     ASSERT_TRUE(workspace.settle(seconds(15)));
     EXPECT_FALSE(desktop_->isIconic(w) || desktop_->hasHiddenMark(w));
     EXPECT_TRUE(waitFor([&] { return desktop_->activeWindow() == w; }));
-}
-
-TEST_F(TWX11DesktopTest, FrontSwitchIsReportedWhenTheOwningApplicationChanges) {
-    pid_t one = client({"--class", "one,One"}, 2);
-    pid_t two = client({"--class", "two,Two"});
-    auto oneWins = windowsOf(one);
-    auto twoWin = windowsOf(two).at(0);
-    ASSERT_TRUE(waitFor([&] { return desktop_->activeWindow() == twoWin; }));
-    int switches = 0;
-    x11_->frontSwitchSource().installFrontSwitchHandler([&] { ++switches; });
-    auto switchTo = [&](unsigned long w, int expected) {
-        run({"wmctrl", "-i", "-a", std::to_string(w)});
-        return waitFor([&] {
-            pollfd pfd{x11_->eventFileDescriptor(), POLLIN, 0};
-            poll(&pfd, 1, 20);
-            x11_->dispatchPendingEvents();
-            return switches == expected && desktop_->activeWindow() == w;
-        });
-    };
-    EXPECT_TRUE(switchTo(oneWins[0], 1));
-    // Another window of the same application is not a switch.
-    EXPECT_TRUE(switchTo(oneWins[1], 1));
-    x11_->sync();
-    x11_->dispatchPendingEvents();
-    EXPECT_EQ(switches, 1);
-    EXPECT_TRUE(switchTo(twoWin, 2));
-}
-
-// Each run of the command-line tool is a process that has followed no front switch: what was in
-// front when one run hid the others is kept on the display for the next run's show-all.
-TEST_F(TWX11DesktopTest, TheToolsShowAllGivesFocusBackToTheApplicationInFrontAtItsHide) {
-    const unsigned long first = windowsOf(client({"--class", "first,First"})).at(0);
-    const unsigned long second = windowsOf(client({"--class", "second,Second"})).at(0);
-    run({"wmctrl", "-i", "-a", std::to_string(first)});
-    ASSERT_TRUE(waitFor([&] { return desktop_->activeWindow() == first; }));
-    const std::string tool = TWTestProgramPath("tidewellctl");
-    ASSERT_EQ(std::system((tool + " hide-others >/dev/null 2>&1").c_str()), 0);
-    ASSERT_TRUE(becomesIconic(first) && becomesIconic(second));
-    ASSERT_EQ(std::system((tool + " show-all >/dev/null 2>&1").c_str()), 0);
-    EXPECT_TRUE(waitFor([&] {
-        return !desktop_->isIconic(first) && !desktop_->isIconic(second) &&
-               desktop_->activeWindow() == first;
-    })) << "active: "
-        << desktop_->activeWindow();
 }
 
 TEST_F(TWX11DesktopTest, RequestsForVanishedWindowsAreSkippedWithAtMostOneLineEach) {
@@ -505,8 +721,8 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     EXPECT_EQ(ctl("list").out.find(TWOwnBundleIdentifier), std::string::npos);
 
     // The user has excluded "Keep".
-    TWPlistFileStore shared(TWStorePaths::sharedStorePath());
-    ASSERT_TRUE(shared.update([](TWPlistDictionary& values) {
+    TWPlistFileStore sharedStore(TWStorePaths::sharedStorePath());
+    ASSERT_TRUE(sharedStore.update([](TWPlistDictionary& values) {
         TWPlistDictionary record{{TWExcludedNameField, std::string("Keep")},
                                  {TWExcludedBundleIDField, std::string("Keep")},
                                  {TWExcludedURLDataField, TWPlistData{}}};
@@ -528,40 +744,180 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     std::remove(TWStorePaths::sharedStorePath().c_str());
 }
 
-// A Tk program as users run it ("wish script.tcl": no -class, no desktop entry, no _NET_WM_PID):
-// the main window's class comes from the script's name, every further toplevel's is the
-// generic "Toplevel". One process, one application, named by its main window, hidden as one.
-TEST_F(TWX11DesktopTest, AProgramWhoseFurtherWindowsCarryGenericClassesIsOneApplication) {
-    const TWTempDir dir("tw-tk");
-    const std::string script = dir.path.string() + "/sketch.tcl";
-    TWWriteFile(script, "wm title . Sketch\ntoplevel .tools\nwm title .tools Tools\n"
+// On kwin_x11 (run with its scenarios): a window the window manager lets no one minimize (Motif
+// hints without the minimize function, so _NET_WM_ALLOWED_ACTIONS lacks it; openbox ignores
+// them) is skipped at once and named, by the tool too, whose status tells a script that
+// something stayed shown.
+class TWX11KWinTest : public TWX11DesktopTest {
+  protected:
+    TWX11KWinTest() : TWX11DesktopTest(kKWinX11) {}
+};
+
+TEST_F(TWX11KWinTest, AWindowNoOneMayMinimizeIsSkippedAtOnceAndNamed) {
+    const unsigned long other = windowsOf(client({"--class", "other,Other"})).at(0);
+    const unsigned long pane =
+        windowsOf(client({"--class", "Fixed,Fixed", "--title", "Fixed Pane", "--no-minimize"}))
+            .at(0);
+    ASSERT_EQ(
+        run({"xprop", "-id", std::to_string(pane), "_NET_WM_ALLOWED_ACTIONS"}).find("MINIMIZE"),
+        std::string::npos);
+    const auto start = std::chrono::steady_clock::now();
+    common().showFinderHideOthers();
+    ASSERT_TRUE(x11_->x11Workspace().settle(seconds(30)));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, TWX11Workspace::kAnswerBound);
+    EXPECT_TRUE(becomesIconic(other));
+    EXPECT_FALSE(desktop_->isMinimized(pane) || desktop_->hasHiddenMark(pane));
+    EXPECT_TRUE(std::any_of(log_.begin(), log_.end(), [](const std::string& l) {
+        return l.find("Fixed Pane") != std::string::npos;
+    })) << ::testing::PrintToString(log_);
+    FILE* tool = ::popen(
+        (TWTestProgramPath("tidewellctl") + " --set ShowFinder=NO hide-others 2>&1").c_str(), "r");
+    std::string said;
+    char buffer[4096];
+    for (size_t n; tool && (n = std::fread(buffer, 1, sizeof buffer, tool)) > 0;)
+        said.append(buffer, n);
+    const int status = tool ? ::pclose(tool) : -1;
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 5) << status << said;
+    EXPECT_NE(said.find("\"Fixed Pane\""), std::string::npos) << said;
+    EXPECT_FALSE(desktop_->isMinimized(pane) || desktop_->hasHiddenMark(pane));
+    common().showAll();
+    EXPECT_TRUE(x11_->x11Workspace().settle(seconds(30)));
+}
+
+// Real programs: thunar as the default file manager (its toolkit ID names no entry), mousepad
+// with its file chooser open (a GTK dialog without hints of its own), a Tk program with a dialog
+// and a secondary window of other classes, and a Tk program as users run it ("wish sketch.tcl":
+// no -class, no desktop entry, no _NET_WM_PID: its main window's class comes from the script's
+// name, every further toplevel's is the generic "Toplevel"). Each is listed once, under its
+// installed desktop-entry ID or its main window's class, and hidden or excluded as one.
+TEST_F(TWX11DesktopTest, RealProgramsAreOneApplicationEachAndExcludedAsOne) {
+    const std::string notes = desktop_->home() + "/notes.tcl",
+                      sketch = desktop_->home() + "/sketch.tcl";
+    TWWriteFile(sketch, "wm title . Sketch\ntoplevel .tools\nwm title .tools Tools\n"
                         "toplevel .layers\nwm title .layers Layers\n");
-    const pid_t wish = desktop_->spawn({"wish", script});
-    clients_.push_back(wish);
-    std::vector<unsigned long> windows;
-    ASSERT_TRUE(waitFor([&] {
-        windows.clear();
-        for (const auto& w : desktop_->windows())
-            if (w.title == "Sketch" || w.title == "Tools" || w.title == "Layers")
-                windows.push_back(w.id);
-        return windows.size() == 3;
-    }));
-    std::vector<TWRunningApplication> apps;
+    clients_.push_back(desktop_->spawn({"wish", sketch}));
+    const pid_t sketchPid = clients_.back();
+    std::vector<unsigned long> notesWindows, sketchWindows;
+    auto windowsTitled = [&](std::vector<unsigned long>& found, std::set<std::string> titles) {
+        return waitFor([&] {
+            found.clear();
+            for (const auto& w : desktop_->windows())
+                if (titles.count(w.title))
+                    found.push_back(w.id);
+            return found.size() == titles.size();
+        });
+    };
+    ASSERT_TRUE(windowsTitled(sketchWindows, {"Sketch", "Tools", "Layers"}));
+    std::map<pid_t, std::vector<TWRunningApplication>> apps;
     for (const auto& app : x11_->workspace().runningApplications())
-        if (app.processIdentifier == wish)
-            apps.push_back(app);
-    ASSERT_EQ(apps.size(), 1u);
-    EXPECT_EQ(apps[0].bundleIdentifier, "Sketch.tcl");
-    EXPECT_EQ(apps[0].localizedName, "Sketch.tcl");
+        apps[app.processIdentifier].push_back(app);
+    ASSERT_EQ(apps[sketchPid].size(), 1u) << "one application for the sketch's windows";
+    EXPECT_EQ(apps[sketchPid][0].bundleIdentifier, "Sketch.tcl");
+    EXPECT_EQ(apps[sketchPid][0].localizedName, "Sketch.tcl");
     auto& workspace = x11_->x11Workspace();
-    workspace.hide(apps[0]);
+    workspace.hide(apps[sketchPid][0]);
     ASSERT_TRUE(workspace.settle(seconds(15)));
-    for (unsigned long w : windows)
+    for (auto w : sketchWindows)
         EXPECT_TRUE(desktop_->isIconic(w) && desktop_->hasHiddenMark(w)) << w;
-    workspace.unhide(apps[0]);
+    workspace.unhide(apps[sketchPid][0]);
     ASSERT_TRUE(workspace.settle(seconds(15)));
-    for (unsigned long w : windows)
+    for (auto w : sketchWindows)
         EXPECT_FALSE(desktop_->isIconic(w) || desktop_->hasHiddenMark(w)) << w;
+
+    const std::string mimeapps = desktop_->home() + "/.config/mimeapps.list",
+                      pcmanfm = TWReadFile(mimeapps);
+    TWWriteFile(mimeapps, "[Default Applications]\ninode/directory=thunar.desktop\n");
+    const std::shared_ptr<void> restore(nullptr, [&](void*) { TWWriteFile(mimeapps, pcmanfm); });
+    TWWriteFile(notes, "wm title . Notes\ntoplevel .palette -class Palette\n"
+                       "wm title .palette Palette\ntoplevel .ask -class Dialog\n"
+                       "wm title .ask Question\nwm transient .ask .\n");
+    desktop_->writeDesktopEntry("org.example.Notes", "[Desktop Entry]\nType=Application\n"
+                                                     "Name=Notes\nExec=wish " +
+                                                         notes + "\nStartupWMClass=Notes\n");
+    // An entry for the interpreter itself, as some systems install: a guess from the program
+    // name would take the palette for it.
+    desktop_->writeDesktopEntry("wish", "[Desktop Entry]\nType=Application\nName=Wish\n"
+                                        "Exec=wish\n");
+    x11_ = TWX11Desktop::open();
+    auto start = [&](const std::vector<std::string>& argv) {
+        clients_.push_back(desktop_->spawn(argv));
+        EXPECT_TRUE(waitFor([&] { return !windowsOf(clients_.back()).empty(); }, seconds(45)))
+            << argv[0];
+        return clients_.back();
+    };
+    const pid_t thunar = start({"thunar", desktop_->home()}), mousepad = start({"mousepad"});
+    // Tk sets no _NET_WM_PID: its windows are found by title (Tidewell asks the X server).
+    clients_.push_back(desktop_->spawn({"wish", notes, "-name", "notes"}));
+    const pid_t notesPid = clients_.back();
+    ASSERT_TRUE(windowsTitled(notesWindows, {"Notes", "Palette", "Question"}));
+    // The file chooser, opened from the keyboard.
+    const unsigned long editor = windowsOf(mousepad).at(0);
+    run({"wmctrl", "-i", "-a", std::to_string(editor)});
+    waitFor([&] { return desktop_->activeWindow() == editor; });
+    run({"xdotool", "key", "--clearmodifiers", "ctrl+o"});
+    ASSERT_TRUE(waitFor([&] { return windowsOf(mousepad).size() == 2; }, seconds(45)))
+        << run({"wmctrl", "-l", "-p"});
+
+    EXPECT_EQ(x11_->workspace().fileManagerBundleIdentifier(), "thunar");
+    apps.clear();
+    for (const auto& app : x11_->workspace().runningApplications())
+        apps[app.processIdentifier].push_back(app);
+    for (pid_t pid : {thunar, mousepad, notesPid})
+        ASSERT_EQ(apps[pid].size(), 1u) << "one application for every window of " << pid;
+    EXPECT_EQ(apps[thunar][0].bundleIdentifier, "thunar");
+    EXPECT_EQ(apps[mousepad][0].bundleIdentifier, "org.xfce.mousepad");
+    EXPECT_EQ(apps[notesPid][0].bundleIdentifier, "org.example.Notes");
+    EXPECT_EQ(apps[notesPid][0].localizedName, "Notes");
+
+    // The editor and its chooser hidden, the file manager collapsed (no mark),
+    // every window of the excluded program left alone.
+    common("org.example.Notes").showFinderHideOthers();
+    ASSERT_TRUE(x11_->x11Workspace().settle(seconds(30)));
+    for (auto w : windowsOf(mousepad))
+        EXPECT_TRUE(waitFor([&] { return desktop_->isMinimized(w); })) << w;
+    EXPECT_TRUE(desktop_->hasHiddenMark(editor));
+    for (auto w : windowsOf(thunar))
+        EXPECT_TRUE(waitFor([&] { return desktop_->isMinimized(w); }) &&
+                    !desktop_->hasHiddenMark(w))
+            << "collapsed, not hidden";
+    for (auto w : notesWindows)
+        EXPECT_FALSE(desktop_->isMinimized(w)) << "excluded: " << w;
+    common().showAll();
+    ASSERT_TRUE(x11_->x11Workspace().settle(seconds(30)));
+    EXPECT_TRUE(waitFor([&] { return !desktop_->isMinimized(editor); }));
+    for (const auto& w : desktop_->windows())
+        EXPECT_FALSE(desktop_->hasHiddenMark(w.id)) << w.title;
+}
+
+// i3 ignores minimize requests: nothing is hidden, nothing stays marked, and it is said once,
+// by the tool too, with its own status.
+TEST(TWX11NonMinimizingTest, CannotHideAndSaysSo) {
+    TWTestDesktop& desktop = desktopWith("i3");
+    ASSERT_TRUE(desktop.ok()) << desktop.error();
+    auto x11 = TWX11Desktop::open();
+    ASSERT_NE(x11, nullptr);
+    TWUserDefaults standard{std::make_shared<TWSimDefaultsStore>()},
+        settings{std::make_shared<TWSimDefaultsStore>()};
+    TWRegisterDefaults(standard, settings);
+    TWCommon common(*x11, settings);
+    ASSERT_EQ(desktop.windowsOfPid(desktop.spawnTestClient({"--class", "Alpha,Alpha"}, 2)).size(),
+              2u);
+    desktop.spawnTestClient({"--class", "Beta,Beta"});
+    TWLogCapture log;
+    common.showFinderHideOthers();
+    ASSERT_TRUE(x11->x11Workspace().settle(seconds(30)));
+    EXPECT_EQ(x11->x11Workspace().minimizeSupport(), TWX11MinimizeSupport::No);
+    for (const auto& w : desktop.windows())
+        EXPECT_FALSE(desktop.isIconic(w.id) || desktop.hasHiddenMark(w.id)) << w.title;
+    ASSERT_EQ(log.lines.size(), 1u);
+    EXPECT_NE(log.lines[0].find("does not minimize"), std::string::npos) << log.lines[0];
+
+    const int status =
+        std::system((TWTestProgramPath("tidewellctl") + " hide-others 2>/dev/null").c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+    for (const auto& w : desktop.windows())
+        EXPECT_FALSE(desktop.hasHiddenMark(w.id)) << w.title;
 }
 
 // Hostile applications folders: two links back to the folder itself, a FIFO and a link to
@@ -642,6 +998,9 @@ TEST_F(TWX11DesktopTest, EveryOperationAfterTheServerDiedIsANoOpWithOneLine) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, seconds(3));
     ASSERT_EQ(log_.size(), 1u) << ::testing::PrintToString(log_);
     EXPECT_NE(log_[0].find("broken"), std::string::npos) << log_[0];
+    for (pid_t c : std::exchange(clients_, {}))
+        desktop_->terminate(c);
+    sharedDesktop.reset(); // the next test starts another desktop
 }
 
 TEST(TWDesktopEntryIndexTest, ExecLinesAndLocalizedNames) {

@@ -79,6 +79,8 @@ class TWSimDesktop : public TWDesktop,
     void addFileManagerWindows(int count);
     // The file manager's windows, front to back, collapsed ones last.
     std::vector<TWSimWindow> fileManagerWindows() const;
+    // Collapses or expands one of them, as its own scripting does (logged as that is).
+    void setWindowCollapsed(std::uint64_t id, bool collapsed);
 
     void setFileManagerBundleIdentifier(std::string identifier);
     void setNewWindowTarget(std::string location);
@@ -133,7 +135,6 @@ class TWSimDesktop : public TWDesktop,
 
     // The file manager's windows, reached through the scripting adapter.
     std::vector<std::uint64_t> windowIds();
-    void setWindowCollapsed(std::uint64_t id, bool collapsed);
     void closeWindow(std::uint64_t id);
     void insertNewWindow();
     std::string newWindowTarget() const;
