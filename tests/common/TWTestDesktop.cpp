@@ -106,8 +106,10 @@ bool TWTestSession::startBus(const std::string& path, pid_t& pid) {
 void TWTestSession::killStraysBut(const std::vector<pid_t>& keep) {
     if (root_.empty())
         return;
+    // A service's own children (in its process group) are the service's.
     for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + root_ + "/runtime"))
-        if (std::find(keep.begin(), keep.end(), pid) == keep.end())
+        if (std::find(keep.begin(), keep.end(), pid) == keep.end() &&
+            std::find(keep.begin(), keep.end(), getpgid(pid)) == keep.end())
             kill(pid, SIGKILL);
 }
 
@@ -195,12 +197,24 @@ TWTestDesktop::TWTestDesktop(const std::string& windowManager, int outputs)
 TWTestDesktop::~TWTestDesktop() {
     endChildren();
     // Programs the code under test started detached (a file manager, xdg-open) carry our
-    // display in their environment and belong to no group of ours.
-    for (pid_t pid : display_.empty() ? std::vector<pid_t>{} : processesWith("DISPLAY=" + display_))
+    // display in their environment and belong to no group of ours. A server that is gone may
+    // have left its number to another program's.
+    if (server_ <= 0)
+        return;
+    for (pid_t pid : processesWith("DISPLAY=" + display_))
         if (pid != server_)
             kill(pid, SIGKILL);
-    if (server_ > 0)
-        endGroup(server_);
+    endGroup(server_);
+}
+
+std::vector<pid_t> TWTestDesktop::services() const {
+    // With the session bus a window manager autolaunched, and the settings service on it: some
+    // window managers (mutter, xfwm4) end when their bus goes.
+    std::vector<pid_t> kept{server_, windowManager_};
+    for (const char* program : {"dbus-launch", "dbus-daemon", "dconf-service"})
+        for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + root_ + "/runtime", program))
+            kept.push_back(pid);
+    return kept;
 }
 
 bool TWTestDesktop::startServer() {
@@ -209,9 +223,10 @@ bool TWTestDesktop::startServer() {
         error_ = "pipe failed";
         return false;
     }
-    server_ = startProcess({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
-                            std::to_string(kOutputWidth * outputs_) + "x1024x24", "-nolisten",
-                            "tcp", "-noreset"},
+    // Without the display of a server before it, whose number it may take.
+    server_ = startProcess({"env", "-u", "DISPLAY", "Xvfb", "-displayfd", std::to_string(fds[1]),
+                            "-screen", "0", std::to_string(kOutputWidth * outputs_) + "x1024x24",
+                            "-nolisten", "tcp", "-noreset"},
                            "/");
     close(fds[1]);
     // The display number and a line break once the server accepts clients; the end of the pipe

@@ -107,7 +107,7 @@ class TWTestDesktop : public TWTestSession {
     bool moveToOutput(unsigned long window, int output) const;
 
   private:
-    std::vector<pid_t> services() const override { return {server_, windowManager_}; }
+    std::vector<pid_t> services() const override;
     bool startServer();
     bool startWindowManager();
     std::string display_, windowManagerName_;

@@ -76,6 +76,9 @@ class TWGnomeDriver : public TWDesktopDriver {
         }));
     }
     std::string lacks(TWDriverFeature feature) const override {
+        if (feature == TWDriverFeature::CollapsingWins)
+            return "file-manager windows hidden, then collapsed, keep their marks: show-all "
+                   "restores them";
         const bool can = feature == TWDriverFeature::ServiceGone ||
                          feature == TWDriverFeature::LateMinimize ||
                          (feature == TWDriverFeature::Outputs && session_->outputs() > 1);

@@ -112,13 +112,16 @@ TEST_P(TWScenarioTest, EveryFileManagerOptionInOneProcessAndInTwo) {
         {true, true, true, 0, true},    // collapsed: minimized without a mark
         {false, true, true, -1, true},  // hidden, then collapsed: collapsing wins
     };
+    const std::string restored = driver().lacks(TWDriverFeature::CollapsingWins);
     for (int processes = 1; processes <= 2; ++processes) {
         if (processes == 2) {
             if (!second.empty())
-                GTEST_SKIP() << second;
+                GTEST_SKIP() << second << (restored.empty() ? "" : "; ") << restored;
             fmWindows.push_back(client(driver().secondFileManager()));
         }
         for (const auto& s : settings) {
+            if (s.marked < 0 && !restored.empty())
+                continue;
             SCOPED_TRACE(::testing::Message() << processes << " process(es), ShowFinder "
                                               << s.showFinder << ", Minimize " << s.minimize);
             shared_.setBool(s.showFinder, TWShowFinderKey);
@@ -145,6 +148,8 @@ TEST_P(TWScenarioTest, EveryFileManagerOptionInOneProcessAndInTwo) {
                     userMinimizes(w, false);
         }
     }
+    if (!restored.empty())
+        GTEST_SKIP() << restored;
 }
 
 TEST_P(TWScenarioTest, ClosingTheFileManagerInsteadBringsOneNewWindowInFront) {
@@ -216,7 +221,7 @@ TEST_P(TWScenarioTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientKill
     workspace.flush();
     driver().settle();
     EXPECT_TRUE(becomes(terminalWindow, true));
-    EXPECT_EQ(driver().isMinimized(flowerWindow), std::nullopt);
+    EXPECT_TRUE(waitFor([&] { return !driver().isMinimized(flowerWindow); }));
     showAll();
     EXPECT_TRUE(becomes(terminalWindow, false));
     workspace.runningApplications();
@@ -317,11 +322,12 @@ TEST_P(TWScenarioTest, AWindowOpenedAndAnApplicationQuitWhileHiddenLoseNothing) 
     ASSERT_TRUE(becomes(window, true));
     ASSERT_TRUE(becomes(gone, true));
     crash(quitting);
+    // Looked at before any client starts: X11 gives a new client's window a gone one's ID.
+    EXPECT_TRUE(waitFor([&] { return !driver().isMinimized(gone); }));
     const std::string late = client(driver().terminal());
     showAll();
     EXPECT_TRUE(becomes(window, false));
     EXPECT_EQ(driver().isMinimized(late), false);
-    EXPECT_EQ(driver().isMinimized(gone), std::nullopt);
     driver().desktop().workspace().runningApplications();
     EXPECT_TRUE(marks().empty());
     hideOthers();
@@ -359,15 +365,16 @@ TEST_P(TWScenarioTest, TwoWorkspacesEachWindowBackOnItsOwnTheUserStays) {
     ASSERT_EQ(driver().workspaceOf(here), 0);
     for (int from : {0, 1}) {
         SCOPED_TRACE(::testing::Message() << "from workspace " << from);
-        // The user works with the window of their workspace: show-all gives the focus back to
-        // it.
+        // Each action a run of the tool: the application given the focus back is the one in
+        // front at the hide, the user's window on their workspace.
         driver().switchToWorkspace(from);
         driver().activateByHand(from == 0 ? here : there);
-        const auto front = (from == 0 ? driver().flower() : driver().terminal()).identifier;
-        ASSERT_TRUE(dispatchUntil([&] { return common().currentActiveBundleID() == front; }));
+        ASSERT_TRUE(isActive(from == 0 ? here : there));
+        newProcess();
         hideOthers();
         for (const auto& w : {here, there})
             EXPECT_TRUE(becomes(w, true) && marks().count(w)) << w;
+        newProcess();
         showAll();
         for (const auto& w : {here, there})
             EXPECT_TRUE(becomes(w, false)) << w;

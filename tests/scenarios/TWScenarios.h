@@ -14,12 +14,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <poll.h>
 #include <set>
+#include <thread>
 
 inline constexpr const char* kFlowerName = "Test Flower";
 
@@ -41,7 +43,8 @@ enum class TWDriverFeature {
     RefusedPerWindow, // ... one window's only, a given number of times
     ServiceGone,      // the window manager or Tidewell's extension gone and back
     TwoFileManagerProcesses,
-    LateMinimize, // another process's minimize landing after a show-all keeps its mark
+    LateMinimize,   // another process's minimize landing after a show-all keeps its mark
+    CollapsingWins, // file-manager windows hidden, then collapsed, stay minimized at show-all
 };
 
 // One desktop with a Tidewell backend connected to it. Windows are named as Tidewell's marks
@@ -84,6 +87,8 @@ class TWDesktopDriver {
     virtual void refuseRestores(const std::string& window, int times) = 0;
     // What Tidewell left wrong or pending in the desktop; empty when nothing.
     virtual std::string leftovers() { return {}; }
+    // Opens the backend anew, as another Tidewell process would.
+    virtual void reopen() {}
     // Follows the desktop's answers to Tidewell's requests as the application's event loop
     // would, until each is answered or given up.
     virtual void settle() {}
@@ -131,6 +136,26 @@ template <class Record> std::set<std::string> TWMarksOf(const Record& record) {
     if (marks.empty() && std::filesystem::exists(record.path()))
         marks.insert(record.path());
     return marks;
+}
+
+// Calls `step` with 0, 1, 2... every 20 ms on a thread of its own until the object goes.
+inline std::shared_ptr<void> TWEvery20ms(std::function<void(std::size_t)> step) {
+    struct Loop {
+        std::atomic<bool> stop = false;
+        std::thread thread;
+        ~Loop() {
+            stop = true;
+            thread.join();
+        }
+    };
+    auto loop = std::make_shared<Loop>();
+    loop->thread = std::thread([step = std::move(step), stop = &loop->stop] {
+        for (std::size_t n = 0; !*stop; ++n) {
+            step(n);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    });
+    return loop;
 }
 
 using TWDesktopDriverFactory = std::unique_ptr<TWDesktopDriver> (*)();
@@ -195,6 +220,12 @@ class TWDesktopTest : public ::testing::Test {
             driver_->desktop().dispatchPendingEvents();
             return condition();
         });
+    }
+    // Tidewell's actions from here on as a process of their own runs them (the command-line
+    // tool's): a backend opened anew, no front switch followed.
+    void newProcess() {
+        common_.reset();
+        driver_->reopen();
     }
     // The actions as a user starts them, followed until the desktop has answered.
     void hideOthers() {

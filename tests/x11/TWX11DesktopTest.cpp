@@ -23,7 +23,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -33,7 +32,6 @@
 #include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
 #include <tuple>
 #include <unistd.h>
 
@@ -58,7 +56,9 @@ TWTestDesktop& desktopWith(const std::string& windowManager) {
         sharedDesktop->writeDesktopEntry(
             "org.example.Flower", std::string("[Desktop Entry]\nType=Application\nName=") +
                                       kFlowerName + "\nExec=flower\nStartupWMClass=Flower\n");
-        run({"wmctrl", "-n", "2"});
+        if (const std::string out = run({"wmctrl", "-d"});
+            std::count(out.begin(), out.end(), '\n') < 2)
+            run({"wmctrl", "-n", "2"});
     }
     return *sharedDesktop;
 }
@@ -101,6 +101,7 @@ class TWX11Driver : public TWDesktopDriver {
     TWX11Desktop& x11() { return *x11_; }
     void sync() override { x11_->sync(); }
     void settle() override { x11_->x11Workspace().settle(seconds(30)); }
+    void reopen() override { x11_ = TWX11Desktop::open(); }
     void killStrays() override { desktop_.killStrays(); }
     pid_t start(const std::vector<std::string>& argv) override { return desktop_.spawn(argv); }
     void end(pid_t pid, int signal) override { desktop_.terminate(pid, signal); }
@@ -135,12 +136,12 @@ class TWX11Driver : public TWDesktopDriver {
             seen_.insert(std::to_string(w));
         return windows.empty() ? std::string() : std::to_string(windows.front());
     }
-    // None when xprop finds no such window.
+    // None when xwininfo finds no such window.
     std::optional<bool> isMinimized(const std::string& window) override {
+        if (run({"xwininfo", "-id", window}).find("Window id") == std::string::npos)
+            return std::nullopt;
         const std::string out =
             propertyOf(window, "WM_STATE") + propertyOf(window, "_NET_WM_STATE");
-        if (out.empty())
-            return std::nullopt;
         return out.find(hiddenState_ ? "_NET_WM_STATE_HIDDEN" : "Iconic") != std::string::npos;
     }
     std::string activeWindow() override {
@@ -153,22 +154,9 @@ class TWX11Driver : public TWDesktopDriver {
     }
     void activateByHand(const std::string& window) override { run({"wmctrl", "-i", "-a", window}); }
     std::shared_ptr<void> churnFocus(const std::vector<std::string>& windows) override {
-        struct Churn {
-            std::atomic<bool> stop = false;
-            std::thread thread;
-            ~Churn() {
-                stop = true;
-                thread.join();
-            }
-        };
-        auto churn = std::make_shared<Churn>();
-        churn->thread = std::thread([windows, stop = &churn->stop] {
-            for (std::size_t n = 0; !*stop; ++n) {
-                run({"wmctrl", "-i", "-a", windows[n % windows.size()]});
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            }
+        return TWEvery20ms([windows](std::size_t n) {
+            run({"wmctrl", "-i", "-a", windows[n % windows.size()]});
         });
-        return churn;
     }
     // The window manager stopped: every restore is left unanswered until it continues.
     void refuseRestores(const std::string&, int times) override {
@@ -225,7 +213,8 @@ class TWX11Driver : public TWDesktopDriver {
     }
     void switchToWorkspace(int n) override {
         run({"wmctrl", "-s", std::to_string(n)});
-        ASSERT_TRUE(waitFor([&] { return currentWorkspace() == n; }));
+        ASSERT_TRUE(waitFor([&] { return currentWorkspace() == n; }))
+            << run({"xprop", "-root", "_NET_CURRENT_DESKTOP"}) << run({"wmctrl", "-d"});
     }
 
     int outputCount() override { return desktop_.outputs(); }
@@ -744,16 +733,16 @@ TEST_F(TWX11DesktopTest, TheToolUsesTheSettingsFilesNeverWritesThemAndExitsAsDoc
     std::remove(TWStorePaths::sharedStorePath().c_str());
 }
 
-// On kwin_x11 (run with its scenarios): a window the window manager lets no one minimize (Motif
-// hints without the minimize function, so _NET_WM_ALLOWED_ACTIONS lacks it; openbox ignores
-// them) is skipped at once and named, by the tool too, whose status tells a script that
-// something stayed shown.
-class TWX11KWinTest : public TWX11DesktopTest {
+// On mutter (run with its scenarios): a window the window manager lets no one minimize (Motif
+// hints without the minimize function, so _NET_WM_ALLOWED_ACTIONS lacks it; openbox and
+// kwin_x11 ignore them) is skipped at once and named, by the tool too, whose status tells a script
+// that something stayed shown.
+class TWX11MutterTest : public TWX11DesktopTest {
   protected:
-    TWX11KWinTest() : TWX11DesktopTest(kKWinX11) {}
+    TWX11MutterTest() : TWX11DesktopTest(kMutter) {}
 };
 
-TEST_F(TWX11KWinTest, AWindowNoOneMayMinimizeIsSkippedAtOnceAndNamed) {
+TEST_F(TWX11MutterTest, AWindowNoOneMayMinimizeIsSkippedAtOnceAndNamed) {
     const unsigned long other = windowsOf(client({"--class", "other,Other"})).at(0);
     const unsigned long pane =
         windowsOf(client({"--class", "Fixed,Fixed", "--title", "Fixed Pane", "--no-minimize"}))
