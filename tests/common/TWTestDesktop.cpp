@@ -183,8 +183,9 @@ std::vector<pid_t> TWTestSession::processesWith(const std::string& variable,
     return found;
 }
 
-TWTestDesktop::TWTestDesktop(const std::string& windowManager)
-    : TWTestSession("tidewell-x11-test", "pcmanfm"), windowManagerName_(windowManager) {
+TWTestDesktop::TWTestDesktop(const std::string& windowManager, int outputs)
+    : TWTestSession("tidewell-x11-test", "pcmanfm"), windowManagerName_(windowManager),
+      outputs_(outputs) {
     setenv("XDG_CURRENT_DESKTOP", "X-Generic", 1);
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
     // The session's desktop is this display, even when the tests run inside a Wayland session.
@@ -224,7 +225,8 @@ bool TWTestDesktop::startServer() {
     }
     // Without the display of a server before it, whose number it may take.
     server_ = startProcess({"env", "-u", "DISPLAY", "Xvfb", "-displayfd", std::to_string(fds[1]),
-                            "-screen", "0", "1280x1024x24", "-nolisten", "tcp", "-noreset"},
+                            "-screen", "0", std::to_string(kOutputWidth * outputs_) + "x1024x24",
+                            "-nolisten", "tcp", "-noreset"},
                            "/");
     close(fds[1]);
     // The display number and a line break once the server accepts clients; the end of the pipe
@@ -239,6 +241,19 @@ bool TWTestDesktop::startServer() {
     }
     display_ = ":" + number;
     setenv("DISPLAY", display_.c_str(), 1);
+    // RandR monitors on the one screen, as two monitors on one graphics card are; the window
+    // manager reads them (through Xinerama too) when it starts.
+    for (int i = 0; outputs_ > 1 && i < outputs_; ++i)
+        run({"xrandr", "--setmonitor", "tidewell-" + std::to_string(i),
+             std::to_string(kOutputWidth) + "/338x1024/270+" + std::to_string(kOutputWidth * i) +
+                 "+0",
+             i == 0 ? "screen" : "none"});
+    if (outputs_ > 1 &&
+        run({"xrandr", "--listmonitors"}).find("Monitors: " + std::to_string(outputs_)) ==
+            std::string::npos) {
+        error_ = "Xvfb did not take " + std::to_string(outputs_) + " monitors";
+        return false;
+    }
     return true;
 }
 
@@ -395,6 +410,22 @@ bool TWTestDesktop::isMinimized(unsigned long window) const {
 bool TWTestDesktop::hasHiddenMark(unsigned long window) const {
     return run({"xprop", "-id", std::to_string(window), "_TIDEWELL_HIDDEN"}).find(" = ") !=
            std::string::npos;
+}
+
+int TWTestDesktop::outputOf(unsigned long window) const {
+    std::istringstream lines(run({"xwininfo", "-id", std::to_string(window)}));
+    int x = 0, width = -1;
+    for (std::string line; std::getline(lines, line);) {
+        std::sscanf(line.c_str(), "  Absolute upper-left X: %d", &x);
+        std::sscanf(line.c_str(), "  Width: %d", &width);
+    }
+    return width < 0 ? -1 : (x + width / 2) / kOutputWidth;
+}
+
+bool TWTestDesktop::moveToOutput(unsigned long window, int output) const {
+    run({"wmctrl", "-i", "-r", std::to_string(window), "-e",
+         "0," + std::to_string(kOutputWidth * output + 100) + ",100,-1,-1"});
+    return waitFor([&] { return outputOf(window) == output; });
 }
 
 unsigned long TWTestDesktop::activeWindow() const {

@@ -51,6 +51,8 @@ class TWTestSession {
     // The processes but ours whose environment holds `variable` (and that run `program`).
     static std::vector<pid_t> processesWith(const std::string& variable,
                                             const std::string& program = {});
+    // Every test desktop's outputs are this wide and side by side.
+    static constexpr int kOutputWidth = 1280;
 
   protected:
     TWTestSession(const std::string& prefix, const std::string& fileManager);
@@ -73,8 +75,8 @@ class TWTestDesktop : public TWTestSession {
   public:
     // Starts the server and the window manager (openbox, xfwm4, kwin_x11, mutter, muffin,
     // metacity, marco, icewm, fluxbox or i3) and points DISPLAY, HOME and the XDG variables at
-    // them.
-    explicit TWTestDesktop(const std::string& windowManager = "openbox");
+    // them. The screen is split into `outputs` monitors side by side, each kOutputWidth wide.
+    explicit TWTestDesktop(const std::string& windowManager = "openbox", int outputs = 1);
     ~TWTestDesktop();
 
     const std::string& display() const { return display_; }
@@ -98,6 +100,11 @@ class TWTestDesktop : public TWTestSession {
     bool isMinimized(unsigned long window) const; // Iconic or _NET_WM_STATE_HIDDEN
     bool hasHiddenMark(unsigned long window) const;
     unsigned long activeWindow() const;
+    int outputs() const { return outputs_; }
+    // The monitor holding the window's centre, numbered from the left; -1 when it is gone.
+    int outputOf(unsigned long window) const;
+    // Moves the window as the user would drag it; true once it is there.
+    bool moveToOutput(unsigned long window, int output) const;
 
   private:
     std::vector<pid_t> services() const override;
@@ -107,6 +114,7 @@ class TWTestDesktop : public TWTestSession {
     std::vector<TWObservedWindow> managed_; // when the window manager was killed
     pid_t server_ = -1;
     pid_t windowManager_ = -1;
+    int outputs_ = 1;
 };
 
 // The session's polling and observer commands by their short names, for the test programs.

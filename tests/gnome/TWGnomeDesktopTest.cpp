@@ -21,7 +21,7 @@ namespace {
 // One shell for the whole program.
 TWGnomeTestDesktop* session_ = nullptr;
 class Session : public ::testing::Environment {
-    void SetUp() override { session_ = new TWGnomeTestDesktop(); }
+    void SetUp() override { session_ = new TWGnomeTestDesktop(2); }
     void TearDown() override { delete std::exchange(session_, nullptr); }
 };
 const auto* const kSession = ::testing::AddGlobalTestEnvironment(new Session);
@@ -79,9 +79,10 @@ class TWGnomeDriver : public TWDesktopDriver {
         if (feature == TWDriverFeature::CollapsingWins)
             return "file-manager windows hidden, then collapsed, keep their marks: show-all "
                    "restores them";
-        return feature == TWDriverFeature::ServiceGone || feature == TWDriverFeature::LateMinimize
-                   ? std::string()
-                   : TWDesktopDriver::lacks(feature);
+        const bool can = feature == TWDriverFeature::ServiceGone ||
+                         feature == TWDriverFeature::LateMinimize ||
+                         (feature == TWDriverFeature::Outputs && session_->outputs() > 1);
+        return can ? std::string() : TWDesktopDriver::lacks(feature);
     }
     void markAsAnotherProcess(const std::string& window) override {
         ASSERT_TRUE(gnome_->gnomeWorkspace().record().update([&](TWHiddenMarks& marks) {
@@ -122,6 +123,12 @@ class TWGnomeDriver : public TWDesktopDriver {
         return std::shared_ptr<void>(nullptr, [](void*) {
             session_->eval("imports.gi.GLib.source_remove(globalThis.twChurn)");
         });
+    }
+    int outputCount() override { return session_->outputs(); }
+    int outputOf(const std::string& window) override { return session_->outputOf(idOf(window)); }
+    void moveToOutput(const std::string& window, int output) override {
+        EXPECT_TRUE(session_->moveToOutput(idOf(window), output))
+            << window << " did not reach " << output;
     }
     // The shell's unminimize throwing for the window.
     void refuseRestores(const std::string& window, int times) override {

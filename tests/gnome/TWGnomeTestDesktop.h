@@ -28,8 +28,9 @@ class TWGnomeTestDesktop : public TWTestSession {
     static constexpr const char* kExtension = TIDEWELL_GNOME_UUID;
 
     // Starts the buses and the shell (again when it hangs at start) and points WAYLAND_DISPLAY,
-    // DBUS_SESSION_BUS_ADDRESS, HOME and the XDG variables at them.
-    TWGnomeTestDesktop();
+    // DBUS_SESSION_BUS_ADDRESS, HOME and the XDG variables at them. The shell shows `outputs`
+    // virtual monitors side by side.
+    explicit TWGnomeTestDesktop(int outputs = 1);
     ~TWGnomeTestDesktop();
 
     const std::string& socket() const { return socket_; }
@@ -54,6 +55,11 @@ class TWGnomeTestDesktop : public TWTestSession {
     // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
     // reports it so.
     bool setExtensionEnabled(bool enabled) const;
+    int outputs() const { return outputs_; }
+    // The monitor the shell puts the window on (numbered from the left); -1 when it does not
+    // know the window. Moving it there as the user's shortcut would; true once it is there.
+    int outputOf(std::uint64_t id) const;
+    bool moveToOutput(std::uint64_t id, int output) const;
 
   private:
     std::vector<pid_t> services() const override { return {shell_, bus_, systemBus_}; }
@@ -61,5 +67,6 @@ class TWGnomeTestDesktop : public TWTestSession {
     std::string extensionDirectory() const;
     std::string runtime_, socket_, busAddress_;
     pid_t systemBus_ = -1, bus_ = -1, shell_ = -1;
+    int outputs_ = 1;
     sd_bus* connection_ = nullptr;
 };

@@ -24,7 +24,7 @@ const std::string kTool = TWTestProgramPath("tidewellctl");
 // One KWin for the whole program.
 TWKWinTestDesktop* session_ = nullptr;
 class Session : public ::testing::Environment {
-    void SetUp() override { session_ = new TWKWinTestDesktop({kTool}); }
+    void SetUp() override { session_ = new TWKWinTestDesktop({kTool}, 2); }
     void TearDown() override { delete std::exchange(session_, nullptr); }
 };
 const auto* const kSession = ::testing::AddGlobalTestEnvironment(new Session);
@@ -68,8 +68,9 @@ class TWKWinDriver : public TWDesktopDriver {
                    "restores them";
         if (feature == TWDriverFeature::ServiceGone)
             return "KWin is the Wayland session: its clients end with it";
-        return feature == TWDriverFeature::LateMinimize ? std::string()
-                                                        : TWDesktopDriver::lacks(feature);
+        const bool can = feature == TWDriverFeature::LateMinimize ||
+                         (feature == TWDriverFeature::Outputs && session_->outputs() > 1);
+        return can ? std::string() : TWDesktopDriver::lacks(feature);
     }
     void markAsAnotherProcess(const std::string& window) override {
         ASSERT_TRUE(kwin_->kwinWorkspace().record().update([&](TWHiddenMarks& marks) {
@@ -109,6 +110,12 @@ class TWKWinDriver : public TWDesktopDriver {
                     other->flush();
                 }
             });
+    }
+    int outputCount() override { return session_->outputs(); }
+    int outputOf(const std::string& window) override { return session_->outputOf(window); }
+    void moveToOutput(const std::string& window, int output) override {
+        EXPECT_TRUE(session_->moveToOutput(window, output))
+            << window << " did not reach " << output;
     }
     // A script of KWin's own minimizing the window again each time it is restored, standing
     // for whatever refuses. Each load flips the window's keep-above state, which KWin reports

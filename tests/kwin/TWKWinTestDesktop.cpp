@@ -10,6 +10,7 @@
 #include <wayland-client.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
@@ -43,9 +44,9 @@ std::string dbus(const std::vector<std::string>& call) {
 
 } // namespace
 
-TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted)
+TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted, int outputs)
     : TWTestSession("tidewell-kwin-test", "thunar"), runtime_(root_ + "/runtime"),
-      socket_("tidewell-kwin-" + std::to_string(getpid())) {
+      socket_("tidewell-kwin-" + std::to_string(getpid())), outputs_(outputs) {
     useWayland("KDE", socket_);
     if (ok())
         error_ = start(permitted);
@@ -68,7 +69,8 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
                               "org_kde_plasma_window_management,org_kde_kwin_fake_input\n");
     // Not nested in the session's compositor. KWin hosts KDE's global-shortcut service.
     kwin_ = startProcess({"env", "-u", "WAYLAND_DISPLAY", kwinExecutable(root_ + "/bin"),
-                          "--virtual", "--width", "1280", "--height", "800", "--socket", socket_,
+                          "--virtual", "--width", std::to_string(kOutputWidth), "--height", "800",
+                          "--output-count", std::to_string(outputs_), "--socket", socket_,
                           "--no-lockscreen", "--no-kactivities"},
                          home_, root_ + "/kwin.log");
     // Up once it answers on D-Bus with its workspace; or ended.
@@ -97,6 +99,25 @@ std::optional<bool> TWKWinTestDesktop::flag(const std::string& uuid,
     if (value == std::string::npos)
         return std::nullopt;
     return reply.compare(value + 8, 4, "true") == 0;
+}
+
+int TWKWinTestDesktop::outputOf(const std::string& uuid) const {
+    const std::string reply = dbus({"org.kde.KWin.getWindowInfo", "string:" + uuid});
+    auto number = [&](const std::string& key) {
+        const auto at = reply.find("\"" + key + "\"");
+        const auto value = at == std::string::npos ? at : reply.find("double ", at);
+        return value == std::string::npos ? -1.0 : std::atof(reply.c_str() + value + 7);
+    };
+    const double x = number("x"), width = number("width");
+    return width < 0 ? -1 : static_cast<int>(x + width / 2) / kOutputWidth;
+}
+
+bool TWKWinTestDesktop::moveToOutput(const std::string& uuid, int output) const {
+    runScript("tidewell-move", "for (const c of workspace.clientList()) if (String(c.internalId) "
+                               "=== '" +
+                                   uuid + "') workspace.sendClientToScreen(c, " +
+                                   std::to_string(output) + ");");
+    return waitFor([&] { return outputOf(uuid) == output; });
 }
 
 bool TWKWinTestDesktop::pressKeys(const std::vector<std::uint32_t>& keys) const {

@@ -17,8 +17,8 @@ class TWKWinTestDesktop : public TWTestSession {
   public:
     // Starts the bus and KWin and points WAYLAND_DISPLAY, DBUS_SESSION_BUS_ADDRESS, HOME and
     // the XDG variables at them. `permitted` (absolute paths) and this test program get a
-    // desktop entry asking for the window management.
-    explicit TWKWinTestDesktop(const std::vector<std::string>& permitted = {});
+    // desktop entry asking for the window management. KWin shows `outputs` outputs side by side.
+    explicit TWKWinTestDesktop(const std::vector<std::string>& permitted = {}, int outputs = 1);
     ~TWKWinTestDesktop();
 
     const std::string& socket() const { return socket_; }
@@ -26,6 +26,12 @@ class TWKWinTestDesktop : public TWTestSession {
     // A flag of KWin's own description of the window (org.kde.KWin getWindowInfo): minimized,
     // keepAbove...; none when KWin does not know the window.
     std::optional<bool> flag(const std::string& uuid, const std::string& name = "minimized") const;
+    int outputs() const { return outputs_; }
+    // The output holding the window's centre as KWin places it, numbered from the left; -1
+    // when KWin does not know the window.
+    int outputOf(const std::string& uuid) const;
+    // Sends the window to the output as the user's shortcut would; true once it is there.
+    bool moveToOutput(const std::string& uuid, int output) const;
     // The active window as KWin's scripting reports it (a script of the session's prints each
     // activation to KWin's log); empty when none is.
     std::string activeWindow() const;
@@ -43,4 +49,5 @@ class TWKWinTestDesktop : public TWTestSession {
     mutable bool observing_ = false;
     pid_t bus_ = -1;
     pid_t kwin_ = -1;
+    int outputs_ = 1;
 };

@@ -395,3 +395,32 @@ TEST_P(TWScenarioTest, TwoWorkspacesEachWindowBackOnItsOwnTheUserStays) {
         EXPECT_EQ(driver().currentWorkspace(), from) << "the user was moved";
     }
 }
+
+TEST_P(TWScenarioTest, TwoMonitorsEachWindowHiddenAndBackOnItsOwnOutputFocusGivenBack) {
+    if (const std::string why = driver().lacks(TWDriverFeature::Outputs); !why.empty())
+        GTEST_SKIP() << why;
+    const std::string left = client(driver().flower()), right = client(driver().flower()),
+                      terminal = client(driver().terminal());
+    const std::map<std::string, int> outputs = {{left, 0}, {right, 1}, {terminal, 1}};
+    for (const auto& [window, output] : outputs)
+        driver().moveToOutput(window, output);
+    // The application in front is the one on the second output.
+    common();
+    for (const auto& [window, program] :
+         {std::pair{left, driver().flower()}, {terminal, driver().terminal()}}) {
+        driver().activateByHand(window);
+        ASSERT_TRUE(dispatchUntil([&, id = program.identifier] {
+            return common().currentActiveBundleID() == id;
+        })) << program.identifier;
+    }
+    hideOthers();
+    for (const auto& [window, output] : outputs)
+        EXPECT_TRUE(becomes(window, true)) << output;
+    showAll();
+    for (const auto& [window, output] : outputs) {
+        EXPECT_TRUE(becomes(window, false)) << output;
+        EXPECT_EQ(driver().outputOf(window), output);
+    }
+    EXPECT_TRUE(isActive(terminal));
+    EXPECT_TRUE(marks().empty());
+}

@@ -39,6 +39,10 @@ namespace {
 
 using std::chrono::seconds;
 
+// The window managers that read the RandR monitors of Xvfb's one screen (through Xinerama);
+// their desktop has two. The others read its one output.
+const std::set<std::string> kReadingMonitors = {"openbox", "xfwm4", "icewm", "fluxbox"};
+
 // One X11 desktop at a time, for the window manager asked last; the scenarios on one window
 // manager share it.
 std::unique_ptr<TWTestDesktop> sharedDesktop;
@@ -46,7 +50,8 @@ std::string sharedWindowManager;
 TWTestDesktop& desktopWith(const std::string& windowManager) {
     if (!sharedDesktop || sharedWindowManager != windowManager) {
         sharedDesktop.reset();
-        sharedDesktop = std::make_unique<TWTestDesktop>(windowManager);
+        sharedDesktop = std::make_unique<TWTestDesktop>(
+            windowManager, kReadingMonitors.count(windowManager) ? 2 : 1);
         sharedWindowManager = windowManager;
         sharedDesktop->writeDesktopEntry(
             "org.example.Flower", std::string("[Desktop Entry]\nType=Application\nName=") +
@@ -180,7 +185,9 @@ class TWX11Driver : public TWDesktopDriver {
         case TWDriverFeature::RefusedPerWindow:
             return "a stopped window manager refuses every window's restore";
         case TWDriverFeature::Outputs:
-            return "one Xvfb screen";
+            return desktop_.outputs() > 1 ? std::string()
+                                          : windowManager_ + " sees Xvfb's one output, not the "
+                                                             "monitors it is split into";
         case TWDriverFeature::ServiceGone:
         case TWDriverFeature::TwoFileManagerProcesses:
             return {};
@@ -207,6 +214,14 @@ class TWX11Driver : public TWDesktopDriver {
         run({"wmctrl", "-s", std::to_string(n)});
         ASSERT_TRUE(waitFor([&] { return currentWorkspace() == n; }))
             << run({"xprop", "-root", "_NET_CURRENT_DESKTOP"}) << run({"wmctrl", "-d"});
+    }
+
+    int outputCount() override { return desktop_.outputs(); }
+    int outputOf(const std::string& window) override {
+        return desktop_.outputOf(std::stoul(window));
+    }
+    void moveToOutput(const std::string& window, int output) override {
+        EXPECT_TRUE(desktop_.moveToOutput(std::stoul(window), output)) << run({"wmctrl", "-lG"});
     }
 
   private:
