@@ -438,6 +438,9 @@ class TidewellWindowService {
                 done += this._setMinimized(id, minimized) ? '1' : '0';
         }
         this._dropUnusedSkips();
+        // Told now rather than at the next idle: the subscribers hear of the windows this request
+        // changed before its answer.
+        this._flush();
         return new GLib.Variant('(s)', [done]);
     }
 
