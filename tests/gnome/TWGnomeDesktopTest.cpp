@@ -30,6 +30,12 @@ std::uint64_t idOf(const std::string& window) {
     return window.empty() ? 0 : std::stoull(window);
 }
 
+// A number the shell's JavaScript gives (-1: none).
+int number(const std::string& expression) {
+    const auto answer = session_->eval(expression);
+    return answer ? std::atoi(answer->c_str()) : -1;
+}
+
 class TWGnomeDriver : public TWDesktopDriver {
   public:
     TWGnomeDriver() {
@@ -80,6 +86,7 @@ class TWGnomeDriver : public TWDesktopDriver {
             return "file-manager windows hidden, then collapsed, keep their marks: show-all "
                    "restores them";
         const bool can = feature == TWDriverFeature::ServiceGone ||
+                         feature == TWDriverFeature::Workspaces ||
                          feature == TWDriverFeature::LateMinimize ||
                          (feature == TWDriverFeature::Outputs && session_->outputs() > 1);
         return can ? std::string() : TWDesktopDriver::lacks(feature);
@@ -123,6 +130,26 @@ class TWGnomeDriver : public TWDesktopDriver {
         return std::shared_ptr<void>(nullptr, [](void*) {
             session_->eval("imports.gi.GLib.source_remove(globalThis.twChurn)");
         });
+    }
+    // The shell's own workspaces (dynamic: there is always an empty one after the last used).
+    int workspaceCount() override { return number("global.workspace_manager.get_n_workspaces()"); }
+    int currentWorkspace() override {
+        return number("global.workspace_manager.get_active_workspace_index()");
+    }
+    int workspaceOf(const std::string& window) override {
+        return number("global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() "
+                      "== " +
+                      window + ")?.get_workspace()?.index() ?? -1");
+    }
+    void moveToWorkspace(const std::string& window, int workspace) override {
+        session_->userDoes(idOf(window),
+                           ".change_workspace_by_index(" + std::to_string(workspace) + ", false)");
+        EXPECT_TRUE(waitFor([&] { return workspaceOf(window) == workspace; }));
+    }
+    void switchToWorkspace(int workspace) override {
+        session_->eval("global.workspace_manager.get_workspace_by_index(" +
+                       std::to_string(workspace) + ").activate(global.get_current_time())");
+        EXPECT_TRUE(waitFor([&] { return currentWorkspace() == workspace; }));
     }
     int outputCount() override { return session_->outputs(); }
     int outputOf(const std::string& window) override { return session_->outputOf(idOf(window)); }
