@@ -28,13 +28,13 @@
 // 2.3, 2.2 ms (then with the changes told in the answer's own call: 3.9, 4.4, 5.0 against 2.5,
 // 2.0, 2.1); ten windows 1.37 to 1.66 times one Eval. In the shell, fifty minimizes cost 0.4 to
 // 0.5 ms bare, 0.5 to 0.6 ms with the effect skipped, 0.8 to 1.1 ms through the extension's
-// handler (with the signal telling of them). Memory per round of 1,000: +9.2, +3.1, +2.5; +1.9, +0.4, +3.1, +2.3, +1.7;
-// +17.9, +0.9, +0.0 MB: a step of 2 to 18 MB in one of the first rounds (the JavaScript heap
-// growing to its size), then what the shell alone shows restoring and minimizing the same
-// windows in turns (+1.2, +2.0 MB). On the quiet machine, where a round takes 12 to 18 s rather
-// than 50, the step is larger: +24.2, +1.8, +1.4; +23.8, +1.2; +19.2, +8.0 MB (the same with the
-// signals sent at the next idle: +19.9, +10.3; +19.7, -2.3 MB): the faster the calls come, the
-// more the shell holds between two collections.
+// handler (with the signal telling of them). Memory per round of 1,000: +9.2, +3.1, +2.5; +1.9,
+// +0.4, +3.1, +2.3, +1.7; +17.9, +0.9, +0.0 MB: a step of 2 to 18 MB in one of the first rounds
+// (the JavaScript heap growing to its size), then what the shell alone shows restoring and
+// minimizing the same windows in turns (+1.2, +2.0 MB). On the quiet machine, where a round takes
+// 12 to 18 s rather than 50, the step is larger: +24.2, +1.8, +1.4; +23.8, +1.2; +19.2, +8.0 MB
+// (the same with the signals sent at the next idle: +19.9, +10.3; +19.7, -2.3 MB): the faster the
+// calls come, the more the shell holds between two collections.
 #include "TWCommon.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
