@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The X11 backend against a real window manager (one Xvfb + openbox for the program): listing,
-// identity, hide / unhide, withdrawn and vanished windows, front switches, the process registry,
-// the file manager's windows, the backend factory, the command-line tool and, last, the server
-// dying under it. (The actions on every window manager: TWWindowManagerMatrixTest.)
+// The X11 backend against real window managers (one Xvfb each): the desktop scenarios on every
+// window manager of the matrix, and what only X11 has: listing and identity, withdrawn and
+// vanished windows, the process registry, the backend factory, the command-line tool, windows
+// that may not be minimized, a window manager that does not minimize and, last, the server dying.
 #include "TWX11Desktop.h"
 #include "TWCommon.h"
 #include "TWDesktopEntryIndex.h"
@@ -11,14 +11,12 @@
 #include "TWPlistFileStore.h"
 #include "TWProcessRegistry.h"
 #include "TWScenarios.h"
-#include "TWScriptingAdapter.h"
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
 #include "TWStorePaths.h"
 #include "TWTestDesktop.h"
 #include "TWTestPaths.h"
-#include "TWX11FileManagerWindows.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +27,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <tuple>
