@@ -295,14 +295,10 @@ class TWX11DesktopTest : public ::testing::Test {
         return std::nullopt;
     }
     std::vector<unsigned long> windowsOf(pid_t pid) { return desktop_->windowsOfPid(pid); }
-    // Tidewell's actions with the settings registered as at launch, `excluded` excluded.
-    TWCommon& common(const std::string& excluded = {}) {
+    // Tidewell's actions with the settings registered as at launch.
+    TWCommon& common() {
         if (!common_) {
             TWRegisterDefaults(standard_, shared_);
-            if (!excluded.empty())
-                shared_.setObject(
-                    TWPlistArray{TWPlistDictionary{{TWExcludedBundleIDField, excluded}}},
-                    TWExcludedAppsKey);
             common_ = std::make_unique<TWCommon>(*x11_, shared_);
         }
         return *common_;
@@ -729,30 +725,24 @@ TEST_F(TWX11DesktopTest, TkProgramsAreOneApplicationEach) {
 
 // i3 ignores minimize requests: nothing is hidden, nothing stays marked, and it is said once,
 // by the tool too, with its own status.
-TEST(TWX11NonMinimizingTest, CannotHideAndSaysSo) {
-    TWTestDesktop& desktop = desktopWith("i3");
-    ASSERT_TRUE(desktop.ok()) << desktop.error();
-    auto x11 = TWX11Desktop::open();
-    ASSERT_NE(x11, nullptr);
-    TWUserDefaults standard{std::make_shared<TWSimDefaultsStore>()},
-        settings{std::make_shared<TWSimDefaultsStore>()};
-    TWRegisterDefaults(standard, settings);
-    TWCommon common(*x11, settings);
-    ASSERT_EQ(desktop.windowsOfPid(desktop.spawnTestClient({"--class", "Alpha,Alpha"}, 2)).size(),
-              2u);
-    desktop.spawnTestClient({"--class", "Beta,Beta"});
-    TWLogCapture log;
-    common.showFinderHideOthers();
-    ASSERT_TRUE(x11->x11Workspace().settle(seconds(30)));
-    EXPECT_EQ(x11->x11Workspace().minimizeSupport(), TWX11MinimizeSupport::No);
-    for (const auto& w : desktop.windows())
-        EXPECT_FALSE(desktop.isIconic(w.id) || desktop.hasHiddenMark(w.id)) << w.title;
-    ASSERT_EQ(log.lines.size(), 1u);
-    EXPECT_NE(log.lines[0].find("does not minimize"), std::string::npos) << log.lines[0];
+class TWX11NonMinimizingTest : public TWX11DesktopTest {
+  protected:
+    TWX11NonMinimizingTest() : TWX11DesktopTest("i3") {}
+};
 
+TEST_F(TWX11NonMinimizingTest, CannotHideAndSaysSo) {
+    ASSERT_EQ(windowsOf(client({"--class", "Alpha,Alpha"}, 2)).size(), 2u);
+    client({"--class", "Beta,Beta"});
+    common().showFinderHideOthers();
+    ASSERT_TRUE(x11_->x11Workspace().settle(seconds(30)));
+    EXPECT_EQ(x11_->x11Workspace().minimizeSupport(), TWX11MinimizeSupport::No);
+    for (const auto& w : desktop_->windows())
+        EXPECT_FALSE(desktop_->isIconic(w.id) || desktop_->hasHiddenMark(w.id)) << w.title;
+    ASSERT_EQ(log_.size(), 1u);
+    EXPECT_NE(log_[0].find("does not minimize"), std::string::npos) << log_[0];
     EXPECT_EQ(tidewellctl("hide-others").status, 3);
-    for (const auto& w : desktop.windows())
-        EXPECT_FALSE(desktop.hasHiddenMark(w.id)) << w.title;
+    for (const auto& w : desktop_->windows())
+        EXPECT_FALSE(desktop_->hasHiddenMark(w.id)) << w.title;
 }
 
 // Hostile applications folders: two links back to the folder itself, a FIFO and a link to
