@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The real tidewell program on a real desktop (Xvfb + openbox, xlogo, xterm, pcmanfm), checked
-// by independent observers (xprop, wmctrl): the click as a second start, show-all giving the
-// focus back, the preferences reached through the URL scheme and changed from the keyboard, the
-// global shortcuts, and the menu-bar helper started once per session.
+// by independent observers (xprop, wmctrl): the preferences reached through the URL scheme and
+// changed from the keyboard, the click (a second start) and show-all, the global shortcuts, and
+// the menu-bar helper started once per session.
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
 #include "TWTestPaths.h"
@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -34,9 +33,6 @@ class TidewellAppX11Test : public ::testing::Test {
         // xlogo's application entry, for the exclusion list.
         desktop_->writeDesktopEntry("xlogo", "[Desktop Entry]\nType=Application\nName=X Logo\n"
                                              "Exec=xlogo\n");
-        // One after the other: hide-others and show-all walk the applications in launch order.
-        // xterm, the one brought to the front below, comes first, so it is not simply the last
-        // window the window manager restores (and focuses) during show-all.
         clientsUp_ = true;
         for (const std::vector<std::string>& client :
              {std::vector<std::string>{"xterm"}, {"pcmanfm", desktop_->home()}, {"xlogo"}}) {
@@ -76,25 +72,6 @@ class TidewellAppX11Test : public ::testing::Test {
         return std::any_of(windows.begin(), windows.end(),
                            [&](const TWObservedWindow& w) { return w.title == title; });
     }
-    // The application Tidewell has recorded as in front, in lower case.
-    static std::string recordedFront() {
-        for (std::string line : tidewell_->status())
-            if (line.rfind("front: ", 0) == 0) {
-                std::transform(line.begin(), line.end(), line.begin(),
-                               [](unsigned char c) { return char(std::tolower(c)); });
-                return line.substr(7);
-            }
-        return {};
-    }
-    // Activates `program`'s window from outside and waits until the window manager reports it
-    // and Tidewell has heard of the switch (a request sent before would race with the event).
-    static bool bringToFront(const std::string& program) {
-        run({"wmctrl", "-i", "-a", std::to_string(windowOf(program))});
-        return waitFor([&] {
-            return desktop_->activeWindow() == windowOf(program) &&
-                   recordedFront().find(program) != std::string::npos;
-        });
-    }
     // Whether the window titled `title` has its frame (the decoration included, as
     // _NET_FRAME_EXTENTS gives it) centred on the 1280 x 1024 screen.
     static bool frameCentred(const std::string& title) {
@@ -132,25 +109,6 @@ class TidewellAppX11Test : public ::testing::Test {
     static inline pid_t instance_ = -1;
 };
 
-TEST_F(TidewellAppX11Test, ASecondStartHidesTheOthersAndShowAllBringsBackTheOneInFront) {
-    // With "ShowFinder" off the hide brings nothing forward, so the last switch the user made
-    // is the one recorded. "Minimize" off: the file manager is hidden like the others.
-    tidewell_->writeSharedSettings({{"ShowFinder", false}, {"Minimize", false}});
-    // The user switches from the file manager to xterm.
-    ASSERT_TRUE(bringToFront("pcmanfm")) << "recorded: " << recordedFront();
-    ASSERT_TRUE(bringToFront("xterm")) << "recorded: " << recordedFront();
-    const unsigned long xterm = windowOf("xterm");
-
-    // The click on the dock tile: a second start, which hands "reopen" over and exits.
-    EXPECT_EQ(tidewell_->runAgain({}), 0);
-    ASSERT_TRUE(waitFor([] { return allMinimized(true); }));
-    EXPECT_EQ(tidewell_->runAgain({"--show-all"}), 0);
-    EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
-    EXPECT_TRUE(waitFor([&] { return desktop_->activeWindow() == xterm; }))
-        << "recorded: " << recordedFront();
-    tidewell_->writeSharedSettings({});
-}
-
 TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeAndTheirSettingsRuleTheNextHide) {
     // "Minimize" off: the file manager's window is left as it is.
     tidewell_->writeSharedSettings({{"Minimize", false}});
@@ -178,7 +136,8 @@ TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeAndTheirSettingsRul
     })) << TWReadFile(shared);
     close("Exclude");
 
-    // The next click: xterm hidden, xlogo excluded, the file manager's window left as it is.
+    // The next click (a second start, which hands "reopen" over and exits): xterm hidden, xlogo
+    // excluded, the file manager's window left as it is.
     EXPECT_EQ(tidewell_->runAgain({}), 0);
     EXPECT_TRUE(waitFor([] { return minimized("xterm"); }));
     EXPECT_TRUE(minimized("xlogo", false));
