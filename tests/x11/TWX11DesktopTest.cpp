@@ -529,7 +529,7 @@ TEST_F(TWX11DesktopTest, RegisteredProcessesAreListedAndStaleOnesDropped) {
 }
 
 TEST_F(TWX11DesktopTest, KeyboardModifiersFollowTheKeysAndEachKindOpensItsDesktopOrSaysWhy) {
-    // Shift held at a click keeps the others shown: read from the keyboard as it is now.
+    // Shift held at a click makes it a show-all: read from the keyboard as it is now.
     run({"xdotool", "keydown", "shift", "keydown", "ctrl"});
     EXPECT_EQ(x11_->keyboard().currentKeyModifiers(), TWShiftKey | TWControlKey);
     run({"xdotool", "keyup", "shift", "keyup", "ctrl"});
