@@ -172,9 +172,10 @@ TEST_F(TidewellAppX11Test, GlobalShortcutsHideAndShowAndAKeyGrabbedElsewhereIsRe
     run({"xdotool", "key", "ctrl+alt+s"});
     EXPECT_TRUE(waitFor([] { return allMinimized(false); }));
 
-    // Another client holds Ctrl+Alt+K (keysym 0x6b; Control 4 + Mod1 8) before Tidewell asks.
+    // Another client holds Ctrl+Alt+K (K's key 45 in the server's map; Control 4 + Mod1 8)
+    // before Tidewell asks.
     const pid_t holder = desktop_->spawn({TWTestProgramPath("tidewell-test-client"), "--class",
-                                          "keyholder,KeyHolder", "--grab-key", "0x6b,12"});
+                                          "keyholder,KeyHolder", "--grab-key", "45,12"});
     ASSERT_TRUE(waitFor([] { return windowOf("keyholder") != 0; }));
     tidewell_->writeSharedSettings(
         {{"HideOthersShortcut", "Ctrl+Alt+H"}, {"ShowAllShortcut", "Ctrl+Alt+K"}});
