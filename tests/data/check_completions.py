@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Completes a few words for tidewell, tidewellctl (and tidewell-x11) and tidewell-helper in each
-of bash, zsh and fish that is installed, with the completion files from the source tree and the
-programs from the build: options, commands, the settings keys of --set and the running
-applications' IDs, which the files ask `tidewellctl list` for (here a stand-in that lists one).
+"""Completes options, commands, --set's keys and values and the running applications' IDs for
+each program in each of bash, zsh and fish that is installed, with the source tree's completion
+files (`tidewellctl list`, which they ask for the IDs, here a stand-in that lists one).
 
 usage: check_completions.py SOURCE_DIR BINARY_DIR
 """

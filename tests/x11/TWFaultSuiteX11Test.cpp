@@ -1,21 +1,16 @@
 // SPDX-License-Identifier: MIT
-// Faults and load on the test desktop: clients killed at random moments of hide-others and
-// show-all run by tidewellctl (as a keyboard shortcut would run it), the window manager killed
-// (as a crash would) and started again in the middle of hide-others, and the running tidewell
-// sent hide-all and show-all back to back over 500 windows while other windows come and go, and
-// the follower of hidden windows stopped (its listen queue full, too) among runs killed and
-// runs started together.
-// Afterwards every window still there must be shown and unmarked; checked with xprop.
+// Faults and load on the test desktop, with hide-others and show-all run by tidewellctl (as a
+// keyboard shortcut would run it): clients killed at random moments of the actions, hundreds of
+// runs at once, some killed, and the follower of hidden windows stopped (its listen queue full,
+// too). Afterwards every window still there must be shown and unmarked; checked with xprop.
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sys/socket.h>
@@ -137,92 +132,10 @@ TEST_F(TWFaultSuiteX11Test, ClientsKilledDuringHideAndShowLoseNoOtherWindow) {
     }
 }
 
-TEST_F(TWFaultSuiteX11Test, AWindowManagerCrashMidHideLosesNoWindow) {
-    startClients(6);
-    // The crash comes at a different moment of the action each round: before the requests,
-    // among them, and after them while the window manager works through them.
-    for (int delayMs : {0, 2, 5, 10, 20, 40}) {
-        SCOPED_TRACE("crash after " + std::to_string(delayMs) + " ms");
-        const pid_t hide = desktop.spawn({tool, "hide-others"});
-        std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
-        ASSERT_TRUE(desktop.restartWindowManager());
-        finish(hide);
-        finish(desktop.spawn({tool, "show-all"}));
-        // A window manager that has just started can drop a restore it is sent (seen with
-        // openbox in about one round of a hundred, twice asked). Such a window must still be
-        // minimized with its mark, so that the next show-all brings it back: nothing is lost.
-        for (pid_t c : clients)
-            for (unsigned long w : desktop.windowsOfPid(c))
-                EXPECT_TRUE(!desktop.isIconic(w) || desktop.hasHiddenMark(w))
-                    << "window " << w << " minimized without a mark: lost";
-        finish(desktop.spawn({tool, "show-all"}));
-        expectAllShown();
-        if (HasFailure())
-            return;
-    }
-}
-
-// A shortcut held down: 200 runs of hide-others at once over 22 windows. None takes the busy
-// window manager for one that cannot minimize, every window ends minimized with its mark, and
-// one show-all brings them all back.
-TEST_F(TWFaultSuiteX11Test, TwoHundredConcurrentRunsMarkEveryWindowTheyMinimize) {
-    startClients(11);
-    std::vector<pid_t> runs;
-    for (int i = 0; i < 200; ++i)
-        runs.push_back(desktop.spawn({tool, "hide-others"}));
-    int cannotHide = 0;
-    for (pid_t run : runs) {
-        int status = 0;
-        ASSERT_EQ(::waitpid(run, &status, 0), run);
-        cannotHide += WIFEXITED(status) && WEXITSTATUS(status) == 3;
-    }
-    EXPECT_EQ(cannotHide, 0);
-    int unmarked = 0, shown = 0;
-    for (pid_t c : clients)
-        for (unsigned long w : desktop.windowsOfPid(c))
-            ++(!desktop.isIconic(w) ? shown : desktop.hasHiddenMark(w) ? cannotHide : unmarked);
-    EXPECT_EQ(unmarked, 0) << "windows minimized without a mark";
-    EXPECT_EQ(shown, 0);
-    finish(desktop.spawn({tool, "show-all"}));
-    expectAllShown();
-}
-
-// The window manager dies while windows are hidden. A show-all made with none running shows
-// them (it finds them among the root's children) and leaves no state a new window manager
-// would take for minimized; one made after a new window manager has started restores them.
-TEST_F(TWFaultSuiteX11Test, WindowsHiddenWhenTheWindowManagerDiesAreShownWithOrWithoutOne) {
-    startClients(3);
-    for (bool showWithoutOne : {true, false}) {
-        SCOPED_TRACE(showWithoutOne ? "shown with none running" : "shown under a new one");
-        finish(desktop.spawn({tool, "hide-others"}));
-        std::vector<unsigned long> windows;
-        for (pid_t c : clients)
-            for (unsigned long w : desktop.windowsOfPid(c))
-                windows.push_back(w);
-        ASSERT_EQ(windows.size(), 6u);
-        desktop.killWindowManager();
-        if (showWithoutOne) {
-            finish(desktop.spawn({tool, "show-all"}));
-            for (unsigned long w : windows) {
-                EXPECT_FALSE(desktop.hasHiddenMark(w)) << w;
-                EXPECT_FALSE(desktop.isMinimized(w)) << w;
-                EXPECT_NE(run({"xwininfo", "-id", std::to_string(w)}).find("IsViewable"),
-                          std::string::npos)
-                    << w;
-            }
-        }
-        ASSERT_TRUE(desktop.restartWindowManager());
-        if (!showWithoutOne)
-            finish(desktop.spawn({tool, "show-all"}));
-        expectAllShown();
-    }
-}
-
 // A window the tool hid that the user restores by hand and minimizes again is the user's
-// minimized window from then on: show-all leaves it alone and brings back the others. First
-// with the tool alone, then with the application running too (it does not list the desktop
-// while the tool acts, so it would not see the window come back either). What followed the
-// marks for the tool is gone once nothing is hidden.
+// minimized window from then on: only the follower the tool leaves behind sees it come back, and
+// drops its mark then, so show-all leaves it alone and brings back the others. The follower is
+// gone once nothing is hidden.
 TEST_F(TWFaultSuiteX11Test, AWindowRestoredByHandAndMinimizedAgainStaysMinimized) {
     startClients(2);
     std::vector<unsigned long> windows;
@@ -231,41 +144,23 @@ TEST_F(TWFaultSuiteX11Test, AWindowRestoredByHandAndMinimizedAgainStaysMinimized
             windows.push_back(w);
     ASSERT_EQ(windows.size(), 4u);
     const unsigned long mine = windows[0];
-    char id[32];
-    std::snprintf(id, sizeof id, "0x%lx", mine);
-    for (bool withApplication : {false, true}) {
-        SCOPED_TRACE(withApplication ? "with the application" : "the tool alone");
-        if (withApplication) {
-            if (!std::filesystem::exists(TWTestTidewell::programPath()))
-                GTEST_SKIP() << "built without the Qt programs";
-            ASSERT_GT(tidewell.start(), 0) << tidewell.log();
-            run({"wmctrl", "-i", "-a", id});
-        }
-        ASSERT_TRUE(waitFor([&] { return !desktop.isMinimized(mine); }));
-        finish(desktop.spawn({tool, "hide-others"}));
-        ASSERT_TRUE(desktop.isIconic(mine) && desktop.hasHiddenMark(mine));
-        run({"wmctrl", "-i", "-a", id});
-        ASSERT_TRUE(waitFor([&] { return !desktop.isMinimized(mine); }));
-        // Nothing tells a later run that the window was back: only something that follows it
-        // sees it, and the mark goes then.
-        EXPECT_TRUE(waitFor([&] { return !desktop.hasHiddenMark(mine); })) << "mark kept";
-        run({"xdotool", "windowminimize", std::to_string(mine)});
-        ASSERT_TRUE(waitFor([&] { return desktop.isIconic(mine); }));
-        finish(desktop.spawn({tool, "show-all"}));
-        EXPECT_TRUE(desktop.isIconic(mine)) << "the user's minimized window was shown";
-        EXPECT_FALSE(desktop.hasHiddenMark(mine));
-        for (unsigned long w : windows) {
-            if (w == mine)
-                continue;
-            EXPECT_TRUE(waitFor([&] {
-                return !desktop.isMinimized(w) && !desktop.hasHiddenMark(w);
-            })) << w;
-        }
-        EXPECT_TRUE(waitFor([&] {
-            return TWTestSession::processesWith("DISPLAY=" + desktop.display(), "tidewellctl")
-                .empty();
-        })) << "the tool left a process behind";
-    }
+    finish(desktop.spawn({tool, "hide-others"}));
+    ASSERT_TRUE(desktop.isIconic(mine) && desktop.hasHiddenMark(mine));
+    run({"wmctrl", "-i", "-a", std::to_string(mine)});
+    ASSERT_TRUE(waitFor([&] { return !desktop.isMinimized(mine); }));
+    EXPECT_TRUE(waitFor([&] { return !desktop.hasHiddenMark(mine); })) << "mark kept";
+    run({"xdotool", "windowminimize", std::to_string(mine)});
+    ASSERT_TRUE(waitFor([&] { return desktop.isIconic(mine); }));
+    finish(desktop.spawn({tool, "show-all"}));
+    EXPECT_TRUE(desktop.isIconic(mine)) << "the user's minimized window was shown";
+    EXPECT_FALSE(desktop.hasHiddenMark(mine));
+    for (unsigned long w : windows)
+        EXPECT_TRUE(w == mine ||
+                    waitFor([&] { return !desktop.isMinimized(w) && !desktop.hasHiddenMark(w); }))
+            << w;
+    EXPECT_TRUE(waitFor([&] {
+        return TWTestSession::processesWith("DISPLAY=" + desktop.display(), "tidewellctl").empty();
+    })) << "the tool left a process behind";
 }
 
 // The follower of hidden windows stopped (as a debugger, or a round trip that never ends, would
@@ -315,11 +210,26 @@ TEST_F(TWFaultSuiteX11Test, AStoppedFollowerHoldsUpNoRun) {
     expectAllShown();
 }
 
-// A shortcut held down while things go wrong: rounds of 50 runs at once, hide-others and
-// show-all mixed, some killed at random moments, the follower stopped in every other round.
-// After each round every minimized window carries its mark; one show-all brings all back.
-TEST_F(TWFaultSuiteX11Test, FollowerFaultsKilledAndConcurrentRunsLeaveEveryHiddenWindowMarked) {
-    startClients(6);
+// A shortcut held down: first 200 runs of hide-others at once over 22 windows, where none may
+// take the busy window manager for one that cannot minimize and every window ends minimized with
+// its mark; then, while things go wrong, rounds of 50 runs at once, hide-others and show-all
+// mixed, some killed at random moments, the follower stopped in every other round. After each
+// round every minimized window carries its mark; one show-all brings all back.
+TEST_F(TWFaultSuiteX11Test, ConcurrentRunsSomeKilledMarkEveryWindowTheyMinimize) {
+    startClients(11);
+    std::vector<pid_t> all;
+    for (int i = 0; i < 200; ++i)
+        all.push_back(desktop.spawn({tool, "hide-others"}));
+    int cannotHide = 0;
+    for (pid_t run : all) {
+        int status = 0;
+        ASSERT_EQ(::waitpid(run, &status, 0), run);
+        cannotHide += WIFEXITED(status) && WEXITSTATUS(status) == 3;
+    }
+    EXPECT_EQ(cannotHide, 0);
+    for (pid_t c : clients)
+        for (unsigned long w : desktop.windowsOfPid(c))
+            EXPECT_TRUE(desktop.isIconic(w) && desktop.hasHiddenMark(w)) << w;
     std::mt19937 random(20261126);
     for (int round = 0; round < 8 && !HasFailure(); ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
@@ -343,34 +253,6 @@ TEST_F(TWFaultSuiteX11Test, FollowerFaultsKilledAndConcurrentRunsLeaveEveryHidde
         ::kill(follower, SIGCONT);
     finish(desktop.spawn({tool, "show-all"}));
     expectAllShown();
-}
-
-TEST_F(TWFaultSuiteX11Test, BackToBackHideAndShowThroughTheInstanceLosesNoWindow) {
-    if (!std::filesystem::exists(TWTestTidewell::programPath()))
-        GTEST_SKIP() << "built without the Qt programs";
-    // TIDEWELL_STRESS_ROUNDS shortens or lengthens a local run.
-    const char* rounds = std::getenv("TIDEWELL_STRESS_ROUNDS");
-    const int n = rounds && std::atoi(rounds) > 0 ? std::atoi(rounds) : 200;
-    for (int i = 0; i < 100; ++i) {
-        const std::string cls = "Stress" + std::to_string(i);
-        clients.push_back(desktop.spawn(
-            {TWTestDesktop::testClientPath(), "--class", cls + "," + cls, "--windows", "5"}));
-    }
-    ASSERT_TRUE(waitFor([&] { return desktop.windows().size() >= 500; }, seconds(120)));
-    ASSERT_GT(tidewell.start(), 0) << tidewell.log();
-    // Windows come and go all along.
-    desktop.spawn({"sh", "-c",
-                   "while :; do '" + TWTestDesktop::testClientPath() +
-                       "' --class Churn,Churn --windows 3 & p=$!; sleep 0.2; kill $p; done"});
-    for (int round = 0; round < n; ++round) {
-        // Both on their way before the first is answered: show-all right behind hide-all.
-        const auto replies = TWTestTidewell::requestsAtOnce({"hide-all", "show-all"});
-        ASSERT_FALSE(replies[0].empty() || replies[1].empty()) << "round " << round << ":\n"
-                                                               << tidewell.log();
-    }
-    expectAllShown(seconds(60));
-    if (HasFailure())
-        std::fprintf(stderr, "tidewell's log:\n%s\n", tidewell.log().c_str());
 }
 
 } // namespace

@@ -39,7 +39,7 @@ int main(int argc, char** argv) {
             gtkID = value;
         else if (a == "--pid") // the pid _NET_WM_PID claims
             claimedPid = static_cast<uint32_t>(std::atol(value.c_str()));
-        else if (a == "--grab-key") // KEYSYM,MODIFIERS (numbers): a key grab on the root first
+        else if (a == "--grab-key") // KEYCODE,MODIFIERS (numbers): a key grab on the root first
             grabKey = value;
         else if (a == "--no-minimize") // Motif hints that leave out the minimize function
             minimizable = false;
@@ -58,24 +58,12 @@ int main(int argc, char** argv) {
                      deleteWindow = TWInternAtom(c, "WM_DELETE_WINDOW"),
                      utf8 = TWInternAtom(c, "UTF8_STRING");
     // Grabbed before any window is made: once the window is seen, the grab is in place.
-    if (!grabKey.empty()) {
-        const auto keysym = static_cast<xcb_keysym_t>(std::strtoul(grabKey.c_str(), nullptr, 0));
-        const auto modifiers = static_cast<uint16_t>(
-            std::strtoul(grabKey.c_str() + grabKey.find(',') + 1, nullptr, 0));
-        const xcb_setup_t* setup = xcb_get_setup(c);
-        const auto first = setup->min_keycode;
-        auto* mapping = xcb_get_keyboard_mapping_reply(
-            c, xcb_get_keyboard_mapping(c, first, setup->max_keycode - first + 1), nullptr);
-        if (!mapping)
-            return 1;
-        const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(mapping);
-        for (int i = 0; i < xcb_get_keyboard_mapping_keysyms_length(mapping); ++i)
-            if (syms[i] == keysym)
-                xcb_grab_key(c, 1, screen->root, modifiers,
-                             static_cast<xcb_keycode_t>(first + i / mapping->keysyms_per_keycode),
-                             XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
-        std::free(mapping);
-    }
+    if (!grabKey.empty())
+        xcb_grab_key(c, 1, screen->root,
+                     static_cast<uint16_t>(
+                         std::strtoul(grabKey.c_str() + grabKey.find(',') + 1, nullptr, 0)),
+                     static_cast<xcb_keycode_t>(std::strtoul(grabKey.c_str(), nullptr, 0)),
+                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     std::set<xcb_window_t> open;
     const uint32_t pid = claimedPid ? claimedPid : static_cast<uint32_t>(getpid());
     for (int i = 0; i < count; ++i) {
