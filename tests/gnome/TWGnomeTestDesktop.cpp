@@ -35,8 +35,8 @@ std::string stripQuotes(const std::string& json) {
 } // namespace
 
 TWGnomeTestDesktop::TWGnomeTestDesktop(int outputs)
-    : TWTestSession("tidewell-gnome-test", "org.gnome.Nautilus"), runtime_(root_ + "/runtime"),
-      socket_("tidewell-gnome-" + std::to_string(getpid())), outputs_(outputs) {
+    : TWTestSession("tidewell-gnome-test", "org.gnome.Nautilus", outputs),
+      runtime_(root_ + "/runtime"), socket_("tidewell-gnome-" + std::to_string(getpid())) {
     useWayland("GNOME", socket_);
     // Settings in a key file of the private home: no dconf service to start, and the shell and
     // the clients read what the harness wrote before the start.
@@ -46,29 +46,25 @@ TWGnomeTestDesktop::TWGnomeTestDesktop(int outputs)
         error_ = start();
 }
 
-std::string TWGnomeTestDesktop::extensionDirectory() const {
-    return dataHome() + "/gnome-shell/extensions/";
-}
-
 std::string TWGnomeTestDesktop::start() {
     const std::string systemBus = runtime_ + "/system_bus", bus = runtime_ + "/bus";
     // The shell asks the system bus for logind, accounts and more; a private one answers none
     // of it, quickly.
     if (!startBus(systemBus, systemBus_) || !startBus(bus, bus_))
         return "dbus-daemon did not start";
-    busAddress_ = "unix:path=" + bus;
-    setenv("DBUS_SESSION_BUS_ADDRESS", busAddress_.c_str(), 1);
+    const std::string busAddress = "unix:path=" + bus;
+    setenv("DBUS_SESSION_BUS_ADDRESS", busAddress.c_str(), 1);
     setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + systemBus).c_str(), 1);
 
     std::error_code ec;
-    const std::string built = TWTestProgramPath("../gnome-shell/imports/") + kExtension;
-    std::filesystem::create_directories(extensionDirectory(), ec);
-    std::filesystem::copy(built, extensionDirectory() + kExtension,
-                          std::filesystem::copy_options::recursive, ec);
+    const std::string extensions = dataHome() + "/gnome-shell/extensions/",
+                      built = TWTestProgramPath("../gnome-shell/imports/") + kExtension;
+    std::filesystem::create_directories(extensions, ec);
+    std::filesystem::copy(built, extensions + kExtension, std::filesystem::copy_options::recursive,
+                          ec);
     if (ec)
         return "cannot install the extension from " + built + ": " + ec.message();
-    std::filesystem::copy(TWTestSourcePath("tests/gnome/observer"),
-                          extensionDirectory() + kObserver,
+    std::filesystem::copy(TWTestSourcePath("tests/gnome/observer"), extensions + kObserver,
                           std::filesystem::copy_options::recursive, ec);
     std::filesystem::create_directories(home_ + "/.config/glib-2.0/settings", ec);
     TWWriteFile(home_ + "/.config/glib-2.0/settings/keyfile",
@@ -77,7 +73,7 @@ std::string TWGnomeTestDesktop::start() {
                     "']\ndisable-user-extensions=false\nwelcome-dialog-last-shown-version='99'\n"
                     "[org/gnome/desktop/interface]\nenable-animations=false\n");
 
-    if (sd_bus_new(&connection_) < 0 || sd_bus_set_address(connection_, busAddress_.c_str()) < 0 ||
+    if (sd_bus_new(&connection_) < 0 || sd_bus_set_address(connection_, busAddress.c_str()) < 0 ||
         sd_bus_set_bus_client(connection_, 1) < 0 || sd_bus_start(connection_) < 0)
         return "cannot connect to the test's session bus";
 

@@ -33,8 +33,6 @@ class TWGnomeTestDesktop : public TWTestSession {
     explicit TWGnomeTestDesktop(int outputs = 1);
     ~TWGnomeTestDesktop();
 
-    const std::string& socket() const { return socket_; }
-    const std::string& busAddress() const { return busAddress_; }
     // The shell's process.
     pid_t shellProcess() const { return shell_; }
 
@@ -55,7 +53,6 @@ class TWGnomeTestDesktop : public TWTestSession {
     // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
     // reports it so.
     bool setExtensionEnabled(bool enabled) const;
-    int outputs() const { return outputs_; }
     // The monitor the shell puts the window on (numbered from the left); -1 when it does not
     // know the window. Moving it there as the user's shortcut would; true once it is there.
     int outputOf(std::uint64_t id) const;
@@ -64,9 +61,7 @@ class TWGnomeTestDesktop : public TWTestSession {
   private:
     std::vector<pid_t> services() const override { return {shell_, bus_, systemBus_}; }
     std::string start();
-    std::string extensionDirectory() const;
-    std::string runtime_, socket_, busAddress_;
+    std::string runtime_, socket_;
     pid_t systemBus_ = -1, bus_ = -1, shell_ = -1;
-    int outputs_ = 1;
     sd_bus* connection_ = nullptr;
 };

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: MIT
-// Tidewell's top-bar button on a headless GNOME Shell: shown while Tidewell runs, clicked,
+// Tidewell on a headless GNOME Shell. Its top-bar button: shown while Tidewell runs, clicked,
 // Shift-clicked, middle-clicked, its menu used and opened by a long touch with the shell's own
 // virtual pointer, keyboard and touchscreen (through the observer's Eval), the outcome read from
-// the running Tidewell's journal (the simulated desktop's requests). The extension turned off
-// and on while Tidewell runs; the start-up alert without it.
+// the running Tidewell's journal (the simulated desktop's requests); the extension turned off
+// and on while Tidewell runs. Its start-up alert without the extension, case by case (not
+// installed, installed after the shell started, turned off, user extensions off), as its
+// presenter receives it and as the real program shows it, and what each answer turns on.
+#include "TWGnomeShellExtension.h"
 #include "TWGnomeTestDesktop.h"
+#include "TWRecordingAlertPresenter.h"
+#include "TWTestApplication.h"
 #include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <sys/wait.h>
 
 namespace {
@@ -42,9 +48,14 @@ const std::string input =
     "  global._twTouch.notify_touch_down(now(), 0, x + w / 2, y + h / 2);"
     "  else global._twTouch.notify_touch_up(now(), 0); };";
 
-class TWGnomeButtonTest : public ::testing::Test {
+using Buttons = std::vector<std::string>;
+
+class TidewellAppGnomeTest : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() { session_ = new TWGnomeTestDesktop(); }
+    static void SetUpTestSuite() {
+        TWTestApplication(); // on Qt's offscreen platform, before the session names its own
+        session_ = new TWGnomeTestDesktop();
+    }
     static void TearDownTestSuite() { delete std::exchange(session_, nullptr); }
     void SetUp() override {
         ASSERT_TRUE(session_->ok()) << session_->error();
@@ -97,10 +108,25 @@ class TWGnomeButtonTest : public ::testing::Test {
                              ".join('|')");
     }
 
+    // The alert shown for `extension`, answered with the button titled `answer`, and whether
+    // offerToEnable said the extension is on.
+    static TWAlert alertFor(TWGnomeShellExtension& extension, bool& enabled,
+                            const std::string& answer = "Quit") {
+        TWRecordingAlertPresenter presenter;
+        presenter.onShow = [&] {
+            const auto& buttons = presenter.shown.back().buttons();
+            presenter.answer =
+                TWAlertFirstButtonReturn +
+                (std::find(buttons.begin(), buttons.end(), answer) - buttons.begin());
+        };
+        enabled = extension.offerToEnable("the desktop's own words", presenter);
+        EXPECT_EQ(presenter.shown.size(), 1u);
+        return presenter.shown.empty() ? TWAlert() : presenter.shown.front();
+    }
     static inline TWGnomeTestDesktop* session_ = nullptr;
 };
 
-TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
+TEST_F(TidewellAppGnomeTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     EXPECT_FALSE(buttonShown());
     const pid_t instance = session_->spawn({tidewellTesting, "--desktop=sim"});
     ASSERT_TRUE(TWTestSession::waitFor(buttonReady)) << "no button for the running Tidewell";
@@ -165,7 +191,7 @@ TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     EXPECT_TRUE(TWTestSession::waitFor([] { return !buttonShown(); }));
 }
 
-TEST_F(TWGnomeButtonTest, TheExtensionTurnedOffAndOnWhileTidewellRunsIsNoticedAndSaid) {
+TEST_F(TidewellAppGnomeTest, TheExtensionTurnedOffAndOnWhileTidewellRunsIsNoticedAndSaid) {
     const pid_t app = session_->spawn({tidewellTesting, "--desktop=sim"});
     ASSERT_TRUE(TWTestSession::waitFor(buttonShown));
 
@@ -190,7 +216,69 @@ TEST_F(TWGnomeButtonTest, TheExtensionTurnedOffAndOnWhileTidewellRunsIsNoticedAn
     session_->terminate(app);
 }
 
-TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertEndsOnSigtermOrEnablesItAndTidewellCarriesOn) {
+TEST_F(TidewellAppGnomeTest, NotInstalledItSaysHowToInstallAndInstalledLateTheNextLogin) {
+    const std::string extensions = session_->dataHome() + "/gnome-shell/extensions";
+    bool enabled = true;
+    TWGnomeShellExtension absent(QDBusConnection::sessionBus(), nullptr, "absent@quillfen.net");
+    TWAlert alert = alertFor(absent, enabled);
+    EXPECT_FALSE(enabled);
+    EXPECT_EQ(alert.messageText(), "Tidewell's GNOME Shell extension is not installed.");
+    const std::string how = alert.informativeText().value_or("");
+    // The package, the build's folder for this shell's module format, where a user's go, and
+    // when the shell loads it; no command that cannot work yet.
+    for (const std::string& part :
+         {std::string("Debian package tidewell"), std::string("“cmake --install”"),
+          "gnome-shell/imports/absent@quillfen.net into " + extensions, std::string("next login")})
+        EXPECT_NE(how.find(part), std::string::npos) << part << " in: " << how;
+    EXPECT_EQ(how.find("gnome-extensions enable"), std::string::npos) << how;
+    EXPECT_EQ(alert.buttons(), Buttons{"Quit"});
+
+    // Installed while the shell runs: found where the shell looks, and loaded at the next login.
+    std::filesystem::copy(extensions + "/" + TWGnomeTestDesktop::kExtension,
+                          extensions + "/late@quillfen.net",
+                          std::filesystem::copy_options::recursive);
+    TWGnomeShellExtension late(QDBusConnection::sessionBus(), nullptr, "late@quillfen.net");
+    alert = alertFor(late, enabled);
+    EXPECT_EQ(alert.messageText(), "GNOME Shell has not loaded Tidewell's extension yet.");
+    EXPECT_NE(alert.informativeText().value_or("").find("(in " + extensions +
+                                                        "/late@quillfen.net), but GNOME Shell "
+                                                        "loads a newly installed extension only "
+                                                        "at the next login"),
+              std::string::npos)
+        << alert.informativeText().value_or("");
+    EXPECT_EQ(alert.buttons(), Buttons{"Quit"});
+}
+
+TEST_F(TidewellAppGnomeTest, TurnedOffItIsEnabledAndUserExtensionsAreTurnedOnOnlyWhenAsked) {
+    TWGnomeShellExtension extension;
+    bool enabled = false;
+    ASSERT_TRUE(session_->setExtensionEnabled(false));
+    TWAlert alert = alertFor(extension, enabled, "Enable the Extension");
+    EXPECT_EQ(alert.messageText(), "Tidewell's GNOME Shell extension is turned off.");
+    EXPECT_EQ(alert.buttons(), (Buttons{"Enable the Extension", "Quit"}));
+    EXPECT_TRUE(enabled);
+    EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::Enabled);
+
+    // Every user extension off: said so, and turned on (with every other one) only when chosen.
+    TWTestSession::run({"gdbus", "call", "--session", "--dest", "org.gnome.Shell", "--object-path",
+                        "/org/gnome/Shell", "--method", "org.freedesktop.DBus.Properties.Set",
+                        "org.gnome.Shell.Extensions", "UserExtensionsEnabled", "<false>"});
+    ASSERT_TRUE(TWTestSession::waitFor(
+        [&] { return extension.state() == TWGnomeShellExtension::State::UserExtensionsOff; }));
+    alert = alertFor(extension, enabled);
+    EXPECT_EQ(alert.messageText(), "GNOME Shell has all extensions you installed turned off.");
+    EXPECT_NE(alert.informativeText().value_or("").find("turns on every other extension"),
+              std::string::npos);
+    EXPECT_EQ(alert.buttons(), (Buttons{"Turn On Extensions", "Quit"}));
+    EXPECT_FALSE(enabled);
+    EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::UserExtensionsOff);
+    alert = alertFor(extension, enabled, "Turn On Extensions");
+    EXPECT_TRUE(enabled);
+    EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::Enabled);
+}
+
+TEST_F(TidewellAppGnomeTest,
+       WithoutTheExtensionTheAlertEndsOnSigtermOrEnablesItAndTidewellCarriesOn) {
     ASSERT_TRUE(session_->setExtensionEnabled(false));
     // Tidewell on the session's own desktop, its alert a window of the shell's.
     setenv("QT_QPA_PLATFORM", "wayland", 1);
