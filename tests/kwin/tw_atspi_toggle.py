@@ -10,15 +10,10 @@ import pyatspi
 
 
 def find(node, name):
-    if node is None:
-        return None
-    if node.name == name and node.getRole() != pyatspi.ROLE_FRAME:
+    if node is None or (node.name == name and node.getRole() != pyatspi.ROLE_FRAME):
         return node
-    for i in range(node.childCount):
-        found = find(node.getChildAtIndex(i), name)
-        if found is not None:
-            return found
-    return None
+    found = (find(node.getChildAtIndex(i), name) for i in range(node.childCount))
+    return next((f for f in found if f is not None), None)
 
 
 def main():
@@ -26,10 +21,8 @@ def main():
     control = None
     for _ in range(100):  # the application registers with the bus as it starts
         desktop = pyatspi.Registry.getDesktop(0)
-        apps = [desktop.getChildAtIndex(i) for i in range(desktop.childCount)]
-        for app in apps:
-            if app is not None and app.name == app_name:
-                control = find(app, name)
+        apps = (desktop.getChildAtIndex(i) for i in range(desktop.childCount))
+        control = next((find(a, name) for a in apps if a is not None and a.name == app_name), None)
         if control is not None:
             break
         time.sleep(0.1)

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The desktop scenarios: hide-others and show-all with the file manager, an exclusion and a
-// window the user minimized, each file-manager setting with the file manager in one process and
-// in two, closing the file manager instead, front switches given back, the menu toggle and two
-// runs of the tool, a client killed mid-action, a window opened and an application quit while
-// hidden, the focus changing during show-all, a restore the desktop does not carry out, the
-// window manager or extension gone and back, and two workspaces.
+// The desktop scenarios, each a behaviour the user sees on every desktop; TWScenarios.h says
+// how they reach the desktop.
 #include "TWScenarios.h"
 
 #include "TWTestPaths.h"
