@@ -30,8 +30,7 @@ std::uint64_t idOf(const std::string& window) {
 }
 
 // A number the shell's JavaScript gives (-1: none).
-int number(const std::string& expression) {
-    const auto answer = session_->eval(expression);
+int number(const std::optional<std::string>& answer) {
     return answer ? std::atoi(answer->c_str()) : -1;
 }
 
@@ -83,7 +82,7 @@ class TWGnomeDriver : public TWCompositorDriver<TWGnomeDesktop> {
         return id ? std::to_string(id) : std::string();
     }
     void minimizeByHand(const std::string& window, bool minimized) override {
-        session_->userDoes(idOf(window), minimized ? ".minimize()" : ".unminimize()");
+        session_->onWindow(idOf(window), minimized ? ".minimize()" : ".unminimize()");
     }
     void activateByHand(const std::string& window) override {
         session_->userActivate(idOf(window));
@@ -104,15 +103,13 @@ class TWGnomeDriver : public TWCompositorDriver<TWGnomeDesktop> {
     }
     // The shell's own workspaces (dynamic: there is always an empty one after the last used).
     int currentWorkspace() override {
-        return number("global.workspace_manager.get_active_workspace_index()");
+        return number(session_->eval("global.workspace_manager.get_active_workspace_index()"));
     }
     int workspaceOf(const std::string& window) override {
-        return number("global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() "
-                      "== " +
-                      window + ")?.get_workspace()?.index() ?? -1");
+        return number(session_->onWindow(idOf(window), "?.get_workspace()?.index() ?? -1"));
     }
     void moveToWorkspace(const std::string& window, int workspace) override {
-        session_->userDoes(idOf(window),
+        session_->onWindow(idOf(window),
                            ".change_workspace_by_index(" + std::to_string(workspace) + ", false)");
         EXPECT_TRUE(waitFor([&] { return workspaceOf(window) == workspace; }));
     }
@@ -121,10 +118,20 @@ class TWGnomeDriver : public TWCompositorDriver<TWGnomeDesktop> {
                        std::to_string(workspace) + ").activate(global.get_current_time())");
         EXPECT_TRUE(waitFor([&] { return currentWorkspace() == workspace; }));
     }
-    int outputOf(const std::string& window) override { return session_->outputOf(idOf(window)); }
+    // The monitor the shell puts the window on, moved as the user's shortcut would: asked
+    // again until it holds, as the shell's placement of a window it has not shown yet puts it
+    // back on the first monitor.
+    int outputOf(const std::string& window) override {
+        return number(session_->onWindow(idOf(window), "?.get_monitor() ?? -1"));
+    }
     void moveToOutput(const std::string& window, int output) override {
-        EXPECT_TRUE(session_->moveToOutput(idOf(window), output))
-            << window << " did not reach " << output;
+        EXPECT_TRUE(waitFor([&] {
+            if (outputOf(window) == output)
+                return true;
+            session_->onWindow(idOf(window), ".move_to_monitor(" + std::to_string(output) + ")");
+            return false;
+        })) << window
+            << " did not reach " << output;
     }
     // The shell's unminimize throwing for the window.
     void refuseRestores(const std::string& window, int times) override {

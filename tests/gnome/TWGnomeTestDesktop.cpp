@@ -25,9 +25,6 @@ constexpr const char* kListWindows =
     ".map(w => [w.get_id(), w.get_pid(), w.minimized ? 1 : 0,"
     " w === global.display.focus_window ? 1 : 0].join(' ')).join(';')";
 
-const std::string kFindWindow =
-    "global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() == ";
-
 std::string stripQuotes(const std::string& json) {
     return json.size() >= 2 && json.front() == '"' ? json.substr(1, json.size() - 2) : json;
 }
@@ -161,24 +158,10 @@ std::vector<std::uint64_t> TWGnomeTestDesktop::windowsOf(int pid, std::size_t co
     return ids.size() >= count ? ids : std::vector<std::uint64_t>{};
 }
 
-void TWGnomeTestDesktop::userDoes(std::uint64_t id, const std::string& call) const {
-    eval(kFindWindow + std::to_string(id) + ")" + call);
-}
-
-int TWGnomeTestDesktop::outputOf(std::uint64_t id) const {
-    const auto monitor = eval(kFindWindow + std::to_string(id) + ")?.get_monitor() ?? -1");
-    return monitor ? std::atoi(monitor->c_str()) : -1;
-}
-
-bool TWGnomeTestDesktop::moveToOutput(std::uint64_t id, int output) const {
-    // Asked again until it holds: the shell's placement of a window it has not shown yet puts
-    // it back on the first monitor.
-    return waitFor([&] {
-        if (outputOf(id) == output)
-            return true;
-        userDoes(id, ".move_to_monitor(" + std::to_string(output) + ")");
-        return false;
-    });
+std::optional<std::string> TWGnomeTestDesktop::onWindow(std::uint64_t id,
+                                                        const std::string& call) const {
+    return eval("global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() == " +
+                std::to_string(id) + ")" + call);
 }
 
 bool TWGnomeTestDesktop::setExtensionEnabled(bool enabled) const {

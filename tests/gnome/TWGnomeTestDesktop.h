@@ -44,19 +44,15 @@ class TWGnomeTestDesktop : public TWTestSession {
     std::uint64_t focusedWindow() const;
     // The windows of a process once it shows `count` of them (empty when it does not in time).
     std::vector<std::uint64_t> windowsOf(int pid, std::size_t count = 1) const;
-    // What a user does through the shell: runs `call` on the window (".minimize()"), brings
-    // it forward.
-    void userDoes(std::uint64_t id, const std::string& call) const;
+    // Runs `call` on the window (".minimize()", "?.get_monitor()") as the user's hand or to
+    // look; its result. Brings the window forward.
+    std::optional<std::string> onWindow(std::uint64_t id, const std::string& call) const;
     void userActivate(std::uint64_t id) const {
-        userDoes(id, ".activate(global.get_current_time())");
+        onWindow(id, ".activate(global.get_current_time())");
     }
     // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
     // reports it so.
     bool setExtensionEnabled(bool enabled) const;
-    // The monitor the shell puts the window on (numbered from the left); -1 when it does not
-    // know the window. Moving it there as the user's shortcut would; true once it is there.
-    int outputOf(std::uint64_t id) const;
-    bool moveToOutput(std::uint64_t id, int output) const;
 
   private:
     std::vector<pid_t> services() const override { return {shell_, bus_, systemBus_}; }
