@@ -6,6 +6,8 @@
 #include "TWCompositorWorkspace.h"
 #include "TWScenarios.h"
 
+#include <filesystem>
+
 template <class Desktop> class TWCompositorDriver : public TWSessionDriver {
   public:
     explicit TWCompositorDriver(TWTestSession& session) : TWSessionDriver(session) {

@@ -16,7 +16,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -226,7 +225,7 @@ class TWDesktopTest : public ::testing::Test {
         ASSERT_TRUE(dispatchUntil([&] { return driver_->isMinimized(window) == minimized; }));
     }
     void userActivates(const std::string& window, const TWDriverProgram& program) {
-        common(); // following front switches from before this one
+        common(); // running before the switch, to follow it
         driver_->activateByHand(window);
         ASSERT_TRUE(dispatchUntil([&] {
             return common().currentActiveBundleID() == program.identifier;
