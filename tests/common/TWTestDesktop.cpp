@@ -49,8 +49,8 @@ void TWTestSession::endGroup(pid_t pid, int signal) {
     kill(-pid, SIGKILL); // members of the group that outlived its leader
 }
 
-TWTestSession::TWTestSession(const std::string& prefix, const std::string& fileManager)
-    : root_("/tmp/" + prefix + "-XXXXXX") {
+TWTestSession::TWTestSession(const std::string& prefix, const std::string& fileManager, int outputs)
+    : root_("/tmp/" + prefix + "-XXXXXX"), outputs_(outputs) {
     if (!mkdtemp(root_.data())) {
         root_.clear();
         error_ = "cannot create a temporary directory";
@@ -184,8 +184,7 @@ std::vector<pid_t> TWTestSession::processesWith(const std::string& variable,
 }
 
 TWTestDesktop::TWTestDesktop(const std::string& windowManager, int outputs)
-    : TWTestSession("tidewell-x11-test", "pcmanfm"), windowManagerName_(windowManager),
-      outputs_(outputs) {
+    : TWTestSession("tidewell-x11-test", "pcmanfm", outputs), windowManagerName_(windowManager) {
     setenv("XDG_CURRENT_DESKTOP", "X-Generic", 1);
     unsetenv("DBUS_SESSION_BUS_ADDRESS");
     // The session's desktop is this display, even when the tests run inside a Wayland session.
@@ -384,14 +383,6 @@ std::vector<unsigned long> TWTestDesktop::windowsOfPid(int pid) const {
     std::vector<unsigned long> out;
     for (const auto& w : windows())
         if (w.pid == pid)
-            out.push_back(w.id);
-    return out;
-}
-
-std::vector<unsigned long> TWTestDesktop::windowsOfProgram(const std::string& program) const {
-    std::vector<unsigned long> out;
-    for (const auto& w : windows())
-        if (comm(w.pid) == program)
             out.push_back(w.id);
     return out;
 }

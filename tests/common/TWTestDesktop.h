@@ -51,11 +51,12 @@ class TWTestSession {
     // The processes but ours whose environment holds `variable` (and that run `program`).
     static std::vector<pid_t> processesWith(const std::string& variable,
                                             const std::string& program = {});
-    // Every test desktop's outputs are this wide and side by side.
+    // Every test desktop's outputs (monitors) are this wide and side by side.
     static constexpr int kOutputWidth = 1280;
+    int outputs() const { return outputs_; }
 
   protected:
-    TWTestSession(const std::string& prefix, const std::string& fileManager);
+    TWTestSession(const std::string& prefix, const std::string& fileManager, int outputs);
     virtual ~TWTestSession(); // removes the session's files
     // The display server, the window manager or compositor, the buses.
     virtual std::vector<pid_t> services() const = 0;
@@ -69,6 +70,7 @@ class TWTestSession {
     void endSession();
     std::string error_, root_, home_;
     std::vector<pid_t> children_;
+    int outputs_;
 };
 
 class TWTestDesktop : public TWTestSession {
@@ -94,13 +96,10 @@ class TWTestDesktop : public TWTestSession {
 
     std::vector<TWObservedWindow> windows() const; // wmctrl -l -p
     std::vector<unsigned long> windowsOfPid(int pid) const;
-    // Windows of every process running `program` (its /proc/<pid>/comm).
-    std::vector<unsigned long> windowsOfProgram(const std::string& program) const;
     bool isIconic(unsigned long window) const;    // WM_STATE Iconic
     bool isMinimized(unsigned long window) const; // Iconic or _NET_WM_STATE_HIDDEN
     bool hasHiddenMark(unsigned long window) const;
     unsigned long activeWindow() const;
-    int outputs() const { return outputs_; }
     // The monitor holding the window's centre, numbered from the left; -1 when it is gone.
     int outputOf(unsigned long window) const;
     // Moves the window as the user would drag it; true once it is there.
@@ -114,7 +113,6 @@ class TWTestDesktop : public TWTestSession {
     std::vector<TWObservedWindow> managed_; // when the window manager was killed
     pid_t server_ = -1;
     pid_t windowManager_ = -1;
-    int outputs_ = 1;
 };
 
 // The session's polling and observer commands by their short names, for the test programs.

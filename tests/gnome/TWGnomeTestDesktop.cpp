@@ -25,9 +25,6 @@ constexpr const char* kListWindows =
     ".map(w => [w.get_id(), w.get_pid(), w.minimized ? 1 : 0,"
     " w === global.display.focus_window ? 1 : 0].join(' ')).join(';')";
 
-const std::string kFindWindow =
-    "global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() == ";
-
 std::string stripQuotes(const std::string& json) {
     return json.size() >= 2 && json.front() == '"' ? json.substr(1, json.size() - 2) : json;
 }
@@ -35,8 +32,8 @@ std::string stripQuotes(const std::string& json) {
 } // namespace
 
 TWGnomeTestDesktop::TWGnomeTestDesktop(int outputs)
-    : TWTestSession("tidewell-gnome-test", "org.gnome.Nautilus"), runtime_(root_ + "/runtime"),
-      socket_("tidewell-gnome-" + std::to_string(getpid())), outputs_(outputs) {
+    : TWTestSession("tidewell-gnome-test", "org.gnome.Nautilus", outputs),
+      runtime_(root_ + "/runtime"), socket_("tidewell-gnome-" + std::to_string(getpid())) {
     useWayland("GNOME", socket_);
     // Settings in a key file of the private home: no dconf service to start, and the shell and
     // the clients read what the harness wrote before the start.
@@ -46,29 +43,25 @@ TWGnomeTestDesktop::TWGnomeTestDesktop(int outputs)
         error_ = start();
 }
 
-std::string TWGnomeTestDesktop::extensionDirectory() const {
-    return dataHome() + "/gnome-shell/extensions/";
-}
-
 std::string TWGnomeTestDesktop::start() {
     const std::string systemBus = runtime_ + "/system_bus", bus = runtime_ + "/bus";
     // The shell asks the system bus for logind, accounts and more; a private one answers none
     // of it, quickly.
     if (!startBus(systemBus, systemBus_) || !startBus(bus, bus_))
         return "dbus-daemon did not start";
-    busAddress_ = "unix:path=" + bus;
-    setenv("DBUS_SESSION_BUS_ADDRESS", busAddress_.c_str(), 1);
+    const std::string busAddress = "unix:path=" + bus;
+    setenv("DBUS_SESSION_BUS_ADDRESS", busAddress.c_str(), 1);
     setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + systemBus).c_str(), 1);
 
     std::error_code ec;
-    const std::string built = TWTestProgramPath("../gnome-shell/imports/") + kExtension;
-    std::filesystem::create_directories(extensionDirectory(), ec);
-    std::filesystem::copy(built, extensionDirectory() + kExtension,
-                          std::filesystem::copy_options::recursive, ec);
+    const std::string extensions = dataHome() + "/gnome-shell/extensions/",
+                      built = TWTestProgramPath("../gnome-shell/imports/") + kExtension;
+    std::filesystem::create_directories(extensions, ec);
+    std::filesystem::copy(built, extensions + kExtension, std::filesystem::copy_options::recursive,
+                          ec);
     if (ec)
         return "cannot install the extension from " + built + ": " + ec.message();
-    std::filesystem::copy(TWTestSourcePath("tests/gnome/observer"),
-                          extensionDirectory() + kObserver,
+    std::filesystem::copy(TWTestSourcePath("tests/gnome/observer"), extensions + kObserver,
                           std::filesystem::copy_options::recursive, ec);
     std::filesystem::create_directories(home_ + "/.config/glib-2.0/settings", ec);
     TWWriteFile(home_ + "/.config/glib-2.0/settings/keyfile",
@@ -77,7 +70,7 @@ std::string TWGnomeTestDesktop::start() {
                     "']\ndisable-user-extensions=false\nwelcome-dialog-last-shown-version='99'\n"
                     "[org/gnome/desktop/interface]\nenable-animations=false\n");
 
-    if (sd_bus_new(&connection_) < 0 || sd_bus_set_address(connection_, busAddress_.c_str()) < 0 ||
+    if (sd_bus_new(&connection_) < 0 || sd_bus_set_address(connection_, busAddress.c_str()) < 0 ||
         sd_bus_set_bus_client(connection_, 1) < 0 || sd_bus_start(connection_) < 0)
         return "cannot connect to the test's session bus";
 
@@ -165,24 +158,10 @@ std::vector<std::uint64_t> TWGnomeTestDesktop::windowsOf(int pid, std::size_t co
     return ids.size() >= count ? ids : std::vector<std::uint64_t>{};
 }
 
-void TWGnomeTestDesktop::userDoes(std::uint64_t id, const std::string& call) const {
-    eval(kFindWindow + std::to_string(id) + ")" + call);
-}
-
-int TWGnomeTestDesktop::outputOf(std::uint64_t id) const {
-    const auto monitor = eval(kFindWindow + std::to_string(id) + ")?.get_monitor() ?? -1");
-    return monitor ? std::atoi(monitor->c_str()) : -1;
-}
-
-bool TWGnomeTestDesktop::moveToOutput(std::uint64_t id, int output) const {
-    // Asked again until it holds: the shell's placement of a window it has not shown yet puts
-    // it back on the first monitor.
-    return waitFor([&] {
-        if (outputOf(id) == output)
-            return true;
-        userDoes(id, ".move_to_monitor(" + std::to_string(output) + ")");
-        return false;
-    });
+std::optional<std::string> TWGnomeTestDesktop::onWindow(std::uint64_t id,
+                                                        const std::string& call) const {
+    return eval("global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() == " +
+                std::to_string(id) + ")" + call);
 }
 
 bool TWGnomeTestDesktop::setExtensionEnabled(bool enabled) const {

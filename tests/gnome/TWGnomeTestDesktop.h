@@ -33,8 +33,6 @@ class TWGnomeTestDesktop : public TWTestSession {
     explicit TWGnomeTestDesktop(int outputs = 1);
     ~TWGnomeTestDesktop();
 
-    const std::string& socket() const { return socket_; }
-    const std::string& busAddress() const { return busAddress_; }
     // The shell's process.
     pid_t shellProcess() const { return shell_; }
 
@@ -46,27 +44,20 @@ class TWGnomeTestDesktop : public TWTestSession {
     std::uint64_t focusedWindow() const;
     // The windows of a process once it shows `count` of them (empty when it does not in time).
     std::vector<std::uint64_t> windowsOf(int pid, std::size_t count = 1) const;
-    // What a user does through the shell: runs `call` on the window (".minimize()"), brings
-    // it forward.
-    void userDoes(std::uint64_t id, const std::string& call) const;
+    // Runs `call` on the window (".minimize()", "?.get_monitor()") as the user's hand or to
+    // look; its result. Brings the window forward.
+    std::optional<std::string> onWindow(std::uint64_t id, const std::string& call) const;
     void userActivate(std::uint64_t id) const {
-        userDoes(id, ".activate(global.get_current_time())");
+        onWindow(id, ".activate(global.get_current_time())");
     }
     // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
     // reports it so.
     bool setExtensionEnabled(bool enabled) const;
-    int outputs() const { return outputs_; }
-    // The monitor the shell puts the window on (numbered from the left); -1 when it does not
-    // know the window. Moving it there as the user's shortcut would; true once it is there.
-    int outputOf(std::uint64_t id) const;
-    bool moveToOutput(std::uint64_t id, int output) const;
 
   private:
     std::vector<pid_t> services() const override { return {shell_, bus_, systemBus_}; }
     std::string start();
-    std::string extensionDirectory() const;
-    std::string runtime_, socket_, busAddress_;
+    std::string runtime_, socket_;
     pid_t systemBus_ = -1, bus_ = -1, shell_ = -1;
-    int outputs_ = 1;
     sd_bus* connection_ = nullptr;
 };

@@ -4,16 +4,15 @@
 // observer, a second window-management client as the user), what the backend factory says on
 // each compositor, and global shortcuts as KDE's global-shortcut service (in KWin) holds them.
 #include "TWKWinDesktop.h"
+#include "TWCompositorDriver.h"
 #include "TWKWinGlobalShortcuts.h"
 #include "TWKWinTestDesktop.h"
 #include "TWPlatformFactory.h"
-#include "TWScenarios.h"
 #include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <linux/input-event-codes.h>
 #include <poll.h>
 
 namespace {
@@ -29,53 +28,22 @@ class Session : public ::testing::Environment {
 };
 const auto* const kSession = ::testing::AddGlobalTestEnvironment(new Session);
 
-class TWKWinDriver : public TWDesktopDriver {
+class TWKWinDriver : public TWCompositorDriver<TWKWinDesktop> {
   public:
-    TWKWinDriver() {
-        if (!session_->ok()) {
-            error_ = session_->error();
-            return;
-        }
-        session_->writeDesktopEntry(flower().identifier,
-                                    std::string("[Desktop Entry]\nType=Application\nName=") +
-                                        kFlowerName + "\nExec=weston-flower\n");
-        kwin_ = TWKWinDesktop::open("", &error_);
-        // "The user": a second client of the window management, as a taskbar would be.
-        if (kwin_)
-            user_ = TWKWinDesktop::open("", &error_);
+    TWKWinDriver() : TWCompositorDriver(*session_) {
+        if (error_.empty() && (desktop_ = TWKWinDesktop::open("", &error_)))
+            user_ = TWKWinDesktop::open("", &error_); // a taskbar: the user's hand
     }
     ~TWKWinDriver() override { session_->runScript("tidewell-refuse", ""); }
     std::string error() const override { return user_ ? std::string() : error_; }
-    TWDesktop& desktop() override { return *kwin_; }
-    TWKWinDesktop& kwin() { return *kwin_; }
-    void sync() override { kwin_->connection().sync(); }
-    void killStrays() override { session_->killStrays(); }
-    pid_t start(const std::vector<std::string>& argv) override { return session_->spawn(argv); }
-    void end(pid_t pid, int signal) override { session_->terminate(pid, signal); }
+    TWKWinDesktop& kwin() { return *desktop_; }
     TWDriverProgram fileManager() const override {
         return {{"thunar", session_->home()}, "thunar"};
     }
-    TWDriverProgram terminal() const override {
-        return {{"weston-terminal"}, "org.freedesktop.weston.wayland-terminal"};
-    }
-    TWDriverProgram flower() const override {
-        return {{"weston-flower"}, "org.freedesktop.weston.flower"};
-    }
-    std::set<std::string> marks() override { return TWMarksOf(kwin_->kwinWorkspace().record()); }
     std::string lacks(TWDriverFeature feature) const override {
-        if (feature == TWDriverFeature::CollapsingWins)
-            return "file-manager windows hidden, then collapsed, keep their marks: show-all "
-                   "restores them";
-        if (feature == TWDriverFeature::ServiceGone)
-            return "KWin is the Wayland session: its clients end with it";
-        const bool can = feature == TWDriverFeature::LateMinimize ||
-                         (feature == TWDriverFeature::Outputs && session_->outputs() > 1);
-        return can ? std::string() : TWDesktopDriver::lacks(feature);
-    }
-    void markAsAnotherProcess(const std::string& window) override {
-        ASSERT_TRUE(kwin_->kwinWorkspace().record().update([&](TWHiddenMarks& marks) {
-            marks[window] = TWHiddenMark{0, TWHiddenRecord::now(), false};
-        }));
+        return feature == TWDriverFeature::ServiceGone
+                   ? "KWin is the Wayland session: its clients end with it"
+                   : TWCompositorDriver::lacks(feature);
     }
 
     std::string windowOf(pid_t pid) override {
@@ -111,7 +79,6 @@ class TWKWinDriver : public TWDesktopDriver {
                 }
             });
     }
-    int outputCount() override { return session_->outputs(); }
     int outputOf(const std::string& window) override { return session_->outputOf(window); }
     void moveToOutput(const std::string& window, int output) override {
         EXPECT_TRUE(session_->moveToOutput(window, output))
@@ -133,20 +100,15 @@ class TWKWinDriver : public TWDesktopDriver {
     }
 
   private:
-    std::string error_;
-    std::unique_ptr<TWKWinDesktop> kwin_, user_;
+    std::unique_ptr<TWKWinDesktop> user_;
 };
 
-std::unique_ptr<TWDesktopDriver> kwinDriver() {
-    return std::make_unique<TWKWinDriver>();
-}
-
-INSTANTIATE_TEST_SUITE_P(KWin, TWScenarioTest, ::testing::Values(&kwinDriver),
-                         [](const auto&) { return std::string("kwin"); });
+INSTANTIATE_TEST_SUITE_P(KWin, TWScenarioTest,
+                         ::testing::Values(TWMakeDriver<TWKWinDriver>("kwin")), TWDriverName);
 
 class TWKWinDesktopTest : public TWDesktopTest {
   protected:
-    TWKWinDesktopTest() : TWDesktopTest(&kwinDriver) {}
+    TWKWinDesktopTest() : TWDesktopTest(TWMakeDriver<TWKWinDriver>("kwin").make) {}
     TWKWinDesktop& kwin() { return static_cast<TWKWinDriver&>(driver()).kwin(); }
 };
 
@@ -182,18 +144,16 @@ TEST_F(TWKWinDesktopTest, TheFactoryChoosesKWinAndSaysWhatIsMissingElsewhere) {
 }
 
 // KDE's global-shortcut service, asked with gdbus.
-std::string kglobalaccel(const std::string& method, const std::vector<std::string>& args,
-                         const std::string& path = "/kglobalaccel",
-                         const std::string& interface = "org.kde.KGlobalAccel") {
+std::string kglobalaccel(const std::string& method, const std::vector<std::string>& args) {
     std::vector<std::string> argv{"gdbus",
                                   "call",
                                   "--session",
                                   "--dest",
                                   "org.kde.kglobalaccel",
                                   "--object-path",
-                                  path,
+                                  "/kglobalaccel",
                                   "--method",
-                                  interface + "." + method};
+                                  "org.kde.KGlobalAccel." + method};
     argv.insert(argv.end(), args.begin(), args.end());
     return run(argv);
 }
@@ -219,8 +179,11 @@ TEST_F(TWKWinDesktopTest, ShortcutsAreHeldByKDEsServiceClashesAreRefusedAndAPres
     EXPECT_EQ(kglobalaccel("shortcut", {actionId("show-all")}), "([285212731],)\n");
     EXPECT_TRUE(shortcuts.bind(TWShortcutAction::ShowAll, "Ctrl+Alt+H").has_value());
 
-    // Pressed on KWin's input: the service tells, through the desktop's one descriptor.
-    ASSERT_TRUE(session_->pressKeys({KEY_LEFTCTRL, KEY_LEFTALT, KEY_H}));
+    // Pressed (as KWin's input hands the keys to the service): the service tells, through the
+    // desktop's one descriptor.
+    run({"dbus-send", "--session", "--print-reply", "--dest=org.kde.kglobalaccel",
+         "/component/net_quillfen_Tidewell", "org.kde.kglobalaccel.Component.invokeShortcut",
+         "string:hide-others"});
     EXPECT_TRUE(dispatchUntil([&] { return !pressed.empty(); }));
     EXPECT_EQ(pressed, std::vector<TWShortcutAction>{TWShortcutAction::HideOthers});
 

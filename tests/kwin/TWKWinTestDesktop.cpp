@@ -5,13 +5,8 @@
 #include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 
-#include "fake-input-client-protocol.h"
-
-#include <wayland-client.h>
-
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -45,8 +40,8 @@ std::string dbus(const std::vector<std::string>& call) {
 } // namespace
 
 TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted, int outputs)
-    : TWTestSession("tidewell-kwin-test", "thunar"), runtime_(root_ + "/runtime"),
-      socket_("tidewell-kwin-" + std::to_string(getpid())), outputs_(outputs) {
+    : TWTestSession("tidewell-kwin-test", "thunar", outputs), runtime_(root_ + "/runtime"),
+      socket_("tidewell-kwin-" + std::to_string(getpid())) {
     useWayland("KDE", socket_);
     if (ok())
         error_ = start(permitted);
@@ -58,15 +53,15 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
         return "dbus-daemon did not start";
     setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + bus).c_str(), 1);
     // KWin offers its window management only to a client whose executable (/proc/PID/exe) is
-    // the program that an installed desktop entry with the interface key starts (so does its
-    // fake input). The entries must be in place before KWin first reads them.
+    // the program that an installed desktop entry with the interface key starts. The entries
+    // must be in place before KWin first reads them.
     std::vector<std::string> programs = permitted;
     programs.push_back(std::filesystem::canonical("/proc/self/exe").string());
     for (std::size_t i = 0; i < programs.size(); ++i)
         writeDesktopEntry("tidewell-kwin-test-permitted-" + std::to_string(i),
                           "[Desktop Entry]\nType=Application\nName=Permitted\nExec=" + programs[i] +
                               "\nNoDisplay=true\nX-KDE-Wayland-Interfaces="
-                              "org_kde_plasma_window_management,org_kde_kwin_fake_input\n");
+                              "org_kde_plasma_window_management\n");
     // Not nested in the session's compositor. KWin hosts KDE's global-shortcut service.
     kwin_ = startProcess({"env", "-u", "WAYLAND_DISPLAY", kwinExecutable(root_ + "/bin"),
                           "--virtual", "--width", std::to_string(kOutputWidth), "--height", "800",
@@ -118,38 +113,6 @@ bool TWKWinTestDesktop::moveToOutput(const std::string& uuid, int output) const 
                                    uuid + "') workspace.sendClientToScreen(c, " +
                                    std::to_string(output) + ");");
     return waitFor([&] { return outputOf(uuid) == output; });
-}
-
-bool TWKWinTestDesktop::pressKeys(const std::vector<std::uint32_t>& keys) const {
-    wl_display* display = wl_display_connect(socket_.c_str());
-    if (!display)
-        return false;
-    org_kde_kwin_fake_input* input = nullptr;
-    static const wl_registry_listener listener{
-        [](void* data, wl_registry* registry, std::uint32_t name, const char* interface,
-           std::uint32_t version) {
-            // Keys came with version 4.
-            if (std::strcmp(interface, org_kde_kwin_fake_input_interface.name) == 0 && version >= 4)
-                *static_cast<org_kde_kwin_fake_input**>(data) =
-                    static_cast<org_kde_kwin_fake_input*>(
-                        wl_registry_bind(registry, name, &org_kde_kwin_fake_input_interface, 4));
-        },
-        [](void*, wl_registry*, std::uint32_t) {}};
-    wl_registry* registry = wl_display_get_registry(display);
-    wl_registry_add_listener(registry, &listener, &input);
-    bool pressed = wl_display_roundtrip(display) >= 0 && input;
-    if (pressed) {
-        org_kde_kwin_fake_input_authenticate(input, "Tidewell tests", "pressing shortcuts");
-        for (auto key : keys)
-            org_kde_kwin_fake_input_keyboard_key(input, key, WL_KEYBOARD_KEY_STATE_PRESSED);
-        for (auto key = keys.rbegin(); key != keys.rend(); ++key)
-            org_kde_kwin_fake_input_keyboard_key(input, *key, WL_KEYBOARD_KEY_STATE_RELEASED);
-        pressed = wl_display_roundtrip(display) >= 0;
-        org_kde_kwin_fake_input_destroy(input);
-    }
-    wl_registry_destroy(registry);
-    wl_display_disconnect(display);
-    return pressed;
 }
 
 void TWKWinTestDesktop::runScript(const std::string& name, const std::string& code) const {

@@ -8,7 +8,6 @@
 
 #include "TWTestDesktop.h"
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,7 +25,6 @@ class TWKWinTestDesktop : public TWTestSession {
     // A flag of KWin's own description of the window (org.kde.KWin getWindowInfo): minimized,
     // keepAbove...; none when KWin does not know the window.
     std::optional<bool> flag(const std::string& uuid, const std::string& name = "minimized") const;
-    int outputs() const { return outputs_; }
     // The output holding the window's centre as KWin places it, numbered from the left; -1
     // when KWin does not know the window.
     int outputOf(const std::string& uuid) const;
@@ -38,9 +36,6 @@ class TWKWinTestDesktop : public TWTestSession {
     // Loads the KWin script `code` as `name` (unloading one of that name first) and starts it;
     // an empty `code` only unloads.
     void runScript(const std::string& name, const std::string& code) const;
-    // Presses the keys (Linux input codes) in order and releases them in reverse, through
-    // KWin's fake-input protocol; false when KWin did not take them.
-    bool pressKeys(const std::vector<std::uint32_t>& keys) const;
 
   private:
     std::vector<pid_t> services() const override { return {kwin_, bus_}; }
@@ -49,5 +44,4 @@ class TWKWinTestDesktop : public TWTestSession {
     mutable bool observing_ = false;
     pid_t bus_ = -1;
     pid_t kwin_ = -1;
-    int outputs_ = 1;
 };

@@ -3,7 +3,7 @@
 # A minimal StatusNotifierItem host for the desktop tests, on the session bus: "host FILE" owns
 # org.kde.StatusNotifierWatcher and appends "SERVICE PATH" to FILE for each item that registers;
 # "show SERVICE PATH" prints what a panel reads (icon, tooltip, menu labels); "call SERVICE PATH
-# METHOD" calls Activate or SecondaryActivate; "choose SERVICE PATH LABEL" clicks a menu entry.
+# METHOD" calls Activate or SecondaryActivate.
 import sys
 
 import dbus
@@ -30,10 +30,6 @@ class Watcher(dbus.service.Object):
             out.write(f"{name} {path}\n")
         self.StatusNotifierItemRegistered(f"{name}{path}")
 
-    @dbus.service.method(WATCHER, in_signature="s")
-    def RegisterStatusNotifierHost(self, service):
-        pass
-
     @dbus.service.signal(WATCHER, signature="s")
     def StatusNotifierItemRegistered(self, service):
         pass
@@ -43,7 +39,6 @@ class Watcher(dbus.service.Object):
     def Introspect(self):
         return f"""<node><interface name="{WATCHER}">
   <method name="RegisterStatusNotifierItem"><arg name="service" type="s" direction="in"/></method>
-  <method name="RegisterStatusNotifierHost"><arg name="service" type="s" direction="in"/></method>
   <signal name="StatusNotifierItemRegistered"><arg type="s"/></signal>
   <property name="RegisteredStatusNotifierItems" type="as" access="read"/>
   <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
@@ -70,25 +65,19 @@ def host(record):
     from gi.repository import GLib
     DBusGMainLoop(set_as_default=True)
     bus = dbus.SessionBus()
-    watcher = Watcher(bus, record)
+    watcher = Watcher(bus, record)  # noqa: F841 (held while running)
     name = dbus.service.BusName(WATCHER, bus)  # noqa: F841 (held while running)
     open(record, "a").close()  # ready
     GLib.MainLoop().run()
-    del watcher, name
 
 
-def menu_entries(bus, service, path):
+def menu_labels(bus, service, path):
     properties = dbus.Interface(bus.get_object(service, path), dbus.PROPERTIES_IFACE)
-    menu_path = properties.Get(ITEM, "Menu")
-    menu = dbus.Interface(bus.get_object(service, menu_path), MENU)
+    menu = dbus.Interface(bus.get_object(service, properties.Get(ITEM, "Menu")), MENU)
     menu.AboutToShow(0)  # the menu is built as it opens
     _, (_, _, children) = menu.GetLayout(0, -1, dbus.Array([], signature="s"))
-    entries = []
-    for child in children:
-        ident, props, _ = child
-        if props.get("type") != "separator":
-            entries.append((int(ident), str(props.get("label", "")).replace("_", "")))
-    return menu, entries
+    return [str(props.get("label", "")).replace("_", "") for _, props, _ in children
+            if props.get("type") != "separator"]
 
 
 def show(bus, service, path):
@@ -96,12 +85,11 @@ def show(bus, service, path):
     values = item.GetAll(ITEM)
     pixmaps = [f"{int(w)}x{int(h)}" for w, h, data in values.get("IconPixmap", [])
                if len(data) == 4 * int(w) * int(h)]
-    print("Status=" + str(values.get("Status", "")))
     print("IconName=" + str(values.get("IconName", "")))
     print("IconPixmap=" + ",".join(pixmaps))
     tooltip = values.get("ToolTip", ("", [], "", ""))
     print("ToolTip=" + str(tooltip[2]))
-    print("Menu=" + "|".join(label for _, label in menu_entries(bus, service, path)[1]))
+    print("Menu=" + "|".join(menu_labels(bus, service, path)))
 
 
 def main():
@@ -115,10 +103,6 @@ def main():
     elif command == "call":
         dbus.Interface(bus.get_object(service, path), ITEM).get_dbus_method(args[2])(
             dbus.Int32(0), dbus.Int32(0))
-    elif command == "choose":
-        menu, entries = menu_entries(bus, service, path)
-        ident = next(i for i, label in entries if label == args[2])
-        menu.Event(ident, "clicked", dbus.Int32(0, variant_level=1), dbus.UInt32(0))
 
 
 if __name__ == "__main__":

@@ -16,7 +16,7 @@
 
 #include <atomic>
 #include <csignal>
-#include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <poll.h>
@@ -82,9 +82,9 @@ class TWDesktopDriver {
     virtual void minimizeByHand(const std::string& window, bool minimized) = 0;
     virtual void activateByHand(const std::string& window) = 0;
     // Another client passes the focus between `windows` every 20 ms until the object goes.
-    virtual std::shared_ptr<void> churnFocus(const std::vector<std::string>& windows) = 0;
+    virtual std::shared_ptr<void> churnFocus(const std::vector<std::string>&) { return {}; }
     // Something in the desktop undoes or fails the window's next `times` restores.
-    virtual void refuseRestores(const std::string& window, int times) = 0;
+    virtual void refuseRestores(const std::string&, int) {}
     // What Tidewell left wrong or pending in the desktop; empty when nothing.
     virtual std::string leftovers() { return {}; }
     // Opens the backend anew, as another Tidewell process would.
@@ -114,29 +114,16 @@ class TWDesktopDriver {
             return {};
         }
     }
-    // Workspaces, numbered from 0, as the desktop's observer reports them. Moving a window or
-    // switching returns once the observer shows it done.
-    virtual int workspaceCount() { return 1; }
+    // Workspaces (two at least), numbered from 0, as the desktop's observer reports them.
+    // Moving a window or switching returns once the observer shows it done.
     virtual int currentWorkspace() { return 0; }
     virtual int workspaceOf(const std::string&) { return 0; }
     virtual void moveToWorkspace(const std::string&, int) { ADD_FAILURE() << "no workspaces"; }
     virtual void switchToWorkspace(int) { ADD_FAILURE() << "no workspaces"; }
     // Outputs (monitors), numbered from 0, the same way.
-    virtual int outputCount() { return 1; }
     virtual int outputOf(const std::string&) { return 0; }
     virtual void moveToOutput(const std::string&, int) { ADD_FAILURE() << "no outputs"; }
 };
-
-// The marks of a record of hidden windows kept in a file (the compositors'), with the file
-// read as one more mark when it outlives the last.
-template <class Record> std::set<std::string> TWMarksOf(const Record& record) {
-    std::set<std::string> marks;
-    for (const auto& [window, mark] : record.read())
-        marks.insert(window);
-    if (marks.empty() && std::filesystem::exists(record.path()))
-        marks.insert(record.path());
-    return marks;
-}
 
 // Calls `step` with 0, 1, 2... every 20 ms on a thread of its own until the object goes.
 inline std::shared_ptr<void> TWEvery20ms(std::function<void(std::size_t)> step) {
@@ -158,12 +145,40 @@ inline std::shared_ptr<void> TWEvery20ms(std::function<void(std::size_t)> step) 
     return loop;
 }
 
-using TWDesktopDriverFactory = std::unique_ptr<TWDesktopDriver> (*)();
+// A driver on a test session: the programs it starts are the session's.
+class TWSessionDriver : public TWDesktopDriver {
+  public:
+    explicit TWSessionDriver(TWTestSession& session) : testSession_(session) {}
+    void killStrays() override { testSession_.killStrays(); }
+    pid_t start(const std::vector<std::string>& argv) override { return testSession_.spawn(argv); }
+    void end(pid_t pid, int signal) override { testSession_.terminate(pid, signal); }
+
+  protected:
+    TWTestSession& testSession_;
+};
+
+using TWDesktopDriverFactory = std::function<std::unique_ptr<TWDesktopDriver>()>;
+
+// A desktop's driver for the scenarios, with the name its runs carry (…/openbox, …/kwin).
+struct TWDriverMaker {
+    std::string name;
+    TWDesktopDriverFactory make;
+};
+template <class Driver, class... Args> TWDriverMaker TWMakeDriver(std::string name, Args... args) {
+    return {std::move(name), [=] { return std::make_unique<Driver>(args...); }};
+}
+inline std::string TWDriverName(const ::testing::TestParamInfo<TWDriverMaker>& info) {
+    return info.param.name;
+}
+// gtest prints a failing run's parameter: its name.
+inline void PrintTo(const TWDriverMaker& maker, std::ostream* out) {
+    *out << maker.name;
+}
 
 // A test on one desktop: its driver, Tidewell's actions on it, the clients started.
 class TWDesktopTest : public ::testing::Test {
   protected:
-    explicit TWDesktopTest(TWDesktopDriverFactory factory) : factory_(factory) {}
+    explicit TWDesktopTest(TWDesktopDriverFactory factory) : factory_(std::move(factory)) {}
     void SetUp() override {
         driver_ = factory_();
         ASSERT_TRUE(driver_->error().empty()) << driver_->error();
@@ -185,16 +200,13 @@ class TWDesktopTest : public ::testing::Test {
         return *common_;
     }
     // Starts a client; its first window, and its process in `pid`.
-    std::string client(const std::vector<std::string>& argv, pid_t* pid = nullptr) {
-        clients_.push_back(driver_->start(argv));
+    std::string client(const TWDriverProgram& program, pid_t* pid = nullptr) {
+        clients_.push_back(driver_->start(program.argv));
         const std::string window = driver_->windowOf(clients_.back());
-        EXPECT_FALSE(window.empty()) << argv[0] << " showed no window";
+        EXPECT_FALSE(window.empty()) << program.argv[0] << " showed no window";
         if (pid)
             *pid = clients_.back();
         return window;
-    }
-    std::string client(const TWDriverProgram& program, pid_t* pid = nullptr) {
-        return client(program.argv, pid);
     }
     void crash(pid_t pid) {
         driver_->end(pid, SIGKILL);
@@ -206,11 +218,18 @@ class TWDesktopTest : public ::testing::Test {
     bool isActive(const std::string& window) {
         return waitFor([&] { return driver_->activeWindow() == window; });
     }
-    // The user's minimize or restore, followed by Tidewell's event loop as a running Tidewell
-    // follows it.
+    // The user's minimize or restore, or bringing `window` of `program` to the front, followed by
+    // Tidewell's event loop as a running Tidewell follows it.
     void userMinimizes(const std::string& window, bool minimized) {
         driver_->minimizeByHand(window, minimized);
         ASSERT_TRUE(dispatchUntil([&] { return driver_->isMinimized(window) == minimized; }));
+    }
+    void userActivates(const std::string& window, const TWDriverProgram& program) {
+        common(); // running before the switch, to follow it
+        driver_->activateByHand(window);
+        ASSERT_TRUE(dispatchUntil([&] {
+            return common().currentActiveBundleID() == program.identifier;
+        })) << program.identifier;
     }
     // Handles the backend's events until `condition` holds.
     bool dispatchUntil(const std::function<bool()>& condition) {
@@ -264,8 +283,7 @@ class TWDesktopTest : public ::testing::Test {
 };
 
 // The shared scenarios; each desktop's test program instantiates them with its driver.
-class TWScenarioTest : public TWDesktopTest,
-                       public ::testing::WithParamInterface<TWDesktopDriverFactory> {
+class TWScenarioTest : public TWDesktopTest, public ::testing::WithParamInterface<TWDriverMaker> {
   protected:
-    TWScenarioTest() : TWDesktopTest(GetParam()) {}
+    TWScenarioTest() : TWDesktopTest(GetParam().make) {}
 };

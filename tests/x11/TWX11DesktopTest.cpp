@@ -72,10 +72,11 @@ int numberOf(const std::string& window, const std::string& property) {
 }
 
 // Windows are X11 window IDs in decimal; the observers are xprop and wmctrl.
-class TWX11Driver : public TWDesktopDriver {
+class TWX11Driver : public TWSessionDriver {
   public:
     explicit TWX11Driver(const std::string& windowManager)
-        : windowManager_(windowManager), desktop_(desktopWith(windowManager)) {
+        : TWSessionDriver(desktopWith(windowManager)), windowManager_(windowManager),
+          desktop_(static_cast<TWTestDesktop&>(testSession_)) {
         if (!desktop_.ok())
             error_ = desktop_.error();
         else if (!(x11_ = TWX11Desktop::open()))
@@ -99,9 +100,6 @@ class TWX11Driver : public TWDesktopDriver {
     void sync() override { x11_->sync(); }
     void settle() override { x11_->x11Workspace().settle(seconds(30)); }
     void reopen() override { x11_ = TWX11Desktop::open(); }
-    void killStrays() override { desktop_.killStrays(); }
-    pid_t start(const std::vector<std::string>& argv) override { return desktop_.spawn(argv); }
-    void end(pid_t pid, int signal) override { desktop_.terminate(pid, signal); }
     TWDriverProgram fileManager() const override {
         return {{"pcmanfm", desktop_.home()}, "pcmanfm"};
     }
@@ -167,37 +165,27 @@ class TWX11Driver : public TWDesktopDriver {
             ASSERT_TRUE(desktop_.restartWindowManager());
     }
     std::string lacks(TWDriverFeature feature) const override {
-        static const std::map<std::string, std::string> noWorkspaces = {
-            {"fluxbox", "restores are not carried out reliably (fluxbox 1.3.5, seen with xlogo "
-                        "alone): a map request, _NET_WM_STATE_HIDDEN removed or a pager's "
-                        "activation for a window minimized a second or more before restores it "
-                        "one time and not the next, and a window that missed one can ignore "
-                        "every later one"},
-        };
         switch (feature) {
         case TWDriverFeature::Workspaces:
-            if (auto reason = noWorkspaces.find(windowManager_); reason != noWorkspaces.end())
-                return windowManager_ + ": " + reason->second;
-            return {};
+            return windowManager_ != "fluxbox"
+                       ? std::string()
+                       : "fluxbox: restores are not carried out reliably (fluxbox 1.3.5, seen "
+                         "with xlogo alone): a map request, _NET_WM_STATE_HIDDEN removed or a "
+                         "pager's activation for a window minimized a second or more before "
+                         "restores it one time and not the next, and a window that missed one "
+                         "can ignore every later one";
         case TWDriverFeature::RefusedPerWindow:
             return "a stopped window manager refuses every window's restore";
         case TWDriverFeature::Outputs:
             return desktop_.outputs() > 1 ? std::string()
                                           : windowManager_ + " sees Xvfb's one output, not the "
                                                              "monitors it is split into";
-        case TWDriverFeature::ServiceGone:
-        case TWDriverFeature::TwoFileManagerProcesses:
-            return {};
         case TWDriverFeature::LateMinimize:
             return "X11 waits for another process's minimize only up to its answer bound (5 s), "
                    "then takes the window for shown";
         default:
             return {};
         }
-    }
-    int workspaceCount() override {
-        const std::string out = run({"wmctrl", "-d"});
-        return static_cast<int>(std::count(out.begin(), out.end(), '\n'));
     }
     int currentWorkspace() override { return numberOf("root", "_NET_CURRENT_DESKTOP"); }
     int workspaceOf(const std::string& window) override {
@@ -213,7 +201,6 @@ class TWX11Driver : public TWDesktopDriver {
             << run({"xprop", "-root", "_NET_CURRENT_DESKTOP"}) << run({"wmctrl", "-d"});
     }
 
-    int outputCount() override { return desktop_.outputs(); }
     int outputOf(const std::string& window) override {
         return desktop_.outputOf(std::stoul(window));
     }
@@ -232,35 +219,19 @@ class TWX11Driver : public TWDesktopDriver {
     bool hiddenState_ = false, stopped_ = false;
 };
 
-template <const char* WindowManager> std::unique_ptr<TWDesktopDriver> x11Driver() {
-    return std::make_unique<TWX11Driver>(WindowManager);
-}
-constexpr char kOpenbox[] = "openbox", kXfwm4[] = "xfwm4", kKWinX11[] = "kwin_x11",
-               kMutter[] = "mutter", kMuffin[] = "muffin", kMetacity[] = "metacity",
-               kMarco[] = "marco", kIceWM[] = "icewm", kFluxbox[] = "fluxbox";
+constexpr char kOpenbox[] = "openbox", kMutter[] = "mutter";
 
 // Every window manager; CTest runs the scenarios on openbox and a subset on the others (one
 // entry each).
-INSTANTIATE_TEST_SUITE_P(X11, TWScenarioTest,
-                         ::testing::Values(&x11Driver<kOpenbox>, &x11Driver<kXfwm4>,
-                                           &x11Driver<kKWinX11>, &x11Driver<kMutter>,
-                                           &x11Driver<kMuffin>, &x11Driver<kMetacity>,
-                                           &x11Driver<kMarco>, &x11Driver<kIceWM>,
-                                           &x11Driver<kFluxbox>),
-                         [](const auto& p) {
-                             for (auto [factory, name] : {std::pair{&x11Driver<kOpenbox>, kOpenbox},
-                                                          {&x11Driver<kXfwm4>, kXfwm4},
-                                                          {&x11Driver<kKWinX11>, kKWinX11},
-                                                          {&x11Driver<kMutter>, kMutter},
-                                                          {&x11Driver<kMuffin>, kMuffin},
-                                                          {&x11Driver<kMetacity>, kMetacity},
-                                                          {&x11Driver<kMarco>, kMarco},
-                                                          {&x11Driver<kIceWM>, kIceWM},
-                                                          {&x11Driver<kFluxbox>, kFluxbox}})
-                                 if (p.param == factory)
-                                     return std::string(name);
-                             return std::string("unknown");
-                         });
+INSTANTIATE_TEST_SUITE_P(X11, TWScenarioTest, ::testing::ValuesIn([] {
+                             std::vector<TWDriverMaker> all;
+                             for (const char* wm :
+                                  {kOpenbox, "xfwm4", "kwin_x11", kMutter, "muffin", "metacity",
+                                   "marco", "icewm", "fluxbox"})
+                                 all.push_back(TWMakeDriver<TWX11Driver>(wm, std::string(wm)));
+                             return all;
+                         }()),
+                         TWDriverName);
 
 class TWX11DesktopTest : public ::testing::Test {
   protected:

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: MIT
-// Tidewell's top-bar button on a headless GNOME Shell: shown while Tidewell runs, clicked,
+// Tidewell on a headless GNOME Shell. Its top-bar button: shown while Tidewell runs, clicked,
 // Shift-clicked, middle-clicked, its menu used and opened by a long touch with the shell's own
 // virtual pointer, keyboard and touchscreen (through the observer's Eval), the outcome read from
-// the running Tidewell's journal (the simulated desktop's requests). The extension turned off
-// and on while Tidewell runs; the start-up alert without it.
+// the running Tidewell's journal (the simulated desktop's requests); the extension turned off
+// and on while Tidewell runs. Its start-up alert without the extension, case by case (not
+// installed, installed after the shell started, turned off, user extensions off), as its
+// presenter receives it and as the real program shows it, and what each answer turns on.
+#include "TWGnomeShellExtension.h"
 #include "TWGnomeTestDesktop.h"
+#include "TWRecordingAlertPresenter.h"
+#include "TWTestApplication.h"
 #include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <sys/wait.h>
 
 namespace {
@@ -42,9 +48,14 @@ const std::string input =
     "  global._twTouch.notify_touch_down(now(), 0, x + w / 2, y + h / 2);"
     "  else global._twTouch.notify_touch_up(now(), 0); };";
 
-class TWGnomeButtonTest : public ::testing::Test {
+using Buttons = std::vector<std::string>;
+
+class TidewellAppGnomeTest : public ::testing::Test {
   protected:
-    static void SetUpTestSuite() { session_ = new TWGnomeTestDesktop(); }
+    static void SetUpTestSuite() {
+        TWTestApplication(); // on Qt's offscreen platform, before the session names its own
+        session_ = new TWGnomeTestDesktop();
+    }
     static void TearDownTestSuite() { delete std::exchange(session_, nullptr); }
     void SetUp() override {
         ASSERT_TRUE(session_->ok()) << session_->error();
@@ -53,7 +64,7 @@ class TWGnomeButtonTest : public ::testing::Test {
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
         // The shell takes a new virtual device's events once it has seen the device: the pointer
         // is moved until the shell reports it moved.
-        ASSERT_TRUE(TWTestSession::waitFor([] {
+        ASSERT_TRUE(waitFor([] {
             return eval(input + "global._twPointer.notify_absolute_motion(now(), 640, 400);"
                                 "global.get_pointer().slice(0, 2).join(' ')") == "\"640 400\"";
         }));
@@ -71,8 +82,8 @@ class TWGnomeButtonTest : public ::testing::Test {
     // The running Tidewell's journal, once it holds `line`.
     static std::string statusWith(const std::string& line) {
         std::string status;
-        TWTestSession::waitFor([&] {
-            status = TWTestSession::run({tidewell, "--status"});
+        waitFor([&] {
+            status = run({tidewell, "--status"});
             return status.find(line + "\n") != std::string::npos;
         });
         return status;
@@ -82,7 +93,7 @@ class TWGnomeButtonTest : public ::testing::Test {
     static void clickOn(const std::string& actor, const std::string& which,
                         bool withShift = false) {
         // Moved again until it is seen: a menu just opened may still be placing its items.
-        ASSERT_TRUE(TWTestSession::waitFor([&] {
+        ASSERT_TRUE(waitFor([&] {
             eval(input + "moveTo(" + actor + ")");
             return eval(actor + ".hover") == "true";
         })) << actor;
@@ -97,13 +108,28 @@ class TWGnomeButtonTest : public ::testing::Test {
                              ".join('|')");
     }
 
+    // The alert shown for `extension`, answered with the button titled `answer`, and whether
+    // offerToEnable said the extension is on.
+    static TWAlert alertFor(TWGnomeShellExtension& extension, bool& enabled,
+                            const std::string& answer = "Quit") {
+        TWRecordingAlertPresenter presenter;
+        presenter.onShow = [&] {
+            const auto& buttons = presenter.shown.back().buttons();
+            presenter.answer =
+                TWAlertFirstButtonReturn +
+                (std::find(buttons.begin(), buttons.end(), answer) - buttons.begin());
+        };
+        enabled = extension.offerToEnable("the desktop's own words", presenter);
+        EXPECT_EQ(presenter.shown.size(), 1u);
+        return presenter.shown.empty() ? TWAlert() : presenter.shown.front();
+    }
     static inline TWGnomeTestDesktop* session_ = nullptr;
 };
 
-TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
+TEST_F(TidewellAppGnomeTest, ClickShiftClickTheMenuAndTheExtensionOffAndOnReachTidewell) {
     EXPECT_FALSE(buttonShown());
     const pid_t instance = session_->spawn({tidewellTesting, "--desktop=sim"});
-    ASSERT_TRUE(TWTestSession::waitFor(buttonReady)) << "no button for the running Tidewell";
+    ASSERT_TRUE(waitFor(buttonReady)) << "no button for the running Tidewell";
     // The symbolic icon the extension ships, drawn in the top bar's colour as the shell's own.
     EXPECT_EQ(eval(button + "._icon.gicon.get_file().get_basename()"),
               "\"net.quillfen.Tidewell-symbolic.svg\"");
@@ -117,7 +143,7 @@ TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     // The menu opens with what Tidewell sends: its items as the tray menu shows them (no check
     // marks), the hidden applications marked here.
     clickOn(button, "C.BUTTON_SECONDARY");
-    ASSERT_TRUE(TWTestSession::waitFor([] { return eval(button + ".menu.isOpen") == "true"; }));
+    ASSERT_TRUE(waitFor([] { return eval(button + ".menu.isOpen") == "true"; }));
     EXPECT_EQ(menu(), "\"Preferences...|-|Hide All|Show All|-|Toggle Visibility|   Editor "
                       "(hidden)|   Files|   Terminal (hidden)|-|Check for Updates...|Product "
                       "Page|Send Feedback...|-|Quit\"");
@@ -133,14 +159,14 @@ TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     status = statusWith("desktop: unhide Editor");
     EXPECT_NE(status.find("dbus ShowAll"), std::string::npos) << status;
     clickOn(button, "C.BUTTON_MIDDLE");
-    EXPECT_TRUE(TWTestSession::waitFor([&] {
-        status = TWTestSession::run({tidewell, "--status"});
+    EXPECT_TRUE(waitFor([&] {
+        status = run({tidewell, "--status"});
         return status.find("dbus ShowAll") != status.rfind("dbus ShowAll");
     })) << status;
 
     // A long touch opens the menu.
     eval(input + "touch(" + button + ", true)");
-    EXPECT_TRUE(TWTestSession::waitFor([] { return eval(button + ".menu.isOpen") == "true"; }));
+    EXPECT_TRUE(waitFor([] { return eval(button + ".menu.isOpen") == "true"; }));
     eval(input + "touch(" + button + ", false)");
     EXPECT_EQ(eval(button + ".menu.isOpen"), "true");
     eval(button + ".menu.close()");
@@ -153,44 +179,103 @@ TEST_F(TWGnomeButtonTest, ClickShiftClickAndTheMenuReachTidewellWhileItRuns) {
     session_->writeDesktopEntry("net.quillfen.Tidewell", entry);
     const std::string app = "imports.gi.Shell.AppSystem.get_default().lookup_app("
                             "'net.quillfen.Tidewell.desktop')";
-    ASSERT_TRUE(TWTestSession::waitFor([&] { return eval(app + " ? 1 : 0") == "1"; }));
+    ASSERT_TRUE(waitFor([&] { return eval(app + " ? 1 : 0") == "1"; }));
     eval(app + ".activate()");
     status = statusWith("reopen");
     EXPECT_GT(status.find("reopen"), status.find("dbus ShowAll")) << status;
     // The dash shows a spinner while the application is starting; it is not.
     EXPECT_EQ(eval(app + ".state === imports.gi.Shell.AppState.STARTING"), "false");
 
-    // Tidewell gone, the button goes with it.
-    session_->terminate(instance);
-    EXPECT_TRUE(TWTestSession::waitFor([] { return !buttonShown(); }));
-}
-
-TEST_F(TWGnomeButtonTest, TheExtensionTurnedOffAndOnWhileTidewellRunsIsNoticedAndSaid) {
-    const pid_t app = session_->spawn({tidewellTesting, "--desktop=sim"});
-    ASSERT_TRUE(TWTestSession::waitFor(buttonShown));
-
+    // The extension turned off while Tidewell runs: the button goes, and it is said in the
+    // shell's own notifications, not only in Tidewell's log. On again, Tidewell carries on: the
+    // button's click reaches it.
     ASSERT_TRUE(session_->setExtensionEnabled(false));
-    EXPECT_TRUE(TWTestSession::waitFor([] { return !buttonShown(); }));
+    EXPECT_TRUE(waitFor([] { return !buttonShown(); }));
     statusWith("gnome extension disabled");
-    // Said in the shell's own notifications, not only in Tidewell's log.
     const std::string notifications =
         "imports.ui.main.messageTray.getSources().flatMap(s => s.notifications)"
         ".map(n => n.title).join('|')";
-    EXPECT_TRUE(TWTestSession::waitFor([&] {
+    EXPECT_TRUE(waitFor([&] {
         return eval(notifications).find("extension was turned off") != std::string::npos;
     })) << eval(notifications);
-
     ASSERT_TRUE(session_->setExtensionEnabled(true));
-    statusWith("gnome extension enabled");
-    ASSERT_TRUE(TWTestSession::waitFor(buttonReady));
-    // Tidewell carries on: the button's click reaches it again.
+    ASSERT_TRUE(waitFor(buttonReady));
     clickOn(button, "C.BUTTON_PRIMARY");
-    const std::string status = statusWith("desktop: hide Terminal");
-    EXPECT_LT(status.find("gnome extension enabled"), status.find("dbus HideOthers")) << status;
-    session_->terminate(app);
+    EXPECT_TRUE(waitFor([&] {
+        status = run({tidewell, "--status"});
+        const auto enabled = status.rfind("gnome extension enabled");
+        return enabled != std::string::npos &&
+               status.find("dbus HideOthers", enabled) != std::string::npos;
+    })) << status;
+
+    // Tidewell gone, the button goes with it.
+    session_->terminate(instance);
+    EXPECT_TRUE(waitFor([] { return !buttonShown(); }));
 }
 
-TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertEndsOnSigtermOrEnablesItAndTidewellCarriesOn) {
+TEST_F(TidewellAppGnomeTest, NotInstalledItSaysHowToInstallAndInstalledLateTheNextLogin) {
+    const std::string extensions = session_->dataHome() + "/gnome-shell/extensions";
+    bool enabled = true;
+    TWGnomeShellExtension absent(QDBusConnection::sessionBus(), nullptr, "absent@quillfen.net");
+    TWAlert alert = alertFor(absent, enabled);
+    EXPECT_FALSE(enabled);
+    EXPECT_EQ(alert.messageText(), "Tidewell's GNOME Shell extension is not installed.");
+    const std::string how = alert.informativeText().value_or("");
+    // The package, the build's folder for this shell's module format, where a user's go, and
+    // when the shell loads it; no command that cannot work yet.
+    for (const std::string& part :
+         {std::string("Debian package tidewell"), std::string("“cmake --install”"),
+          "gnome-shell/imports/absent@quillfen.net into " + extensions, std::string("next login")})
+        EXPECT_NE(how.find(part), std::string::npos) << part << " in: " << how;
+    EXPECT_EQ(how.find("gnome-extensions enable"), std::string::npos) << how;
+    EXPECT_EQ(alert.buttons(), Buttons{"Quit"});
+
+    // Installed while the shell runs: found where the shell looks, and loaded at the next login.
+    std::filesystem::copy(extensions + "/" + TWGnomeTestDesktop::kExtension,
+                          extensions + "/late@quillfen.net",
+                          std::filesystem::copy_options::recursive);
+    TWGnomeShellExtension late(QDBusConnection::sessionBus(), nullptr, "late@quillfen.net");
+    alert = alertFor(late, enabled);
+    EXPECT_EQ(alert.messageText(), "GNOME Shell has not loaded Tidewell's extension yet.");
+    EXPECT_NE(alert.informativeText().value_or("").find("(in " + extensions +
+                                                        "/late@quillfen.net), but GNOME Shell "
+                                                        "loads a newly installed extension only "
+                                                        "at the next login"),
+              std::string::npos)
+        << alert.informativeText().value_or("");
+    EXPECT_EQ(alert.buttons(), Buttons{"Quit"});
+}
+
+TEST_F(TidewellAppGnomeTest, TurnedOffItIsEnabledAndUserExtensionsAreTurnedOnOnlyWhenAsked) {
+    TWGnomeShellExtension extension;
+    bool enabled = false;
+    ASSERT_TRUE(session_->setExtensionEnabled(false));
+    TWAlert alert = alertFor(extension, enabled, "Enable the Extension");
+    EXPECT_EQ(alert.messageText(), "Tidewell's GNOME Shell extension is turned off.");
+    EXPECT_EQ(alert.buttons(), (Buttons{"Enable the Extension", "Quit"}));
+    EXPECT_TRUE(enabled);
+    EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::Enabled);
+
+    // Every user extension off: said so, and turned on (with every other one) only when chosen.
+    run({"gdbus", "call", "--session", "--dest", "org.gnome.Shell", "--object-path",
+         "/org/gnome/Shell", "--method", "org.freedesktop.DBus.Properties.Set",
+         "org.gnome.Shell.Extensions", "UserExtensionsEnabled", "<false>"});
+    ASSERT_TRUE(waitFor(
+        [&] { return extension.state() == TWGnomeShellExtension::State::UserExtensionsOff; }));
+    alert = alertFor(extension, enabled);
+    EXPECT_EQ(alert.messageText(), "GNOME Shell has all extensions you installed turned off.");
+    EXPECT_NE(alert.informativeText().value_or("").find("turns on every other extension"),
+              std::string::npos);
+    EXPECT_EQ(alert.buttons(), (Buttons{"Turn On Extensions", "Quit"}));
+    EXPECT_FALSE(enabled);
+    EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::UserExtensionsOff);
+    alert = alertFor(extension, enabled, "Turn On Extensions");
+    EXPECT_TRUE(enabled);
+    EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::Enabled);
+}
+
+TEST_F(TidewellAppGnomeTest,
+       WithoutTheExtensionTheAlertEndsOnSigtermOrEnablesItAndTidewellCarriesOn) {
     ASSERT_TRUE(session_->setExtensionEnabled(false));
     // Tidewell on the session's own desktop, its alert a window of the shell's.
     setenv("QT_QPA_PLATFORM", "wayland", 1);
@@ -199,8 +284,8 @@ TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertEndsOnSigtermOrEnablesItAnd
     ASSERT_EQ(session_->windowsOf(ended).size(), 1u) << "no alert";
     kill(ended, SIGTERM);
     int status = -1;
-    EXPECT_TRUE(TWTestSession::waitFor([&] { return waitpid(ended, &status, WNOHANG) == ended; },
-                                       std::chrono::seconds(15)));
+    EXPECT_TRUE(waitFor([&] { return waitpid(ended, &status, WNOHANG) == ended; },
+                        std::chrono::seconds(15)));
     EXPECT_TRUE(WIFEXITED(status)) << status;
     session_->terminate(ended);
 
@@ -209,16 +294,16 @@ TEST_F(TWGnomeButtonTest, WithoutTheExtensionTheAlertEndsOnSigtermOrEnablesItAnd
     ASSERT_EQ(alert.size(), 1u) << "no alert";
     // Return chooses the default button, "Enable the Extension".
     session_->userActivate(alert.front());
-    ASSERT_TRUE(TWTestSession::waitFor([&] { return session_->focusedWindow() == alert.front(); }));
+    ASSERT_TRUE(waitFor([&] { return session_->focusedWindow() == alert.front(); }));
     eval(input + "global._twKeys.notify_keyval(now(), C.KEY_Return, C.KeyState.PRESSED);"
                  "global._twKeys.notify_keyval(now(), C.KEY_Return, C.KeyState.RELEASED)");
-    EXPECT_TRUE(TWTestSession::waitFor([] {
+    EXPECT_TRUE(waitFor([] {
         return eval(std::string("imports.ui.main.extensionManager.lookup('") +
                     TWGnomeTestDesktop::kExtension + "').state") == "1";
     }));
     // Tidewell goes on with the desktop the extension serves, and shows its button.
     statusWith("icon AppIcon");
-    EXPECT_TRUE(TWTestSession::waitFor(buttonReady));
+    EXPECT_TRUE(waitFor(buttonReady));
     session_->terminate(instance);
 }
 

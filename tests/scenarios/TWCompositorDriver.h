@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+// What the drivers of the Wayland compositors (KWin, GNOME Shell) share: weston's clients as the
+// programs, Tidewell's record of hidden windows as the marks, the outputs the session started.
+#pragma once
+
+#include "TWCompositorWorkspace.h"
+#include "TWScenarios.h"
+
+#include <filesystem>
+
+template <class Desktop> class TWCompositorDriver : public TWSessionDriver {
+  public:
+    explicit TWCompositorDriver(TWTestSession& session) : TWSessionDriver(session) {
+        if (!session.ok())
+            error_ = session.error();
+        else
+            session.writeDesktopEntry(flower().identifier,
+                                      std::string("[Desktop Entry]\nType=Application\nName=") +
+                                          kFlowerName + "\nExec=weston-flower\n");
+    }
+    TWDesktop& desktop() override { return *desktop_; }
+    void sync() override { desktop_->connection().sync(); }
+    TWDriverProgram terminal() const override {
+        return {{"weston-terminal"}, "org.freedesktop.weston.wayland-terminal"};
+    }
+    TWDriverProgram flower() const override {
+        return {{"weston-flower"}, "org.freedesktop.weston.flower"};
+    }
+    // The file read as one more mark when it outlives the last.
+    std::set<std::string> marks() override {
+        std::set<std::string> marks;
+        for (const auto& [window, mark] : record().read())
+            marks.insert(window);
+        if (marks.empty() && std::filesystem::exists(record().path()))
+            marks.insert(record().path());
+        return marks;
+    }
+    void markAsAnotherProcess(const std::string& window) override {
+        ASSERT_TRUE(record().update([&](TWHiddenMarks& marks) {
+            marks[window] = TWHiddenMark{0, TWHiddenRecord::now(), false};
+        }));
+    }
+    std::string lacks(TWDriverFeature feature) const override {
+        if (feature == TWDriverFeature::CollapsingWins)
+            return "file-manager windows hidden, then collapsed, keep their marks: show-all "
+                   "restores them";
+        const bool can = feature == TWDriverFeature::LateMinimize ||
+                         (feature == TWDriverFeature::Outputs && testSession_.outputs() > 1);
+        return can ? std::string() : TWDesktopDriver::lacks(feature);
+    }
+
+  protected:
+    const TWHiddenRecord& record() {
+        return static_cast<TWCompositorWorkspace&>(desktop_->workspace()).record();
+    }
+    std::string error_;
+    std::unique_ptr<Desktop> desktop_;
+};
