@@ -352,8 +352,12 @@ bool TWTestSession::waitFor(const std::function<bool()>& condition,
 
 std::string TWTestSession::run(const std::vector<std::string>& argv) {
     std::string command, out;
-    for (const auto& a : argv)
-        command += "'" + a + "' ";
+    for (const auto& a : argv) {
+        command += '\'';
+        for (char c : a)
+            command += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        command += "' ";
+    }
     if (FILE* p = popen((command + "2>/dev/null").c_str(), "r")) {
         char buffer[4096];
         for (size_t n; (n = fread(buffer, 1, sizeof buffer, p)) > 0;)
