@@ -36,12 +36,13 @@ struct TWDriverProgram {
 enum class TWDriverFeature {
     Workspaces,
     Outputs,
-    OtherProcesses,   // Tidewell's command-line tool and a second backend see the same desktop
-    MinimizedByHand,  // a window the user minimized is not taken for one Tidewell hid
-    FocusChurn,       // another client changes the focus while Tidewell acts
-    RefusedRestores,  // something in the desktop refuses Tidewell's restores
-    RefusedPerWindow, // ... one window's only, a given number of times
-    ServiceGone,      // the window manager or Tidewell's extension gone and back
+    OtherProcesses,      // Tidewell's command-line tool and a second backend see the same desktop
+    MinimizedByHand,     // a window the user minimized is not taken for one Tidewell hid
+    FocusChurn,          // another client changes the focus while Tidewell acts
+    RefusedRestores,     // something in the desktop refuses Tidewell's restores
+    RefusedPerWindow,    // ... one window's only, a given number of times
+    ServiceGone,         // the window manager or Tidewell's extension gone and back
+    ShowsWithoutService, // ... and a show-all made while it is gone shows every window
     TwoFileManagerProcesses,
     LateMinimize,   // another process's minimize landing after a show-all keeps its mark
     CollapsingWins, // file-manager windows hidden, then collapsed, stay minimized at show-all
@@ -106,6 +107,8 @@ class TWDesktopDriver {
             return "this desktop's driver has no second output";
         case TWDriverFeature::ServiceGone:
             return "this desktop's driver cannot take its window manager away";
+        case TWDriverFeature::ShowsWithoutService:
+            return "Tidewell acts on this desktop only through the service";
         case TWDriverFeature::TwoFileManagerProcesses:
             return "this desktop's file manager hands a second start to its first process";
         case TWDriverFeature::LateMinimize:
