@@ -41,6 +41,8 @@ class TWKWinDriver : public TWCompositorDriver<TWKWinDesktop> {
         return {{"thunar", session_->home()}, "thunar"};
     }
     std::string lacks(TWDriverFeature feature) const override {
+        if (feature == TWDriverFeature::Workspaces)
+            return {};
         return feature == TWDriverFeature::ServiceGone
                    ? "KWin is the Wayland session: its clients end with it"
                    : TWCompositorDriver::lacks(feature);
@@ -79,6 +81,24 @@ class TWKWinDriver : public TWCompositorDriver<TWKWinDesktop> {
                 }
             });
     }
+    // Workspaces are KWin's virtual desktops (two once the first move asks for them), numbered
+    // from 1 there.
+    int currentWorkspace() override {
+        return std::atoi(session_->evaluate("workspace.currentDesktop").c_str()) - 1;
+    }
+    int workspaceOf(const std::string& window) override {
+        return std::atoi(session_->evaluate(client(window) + ".desktop").c_str()) - 1;
+    }
+    void moveToWorkspace(const std::string& window, int n) override {
+        session_->evaluate("workspace.desktops = 2, " + client(window) +
+                           ".desktop = " + std::to_string(n + 1));
+        ASSERT_TRUE(waitFor([&] { return workspaceOf(window) == n; }));
+    }
+    void switchToWorkspace(int n) override {
+        session_->evaluate("workspace.desktops = 2, workspace.currentDesktop = " +
+                           std::to_string(n + 1));
+        ASSERT_TRUE(waitFor([&] { return currentWorkspace() == n; }));
+    }
     int outputOf(const std::string& window) override { return session_->outputOf(window); }
     void moveToOutput(const std::string& window, int output) override {
         EXPECT_TRUE(session_->moveToOutput(window, output))
@@ -100,6 +120,9 @@ class TWKWinDriver : public TWCompositorDriver<TWKWinDesktop> {
     }
 
   private:
+    static std::string client(const std::string& window) {
+        return "workspace.clientList().find(c => String(c.internalId) === '" + window + "')";
+    }
     std::unique_ptr<TWKWinDesktop> user_;
 };
 

@@ -131,6 +131,18 @@ void TWKWinTestDesktop::runScript(const std::string& name, const std::string& co
     scripting({"org.kde.kwin.Scripting.start"});
 }
 
+std::string TWKWinTestDesktop::evaluate(const std::string& expression) const {
+    static int calls = 0;
+    const std::string line = "tidewell-value " + std::to_string(++calls) + " ";
+    runScript("tidewell-evaluate", "print('" + line + "' + (" + expression + "));");
+    std::string log;
+    waitFor(
+        [&] { return (log = TWReadFile(root_ + "/kwin.log")).rfind(line) != std::string::npos; });
+    const auto at = log.rfind(line), start = at + line.size();
+    return at == std::string::npos ? std::string()
+                                   : log.substr(start, log.find_first_of("\" \n", start) - start);
+}
+
 std::string TWKWinTestDesktop::activeWindow() const {
     static const std::string kLine = "tidewell-observer active ";
     if (!observing_) {

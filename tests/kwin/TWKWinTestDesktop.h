@@ -36,6 +36,8 @@ class TWKWinTestDesktop : public TWTestSession {
     // Loads the KWin script `code` as `name` (unloading one of that name first) and starts it;
     // an empty `code` only unloads.
     void runScript(const std::string& name, const std::string& code) const;
+    // What the script expression evaluates to in KWin, as text; empty when it did not run.
+    std::string evaluate(const std::string& expression) const;
 
   private:
     std::vector<pid_t> services() const override { return {kwin_, bus_}; }
