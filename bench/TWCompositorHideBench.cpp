@@ -43,8 +43,8 @@
 // +4.9; +12.5, +2.6, +1.9; +3.4, +4.3, +3.2 MB; the shell alone, at 6 s a round, +60.6, +1.7,
 // -3.6 MB. The first 1,000 cycles stay within 10 MB in every run with it, in 2 of 4 without;
 // after 3,000, 4 to 16 MB against 11 to 17. One collection stops the shell's main loop for 4 to
-// 12 ms with them, 6 to 20 ms without (gc_ms); hide-others and show-all make two or three calls
-// each. Sending the Sync without waiting and grouping the windows as the signals told them
+// 12 ms with them, 6 to 20 ms without (gc_ms); it ran 3 times in 100 cycles (hide-others and
+// show-all make three or four calls each). Sending the Sync without waiting and grouping the windows as the signals told them
 // meanwhile (the grouping kept when no signal came with the answer) shortened nothing beyond the
 // noise: hide-others medians 3.7, 3.7, 3.8, 3.9, 4.1, 4.2, 6.5 ms against 3.5, 3.6, 3.7, 3.8,
 // 3.9, 4.2, 6.7 ms without, in alternating runs at load 9 to 20, so it was not kept: the bench's
