@@ -49,8 +49,9 @@
 // noise: hide-others medians 3.7, 3.7, 3.8, 3.9, 4.1, 4.2, 6.5 ms against 3.5, 3.6, 3.7, 3.8,
 // 3.9, 4.2, 6.7 ms without, in alternating runs at load 9 to 20, so it was not kept: the bench's
 // process has 2% of a run's CPU samples (perf); the time goes to wake-ups and the two hops
-// through the bus daemon. GNOME against KWin then, back to back: 3.6 against 2.9, 6.0 against
-// 5.8, 8.7 against 2.9 ms (1.0 to 3.0 times); ten windows 1.37 to 1.54 times one Eval.
+// through the bus daemon. GNOME against KWin then, back to back (load 5 to 11): 3.6 against
+// 2.9, 6.0 / 5.8, 8.7 / 2.9, 3.6 / 5.3, 7.4 / 2.0, 4.3 / 2.6, 4.3 / 2.6, 5.9 / 2.9 ms: 0.7 to
+// 3.7 times, within 2x in 5 pairs of 8; ten windows 1.37 to 1.80 times one Eval.
 #include "TWCommon.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
