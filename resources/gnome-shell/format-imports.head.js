@@ -5,5 +5,6 @@
 
 const {Clutter, Gio, GLib, GObject, Meta, Shell, St} = imports.gi;
 const Main = imports.ui.main;
+const System = imports.system;
 const PanelMenu = imports.ui.panelMenu;
 const PopupMenu = imports.ui.popupMenu;

@@ -23,6 +23,9 @@ const TidewellWindowNotifications = ['title', 'wm-class', 'gtk-application-id', 
     'transient-for', 'window-type', 'on-all-workspaces'];
 // Callers' answers remembered; all forgotten at once past this many.
 const TidewellMaxRememberedCallers = 256;
+// Calls answered between two collections of the shell's JavaScript heap that this service asks
+// for (see _noteCall).
+const TidewellCallsPerCollection = 200;
 
 // One call to the bus daemon, as a promise of its unpacked reply.
 function tidewellBusCall(method, parameters, replyType) {
@@ -77,6 +80,9 @@ class TidewellWindowService {
         this._trackerSignal = 0;
         this._busSignal = 0;
         this._shortcuts = null;
+        this._callsPerCollection = TidewellCallsPerCollection;
+        this._callsSinceCollection = 0;
+        this._collectSource = 0;
     }
 
     enable() {
@@ -131,6 +137,9 @@ class TidewellWindowService {
         this._skipSource = 0;
         this._skippedActors.forEach(actor => Main.wm._skippedActors?.delete(actor));
         this._skippedActors.clear();
+        if (this._collectSource)
+            GLib.source_remove(this._collectSource);
+        this._collectSource = 0;
         this._shortcuts?.disable();
         this._shortcuts = null;
         for (const id of this._displaySignals)
@@ -394,6 +403,22 @@ class TidewellWindowService {
         } catch (e) {
             invocation.return_dbus_error(errorName, `${e.message}`);
         }
+        this._noteCall();
+    }
+
+    // Each call leaves its message, its invocation and their JavaScript wrappers to the
+    // collector, which does not count the memory outside its heap: under a stream of calls
+    // it collects seldom and the shell's memory grows to hold them, for good. A collection
+    // after every so many calls, once the shell is idle, keeps that bounded.
+    _noteCall() {
+        if (++this._callsSinceCollection < this._callsPerCollection || this._collectSource)
+            return;
+        this._collectSource = GLib.idle_add(GLib.PRIORITY_LOW, () => {
+            this._collectSource = 0;
+            this._callsSinceCollection = 0;
+            System.gc();
+            return GLib.SOURCE_REMOVE;
+        });
     }
 
     SubscribeAsync(parameters, invocation) {

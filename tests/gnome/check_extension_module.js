@@ -20,7 +20,7 @@ const source = new TextDecoder().decode(GLib.file_get_contents(extensionPath)[1]
 const imports = [...source.matchAll(/^import\s+(.+?)\s+from\s+'([^']+)';$/gm)];
 let copy = source;
 for (const [line, , specifier] of imports) {
-    if (specifier.startsWith('gi://'))
+    if (specifier.startsWith('gi://') || specifier === 'system') // GJS's own module
         continue;
     if (!specifier.startsWith(shellPrefix) ||
         !GLib.file_test(GLib.filename_from_uri(standIn(specifier))[0], GLib.FileTest.EXISTS))
