@@ -39,18 +39,6 @@ TEST(TWAlertBuilder, ButtonsInOrderAndTheTexts) {
                      ->informativeText());
 }
 
-TEST(TWAlertFromError, TextsAndButtonsComeFromTheUserInformation) {
-    TWError error{"net.quillfen.updater", -1, {}};
-    error.userInfo[TWLocalizedDescriptionKey] = "Something happened.";
-    error.userInfo[TWLocalizedRecoverySuggestionErrorKey] = "Try again.";
-    error.userInfo[TWLocalizedRecoveryOptionsErrorKey] = TWPlistArray{"Retry", 7, "Give Up"};
-    auto alert = TWAlert::alertWithError(error);
-    EXPECT_EQ(alert->messageText(), "Something happened.");
-    EXPECT_EQ(alert->informativeText(), "Try again.");
-    // A title that is not a string cannot be shown and is left out.
-    EXPECT_EQ(alert->buttons(), (Strings{"Retry", "Give Up"}));
-}
-
 TEST(TWUpdateHandlers, AnUpdateIsOfferedAlwaysOtherOutcomesOnRequestOnly) {
     const std::string endpoint = "https://updates.quillfen.net/updates/simpleupdate.php";
     const std::string link = "https://updates.quillfen.net/download/Tidewell-2.0.zip";
