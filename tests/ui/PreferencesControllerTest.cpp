@@ -185,12 +185,10 @@ TEST_F(PreferencesTest, ShortcutFieldsRecordCancelClearRefuseAndSayWhyABindingFa
     using A = TWShortcutAction;
     TWShortcutRecorder* hide = controller->shortcutRecorder(A::HideOthers);
     QLabel* hideProblem = controller->shortcutProblem(A::HideOthers);
-    auto stored = [this](A action) {
-        return shared
-            .stringForKey(action == A::HideOthers ? TWHideOthersShortcutKey : TWShowAllShortcutKey)
-            .value_or("<none>");
+    auto stored = [this] {
+        return shared.stringForKey(TWHideOthersShortcutKey).value_or("<none>");
     };
-    EXPECT_EQ(stored(A::HideOthers), "<none>"); // nothing taken from the desktop unasked
+    EXPECT_EQ(stored(), "<none>"); // nothing taken from the desktop unasked
     EXPECT_EQ(hide->text(), "None");
     // Pressed as assistive technology does, then keys as the user types them. Each row starts a
     // recording (the field's accessible press) unless it is marked not to.
@@ -218,7 +216,7 @@ TEST_F(PreferencesTest, ShortcutFieldsRecordCancelClearRefuseAndSayWhyABindingFa
         }
         QTest::keyClick(hide, step.key, step.modifiers);
         EXPECT_FALSE(hide->isRecording());
-        EXPECT_EQ(stored(A::HideOthers), step.stored);
+        EXPECT_EQ(stored(), step.stored);
         EXPECT_EQ(hideProblem->isVisible(), step.refused);
     }
     // Keys another program holds: stored, with the reason beside the field; a fresh look at
@@ -226,7 +224,7 @@ TEST_F(PreferencesTest, ShortcutFieldsRecordCancelClearRefuseAndSayWhyABindingFa
     heldElsewhere.insert("Ctrl+Alt+K");
     hide->startRecording();
     QTest::keyClick(hide, Qt::Key_K, Qt::ControlModifier | Qt::AltModifier);
-    EXPECT_EQ(stored(A::HideOthers), "Ctrl+Alt+K");
+    EXPECT_EQ(stored(), "Ctrl+Alt+K");
     EXPECT_EQ(hideProblem->text().toStdString(),
               "Another program already uses Ctrl+Alt+K as a shortcut.");
     heldElsewhere.clear();
@@ -268,15 +266,12 @@ TEST_F(PreferencesTest, ARequestWhileTheCloseQuestionIsUpKeepsTheOneWindowOpen) 
     }
     ASSERT_EQ(alerts.shown.size(), 2u);
     EXPECT_EQ(alerts.shown[0].buttons(), (Lines{"Quit", "Later"}));
-    // Asked for again while the question is up, "Later" leaves the window open, centred.
+    // Asked for again while the question is up, "Later" leaves the one window open.
     alerts.answer = TWAlertSecondButtonReturn;
     controller->display();
-    const QPoint centred = window->pos();
     alerts.onShow = [this] { controller->display(); };
     window->close();
     EXPECT_TRUE(window->isVisible());
-    EXPECT_EQ(window->pos(), centred);
-    // A second request raises the one window.
     alerts.onShow = nullptr;
     controller->display();
     int windows = 0;
