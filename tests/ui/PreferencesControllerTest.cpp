@@ -227,6 +227,7 @@ TEST_F(PreferencesTest, ShortcutFieldsRecordCancelClearRefuseAndSayWhyABindingFa
     EXPECT_EQ(stored(), "Ctrl+Alt+K");
     EXPECT_EQ(hideProblem->text().toStdString(),
               "Another program already uses Ctrl+Alt+K as a shortcut.");
+    EXPECT_TRUE(hideProblem->isVisible());
     heldElsewhere.clear();
     controller->display();
     EXPECT_FALSE(hideProblem->isVisible());
