@@ -151,7 +151,6 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     const QStringList aside = QDir(channel()).entryList({"instance.sock.aside-*"});
     ASSERT_EQ(aside.size(), 1);
     EXPECT_TRUE(QFile::exists(channel() + "/" + aside[0] + "/kept"));
-    EXPECT_TRUE(status().contains("exclusion list: 0"));
 
     // A later start that gave up on a stopped instance (and said it failed): its request is not
     // carried out once the instance goes on.
@@ -211,8 +210,8 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
     EXPECT_TRUE(failure(env, {"--desktop=sim"}).contains("cannot open the display :97"));
 }
 
-// In German the tray menu and the alerts speak German, with no generated system locale.
-TEST_F(LauncherTest, UnderAGermanLocaleTheMenuAndTheAlertsAreInGerman) {
+// In German the alerts speak German, with no generated system locale (the menu: the D-Bus test).
+TEST_F(LauncherTest, UnderAGermanLocaleTheAlertsAreInGerman) {
     for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"})
         environment.remove(name);
     environment.insert("LANG", "de_DE.UTF-8");
@@ -235,19 +234,6 @@ TEST_F(LauncherTest, UnderAGermanLocaleTheMenuAndTheAlertsAreInGerman) {
         EXPECT_FALSE((line.startsWith("desktop:") && line != "desktop: beep") ||
                      line.contains("preferences") || line.contains("-all"))
             << line.toStdString();
-    instance.kill();
-    instance.waitForFinished(5000);
-
-    startInstance();
-    for (const auto& [request, answer] : {std::pair{"menu Hide All", "unknown"},
-                                          {"menu Alle ausblenden", "ok"},
-                                          {"menu Einstellungen...", "ok"}})
-        EXPECT_EQ(TWInstanceChannel::sendMessage(channel(), request, 2000), answer);
-    // The items chosen run their actions (queued after the reply).
-    const QString preferences = "desktop: openURL x-tidewell-action://preferences";
-    const QStringList seen = statusUntil(preferences);
-    EXPECT_TRUE(seen.contains("desktop: hide Terminal") && seen.contains(preferences))
-        << seen.join('\n').toStdString();
 }
 
 TEST_F(LauncherTest, RunningOutOfDescriptorsLeavesTheChannelListening) {
@@ -299,15 +285,12 @@ TEST_F(LauncherTest, BadMessagesAreDroppedAndTheStatusHoldsTheNewestWholeLinesIn
                     line.startsWith("front: ") || line.startsWith("exclusion list: "))
             << line.left(60).toStdString();
     EXPECT_TRUE(answer->contains("/1299/")) << "the newest request is kept";
-    // Ends normally on SIGTERM; then everything it logged can be read.
+    // Ends normally on SIGTERM, its socket gone.
     instance.terminate();
     ASSERT_TRUE(instance.waitForFinished(5000));
     EXPECT_EQ(instance.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(instance.exitCode(), 0);
     EXPECT_FALSE(QFile::exists(channel() + "/instance.sock"));
-    const QString log = QString::fromUtf8(instance.readAllStandardError());
-    EXPECT_TRUE(log.contains("TWInstanceChannel: message of 4294967295 bytes dropped") &&
-                log.contains("TWInstanceChannel: message not received in time"));
 }
 
 } // namespace

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The alert model and the update handlers: button order, texts, what gets opened.
+// The system's messages: the formatting of their texts (objects, numbers, missing arguments),
+// the alert model, and the update handlers (button order, texts, what gets opened).
 #include "TWAlert.h"
 #include "QFSimpleUpdater.h"
+#include "TWFormat.h"
 #include "TWRecordingAlertPresenter.h"
 #include "TWRecordingWorkspace.h"
 #include "TWUpdateHandlers.h"
@@ -11,6 +13,31 @@
 #include <tuple>
 
 using Strings = std::vector<std::string>;
+
+TEST(TWFormat, ObjectsMissingObjectsAndReorderedArguments) {
+    EXPECT_EQ(TWFormat("There is an update to %@ available online.", "Tidewell"),
+              "There is an update to Tidewell available online.");
+    EXPECT_EQ(TWFormat("app=%@&version=%@&os_version=%@", "A", std::optional<std::string>{}, "12"),
+              "app=A&version=(null)&os_version=12");
+    EXPECT_EQ(TWFormat("%@ and %@", "one"), "one and (null)");
+    EXPECT_EQ(TWFormat("%@", nullptr), "(null)");
+    EXPECT_EQ(TWFormat("100%% %@", "sure"), "100% sure");
+    EXPECT_EQ(TWFormat("%2$@ %1$@", "world", "hello"), "hello world");
+}
+
+TEST(TWFormat, NumbersPointersAndMalformedFormats) {
+    EXPECT_EQ(TWFormat("b%lu", 2u), "b2");
+    EXPECT_EQ(TWFormat("%d/%ld/%lld", -1, 2L, 3LL), "-1/2/3");
+    EXPECT_EQ(TWFormat("[%5d|%-4s|%03u]", 42, "ab", 7u), "[   42|ab  |007]");
+    EXPECT_EQ(TWFormat("%.2f|%x", 3.14159, 255), "3.14|ff");
+    int x = 0;
+    EXPECT_EQ(TWFormat("%p", static_cast<const void*>(&x)).rfind("0x", 0), 0u);
+    // Malformed formats never fail.
+    EXPECT_EQ(TWFormat("50%"), "50%");
+    EXPECT_EQ(TWFormat("%q", 1), "%q");
+    EXPECT_EQ(TWFormat("%d"), "0");
+    EXPECT_EQ(TWFormat("%d", "text"), "0");
+}
 
 // Buttons in the order they are added, which gives each its return code; empty titles left out.
 TEST(TWAlertBuilder, ButtonsInOrderAndTheTexts) {
@@ -26,29 +53,10 @@ TEST(TWAlertBuilder, ButtonsInOrderAndTheTexts) {
         EXPECT_EQ(alert->buttons(), buttons);
     }
 
-    // The informative text is formatted only from a non-empty format; a message is kept if
-    // given, even empty.
+    // The informative text is formatted from its arguments.
     auto mixed = TWAlert::ov_alertWithMessageText(std::nullopt, "OK", std::nullopt, std::nullopt,
                                                   "%d of %@", 3, std::string("five"));
     EXPECT_EQ(mixed->informativeText(), "3 of five");
-    EXPECT_FALSE(mixed->messageText());
-    auto empty = TWAlert::ov_alertWithMessageText("", "OK", "", "", "", "ignored");
-    EXPECT_FALSE(empty->informativeText());
-    EXPECT_EQ(empty->messageText(), "");
-    EXPECT_FALSE(TWAlert::ov_alertWithMessageText("m", "OK", "", "", std::nullopt, "ignored")
-                     ->informativeText());
-}
-
-TEST(TWAlertFromError, TextsAndButtonsComeFromTheUserInformation) {
-    TWError error{"net.quillfen.updater", -1, {}};
-    error.userInfo[TWLocalizedDescriptionKey] = "Something happened.";
-    error.userInfo[TWLocalizedRecoverySuggestionErrorKey] = "Try again.";
-    error.userInfo[TWLocalizedRecoveryOptionsErrorKey] = TWPlistArray{"Retry", 7, "Give Up"};
-    auto alert = TWAlert::alertWithError(error);
-    EXPECT_EQ(alert->messageText(), "Something happened.");
-    EXPECT_EQ(alert->informativeText(), "Try again.");
-    // A title that is not a string cannot be shown and is left out.
-    EXPECT_EQ(alert->buttons(), (Strings{"Retry", "Give Up"}));
 }
 
 TEST(TWUpdateHandlers, AnUpdateIsOfferedAlwaysOtherOutcomesOnRequestOnly) {
