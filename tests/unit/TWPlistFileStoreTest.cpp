@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
@@ -15,7 +16,9 @@
 #include <filesystem>
 #include <future>
 #include <limits>
+#include <random>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -119,28 +122,49 @@ TEST_F(TWPlistFileStoreTest, EveryReadSeesTheLatestWriteOfAnotherWriter) {
     EXPECT_TRUE(reader.load().empty());
 }
 
-// The application and its helper (more writers here) changing the file at once: no change is
-// lost, and the file is never judged damaged.
-TEST_F(TWPlistFileStoreTest, WritersInSeveralProcessesLoseNoChange) {
+// The application and its helper (more writers here) changing the file at once, one of them
+// killed again and again as a crash would: no change a writer was told is stored is lost, and
+// the file is never judged damaged.
+TEST_F(TWPlistFileStoreTest, WritersInSeveralProcessesOneKilledAtRandomLoseNoStoredChange) {
     constexpr int kWriters = 4, kEach = 50;
-    std::vector<pid_t> writers;
-    for (int writer = 0; writer < kWriters; ++writer) {
-        if (const pid_t pid = fork(); pid != 0) {
-            writers.push_back(pid);
-            continue;
-        }
+    // How many changes the writer that is killed has been told are stored.
+    auto* stored = new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                             MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<int>(0);
+    auto writer = [&](int id) {
+        if (const pid_t pid = fork(); pid != 0)
+            return pid;
         TWPlistFileStore store(file.string());
-        for (int i = 0; i < kEach; ++i)
-            store.update([&](TWPlistDictionary& d) { d[std::to_string(writer * kEach + i)] = i; });
+        for (int i = id == 0 ? stored->load() : 0; id == 0 || i < kEach; ++i) {
+            const bool ok = store.update(
+                [&](TWPlistDictionary& d) { d[std::to_string(id) + "." + std::to_string(i)] = i; });
+            if (id == 0 && ok && store.finishWrites(TWPlistFileStore::kQuitWait))
+                *stored = i + 1;
+        }
         _exit(store.finishWrites(TWPlistFileStore::kQuitWait) ? 0 : 1);
+    };
+    std::vector<pid_t> writers;
+    for (int id = 1; id < kWriters; ++id)
+        writers.push_back(writer(id));
+    std::mt19937 random(20261126);
+    for (int kill = 0; kill < 20; ++kill) {
+        const pid_t victim = writer(0);
+        std::this_thread::sleep_for(std::chrono::microseconds(500 + random() % 5'000));
+        ::kill(victim, SIGKILL);
+        waitpid(victim, nullptr, 0);
     }
     for (pid_t pid : writers) {
         int status = 0;
         waitpid(pid, &status, 0);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     }
-    EXPECT_EQ(TWPlistFileStore(file.string()).load().size(), std::size_t(kWriters * kEach));
+    const TWPlistDictionary values = TWPlistFileStore(file.string()).load();
+    for (int id = 0; id < kWriters; ++id)
+        for (int i = 0; i < (id == 0 ? stored->load() : kEach); ++i)
+            EXPECT_TRUE(values.count(std::to_string(id) + "." + std::to_string(i)))
+                << id << "." << i;
+    EXPECT_GT(stored->load(), 0);
     EXPECT_TRUE(corruptCopies(file).empty());
+    munmap(stored, sizeof(std::atomic<int>));
 }
 
 // Another process keeps the lock (a helper stopped mid-write): a write returns without waiting
