@@ -44,14 +44,14 @@
 // -3.6 MB. The first 1,000 cycles stay within 10 MB in every run with it, in 2 of 4 without;
 // after 3,000, 4 to 16 MB against 11 to 17. One collection stops the shell's main loop for 4 to
 // 12 ms with them, 6 to 20 ms without (gc_ms); it ran 3 times in 100 cycles (hide-others and
-// show-all make three or four calls each). Sending the Sync without waiting and grouping the windows as the signals told them
-// meanwhile (the grouping kept when no signal came with the answer) shortened nothing beyond the
-// noise: hide-others medians 3.7, 3.7, 3.8, 3.9, 4.1, 4.2, 6.5 ms against 3.5, 3.6, 3.7, 3.8,
-// 3.9, 4.2, 6.7 ms without, in alternating runs at load 9 to 20, so it was not kept: the bench's
-// process has 2% of a run's CPU samples (perf); the time goes to wake-ups and the two hops
-// through the bus daemon. GNOME against KWin then, back to back (load 5 to 11): 3.6 against
-// 2.9, 6.0 / 5.8, 8.7 / 2.9, 3.6 / 5.3, 7.4 / 2.0, 4.3 / 2.6, 4.3 / 2.6, 5.9 / 2.9 ms: 0.7 to
-// 3.7 times, within 2x in 5 pairs of 8; ten windows 1.37 to 1.80 times one Eval.
+// show-all make three or four calls each). Sending the Sync without waiting and grouping the
+// windows as the signals told them meanwhile (the grouping kept when no signal came with the
+// answer) shortened nothing beyond the noise: hide-others medians 3.7, 3.7, 3.8, 3.9, 4.1, 4.2, 6.5
+// ms against 3.5, 3.6, 3.7, 3.8, 3.9, 4.2, 6.7 ms without, in alternating runs at load 9 to 20, so
+// it was not kept: the bench's process has 2% of a run's CPU samples (perf); the time goes to
+// wake-ups and the two hops through the bus daemon. GNOME against KWin then, back to back (load 5
+// to 11): 3.6 against 2.9, 6.0 / 5.8, 8.7 / 2.9, 3.6 / 5.3, 7.4 / 2.0, 4.3 / 2.6, 4.3 / 2.6, 5.9
+// / 2.9 ms: 0.7 to 3.7 times, within 2x in 5 pairs of 8; ten windows 1.37 to 1.80 times one Eval.
 #include "TWCommon.h"
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
