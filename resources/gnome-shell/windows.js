@@ -20,7 +20,7 @@ const TidewellListedTypes = [
 ];
 // What changes a window's row (its minimized state has a signal of its own).
 const TidewellWindowNotifications = ['title', 'wm-class', 'gtk-application-id', 'skip-taskbar',
-    'transient-for', 'window-type', 'on-all-workspaces'];
+    'transient-for', 'on-all-workspaces'];
 // Callers' answers remembered; all forgotten at once past this many.
 const TidewellMaxRememberedCallers = 256;
 // Calls answered between two collections of the shell's JavaScript heap that this service asks
@@ -65,6 +65,9 @@ class TidewellWindowService {
         this._allowedCallers = new Set(); // the ones whose answer came, and was yes
         this._subscribers = new Map(); // unique name -> its NameOwnerChanged subscription
         this._windows = new Map(); // Meta.Window -> its signal handler IDs
+        // The tracked windows of the types Tidewell lists, kept as their types change: a
+        // question to the window costs more than the minimize it decides on.
+        this._listedSet = new Set();
         this._byId = new Map(); // window ID -> Meta.Window
         this._dirty = new Set(); // windows whose rows are to be sent
         // Windows whose minimized state changed: only their IDs are sent (the shell's
@@ -151,6 +154,7 @@ class TidewellWindowService {
         for (const [window, ids] of this._windows)
             ids.forEach(id => window.disconnect(id));
         this._windows.clear();
+        this._listedSet.clear();
         this._byId.clear();
         this._dirty.clear();
         this._minimizedDirty.clear();
@@ -193,12 +197,19 @@ class TidewellWindowService {
 
     _focusedId() {
         const window = global.display.focus_window;
-        return window && this._windows.has(window) && this._listed(window) ? window.get_id() : 0;
+        return window && this._listed(window) ? window.get_id() : 0;
     }
 
     _listed(window) {
-        return !window.is_override_redirect() &&
-            TidewellListedTypes.includes(window.get_window_type());
+        return this._listedSet.has(window);
+    }
+
+    _noteType(window) {
+        if (!window.is_override_redirect() &&
+            TidewellListedTypes.includes(window.get_window_type()))
+            this._listedSet.add(window);
+        else
+            this._listedSet.delete(window);
     }
 
     _track(window) {
@@ -212,6 +223,10 @@ class TidewellWindowService {
         const ids = TidewellWindowNotifications.map(name => window.connect(`notify::${name}`,
             changed));
         ids.push(window.connect('workspace-changed', changed));
+        ids.push(window.connect('notify::window-type', () => {
+            this._noteType(window);
+            changed();
+        }));
         ids.push(window.connect('notify::minimized', () => {
             this._minimizedDirty.add(window);
             this._schedule();
@@ -219,6 +234,7 @@ class TidewellWindowService {
         ids.push(window.connect('unmanaged', () => {
             this._windows.get(window)?.forEach(handler => window.disconnect(handler));
             this._windows.delete(window);
+            this._listedSet.delete(window);
             this._byId.delete(id);
             this._dirty.delete(window);
             this._minimizedDirty.delete(window);
@@ -227,13 +243,9 @@ class TidewellWindowService {
             this._schedule();
         }));
         this._windows.set(window, ids);
+        this._noteType(window);
         this._byId.set(id, window);
         changed();
-    }
-
-    _onActiveWorkspace(window) {
-        return window.is_on_all_workspaces() ||
-            window.get_workspace() === global.workspace_manager.get_active_workspace();
     }
 
     _window(id) {
@@ -262,7 +274,7 @@ class TidewellWindowService {
             return;
         }
         if (this._dirty.size > 0) {
-            const windows = [...this._dirty].filter(w => this._windows.has(w) && this._listed(w));
+            const windows = [...this._dirty].filter(w => this._listed(w));
             this._dirty.clear();
             if (windows.length > 0) {
                 this._tell('WindowsChanged', new GLib.Variant(`(a${TidewellWindowRowType})`,
@@ -272,7 +284,7 @@ class TidewellWindowService {
         if (this._minimizedDirty.size > 0) {
             const minimized = [], restored = [];
             for (const w of this._minimizedDirty) {
-                if (this._windows.has(w) && this._listed(w))
+                if (this._listed(w))
                     (w.minimized ? minimized : restored).push(w.get_id());
             }
             this._minimizedDirty.clear();
@@ -293,7 +305,7 @@ class TidewellWindowService {
     }
 
     _listedWindows() {
-        return [...this._windows.keys()].filter(w => this._listed(w));
+        return [...this._listedSet];
     }
 
     // The listed windows' IDs, bottom to top.
@@ -476,10 +488,10 @@ class TidewellWindowService {
             return false;
         try {
             if (window.minimized !== minimized) {
-                // Tidewell's own hide and show are instant; the user's still animate. Only a
-                // window on the screen plays (and so uses up) the effect.
+                // Tidewell's own hide and show are instant; the user's still animate. A window
+                // off the screen plays no effect: its skip is dropped at the next idle.
                 const actor = window.get_compositor_private();
-                if (actor && this._onActiveWorkspace(window)) {
+                if (actor) {
                     Main.wm.skipNextEffect(actor);
                     this._skippedActors.add(actor);
                 }
