@@ -60,7 +60,7 @@ class TidewellAppX11Test : public ::testing::Test {
                 return std::stoul(id, nullptr, 16);
         return 0;
     }
-    static bool minimized(const std::string& program, bool is = true) {
+    static bool minimized(const std::string& program, bool is) {
         const unsigned long window = windowOf(program);
         return window != 0 && desktop_->isMinimized(window) == is;
     }
