@@ -41,17 +41,13 @@ class TWFaultSuiteX11Test : public ::testing::Test {
     // Waits for a run of the tool, which must end by itself within `bound` (a hang is for ever;
     // the load here can be heavy): one still going then is ended and counted a failure.
     void finish(pid_t run, seconds bound = seconds(120)) {
-        const auto end = std::chrono::steady_clock::now() + bound;
         int status = 0;
-        while (::waitpid(run, &status, WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() >= end) {
-                ADD_FAILURE() << "tidewellctl still ran after " << bound.count() << " s";
-                desktop.terminate(run, SIGKILL);
-                return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        if (waitFor([&] { return ::waitpid(run, &status, WNOHANG) != 0; }, bound))
+            EXPECT_TRUE(WIFEXITED(status)) << "tidewellctl did not end by itself";
+        else {
+            ADD_FAILURE() << "tidewellctl still ran after " << bound.count() << " s";
+            desktop.terminate(run, SIGKILL);
         }
-        EXPECT_TRUE(WIFEXITED(status)) << "tidewellctl did not end by itself";
     }
     // The followers of hidden windows the tool started on this display.
     std::vector<pid_t> followers() const {
