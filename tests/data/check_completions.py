@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Completes options, commands, --set's keys and values and the running applications' IDs for
 each program in each of bash, zsh and fish that is installed, with the source tree's completion
-files (`tidewellctl list`, which they ask for the IDs, here a stand-in that lists one).
+files (`tidewellctl list`, which they ask for the IDs, here a stand-in that lists one). fish
+shows an option's description beside the option only, not beside every value it offers.
 
 usage: check_completions.py SOURCE_DIR BINARY_DIR
 """
@@ -19,12 +20,16 @@ CASES = [
     ("tidewell --h", {"--help", "--hide-all"}),
     ("tidewell-helper --v", {"--version"}),
     ("tidewellctl ", {"hide-others", "show-all", "toggle", "list", "watch"}),
+    ("tidewellctl --set ", {"ShowFinder=", "Minimize="}),
     ("tidewellctl --set Sh", {"ShowFinder=", "ShowWindow=", "ShowAllShortcut="}),
     ("tidewellctl --set ShowFinder=", {"ShowFinder=YES", "ShowFinder=NO"}),
     ("tidewellctl --set IconStyle2=", {"IconStyle2=4"}),
+    ("tidewellctl --exclude ", {"org.example.Terminal"}),
     ("tidewellctl toggle ", {"org.example.Terminal"}),
     ("tidewell-x11 --display :1 toggle ", {"org.example.Terminal"}),
 ]
+# Words of the descriptions of --exclude, --set and toggle.
+OPTION_WORDS = ("alone", "setting", "Hide a shown")
 
 ZSH_SETUP = r"""
 fpath=($TW_COMPLETIONS $fpath)
@@ -45,8 +50,7 @@ bindkey '^I' complete-and-mark
 ZSH_DRIVE = r"""
 zmodload zsh/zpty
 zpty z zsh -f -i
-zpty -w z "source $1"
-shift
+zpty -w z 'eval "$TW_SETUP"'
 for line in "$@"; do
   zpty -w -n z "$line"$'\t'
   zpty -r z out '*<<done>>*'
@@ -69,15 +73,12 @@ def bash(scratch, lines):
 
 
 def zsh(scratch, lines):
-    with open(f"{scratch}/setup.zsh", "w") as f:
-        f.write(ZSH_SETUP)
-    with open(f"{scratch}/drive.zsh", "w") as f:
-        f.write(ZSH_DRIVE)
-    return subprocess.run(["zsh", "-f", f"{scratch}/drive.zsh", f"{scratch}/setup.zsh", *lines],
-                          capture_output=True, text=True, timeout=60,
-                          env=dict(os.environ, TW_COMPLETIONS=completions)).stdout
+    return subprocess.run(["zsh", "-f", "-c", ZSH_DRIVE, "zsh", *lines], capture_output=True,
+                          text=True, timeout=60,
+                          env=dict(os.environ, TW_COMPLETIONS=completions, TW_SETUP=ZSH_SETUP)).stdout
 
 
+# Each candidate with its description after a tab.
 def fish(scratch, lines):
     os.makedirs(f"{scratch}/fish")
     for name in ("tidewell", "tidewell-helper", "tidewellctl"):
@@ -85,7 +86,7 @@ def fish(scratch, lines):
     shutil.copy(f"{completions}/tidewellctl.fish", f"{scratch}/fish/tidewell-x11.fish")
     script = f"set fish_complete_path {scratch}/fish $fish_complete_path\n"
     for line in lines:
-        script += f"echo '== {line}'; complete -C '{line}' | string replace -r '^([^\\t]*).*' '<<$1'\n"
+        script += f"echo '== {line}'; complete -C '{line}' | string replace -r '^' '<<'\n"
     return subprocess.run(["fish", "--no-config", "-c", script], capture_output=True,
                           text=True).stdout
 
@@ -109,28 +110,24 @@ with tempfile.TemporaryDirectory() as scratch:
         os.chmod(f"{scratch}/bin/{name}", 0o755)
     os.environ["PATH"] = f"{scratch}/bin:{os.environ['PATH']}"
     for shell in shells:
-        offered, line = {}, None
+        offered, line = {}, None  # line: {candidate: its description}
         for text in shell(scratch, [line for line, _ in CASES]).splitlines():
             if text.startswith("== "):
                 line = text[3:]
-                offered[line] = set()
+                offered[line] = {}
             elif text.startswith("<<") and line is not None:
-                offered[line].add(text[2:])
+                candidate, _, description = text[2:].partition("\t")
+                offered[line][candidate] = description
         for line, expected in CASES:
-            got = offered.get(line, set())
-            if not expected <= got or "-" in got:
+            got = offered.get(line, {})
+            described = " ".join(got.values())
+            if not expected <= got.keys() or "-" in got:
                 failures.append(f"{shell.__name__}: '{line}' offers {sorted(got)}, "
                                 f"not {sorted(expected)}")
-                print("FAIL: " + failures[-1])
-    # fish shows an option's description beside the option, not beside every value it offers.
-    if shutil.which("fish"):
-        for line in ("tidewellctl --exclude ", "tidewellctl toggle ", "tidewellctl --set "):
-            said = subprocess.run(["fish", "--no-config", "-c",
-                                   f"set fish_complete_path {completions} $fish_complete_path; "
-                                   f"complete -C '{line}'"], capture_output=True, text=True).stdout
-            if "alone" in said or "setting" in said or "Hide a shown" in said:
-                failures.append(f"fish: '{line}' repeats an option's description: {said!r}")
-                print("FAIL: " + failures[-1])
-
+            elif " " in line.rstrip() and any(word in described for word in OPTION_WORDS):
+                failures.append(f"{shell.__name__}: '{line}' repeats an option's description "
+                                f"beside its values: {described!r}")
+for failure in failures:
+    print("FAIL: " + failure)
 print(f"completed {len(CASES)} lines in {', '.join(s.__name__ for s in shells) or 'no shell'}")
 sys.exit(1 if failures or not shells else 0)

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Checks what Tidewell installs for users: every option each program's --help lists is
-documented in its man page (and the reverse); the desktop entries and the AppStream metadata
-pass their validators; the German and French translations are complete for every text the
-sources look up, with the same placeholders.
+documented in its man page (and the reverse; tidewell(1) in German too); the programs' help in
+German and French; the desktop entries and the AppStream metadata pass their validators; the
+German and French translations are complete for every text the sources look up, with the same
+placeholders.
 
 usage: check_install_data.py SOURCE_DIR BINARY_DIR LUPDATE
 """
@@ -18,45 +19,39 @@ source_dir, binary_dir, lupdate = sys.argv[1:4]
 failures = []
 fail = lambda text: failures.append(text) or print("FAIL: " + text)
 long_options = lambda text: set(re.findall(r"(?<![\w-])--[a-z][a-z0-9-]*", text))
-
+# A program of the build run with --help, with no generated system locale.
+help_of = lambda program, **env: subprocess.run(
+    [f"{binary_dir}/bin/{program}", "--help"], capture_output=True, text=True,
+    env={"QT_QPA_PLATFORM": "offscreen", "PATH": "/usr/bin:/bin", **env})
 
 # Man pages against --help.
-for program in ("tidewell", "tidewell-helper", "tidewellctl"):
-    run = subprocess.run([f"{binary_dir}/bin/{program}", "--help"], capture_output=True, text=True,
-                         env={"QT_QPA_PLATFORM": "offscreen", "PATH": "/usr/bin:/bin"})
+for program, page in (("tidewell", "tidewell.1"), ("tidewell-helper", "tidewell-helper.1"),
+                      ("tidewellctl", "tidewellctl.1"), ("tidewell", "de/tidewell.1")):
+    run = help_of(program)
     if run.returncode != 0:
         fail(f"{program} --help exited {run.returncode}")
         continue
-    with open(f"{source_dir}/resources/man/{program}.1", encoding="utf-8") as page:
+    with open(f"{source_dir}/resources/man/{page}", encoding="utf-8") as file:
         # troff escapes the dashes: \-\- is --.
-        manual = page.read().replace("\\-", "-")
+        manual = file.read().replace("\\-", "-")
     in_help, in_manual = long_options(run.stdout), long_options(manual)
     for option in sorted(in_help ^ in_manual):
-        fail(f"{program}: {option} is in " + ("--help but not in the man page" if option in in_help
-                                              else "the man page but not in --help"))
+        fail(f"{page}: {option} is in " + ("--help but not in the man page" if option in in_help
+                                           else "the man page but not in --help"))
 
 # The tool's former name: the same tool, with a notice.
-run = lambda program, *args: subprocess.run([f"{binary_dir}/bin/{program}", *args],
-                                            capture_output=True, text=True)
-old, new = run("tidewell-x11", "--help"), run("tidewellctl", "--help")
+old, new = help_of("tidewell-x11"), help_of("tidewellctl")
 if old.returncode != 0 or old.stdout != new.stdout or "use tidewellctl" not in old.stderr:
     fail(f"tidewell-x11 is not tidewellctl with a notice: {old.stderr}")
 if "tidewell-x11" in new.stderr:
     fail(f"tidewellctl prints the notice of its former name: {new.stderr}")
 
-# The programs' help in German and French, from the same translations as the windows, with no
-# generated system locale; and tidewell(1) in German, with the options of the English page.
+# The programs' help in German and French, from the same translations as the windows.
 for program, language, text in (("tidewell", "de_DE.UTF-8", "Räumt den Bildschirm"),
                                 ("tidewell-helper", "de_DE.UTF-8", "Rückgabewert: 0"),
                                 ("tidewell", "fr_FR.UTF-8", "Dégage l'écran")):
-    said = subprocess.run([f"{binary_dir}/bin/{program}", "--help"], capture_output=True,
-                          text=True, env={"PATH": "/usr/bin:/bin", "LANG": language})
-    if text not in said.stdout:
-        fail(f"{program} --help under {language} does not say \"{text}\": {said.stdout}")
-with open(f"{source_dir}/resources/man/de/tidewell.1", encoding="utf-8") as german, \
-        open(f"{source_dir}/resources/man/tidewell.1", encoding="utf-8") as english:
-    if long_options(german.read().replace("\\-", "-")) != long_options(english.read().replace("\\-", "-")):
-        fail("the German tidewell(1) does not list the options of the English one")
+    if text not in (said := help_of(program, LANG=language).stdout):
+        fail(f"{program} --help under {language} does not say \"{text}\": {said}")
 
 # Validators.
 for command in (["desktop-file-validate", f"{source_dir}/resources/net.quillfen.Tidewell.desktop",
@@ -93,5 +88,5 @@ for language in ("de", "fr"):
         elif sorted(re.findall(r"%@|%l?d", text)) != sorted(re.findall(r"%@|%l?d", translated[text])):
             fail(f"{language}: the placeholders of \"{text}\" differ in \"{translated[text]}\"")
 
-print(f"checked {len(texts)} texts in 2 languages, 3 man pages, 2 desktop entries, 1 metainfo")
+print(f"checked {len(texts)} texts in 2 languages, 4 man pages, 2 desktop entries, 1 metainfo")
 sys.exit(1 if failures else 0)
