@@ -63,8 +63,14 @@ class TWTestSession {
     void endChildren();
     // Points the toolkits at this session's Wayland display `socket`, of a `desktop` session.
     void useWayland(const std::string& desktop, const std::string& socket);
-    // Starts a bus (dbus-daemon) listening on `path` as `pid`; false when it does not come up.
-    bool startBus(const std::string& path, pid_t& pid);
+    std::string runtime() const { return root_ + "/runtime"; }
+    // Starts a bus (dbus-daemon) as `pid` on `name` in the runtime directory and points
+    // `variable` at it; false when it does not come up.
+    bool startBus(const std::string& name, const char* variable, pid_t& pid);
+    // Starts a display server or compositor, not nested in the session's own, its output in
+    // `log`; true once `up` holds, false (and `pid` -1) when it ended or did not come up in time.
+    bool startService(std::vector<std::string> argv, const std::string& log, pid_t& pid,
+                      const std::function<bool()>& up, std::chrono::seconds deadline);
     void killStraysBut(const std::vector<pid_t>& keep);
     // Ends the programs started, then the session's services, and whatever they left behind.
     void endSession();

@@ -42,14 +42,16 @@ class TWGnomeTestDesktop : public TWTestSession {
     // Every window the shell manages, as it says.
     std::vector<TWGnomeObservedWindow> windows() const;
     std::uint64_t focusedWindow() const;
-    // The windows of a process once it shows `count` of them (empty when it does not in time).
-    std::vector<std::uint64_t> windowsOf(int pid, std::size_t count = 1) const;
+    // The first window of a process once it shows one (0 when it does not in time).
+    std::uint64_t windowOf(int pid) const;
     // Runs `call` on the window (".minimize()", "?.get_monitor()") as the user's hand or to
     // look; its result. Brings the window forward.
     std::optional<std::string> onWindow(std::uint64_t id, const std::string& call) const;
     void userActivate(std::uint64_t id) const {
         onWindow(id, ".activate(global.get_current_time())");
     }
+    // The state of Tidewell's extension as the shell reports it: "1" enabled, "2" disabled.
+    std::string extensionState() const;
     // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
     // reports it so.
     bool setExtensionEnabled(bool enabled) const;
@@ -57,7 +59,7 @@ class TWGnomeTestDesktop : public TWTestSession {
   private:
     std::vector<pid_t> services() const override { return {shell_, bus_, systemBus_}; }
     std::string start();
-    std::string runtime_, socket_;
+    std::string socket_;
     pid_t systemBus_ = -1, bus_ = -1, shell_ = -1;
     sd_bus* connection_ = nullptr;
 };

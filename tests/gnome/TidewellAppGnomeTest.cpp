@@ -281,7 +281,7 @@ TEST_F(TidewellAppGnomeTest,
     setenv("QT_QPA_PLATFORM", "wayland", 1);
     // SIGTERM (a logout, `timeout`) ends it while the alert waits for an answer.
     const pid_t ended = session_->spawn({tidewell});
-    ASSERT_EQ(session_->windowsOf(ended).size(), 1u) << "no alert";
+    ASSERT_NE(session_->windowOf(ended), 0u) << "no alert";
     kill(ended, SIGTERM);
     int status = -1;
     EXPECT_TRUE(waitFor([&] { return waitpid(ended, &status, WNOHANG) == ended; },
@@ -290,17 +290,14 @@ TEST_F(TidewellAppGnomeTest,
     session_->terminate(ended);
 
     const pid_t instance = session_->spawn({tidewell});
-    const std::vector<std::uint64_t> alert = session_->windowsOf(instance);
-    ASSERT_EQ(alert.size(), 1u) << "no alert";
+    const std::uint64_t alert = session_->windowOf(instance);
+    ASSERT_NE(alert, 0u) << "no alert";
     // Return chooses the default button, "Enable the Extension".
-    session_->userActivate(alert.front());
-    ASSERT_TRUE(waitFor([&] { return session_->focusedWindow() == alert.front(); }));
+    session_->userActivate(alert);
+    ASSERT_TRUE(waitFor([&] { return session_->focusedWindow() == alert; }));
     eval(input + "global._twKeys.notify_keyval(now(), C.KEY_Return, C.KeyState.PRESSED);"
                  "global._twKeys.notify_keyval(now(), C.KEY_Return, C.KeyState.RELEASED)");
-    EXPECT_TRUE(waitFor([] {
-        return eval(std::string("imports.ui.main.extensionManager.lookup('") +
-                    TWGnomeTestDesktop::kExtension + "').state") == "1";
-    }));
+    EXPECT_TRUE(waitFor([] { return session_->extensionState() == "1"; }));
     // Tidewell goes on with the desktop the extension serves, and shows its button.
     statusWith("icon AppIcon");
     EXPECT_TRUE(waitFor(buttonReady));

@@ -2,14 +2,11 @@
 // A session bus and a headless KWin per test program, with teardown that leaves nothing running.
 #include "TWKWinTestDesktop.h"
 
-#include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -30,17 +27,28 @@ std::string kwinExecutable(const std::string& scratchDirectory) {
     return copy;
 }
 
-std::string dbus(const std::vector<std::string>& call) {
+// A call to KWin's object `path` on the session bus; the reply as dbus-send prints it.
+std::string dbus(const std::vector<std::string>& call, const std::string& path = "/KWin") {
     std::vector<std::string> argv{"dbus-send", "--session", "--print-reply", "--dest=org.kde.KWin",
-                                  "/KWin"};
+                                  path};
     argv.insert(argv.end(), call.begin(), call.end());
     return TWTestSession::run(argv);
+}
+
+// What follows the last `line` printed to KWin's log up to a space, quote or line end; none
+// when it was not printed.
+std::optional<std::string> lastValue(const std::string& log, const std::string& line) {
+    const auto at = log.rfind(line);
+    if (at == std::string::npos)
+        return std::nullopt;
+    const auto start = at + line.size();
+    return log.substr(start, log.find_first_of("\" \n", start) - start);
 }
 
 } // namespace
 
 TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted, int outputs)
-    : TWTestSession("tidewell-kwin-test", "thunar", outputs), runtime_(root_ + "/runtime"),
+    : TWTestSession("tidewell-kwin-test", "thunar", outputs),
       socket_("tidewell-kwin-" + std::to_string(getpid())) {
     useWayland("KDE", socket_);
     if (ok())
@@ -48,10 +56,8 @@ TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted, 
 }
 
 std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) {
-    const std::string bus = runtime_ + "/bus";
-    if (!startBus(bus, bus_))
+    if (!startBus("bus", "DBUS_SESSION_BUS_ADDRESS", bus_))
         return "dbus-daemon did not start";
-    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + bus).c_str(), 1);
     // KWin offers its window management only to a client whose executable (/proc/PID/exe) is
     // the program that an installed desktop entry with the interface key starts. The entries
     // must be in place before KWin first reads them.
@@ -62,23 +68,18 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
                           "[Desktop Entry]\nType=Application\nName=Permitted\nExec=" + programs[i] +
                               "\nNoDisplay=true\nX-KDE-Wayland-Interfaces="
                               "org_kde_plasma_window_management\n");
-    // Not nested in the session's compositor. KWin hosts KDE's global-shortcut service.
-    kwin_ = startProcess({"env", "-u", "WAYLAND_DISPLAY", kwinExecutable(root_ + "/bin"),
-                          "--virtual", "--width", std::to_string(kOutputWidth), "--height", "800",
-                          "--output-count", std::to_string(outputs_), "--socket", socket_,
-                          "--no-lockscreen", "--no-kactivities"},
-                         home_, root_ + "/kwin.log");
-    // Up once it answers on D-Bus with its workspace; or ended.
-    const bool up = waitFor(
-        [&] {
-            return waitpid(kwin_, nullptr, WNOHANG) == kwin_ ||
-                   (std::filesystem::exists(runtime_ + "/" + socket_) &&
-                    dbus({"org.kde.KWin.currentDesktop"}).find("int32") != std::string::npos);
-        },
-        std::chrono::seconds(60));
-    if (up && kill(kwin_, 0) == 0)
+    // KWin hosts KDE's global-shortcut service. Up once it answers on D-Bus with its workspace.
+    if (startService(
+            {kwinExecutable(root_ + "/bin"), "--virtual", "--width", std::to_string(kOutputWidth),
+             "--height", "800", "--output-count", std::to_string(outputs_), "--socket", socket_,
+             "--no-lockscreen", "--no-kactivities"},
+            root_ + "/kwin.log", kwin_,
+            [&] {
+                return std::filesystem::exists(runtime() + "/" + socket_) &&
+                       dbus({"org.kde.KWin.currentDesktop"}).find("int32") != std::string::npos;
+            },
+            std::chrono::seconds(60)))
         return {};
-    kwin_ = -1;
     return "kwin_wayland did not start: " + TWReadFile(root_ + "/kwin.log").substr(0, 2000);
 }
 
@@ -117,30 +118,21 @@ bool TWKWinTestDesktop::moveToOutput(const std::string& uuid, int output) const 
 
 void TWKWinTestDesktop::runScript(const std::string& name, const std::string& code) const {
     const std::string file = root_ + "/" + name + ".js";
-    auto scripting = [](const std::vector<std::string>& call) {
-        std::vector<std::string> argv{"dbus-send", "--session", "--print-reply",
-                                      "--dest=org.kde.KWin", "/Scripting"};
-        argv.insert(argv.end(), call.begin(), call.end());
-        run(argv);
-    };
-    scripting({"org.kde.kwin.Scripting.unloadScript", "string:" + name});
+    dbus({"org.kde.kwin.Scripting.unloadScript", "string:" + name}, "/Scripting");
     if (code.empty())
         return;
     TWWriteFile(file, code);
-    scripting({"org.kde.kwin.Scripting.loadScript", "string:" + file, "string:" + name});
-    scripting({"org.kde.kwin.Scripting.start"});
+    dbus({"org.kde.kwin.Scripting.loadScript", "string:" + file, "string:" + name}, "/Scripting");
+    dbus({"org.kde.kwin.Scripting.start"}, "/Scripting");
 }
 
 std::string TWKWinTestDesktop::evaluate(const std::string& expression) const {
     static int calls = 0;
     const std::string line = "tidewell-value " + std::to_string(++calls) + " ";
     runScript("tidewell-evaluate", "print('" + line + "' + (" + expression + "));");
-    std::string log;
-    waitFor(
-        [&] { return (log = TWReadFile(root_ + "/kwin.log")).rfind(line) != std::string::npos; });
-    const auto at = log.rfind(line), start = at + line.size();
-    return at == std::string::npos ? std::string()
-                                   : log.substr(start, log.find_first_of("\" \n", start) - start);
+    std::optional<std::string> value;
+    waitFor([&] { return (value = lastValue(TWReadFile(root_ + "/kwin.log"), line)).has_value(); });
+    return value.value_or("");
 }
 
 std::string TWKWinTestDesktop::activeWindow() const {
@@ -153,10 +145,5 @@ std::string TWKWinTestDesktop::activeWindow() const {
                 "workspace.clientActivated.connect(report);\nreport(workspace.activeClient);\n");
         observing_ = true;
     }
-    const std::string log = TWReadFile(root_ + "/kwin.log");
-    const auto at = log.rfind(kLine);
-    if (at == std::string::npos)
-        return {};
-    const auto start = at + kLine.size();
-    return log.substr(start, log.find_first_of("\" \n", start) - start);
+    return lastValue(TWReadFile(root_ + "/kwin.log"), kLine).value_or("");
 }

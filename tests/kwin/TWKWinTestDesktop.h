@@ -42,7 +42,7 @@ class TWKWinTestDesktop : public TWTestSession {
   private:
     std::vector<pid_t> services() const override { return {kwin_, bus_}; }
     std::string start(const std::vector<std::string>& permitted);
-    std::string runtime_, socket_;
+    std::string socket_;
     mutable bool observing_ = false;
     pid_t bus_ = -1;
     pid_t kwin_ = -1;

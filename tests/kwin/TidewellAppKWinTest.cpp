@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The real tidewell program on a headless KWin, observed from outside: its tray icon as a
 // StatusNotifierItem that a small panel host on the session bus reads and drives (icon, menu,
-// Activate, SecondaryActivate), with KWin reporting what became of a client's window; and its
-// preferences driven over the accessibility bus as a screen reader does.
+// Activate, SecondaryActivate), with KWin reporting what became of a client's window.
 #include "TWKWinTestDesktop.h"
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"
@@ -15,14 +14,13 @@
 
 namespace {
 
-const std::string kScripts = TIDEWELL_TEST_SOURCE_DIR "/tests/kwin/";
-// The system's Python, whose modules the Debian packages (python3-dbus, python3-pyatspi) are.
+const std::string kHost = TIDEWELL_TEST_SOURCE_DIR "/tests/kwin/tw_sni_host.py";
+// The system's Python, whose modules the Debian packages (python3-dbus) are.
 const std::string kPython = "/usr/bin/python3";
 
 // The panel host's standard output for `args`, its errors after it.
 std::string panel(std::vector<std::string> args) {
-    args.insert(args.begin(),
-                {"sh", "-c", "\"$0\" \"$@\" 2>&1", kPython, kScripts + "tw_sni_host.py"});
+    args.insert(args.begin(), {"sh", "-c", "\"$0\" \"$@\" 2>&1", kPython, kHost});
     return run(args);
 }
 
@@ -30,11 +28,10 @@ TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
     TWKWinTestDesktop session({TWTestTidewell::programPath()});
     ASSERT_TRUE(session.ok()) << session.error();
     const std::string items = session.home() + "/tray-items";
-    session.spawn({kPython, kScripts + "tw_sni_host.py", "host", items});
+    session.spawn({kPython, kHost, "host", items});
     ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(items); }))
         << "the panel host did not start";
     TWTestTidewell tidewell(session);
-    setenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1", 1);
     ASSERT_GT(tidewell.start(), 0) << "tidewell never answered:\n" << tidewell.log();
 
     std::string service, path;
@@ -64,18 +61,6 @@ TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
     EXPECT_EQ(panel({"call", service, path, "SecondaryActivate"}), "");
     EXPECT_TRUE(becomes(false));
     session.terminate(flower);
-
-    // A screen reader's Toggle on the preferences' first checkbox (on by default) turns it off,
-    // in the window and in the store.
-    const std::string sharedFile = session.home() + "/.config/tidewell/shared.plist";
-    ASSERT_EQ(TWTestTidewell::request("url x-tidewell-action://preferences"), "ok");
-    EXPECT_EQ(run({"sh", "-c", "\"$0\" \"$@\" 2>&1", kPython, kScripts + "tw_atspi_toggle.py",
-                   "Tidewell", "Minimize the file manager's windows"}),
-              "unchecked\n");
-    EXPECT_TRUE(waitFor([&] {
-        const std::string file = TWReadFile(sharedFile);
-        return std::regex_search(file, std::regex("<key>Minimize</key>\\s*<false/>"));
-    })) << TWReadFile(sharedFile);
 }
 
 } // namespace
