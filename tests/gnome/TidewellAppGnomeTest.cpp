@@ -123,6 +123,15 @@ class TidewellAppGnomeTest : public ::testing::Test {
         EXPECT_EQ(presenter.shown.size(), 1u);
         return presenter.shown.empty() ? TWAlert() : presenter.shown.front();
     }
+    // The alert says `message`, its text holds each of `parts`, and it offers `buttons`.
+    static void expectAlert(const TWAlert& alert, const std::string& message,
+                            const Buttons& buttons, const std::vector<std::string>& parts = {}) {
+        EXPECT_EQ(alert.messageText(), message);
+        const std::string text = alert.informativeText().value_or("");
+        for (const auto& part : parts)
+            EXPECT_NE(text.find(part), std::string::npos) << part << " in: " << text;
+        EXPECT_EQ(alert.buttons(), buttons);
+    }
     static inline TWGnomeTestDesktop* session_ = nullptr;
 };
 
@@ -213,46 +222,36 @@ TEST_F(TidewellAppGnomeTest, ClickShiftClickTheMenuAndTheExtensionOffAndOnReachT
     EXPECT_TRUE(waitFor([] { return !buttonShown(); }));
 }
 
-TEST_F(TidewellAppGnomeTest, NotInstalledItSaysHowToInstallAndInstalledLateTheNextLogin) {
+TEST_F(TidewellAppGnomeTest, EachAlertWithoutTheExtensionAndWhatItsAnswerTurnsOn) {
     const std::string extensions = session_->dataHome() + "/gnome-shell/extensions";
     bool enabled = true;
+    // Not installed: the package, the build's folder for this shell's module format, where a
+    // user's go, and when the shell loads it; no command that cannot work yet.
     TWGnomeShellExtension absent(QDBusConnection::sessionBus(), nullptr, "absent@quillfen.net");
     TWAlert alert = alertFor(absent, enabled);
     EXPECT_FALSE(enabled);
-    EXPECT_EQ(alert.messageText(), "Tidewell's GNOME Shell extension is not installed.");
-    const std::string how = alert.informativeText().value_or("");
-    // The package, the build's folder for this shell's module format, where a user's go, and
-    // when the shell loads it; no command that cannot work yet.
-    for (const std::string& part :
-         {std::string("Debian package tidewell"), std::string("“cmake --install”"),
-          "gnome-shell/imports/absent@quillfen.net into " + extensions, std::string("next login")})
-        EXPECT_NE(how.find(part), std::string::npos) << part << " in: " << how;
-    EXPECT_EQ(how.find("gnome-extensions enable"), std::string::npos) << how;
-    EXPECT_EQ(alert.buttons(), Buttons{"Quit"});
+    expectAlert(alert, "Tidewell's GNOME Shell extension is not installed.", {"Quit"},
+                {"Debian package tidewell", "“cmake --install”",
+                 "gnome-shell/imports/absent@quillfen.net into " + extensions, "next login"});
+    EXPECT_EQ(alert.informativeText().value_or("").find("gnome-extensions enable"),
+              std::string::npos);
 
     // Installed while the shell runs: found where the shell looks, and loaded at the next login.
     std::filesystem::copy(extensions + "/" + TWGnomeTestDesktop::kExtension,
                           extensions + "/late@quillfen.net",
                           std::filesystem::copy_options::recursive);
     TWGnomeShellExtension late(QDBusConnection::sessionBus(), nullptr, "late@quillfen.net");
-    alert = alertFor(late, enabled);
-    EXPECT_EQ(alert.messageText(), "GNOME Shell has not loaded Tidewell's extension yet.");
-    EXPECT_NE(alert.informativeText().value_or("").find("(in " + extensions +
-                                                        "/late@quillfen.net), but GNOME Shell "
-                                                        "loads a newly installed extension only "
-                                                        "at the next login"),
-              std::string::npos)
-        << alert.informativeText().value_or("");
-    EXPECT_EQ(alert.buttons(), Buttons{"Quit"});
-}
+    expectAlert(alertFor(late, enabled), "GNOME Shell has not loaded Tidewell's extension yet.",
+                {"Quit"},
+                {"(in " + extensions +
+                 "/late@quillfen.net), but GNOME Shell loads a newly "
+                 "installed extension only at the next login"});
 
-TEST_F(TidewellAppGnomeTest, TurnedOffItIsEnabledAndUserExtensionsAreTurnedOnOnlyWhenAsked) {
     TWGnomeShellExtension extension;
-    bool enabled = false;
     ASSERT_TRUE(session_->setExtensionEnabled(false));
-    TWAlert alert = alertFor(extension, enabled, "Enable the Extension");
-    EXPECT_EQ(alert.messageText(), "Tidewell's GNOME Shell extension is turned off.");
-    EXPECT_EQ(alert.buttons(), (Buttons{"Enable the Extension", "Quit"}));
+    expectAlert(alertFor(extension, enabled, "Enable the Extension"),
+                "Tidewell's GNOME Shell extension is turned off.",
+                {"Enable the Extension", "Quit"});
     EXPECT_TRUE(enabled);
     EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::Enabled);
 
@@ -262,16 +261,14 @@ TEST_F(TidewellAppGnomeTest, TurnedOffItIsEnabledAndUserExtensionsAreTurnedOnOnl
          "org.gnome.Shell.Extensions", "UserExtensionsEnabled", "<false>"});
     ASSERT_TRUE(waitFor(
         [&] { return extension.state() == TWGnomeShellExtension::State::UserExtensionsOff; }));
-    alert = alertFor(extension, enabled);
-    EXPECT_EQ(alert.messageText(), "GNOME Shell has all extensions you installed turned off.");
-    EXPECT_NE(alert.informativeText().value_or("").find("turns on every other extension"),
-              std::string::npos);
-    EXPECT_EQ(alert.buttons(), (Buttons{"Turn On Extensions", "Quit"}));
-    EXPECT_FALSE(enabled);
-    EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::UserExtensionsOff);
-    alert = alertFor(extension, enabled, "Turn On Extensions");
-    EXPECT_TRUE(enabled);
-    EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::Enabled);
+    for (const std::string answer : {"Quit", "Turn On Extensions"}) {
+        expectAlert(alertFor(extension, enabled, answer),
+                    "GNOME Shell has all extensions you installed turned off.",
+                    {"Turn On Extensions", "Quit"}, {"turns on every other extension"});
+        EXPECT_EQ(enabled, answer != "Quit");
+        EXPECT_EQ(extension.state(), enabled ? TWGnomeShellExtension::State::Enabled
+                                             : TWGnomeShellExtension::State::UserExtensionsOff);
+    }
 }
 
 TEST_F(TidewellAppGnomeTest,
