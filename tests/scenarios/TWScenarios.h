@@ -173,6 +173,10 @@ template <class Driver, class... Args> TWDriverMaker TWMakeDriver(std::string na
 inline std::string TWDriverName(const ::testing::TestParamInfo<TWDriverMaker>& info) {
     return info.param.name;
 }
+// gtest prints a failing run's parameter: its name.
+inline void PrintTo(const TWDriverMaker& maker, std::ostream* out) {
+    *out << maker.name;
+}
 
 // A test on one desktop: its driver, Tidewell's actions on it, the clients started.
 class TWDesktopTest : public ::testing::Test {

@@ -131,11 +131,12 @@ class TWX11Driver : public TWSessionDriver {
             seen_.insert(std::to_string(w));
         return windows.empty() ? std::string() : std::to_string(windows.front());
     }
-    // None when xprop finds no such window.
+    // None when xwininfo finds no such window.
     std::optional<bool> isMinimized(const std::string& window) override {
-        const std::string out = run({"xprop", "-id", window, "WM_STATE", "_NET_WM_STATE"});
-        if (out.empty())
+        if (run({"xwininfo", "-id", window}).find("Window id") == std::string::npos)
             return std::nullopt;
+        const std::string out =
+            propertyOf(window, "WM_STATE") + propertyOf(window, "_NET_WM_STATE");
         return out.find(hiddenState_ ? "_NET_WM_STATE_HIDDEN" : "Iconic") != std::string::npos;
     }
     std::string activeWindow() override {
