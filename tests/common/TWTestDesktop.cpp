@@ -208,16 +208,7 @@ TWTestDesktop::TWTestDesktop(const std::string& windowManager, int outputs)
 }
 
 TWTestDesktop::~TWTestDesktop() {
-    endChildren();
-    // Programs the code under test started detached (a file manager, xdg-open) carry our
-    // display in their environment and belong to no group of ours. A server that is gone may
-    // have left its number to another program's.
-    if (server_ <= 0)
-        return;
-    for (pid_t pid : processesWith("DISPLAY=" + display_))
-        if (pid != server_)
-            kill(pid, SIGKILL);
-    endGroup(server_);
+    endSession();
 }
 
 std::vector<pid_t> TWTestDesktop::services() const {
