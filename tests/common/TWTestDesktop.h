@@ -129,3 +129,13 @@ inline bool waitFor(const std::function<bool()>& condition,
 inline std::string run(const std::vector<std::string>& argv) {
     return TWTestSession::run(argv);
 }
+// A method of `destination`'s object `path` on the session bus, called with gdbus: its answer,
+// its errors after it.
+inline std::string busCall(const std::string& destination, const std::string& path,
+                           const std::string& method, const std::vector<std::string>& arguments) {
+    std::vector<std::string> argv{
+        "sh",     "-c",        "\"$0\" \"$@\" 2>&1", "gdbus", "call",     "--session",
+        "--dest", destination, "--object-path",      path,    "--method", method};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    return run(argv);
+}

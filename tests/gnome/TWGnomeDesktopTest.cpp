@@ -164,11 +164,9 @@ class TWGnomeDesktopTest : public TWDesktopTest {
 TEST_F(TWGnomeDesktopTest,
        OnlyTidewellIsAnsweredTheLockScreenIsSilentShortcutsAndTheExtensionGone) {
     const auto window = client(driver().terminal());
-    const std::string refused = run({"sh", "-c",
-                                     "gdbus call --session --dest org.gnome.Shell --object-path "
-                                     "/net/quillfen/Tidewell/Shell --method "
-                                     "net.quillfen.Tidewell.Shell1.SetMinimized [" +
-                                         window + "] true 2>&1"});
+    const std::string refused =
+        busCall("org.gnome.Shell", "/net/quillfen/Tidewell/Shell",
+                "net.quillfen.Tidewell.Shell1.SetMinimized", {"[" + window + "]", "true"});
     EXPECT_NE(refused.find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos)
         << refused;
     EXPECT_EQ(driver().isMinimized(window), false);

@@ -256,9 +256,8 @@ TEST_F(TidewellAppGnomeTest, EachAlertWithoutTheExtensionAndWhatItsAnswerTurnsOn
     EXPECT_EQ(extension.state(), TWGnomeShellExtension::State::Enabled);
 
     // Every user extension off: said so, and turned on (with every other one) only when chosen.
-    run({"gdbus", "call", "--session", "--dest", "org.gnome.Shell", "--object-path",
-         "/org/gnome/Shell", "--method", "org.freedesktop.DBus.Properties.Set",
-         "org.gnome.Shell.Extensions", "UserExtensionsEnabled", "<false>"});
+    busCall("org.gnome.Shell", "/org/gnome/Shell", "org.freedesktop.DBus.Properties.Set",
+            {"org.gnome.Shell.Extensions", "UserExtensionsEnabled", "<false>"});
     ASSERT_TRUE(waitFor(
         [&] { return extension.state() == TWGnomeShellExtension::State::UserExtensionsOff; }));
     for (const std::string answer : {"Quit", "Turn On Extensions"}) {

@@ -137,17 +137,7 @@ class TWKWinDesktopTest : public TWDesktopTest {
 
 // KDE's global-shortcut service, asked with gdbus.
 std::string kglobalaccel(const std::string& method, const std::vector<std::string>& args) {
-    std::vector<std::string> argv{"gdbus",
-                                  "call",
-                                  "--session",
-                                  "--dest",
-                                  "org.kde.kglobalaccel",
-                                  "--object-path",
-                                  "/kglobalaccel",
-                                  "--method",
-                                  "org.kde.KGlobalAccel." + method};
-    argv.insert(argv.end(), args.begin(), args.end());
-    return run(argv);
+    return busCall("org.kde.kglobalaccel", "/kglobalaccel", "org.kde.KGlobalAccel." + method, args);
 }
 
 std::string actionId(const std::string& action) {

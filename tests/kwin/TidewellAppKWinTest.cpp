@@ -19,15 +19,6 @@ const std::string kHost = TIDEWELL_TEST_SOURCE_DIR "/tests/kwin/tw_sni_host.py";
 // The system's Python, whose modules the Debian packages (python3-dbus) are.
 const std::string kPython = "/usr/bin/python3";
 
-// A method called on `path` of the tray's `service` as a panel calls it; gdbus's answer, its
-// errors after it.
-std::string call(const std::string& service, const std::string& path,
-                 std::vector<std::string> method) {
-    method.insert(method.begin(), {"sh", "-c", "\"$0\" \"$@\" 2>&1", "gdbus", "call", "--session",
-                                   "--dest", service, "--object-path", path, "--method"});
-    return run(method);
-}
-
 TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
     TWKWinTestDesktop session({TWTestTidewell::programPath()});
     ASSERT_TRUE(session.ok()) << session.error();
@@ -44,8 +35,8 @@ TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
         return bool(registered >> service >> path);
     })) << tidewell.log();
     auto property = [&](const std::string& name) {
-        return call(service, path,
-                    {"org.freedesktop.DBus.Properties.Get", "org.kde.StatusNotifierItem", name});
+        return busCall(service, path, "org.freedesktop.DBus.Properties.Get",
+                       {"org.kde.StatusNotifierItem", name});
     };
     const std::string icon = property("IconName") + property("IconPixmap");
     EXPECT_TRUE(std::regex_search(icon, std::regex("<'.+'>|\\(\\d+, \\d+, (\\[byte|b')"))) << icon;
@@ -54,9 +45,9 @@ TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
     std::smatch menu;
     const std::string menuPath = property("Menu");
     ASSERT_TRUE(std::regex_search(menuPath, menu, std::regex("objectpath '([^']+)'"))) << menuPath;
-    call(service, menu[1], {"com.canonical.dbusmenu.AboutToShow", "0"});
+    busCall(service, menu[1], "com.canonical.dbusmenu.AboutToShow", {"0"});
     std::string layout =
-        call(service, menu[1], {"com.canonical.dbusmenu.GetLayout", "0", "int32 -1", "@as []"});
+        busCall(service, menu[1], "com.canonical.dbusmenu.GetLayout", {"0", "int32 -1", "@as []"});
     std::erase(layout, '_');
     EXPECT_TRUE(std::regex_search(
         layout, std::regex("'Preferences\\.\\.\\.'.*'Hide All'.*'Show All'.*'Quit'")))
@@ -71,9 +62,9 @@ TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
     };
     // The click hides the others, the middle click shows all (the menu's entries: the
     // delegate's tests).
-    EXPECT_EQ(call(service, path, {"org.kde.StatusNotifierItem.Activate", "0", "0"}), "()\n");
+    EXPECT_EQ(busCall(service, path, "org.kde.StatusNotifierItem.Activate", {"0", "0"}), "()\n");
     EXPECT_TRUE(becomes(true));
-    EXPECT_EQ(call(service, path, {"org.kde.StatusNotifierItem.SecondaryActivate", "0", "0"}),
+    EXPECT_EQ(busCall(service, path, "org.kde.StatusNotifierItem.SecondaryActivate", {"0", "0"}),
               "()\n");
     EXPECT_TRUE(becomes(false));
     session.terminate(flower);
