@@ -27,12 +27,19 @@ std::string kwinExecutable(const std::string& scratchDirectory) {
     return copy;
 }
 
-// A call to KWin's object `path` on the session bus; the reply as dbus-send prints it.
-std::string dbus(const std::vector<std::string>& call, const std::string& path = "/KWin") {
-    std::vector<std::string> argv{"dbus-send", "--session", "--print-reply", "--dest=org.kde.KWin",
-                                  path};
-    argv.insert(argv.end(), call.begin(), call.end());
-    return TWTestSession::run(argv);
+// A method of KWin's object `path`; gdbus's answer.
+std::string kwin(const std::string& path, const std::string& method,
+                 const std::vector<std::string>& arguments = {}) {
+    return busCall("org.kde.KWin", path, method, arguments);
+}
+
+// One value of KWin's own description of the window (getWindowInfo) as gdbus prints it; empty
+// when KWin does not know the window.
+std::string windowInfo(const std::string& uuid, const std::string& key) {
+    const std::string reply = kwin("/KWin", "org.kde.KWin.getWindowInfo", {uuid});
+    const auto at = reply.find("'" + key + "': <"), start = at + key.size() + 5;
+    return at == std::string::npos ? std::string()
+                                   : reply.substr(start, reply.find('>', start) - start);
 }
 
 // What follows the last `line` printed to KWin's log up to a space, quote or line end; none
@@ -76,7 +83,7 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
             root_ + "/kwin.log", kwin_,
             [&] {
                 return std::filesystem::exists(runtime() + "/" + socket_) &&
-                       dbus({"org.kde.KWin.currentDesktop"}).find("int32") != std::string::npos;
+                       kwin("/KWin", "org.kde.KWin.currentDesktop").starts_with("(");
             },
             std::chrono::seconds(60)))
         return {};
@@ -89,23 +96,15 @@ TWKWinTestDesktop::~TWKWinTestDesktop() {
 
 std::optional<bool> TWKWinTestDesktop::flag(const std::string& uuid,
                                             const std::string& name) const {
-    const std::string reply = dbus({"org.kde.KWin.getWindowInfo", "string:" + uuid});
-    const auto key = reply.find("\"" + name + "\"");
-    const auto value = key == std::string::npos ? key : reply.find("boolean ", key);
-    if (value == std::string::npos)
-        return std::nullopt;
-    return reply.compare(value + 8, 4, "true") == 0;
+    const std::string value = windowInfo(uuid, name);
+    return value.empty() ? std::nullopt : std::optional<bool>(value == "true");
 }
 
 int TWKWinTestDesktop::outputOf(const std::string& uuid) const {
-    const std::string reply = dbus({"org.kde.KWin.getWindowInfo", "string:" + uuid});
-    auto number = [&](const std::string& key) {
-        const auto at = reply.find("\"" + key + "\"");
-        const auto value = at == std::string::npos ? at : reply.find("double ", at);
-        return value == std::string::npos ? -1.0 : std::atof(reply.c_str() + value + 7);
-    };
-    const double x = number("x"), width = number("width");
-    return width < 0 ? -1 : static_cast<int>(x + width / 2) / kOutputWidth;
+    const std::string x = windowInfo(uuid, "x"), width = windowInfo(uuid, "width");
+    return width.empty() ? -1
+                         : static_cast<int>(std::atof(x.c_str()) + std::atof(width.c_str()) / 2) /
+                               kOutputWidth;
 }
 
 bool TWKWinTestDesktop::moveToOutput(const std::string& uuid, int output) const {
@@ -118,12 +117,12 @@ bool TWKWinTestDesktop::moveToOutput(const std::string& uuid, int output) const 
 
 void TWKWinTestDesktop::runScript(const std::string& name, const std::string& code) const {
     const std::string file = root_ + "/" + name + ".js";
-    dbus({"org.kde.kwin.Scripting.unloadScript", "string:" + name}, "/Scripting");
+    kwin("/Scripting", "org.kde.kwin.Scripting.unloadScript", {name});
     if (code.empty())
         return;
     TWWriteFile(file, code);
-    dbus({"org.kde.kwin.Scripting.loadScript", "string:" + file, "string:" + name}, "/Scripting");
-    dbus({"org.kde.kwin.Scripting.start"}, "/Scripting");
+    kwin("/Scripting", "org.kde.kwin.Scripting.loadScript", {file, name});
+    kwin("/Scripting", "org.kde.kwin.Scripting.start");
 }
 
 std::string TWKWinTestDesktop::evaluate(const std::string& expression) const {
