@@ -72,10 +72,9 @@ class TWGnomeDriver : public TWCompositorDriver<TWGnomeDesktop> {
         return id ? std::to_string(id) : std::string();
     }
     std::optional<bool> isMinimized(const std::string& window) override {
-        for (const auto& w : session_->windows())
-            if (w.id == idOf(window))
-                return w.minimized;
-        return std::nullopt;
+        const auto minimized = session_->onWindow(idOf(window), "?.minimized");
+        return minimized == "true" || minimized == "false" ? std::optional(minimized == "true")
+                                                           : std::nullopt;
     }
     std::string activeWindow() override {
         const auto id = session_->focusedWindow();

@@ -9,7 +9,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 #include <unistd.h>
 
 namespace {
@@ -17,14 +16,9 @@ namespace {
 constexpr const char* kObserver = "tidewell-test-observer@quillfen.net";
 constexpr int kStartAttempts = 3;
 
-// The windows the tests look at, one "id pid minimized focused" group each.
-constexpr const char* kListWindows =
-    "global.get_window_actors().map(a => a.meta_window).filter(w => !w.is_override_redirect())"
-    ".map(w => [w.get_id(), w.get_pid(), w.minimized ? 1 : 0,"
-    " w === global.display.focus_window ? 1 : 0].join(' ')).join(';')";
-
-std::string stripQuotes(const std::string& json) {
-    return json.size() >= 2 && json.front() == '"' ? json.substr(1, json.size() - 2) : json;
+// A number the shell's JavaScript gives (0: none).
+std::uint64_t number(const std::optional<std::string>& answer) {
+    return answer ? std::strtoull(answer->c_str(), nullptr, 10) : 0;
 }
 
 } // namespace
@@ -115,32 +109,16 @@ std::optional<std::string> TWGnomeTestDesktop::eval(const std::string& code) con
     return out;
 }
 
-std::vector<TWGnomeObservedWindow> TWGnomeTestDesktop::windows() const {
-    std::vector<TWGnomeObservedWindow> out;
-    std::istringstream groups(stripQuotes(eval(kListWindows).value_or("")));
-    for (std::string group; std::getline(groups, group, ';');) {
-        std::istringstream fields(group);
-        TWGnomeObservedWindow w;
-        if (fields >> w.id >> w.pid >> w.minimized >> w.focused)
-            out.push_back(w);
-    }
-    return out;
-}
-
 std::uint64_t TWGnomeTestDesktop::focusedWindow() const {
-    for (const auto& w : windows())
-        if (w.focused)
-            return w.id;
-    return 0;
+    return number(eval("global.display.focus_window?.get_id() ?? 0"));
 }
 
 std::uint64_t TWGnomeTestDesktop::windowOf(int pid) const {
     std::uint64_t id = 0;
     waitFor([&] {
-        for (const auto& w : windows())
-            if (w.pid == pid && !id)
-                id = w.id;
-        return id != 0;
+        return (id = number(eval("global.get_window_actors().map(a => a.meta_window).find(w => "
+                                 "!w.is_override_redirect() && w.get_pid() === " +
+                                 std::to_string(pid) + ")?.get_id() ?? 0"))) != 0;
     });
     return id;
 }

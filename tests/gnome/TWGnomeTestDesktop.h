@@ -15,14 +15,6 @@
 
 struct sd_bus;
 
-// A window as the shell itself reports it.
-struct TWGnomeObservedWindow {
-    std::uint64_t id = 0;
-    int pid = -1;
-    bool minimized = false;
-    bool focused = false;
-};
-
 class TWGnomeTestDesktop : public TWTestSession {
   public:
     static constexpr const char* kExtension = TIDEWELL_GNOME_UUID;
@@ -39,8 +31,7 @@ class TWGnomeTestDesktop : public TWTestSession {
     // Runs JavaScript in the shell (org.gnome.Shell.Eval); its result as JSON, none when the
     // shell refused or the code threw.
     std::optional<std::string> eval(const std::string& code) const;
-    // Every window the shell manages, as it says.
-    std::vector<TWGnomeObservedWindow> windows() const;
+    // The focused window as the shell says (0: none).
     std::uint64_t focusedWindow() const;
     // The first window of a process once it shows one (0 when it does not in time).
     std::uint64_t windowOf(int pid) const;
