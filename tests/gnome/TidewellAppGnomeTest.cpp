@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Tidewell on a headless GNOME Shell. Its top-bar button: shown while Tidewell runs, clicked,
-// Shift-clicked, middle-clicked, its menu used and opened by a long touch with the shell's own
-// virtual pointer, keyboard and touchscreen (through the observer's Eval), the outcome read from
-// the running Tidewell's journal (the simulated desktop's requests); the extension turned off
-// and on while Tidewell runs. Its start-up alert without the extension, case by case (not
-// installed, installed after the shell started, turned off, user extensions off), as its
-// presenter receives it and as the real program shows it, and what each answer turns on.
+// Tidewell on a headless GNOME Shell: its top-bar button driven with the shell's own virtual
+// input devices, the outcome read from the running Tidewell's journal (the simulated desktop's
+// requests); its start-up alert without the extension in each case, as its presenter receives it
+// and as the real program shows it, and what each answer turns on.
 #include "TWGnomeShellExtension.h"
 #include "TWGnomeTestDesktop.h"
 #include "TWRecordingAlertPresenter.h"
