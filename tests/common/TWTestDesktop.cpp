@@ -80,16 +80,11 @@ TWTestSession::~TWTestSession() {
         std::filesystem::remove_all(root_, ec);
 }
 
-void TWTestSession::endChildren() {
-    for (auto it = children_.rbegin(); it != children_.rend(); ++it)
-        endGroup(*it);
-    children_.clear();
-}
-
-void TWTestSession::useWayland(const std::string& desktop, const std::string& socket) {
+void TWTestSession::useWayland(const std::string& desktop) {
+    socket_ = "tidewell-" + std::to_string(getpid());
     for (auto [name, value] : {std::pair{"XDG_CURRENT_DESKTOP", desktop},
                                {"XDG_SESSION_TYPE", std::string("wayland")},
-                               {"WAYLAND_DISPLAY", socket},
+                               {"WAYLAND_DISPLAY", socket_},
                                {"GDK_BACKEND", std::string("wayland")},
                                {"QT_QPA_PLATFORM", std::string("wayland")}})
         setenv(name, value.c_str(), 1);
@@ -128,7 +123,9 @@ void TWTestSession::killStraysBut(const std::vector<pid_t>& keep) {
 }
 
 void TWTestSession::endSession() {
-    endChildren();
+    for (auto it = children_.rbegin(); it != children_.rend(); ++it)
+        endGroup(*it);
+    children_.clear();
     const std::vector<pid_t> services = this->services();
     killStraysBut(services);
     for (pid_t pid : services)

@@ -18,8 +18,8 @@ struct TWObservedWindow {
 };
 
 // A temporary session (a home with XDG directories, `fileManager` its default file manager, and
-// the variables naming them set) with the programs started in it; shared by the X11 and the KWin
-// test desktops. Everything started ends with the object.
+// the variables naming them set) with the programs started in it; shared by every test desktop.
+// Everything started ends with the object.
 class TWTestSession {
   public:
     TWTestSession(const TWTestSession&) = delete;
@@ -54,15 +54,16 @@ class TWTestSession {
     // Every test desktop's outputs (monitors) are this wide and side by side.
     static constexpr int kOutputWidth = 1280;
     int outputs() const { return outputs_; }
+    // The Wayland display's name in the runtime directory (a compositor's session).
+    const std::string& socket() const { return socket_; }
 
   protected:
     TWTestSession(const std::string& prefix, const std::string& fileManager, int outputs);
     virtual ~TWTestSession(); // removes the session's files
     // The display server, the window manager or compositor, the buses.
     virtual std::vector<pid_t> services() const = 0;
-    void endChildren();
-    // Points the toolkits at this session's Wayland display `socket`, of a `desktop` session.
-    void useWayland(const std::string& desktop, const std::string& socket);
+    // Points the toolkits at this session's Wayland display, of a `desktop` session.
+    void useWayland(const std::string& desktop);
     std::string runtime() const { return root_ + "/runtime"; }
     // Starts a bus (dbus-daemon) as `pid` on `name` in the runtime directory and points
     // `variable` at it; false when it does not come up.
@@ -74,7 +75,7 @@ class TWTestSession {
     void killStraysBut(const std::vector<pid_t>& keep);
     // Ends the programs started, then the session's services, and whatever they left behind.
     void endSession();
-    std::string error_, root_, home_;
+    std::string error_, root_, home_, socket_;
     std::vector<pid_t> children_;
     int outputs_;
 };

@@ -9,7 +9,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <unistd.h>
 
 namespace {
 
@@ -24,9 +23,8 @@ std::uint64_t number(const std::optional<std::string>& answer) {
 } // namespace
 
 TWGnomeTestDesktop::TWGnomeTestDesktop(int outputs)
-    : TWTestSession("tidewell-gnome-test", "org.gnome.Nautilus", outputs),
-      socket_("tidewell-gnome-" + std::to_string(getpid())) {
-    useWayland("GNOME", socket_);
+    : TWTestSession("tidewell-gnome-test", "org.gnome.Nautilus", outputs) {
+    useWayland("GNOME");
     // Settings in a key file of the private home: no dconf service to start, and the shell and
     // the clients read what the harness wrote before the start.
     setenv("GSETTINGS_BACKEND", "keyfile", 1);

@@ -50,7 +50,6 @@ class TWGnomeTestDesktop : public TWTestSession {
   private:
     std::vector<pid_t> services() const override { return {shell_, bus_, systemBus_}; }
     std::string start();
-    std::string socket_;
     pid_t systemBus_ = -1, bus_ = -1, shell_ = -1;
     sd_bus* connection_ = nullptr;
 };

@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <sys/stat.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 namespace {
 
@@ -55,9 +54,8 @@ std::optional<std::string> lastValue(const std::string& log, const std::string& 
 } // namespace
 
 TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted, int outputs)
-    : TWTestSession("tidewell-kwin-test", "thunar", outputs),
-      socket_("tidewell-kwin-" + std::to_string(getpid())) {
-    useWayland("KDE", socket_);
+    : TWTestSession("tidewell-kwin-test", "thunar", outputs) {
+    useWayland("KDE");
     if (ok())
         error_ = start(permitted);
 }
