@@ -59,14 +59,14 @@ TWTestSession::TWTestSession(const std::string& prefix, const std::string& fileM
     home_ = root_ + "/home";
     for (const char* dir : {"/.config", "/.local/share/applications", "/.cache"})
         std::filesystem::create_directories(home_ + dir);
-    mkdir((root_ + "/runtime").c_str(), 0700);
+    mkdir(runtime().c_str(), 0700);
     TWWriteFile(home_ + "/.config/mimeapps.list",
                 "[Default Applications]\ninode/directory=" + fileManager + ".desktop\n");
     for (auto [name, value] : {std::pair{"HOME", home_},
                                {"XDG_CONFIG_HOME", home_ + "/.config"},
                                {"XDG_DATA_HOME", dataHome()},
                                {"XDG_CACHE_HOME", home_ + "/.cache"},
-                               {"XDG_RUNTIME_DIR", root_ + "/runtime"},
+                               {"XDG_RUNTIME_DIR", runtime()},
                                {"XDG_DATA_DIRS", "/usr/local/share:/usr/share"},
                                {"LANG", "C"}})
         setenv(name, value.c_str(), 1);
@@ -80,41 +80,52 @@ TWTestSession::~TWTestSession() {
         std::filesystem::remove_all(root_, ec);
 }
 
-void TWTestSession::endChildren() {
-    for (auto it = children_.rbegin(); it != children_.rend(); ++it)
-        endGroup(*it);
-    children_.clear();
-}
-
-void TWTestSession::useWayland(const std::string& desktop, const std::string& socket) {
+void TWTestSession::useWayland(const std::string& desktop) {
+    socket_ = "tidewell-" + std::to_string(getpid());
     for (auto [name, value] : {std::pair{"XDG_CURRENT_DESKTOP", desktop},
                                {"XDG_SESSION_TYPE", std::string("wayland")},
-                               {"WAYLAND_DISPLAY", socket},
+                               {"WAYLAND_DISPLAY", socket_},
                                {"GDK_BACKEND", std::string("wayland")},
                                {"QT_QPA_PLATFORM", std::string("wayland")}})
         setenv(name, value.c_str(), 1);
     unsetenv("DISPLAY");
 }
 
-bool TWTestSession::startBus(const std::string& path, pid_t& pid) {
+bool TWTestSession::startBus(const std::string& name, const char* variable, pid_t& pid) {
+    const std::string path = runtime() + "/" + name;
     pid = startProcess({"dbus-daemon", "--config-file=/usr/share/dbus-1/session.conf",
                         "--address=unix:path=" + path, "--nofork", "--nopidfile"},
                        home_);
+    setenv(variable, ("unix:path=" + path).c_str(), 1);
     return waitFor([&] { return std::filesystem::exists(path); });
+}
+
+bool TWTestSession::startService(std::vector<std::string> argv, const std::string& log, pid_t& pid,
+                                 const std::function<bool()>& up, std::chrono::seconds deadline) {
+    argv.insert(argv.begin(), {"env", "-u", "WAYLAND_DISPLAY"});
+    pid = startProcess(argv, home_, log);
+    if (waitFor([&] { return waitpid(pid, nullptr, WNOHANG) == pid || up(); }, deadline) &&
+        kill(pid, 0) == 0)
+        return true;
+    endGroup(pid);
+    pid = -1;
+    return false;
 }
 
 void TWTestSession::killStraysBut(const std::vector<pid_t>& keep) {
     if (root_.empty())
         return;
     // A service's own children (in its process group) are the service's.
-    for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + root_ + "/runtime"))
+    for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + runtime()))
         if (std::find(keep.begin(), keep.end(), pid) == keep.end() &&
             std::find(keep.begin(), keep.end(), getpgid(pid)) == keep.end())
             kill(pid, SIGKILL);
 }
 
 void TWTestSession::endSession() {
-    endChildren();
+    for (auto it = children_.rbegin(); it != children_.rend(); ++it)
+        endGroup(*it);
+    children_.clear();
     const std::vector<pid_t> services = this->services();
     killStraysBut(services);
     for (pid_t pid : services)
@@ -194,16 +205,7 @@ TWTestDesktop::TWTestDesktop(const std::string& windowManager, int outputs)
 }
 
 TWTestDesktop::~TWTestDesktop() {
-    endChildren();
-    // Programs the code under test started detached (a file manager, xdg-open) carry our
-    // display in their environment and belong to no group of ours. A server that is gone may
-    // have left its number to another program's.
-    if (server_ <= 0)
-        return;
-    for (pid_t pid : processesWith("DISPLAY=" + display_))
-        if (pid != server_)
-            kill(pid, SIGKILL);
-    endGroup(server_);
+    endSession();
 }
 
 std::vector<pid_t> TWTestDesktop::services() const {
@@ -211,7 +213,7 @@ std::vector<pid_t> TWTestDesktop::services() const {
     // window managers (mutter, xfwm4) end when their bus goes.
     std::vector<pid_t> kept{server_, windowManager_};
     for (const char* program : {"dbus-launch", "dbus-daemon", "dconf-service"})
-        for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + root_ + "/runtime", program))
+        for (pid_t pid : processesWith("XDG_RUNTIME_DIR=" + runtime(), program))
             kept.push_back(pid);
     return kept;
 }

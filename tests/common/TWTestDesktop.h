@@ -18,8 +18,8 @@ struct TWObservedWindow {
 };
 
 // A temporary session (a home with XDG directories, `fileManager` its default file manager, and
-// the variables naming them set) with the programs started in it; shared by the X11 and the KWin
-// test desktops. Everything started ends with the object.
+// the variables naming them set) with the programs started in it; shared by every test desktop.
+// Everything started ends with the object.
 class TWTestSession {
   public:
     TWTestSession(const TWTestSession&) = delete;
@@ -54,21 +54,28 @@ class TWTestSession {
     // Every test desktop's outputs (monitors) are this wide and side by side.
     static constexpr int kOutputWidth = 1280;
     int outputs() const { return outputs_; }
+    // The Wayland display's name in the runtime directory (a compositor's session).
+    const std::string& socket() const { return socket_; }
 
   protected:
     TWTestSession(const std::string& prefix, const std::string& fileManager, int outputs);
     virtual ~TWTestSession(); // removes the session's files
     // The display server, the window manager or compositor, the buses.
     virtual std::vector<pid_t> services() const = 0;
-    void endChildren();
-    // Points the toolkits at this session's Wayland display `socket`, of a `desktop` session.
-    void useWayland(const std::string& desktop, const std::string& socket);
-    // Starts a bus (dbus-daemon) listening on `path` as `pid`; false when it does not come up.
-    bool startBus(const std::string& path, pid_t& pid);
+    // Points the toolkits at this session's Wayland display, of a `desktop` session.
+    void useWayland(const std::string& desktop);
+    std::string runtime() const { return root_ + "/runtime"; }
+    // Starts a bus (dbus-daemon) as `pid` on `name` in the runtime directory and points
+    // `variable` at it; false when it does not come up.
+    bool startBus(const std::string& name, const char* variable, pid_t& pid);
+    // Starts a display server or compositor, not nested in the session's own, its output in
+    // `log`; true once `up` holds, false (and `pid` -1) when it ended or did not come up in time.
+    bool startService(std::vector<std::string> argv, const std::string& log, pid_t& pid,
+                      const std::function<bool()>& up, std::chrono::seconds deadline);
     void killStraysBut(const std::vector<pid_t>& keep);
     // Ends the programs started, then the session's services, and whatever they left behind.
     void endSession();
-    std::string error_, root_, home_;
+    std::string error_, root_, home_, socket_;
     std::vector<pid_t> children_;
     int outputs_;
 };
@@ -122,4 +129,14 @@ inline bool waitFor(const std::function<bool()>& condition,
 }
 inline std::string run(const std::vector<std::string>& argv) {
     return TWTestSession::run(argv);
+}
+// A method of `destination`'s object `path` on the session bus, called with gdbus: its answer,
+// its errors after it.
+inline std::string busCall(const std::string& destination, const std::string& path,
+                           const std::string& method, const std::vector<std::string>& arguments) {
+    std::vector<std::string> argv{
+        "sh",     "-c",        "\"$0\" \"$@\" 2>&1", "gdbus", "call",     "--session",
+        "--dest", destination, "--object-path",      path,    "--method", method};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    return run(argv);
 }

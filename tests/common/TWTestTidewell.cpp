@@ -3,7 +3,6 @@
 #include "TWTestTidewell.h"
 #include "TWTestPaths.h"
 
-#include <algorithm>
 #include <arpa/inet.h>
 #include <cstdlib>
 #include <cstring>
@@ -39,45 +38,6 @@ void writePropertyList(const std::string& path, const TWTestSettings& values) {
 // Receives all `size` bytes; false when the peer ends or the wait times out before.
 bool receive(int fd, void* buffer, size_t size) {
     return ::recv(fd, buffer, size, MSG_WAITALL) == ssize_t(size);
-}
-
-// A connection to the running instance with `message` sent on it in one frame (four bytes of
-// length, big-endian, then the bytes); -1 on failure.
-int sendRequest(const std::string& message) {
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    const std::string path = std::string(runtime ? runtime : "/tmp") + "/tidewell/instance.sock";
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    int fd = path.size() < sizeof address.sun_path
-                 ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)
-                 : -1;
-    // Generous: an instance built with the sanitizers, busy with hundreds of windows, can take
-    // seconds; how fast it answers is measured by the benchmarks.
-    timeval timeout{30, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-    std::memcpy(address.sun_path, path.c_str(), std::min(path.size(), sizeof address.sun_path));
-    const uint32_t length = htonl(uint32_t(message.size()));
-    std::string frame = std::string(reinterpret_cast<const char*>(&length), 4) + message;
-    if (fd >= 0 &&
-        (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-         ::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) != ssize_t(frame.size()))) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-std::string receiveReply(int fd) {
-    std::string reply;
-    uint32_t length = 0;
-    if (fd >= 0 && receive(fd, &length, 4)) {
-        reply.resize(ntohl(length));
-        if (!receive(fd, reply.data(), reply.size()))
-            reply.clear();
-    }
-    if (fd >= 0)
-        ::close(fd);
-    return reply;
 }
 
 } // namespace
@@ -136,17 +96,32 @@ std::vector<std::string> TWTestTidewell::status() const {
 }
 
 std::string TWTestTidewell::request(const std::string& message) {
-    return receiveReply(sendRequest(message));
-}
-
-std::vector<std::string> TWTestTidewell::requestsAtOnce(const std::vector<std::string>& messages) {
-    std::vector<int> fds;
-    for (const auto& message : messages)
-        fds.push_back(sendRequest(message));
-    std::vector<std::string> replies;
-    for (int fd : fds)
-        replies.push_back(receiveReply(fd));
-    return replies;
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    const std::string path = std::string(runtime ? runtime : "/tmp") + "/tidewell/instance.sock";
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+        return {};
+    std::memcpy(address.sun_path, path.c_str(), path.size());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    // Generous: an instance built with the sanitizers, busy with hundreds of windows, can take
+    // seconds; how fast it answers is measured by the benchmarks.
+    timeval timeout{30, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    // One frame: four bytes of length, big-endian, then the bytes; the reply the same way.
+    uint32_t length = htonl(uint32_t(message.size()));
+    const std::string frame = std::string(reinterpret_cast<const char*>(&length), 4) + message;
+    std::string reply;
+    if (fd >= 0 && ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+        ::send(fd, frame.data(), frame.size(), MSG_NOSIGNAL) == ssize_t(frame.size()) &&
+        receive(fd, &length, 4)) {
+        reply.resize(ntohl(length));
+        if (!receive(fd, reply.data(), reply.size()))
+            reply.clear();
+    }
+    if (fd >= 0)
+        ::close(fd);
+    return reply;
 }
 
 std::string TWTestTidewell::log() const {

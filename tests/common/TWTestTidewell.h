@@ -38,8 +38,6 @@ class TWTestTidewell {
     std::vector<std::string> status() const;
     // One raw request to the running instance on its socket; its reply, empty on failure.
     static std::string request(const std::string& message);
-    // Each message on a connection of its own, all sent before any reply is read; the replies.
-    static std::vector<std::string> requestsAtOnce(const std::vector<std::string>& messages);
     // What the instance logged so far.
     std::string log() const;
 

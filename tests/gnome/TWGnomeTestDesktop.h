@@ -15,14 +15,6 @@
 
 struct sd_bus;
 
-// A window as the shell itself reports it.
-struct TWGnomeObservedWindow {
-    std::uint64_t id = 0;
-    int pid = -1;
-    bool minimized = false;
-    bool focused = false;
-};
-
 class TWGnomeTestDesktop : public TWTestSession {
   public:
     static constexpr const char* kExtension = TIDEWELL_GNOME_UUID;
@@ -39,17 +31,18 @@ class TWGnomeTestDesktop : public TWTestSession {
     // Runs JavaScript in the shell (org.gnome.Shell.Eval); its result as JSON, none when the
     // shell refused or the code threw.
     std::optional<std::string> eval(const std::string& code) const;
-    // Every window the shell manages, as it says.
-    std::vector<TWGnomeObservedWindow> windows() const;
+    // The focused window as the shell says (0: none).
     std::uint64_t focusedWindow() const;
-    // The windows of a process once it shows `count` of them (empty when it does not in time).
-    std::vector<std::uint64_t> windowsOf(int pid, std::size_t count = 1) const;
+    // The first window of a process once it shows one (0 when it does not in time).
+    std::uint64_t windowOf(int pid) const;
     // Runs `call` on the window (".minimize()", "?.get_monitor()") as the user's hand or to
     // look; its result. Brings the window forward.
     std::optional<std::string> onWindow(std::uint64_t id, const std::string& call) const;
     void userActivate(std::uint64_t id) const {
         onWindow(id, ".activate(global.get_current_time())");
     }
+    // The state of Tidewell's extension as the shell reports it: "1" enabled, "2" disabled.
+    std::string extensionState() const;
     // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
     // reports it so.
     bool setExtensionEnabled(bool enabled) const;
@@ -57,7 +50,6 @@ class TWGnomeTestDesktop : public TWTestSession {
   private:
     std::vector<pid_t> services() const override { return {shell_, bus_, systemBus_}; }
     std::string start();
-    std::string runtime_, socket_;
     pid_t systemBus_ = -1, bus_ = -1, shell_ = -1;
     sd_bus* connection_ = nullptr;
 };

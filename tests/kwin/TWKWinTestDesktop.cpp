@@ -2,16 +2,12 @@
 // A session bus and a headless KWin per test program, with teardown that leaves nothing running.
 #include "TWKWinTestDesktop.h"
 
-#include "TWTestDesktop.h"
 #include "TWTestPaths.h"
 
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 namespace {
 
@@ -30,28 +26,43 @@ std::string kwinExecutable(const std::string& scratchDirectory) {
     return copy;
 }
 
-std::string dbus(const std::vector<std::string>& call) {
-    std::vector<std::string> argv{"dbus-send", "--session", "--print-reply", "--dest=org.kde.KWin",
-                                  "/KWin"};
-    argv.insert(argv.end(), call.begin(), call.end());
-    return TWTestSession::run(argv);
+// A method of KWin's object `path`; gdbus's answer.
+std::string kwin(const std::string& path, const std::string& method,
+                 const std::vector<std::string>& arguments = {}) {
+    return busCall("org.kde.KWin", path, method, arguments);
+}
+
+// One value of KWin's own description of the window (getWindowInfo) as gdbus prints it; empty
+// when KWin does not know the window.
+std::string windowInfo(const std::string& uuid, const std::string& key) {
+    const std::string reply = kwin("/KWin", "org.kde.KWin.getWindowInfo", {uuid});
+    const auto at = reply.find("'" + key + "': <"), start = at + key.size() + 5;
+    return at == std::string::npos ? std::string()
+                                   : reply.substr(start, reply.find('>', start) - start);
+}
+
+// What follows the last `line` printed to KWin's log up to a space, quote or line end; none
+// when it was not printed.
+std::optional<std::string> lastValue(const std::string& log, const std::string& line) {
+    const auto at = log.rfind(line);
+    if (at == std::string::npos)
+        return std::nullopt;
+    const auto start = at + line.size();
+    return log.substr(start, log.find_first_of("\" \n", start) - start);
 }
 
 } // namespace
 
 TWKWinTestDesktop::TWKWinTestDesktop(const std::vector<std::string>& permitted, int outputs)
-    : TWTestSession("tidewell-kwin-test", "thunar", outputs), runtime_(root_ + "/runtime"),
-      socket_("tidewell-kwin-" + std::to_string(getpid())) {
-    useWayland("KDE", socket_);
+    : TWTestSession("tidewell-kwin-test", "thunar", outputs) {
+    useWayland("KDE");
     if (ok())
         error_ = start(permitted);
 }
 
 std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) {
-    const std::string bus = runtime_ + "/bus";
-    if (!startBus(bus, bus_))
+    if (!startBus("bus", "DBUS_SESSION_BUS_ADDRESS", bus_))
         return "dbus-daemon did not start";
-    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + bus).c_str(), 1);
     // KWin offers its window management only to a client whose executable (/proc/PID/exe) is
     // the program that an installed desktop entry with the interface key starts. The entries
     // must be in place before KWin first reads them.
@@ -62,23 +73,18 @@ std::string TWKWinTestDesktop::start(const std::vector<std::string>& permitted) 
                           "[Desktop Entry]\nType=Application\nName=Permitted\nExec=" + programs[i] +
                               "\nNoDisplay=true\nX-KDE-Wayland-Interfaces="
                               "org_kde_plasma_window_management\n");
-    // Not nested in the session's compositor. KWin hosts KDE's global-shortcut service.
-    kwin_ = startProcess({"env", "-u", "WAYLAND_DISPLAY", kwinExecutable(root_ + "/bin"),
-                          "--virtual", "--width", std::to_string(kOutputWidth), "--height", "800",
-                          "--output-count", std::to_string(outputs_), "--socket", socket_,
-                          "--no-lockscreen", "--no-kactivities"},
-                         home_, root_ + "/kwin.log");
-    // Up once it answers on D-Bus with its workspace; or ended.
-    const bool up = waitFor(
-        [&] {
-            return waitpid(kwin_, nullptr, WNOHANG) == kwin_ ||
-                   (std::filesystem::exists(runtime_ + "/" + socket_) &&
-                    dbus({"org.kde.KWin.currentDesktop"}).find("int32") != std::string::npos);
-        },
-        std::chrono::seconds(60));
-    if (up && kill(kwin_, 0) == 0)
+    // KWin hosts KDE's global-shortcut service. Up once it answers on D-Bus with its workspace.
+    if (startService(
+            {kwinExecutable(root_ + "/bin"), "--virtual", "--width", std::to_string(kOutputWidth),
+             "--height", "800", "--output-count", std::to_string(outputs_), "--socket", socket_,
+             "--no-lockscreen", "--no-kactivities"},
+            root_ + "/kwin.log", kwin_,
+            [&] {
+                return std::filesystem::exists(runtime() + "/" + socket_) &&
+                       kwin("/KWin", "org.kde.KWin.currentDesktop").starts_with("(");
+            },
+            std::chrono::seconds(60)))
         return {};
-    kwin_ = -1;
     return "kwin_wayland did not start: " + TWReadFile(root_ + "/kwin.log").substr(0, 2000);
 }
 
@@ -88,23 +94,15 @@ TWKWinTestDesktop::~TWKWinTestDesktop() {
 
 std::optional<bool> TWKWinTestDesktop::flag(const std::string& uuid,
                                             const std::string& name) const {
-    const std::string reply = dbus({"org.kde.KWin.getWindowInfo", "string:" + uuid});
-    const auto key = reply.find("\"" + name + "\"");
-    const auto value = key == std::string::npos ? key : reply.find("boolean ", key);
-    if (value == std::string::npos)
-        return std::nullopt;
-    return reply.compare(value + 8, 4, "true") == 0;
+    const std::string value = windowInfo(uuid, name);
+    return value.empty() ? std::nullopt : std::optional<bool>(value == "true");
 }
 
 int TWKWinTestDesktop::outputOf(const std::string& uuid) const {
-    const std::string reply = dbus({"org.kde.KWin.getWindowInfo", "string:" + uuid});
-    auto number = [&](const std::string& key) {
-        const auto at = reply.find("\"" + key + "\"");
-        const auto value = at == std::string::npos ? at : reply.find("double ", at);
-        return value == std::string::npos ? -1.0 : std::atof(reply.c_str() + value + 7);
-    };
-    const double x = number("x"), width = number("width");
-    return width < 0 ? -1 : static_cast<int>(x + width / 2) / kOutputWidth;
+    const std::string x = windowInfo(uuid, "x"), width = windowInfo(uuid, "width");
+    return width.empty() ? -1
+                         : static_cast<int>(std::atof(x.c_str()) + std::atof(width.c_str()) / 2) /
+                               kOutputWidth;
 }
 
 bool TWKWinTestDesktop::moveToOutput(const std::string& uuid, int output) const {
@@ -117,30 +115,21 @@ bool TWKWinTestDesktop::moveToOutput(const std::string& uuid, int output) const 
 
 void TWKWinTestDesktop::runScript(const std::string& name, const std::string& code) const {
     const std::string file = root_ + "/" + name + ".js";
-    auto scripting = [](const std::vector<std::string>& call) {
-        std::vector<std::string> argv{"dbus-send", "--session", "--print-reply",
-                                      "--dest=org.kde.KWin", "/Scripting"};
-        argv.insert(argv.end(), call.begin(), call.end());
-        run(argv);
-    };
-    scripting({"org.kde.kwin.Scripting.unloadScript", "string:" + name});
+    kwin("/Scripting", "org.kde.kwin.Scripting.unloadScript", {name});
     if (code.empty())
         return;
     TWWriteFile(file, code);
-    scripting({"org.kde.kwin.Scripting.loadScript", "string:" + file, "string:" + name});
-    scripting({"org.kde.kwin.Scripting.start"});
+    kwin("/Scripting", "org.kde.kwin.Scripting.loadScript", {file, name});
+    kwin("/Scripting", "org.kde.kwin.Scripting.start");
 }
 
 std::string TWKWinTestDesktop::evaluate(const std::string& expression) const {
     static int calls = 0;
     const std::string line = "tidewell-value " + std::to_string(++calls) + " ";
     runScript("tidewell-evaluate", "print('" + line + "' + (" + expression + "));");
-    std::string log;
-    waitFor(
-        [&] { return (log = TWReadFile(root_ + "/kwin.log")).rfind(line) != std::string::npos; });
-    const auto at = log.rfind(line), start = at + line.size();
-    return at == std::string::npos ? std::string()
-                                   : log.substr(start, log.find_first_of("\" \n", start) - start);
+    std::optional<std::string> value;
+    waitFor([&] { return (value = lastValue(TWReadFile(root_ + "/kwin.log"), line)).has_value(); });
+    return value.value_or("");
 }
 
 std::string TWKWinTestDesktop::activeWindow() const {
@@ -153,10 +142,5 @@ std::string TWKWinTestDesktop::activeWindow() const {
                 "workspace.clientActivated.connect(report);\nreport(workspace.activeClient);\n");
         observing_ = true;
     }
-    const std::string log = TWReadFile(root_ + "/kwin.log");
-    const auto at = log.rfind(kLine);
-    if (at == std::string::npos)
-        return {};
-    const auto start = at + kLine.size();
-    return log.substr(start, log.find_first_of("\" \n", start) - start);
+    return lastValue(TWReadFile(root_ + "/kwin.log"), kLine).value_or("");
 }

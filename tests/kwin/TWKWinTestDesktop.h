@@ -20,8 +20,6 @@ class TWKWinTestDesktop : public TWTestSession {
     explicit TWKWinTestDesktop(const std::vector<std::string>& permitted = {}, int outputs = 1);
     ~TWKWinTestDesktop();
 
-    const std::string& socket() const { return socket_; }
-
     // A flag of KWin's own description of the window (org.kde.KWin getWindowInfo): minimized,
     // keepAbove...; none when KWin does not know the window.
     std::optional<bool> flag(const std::string& uuid, const std::string& name = "minimized") const;
@@ -42,7 +40,6 @@ class TWKWinTestDesktop : public TWTestSession {
   private:
     std::vector<pid_t> services() const override { return {kwin_, bus_}; }
     std::string start(const std::vector<std::string>& permitted);
-    std::string runtime_, socket_;
     mutable bool observing_ = false;
     pid_t bus_ = -1;
     pid_t kwin_ = -1;

@@ -1,17 +1,14 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-# A minimal StatusNotifierItem host for the desktop tests, on the session bus: "host FILE" owns
-# org.kde.StatusNotifierWatcher and appends "SERVICE PATH" to FILE for each item that registers;
-# "show SERVICE PATH" prints what a panel reads (icon, tooltip, menu labels); "call SERVICE PATH
-# METHOD" calls Activate or SecondaryActivate.
+# A minimal StatusNotifierItem host for the desktop tests, on the session bus: "tw_sni_host.py
+# FILE" owns org.kde.StatusNotifierWatcher and appends "SERVICE PATH" to FILE for each item that
+# registers.
 import sys
 
 import dbus
 import dbus.service
 
-ITEM = "org.kde.StatusNotifierItem"
 WATCHER = "org.kde.StatusNotifierWatcher"
-MENU = "com.canonical.dbusmenu"
 
 
 class Watcher(dbus.service.Object):
@@ -71,39 +68,5 @@ def host(record):
     GLib.MainLoop().run()
 
 
-def menu_labels(bus, service, path):
-    properties = dbus.Interface(bus.get_object(service, path), dbus.PROPERTIES_IFACE)
-    menu = dbus.Interface(bus.get_object(service, properties.Get(ITEM, "Menu")), MENU)
-    menu.AboutToShow(0)  # the menu is built as it opens
-    _, (_, _, children) = menu.GetLayout(0, -1, dbus.Array([], signature="s"))
-    return [str(props.get("label", "")).replace("_", "") for _, props, _ in children
-            if props.get("type") != "separator"]
-
-
-def show(bus, service, path):
-    item = dbus.Interface(bus.get_object(service, path), dbus.PROPERTIES_IFACE)
-    values = item.GetAll(ITEM)
-    pixmaps = [f"{int(w)}x{int(h)}" for w, h, data in values.get("IconPixmap", [])
-               if len(data) == 4 * int(w) * int(h)]
-    print("IconName=" + str(values.get("IconName", "")))
-    print("IconPixmap=" + ",".join(pixmaps))
-    tooltip = values.get("ToolTip", ("", [], "", ""))
-    print("ToolTip=" + str(tooltip[2]))
-    print("Menu=" + "|".join(menu_labels(bus, service, path)))
-
-
-def main():
-    command, args = sys.argv[1], sys.argv[2:]
-    if command == "host":
-        return host(args[0])
-    bus = dbus.SessionBus()
-    service, path = args[0], args[1]
-    if command == "show":
-        show(bus, service, path)
-    elif command == "call":
-        dbus.Interface(bus.get_object(service, path), ITEM).get_dbus_method(args[2])(
-            dbus.Int32(0), dbus.Int32(0))
-
-
 if __name__ == "__main__":
-    main()
+    host(sys.argv[1])
