@@ -2,7 +2,8 @@
 // The real tidewell program on a headless KWin, observed from outside: its tray icon as a
 // StatusNotifierItem registered with a small panel host on the session bus, read and driven as
 // a panel does (icon, tooltip, menu, Activate, SecondaryActivate), with KWin reporting what
-// became of a client's window.
+// became of a client's window; and its preferences driven over the accessibility bus as a
+// screen reader does.
 #include "TWKWinTestDesktop.h"
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"
@@ -15,8 +16,9 @@
 
 namespace {
 
-const std::string kHost = TIDEWELL_TEST_SOURCE_DIR "/tests/kwin/tw_sni_host.py";
-// The system's Python, whose modules the Debian packages (python3-dbus) are.
+const std::string kHost = TIDEWELL_TEST_SOURCE_DIR "/tests/kwin/tw_sni_host.py",
+                  kScreenReader = TIDEWELL_TEST_SOURCE_DIR "/tests/kwin/tw_atspi_toggle.py";
+// The system's Python, whose modules the Debian packages (python3-dbus, python3-pyatspi) are.
 const std::string kPython = "/usr/bin/python3";
 
 TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
@@ -27,6 +29,7 @@ TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
     ASSERT_TRUE(waitFor([&] { return std::filesystem::exists(items); }))
         << "the panel host did not start";
     TWTestTidewell tidewell(session);
+    setenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1", 1);
     ASSERT_GT(tidewell.start(), 0) << "tidewell never answered:\n" << tidewell.log();
 
     std::string service, path;
@@ -68,6 +71,18 @@ TEST(TidewellAppKWinTest, TheTrayIsAStatusNotifierItemAPanelReadsAndDrives) {
               "()\n");
     EXPECT_TRUE(becomes(false));
     session.terminate(flower);
+
+    // A screen reader's Toggle on the preferences' first checkbox (on by default) turns it off,
+    // in the window and in the store.
+    const std::string sharedFile = session.home() + "/.config/tidewell/shared.plist";
+    ASSERT_EQ(TWTestTidewell::request("url x-tidewell-action://preferences"), "ok");
+    EXPECT_EQ(run({"sh", "-c", "\"$0\" \"$@\" 2>&1", kPython, kScreenReader, "Tidewell",
+                   "Minimize the file manager's windows"}),
+              "unchecked\n");
+    EXPECT_TRUE(waitFor([&] {
+        const std::string file = TWReadFile(sharedFile);
+        return std::regex_search(file, std::regex("<key>Minimize</key>\\s*<false/>"));
+    })) << TWReadFile(sharedFile);
 }
 
 } // namespace
