@@ -187,8 +187,8 @@ s._flush = function () { const t = now(); const n = this._minimizedDirty.size; p
         // the fifty windows show-all brought back.
         std::this_thread::sleep_for(std::chrono::milliseconds(250));
     }
-    // Medians: the mean of ten is one pause of the shell's garbage collector, or of a loaded
-    // machine, more than the action.
+    // Medians of twenty: the mean is one pause of the shell's garbage collector, or of a loaded
+    // machine, more than the action, and a median of ten moved with a burst of load.
     std::sort(sends.begin(), sends.end());
     std::sort(totals.begin(), totals.end());
     if (!sends.empty()) {
@@ -201,7 +201,7 @@ BENCHMARK(BM_HideOthers)
     ->Name(TW_BENCH_NAME)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
-    ->Iterations(10);
+    ->Iterations(20);
 
 #if defined(TW_BENCH_GNOME)
 // Microseconds on the monotonic clock, the one GLib.get_monotonic_time() reads in the shell.
