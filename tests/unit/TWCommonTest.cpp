@@ -79,11 +79,12 @@ TEST(TWCommonHideOthers, FinderForwardItsWindowsCollapsedAndClosedTheRestHiddenL
     f.desk.setHidden(meter, true);
     f.desk.clearLog();
     f.common.showAll();
-    EXPECT_EQ(f.effects(), (Log{"unhide P", "unhide R", "unhide xclock", "activate P 2"}));
+    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "unhide Tidewell", "unhide P", "unhide R",
+                                "unhide xclock", "activate P 2"}));
     f.desk.quitApplication(p);
     f.desk.clearLog();
     f.common.showAll();
-    EXPECT_EQ(f.effects(), (Log{"unhide R", "unhide xclock"}));
+    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "unhide Tidewell", "unhide R", "unhide xclock"}));
 }
 
 TEST(TWCommonHideOthers, ShowFinderOffHidesTheFileManagerFirstUnlessOurOwnApplicationIsAbsent) {

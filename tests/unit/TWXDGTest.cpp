@@ -21,9 +21,7 @@
 
 namespace fs = std::filesystem;
 
-// The runtime and config directories; a missing private directory is created, an open one
-// closed, others refused with the reason.
-TEST(TWBaseDirectories, TheXDGRulesAndThePrivateDirectoryCheck) {
+TEST(TWBaseDirectories, TheXDGRulesAndAPrivateDirectoryMadeClosedOrRefusedWithTheReason) {
     EXPECT_EQ(TWBaseDirectories::runtimeDirectory("/run/user/1000"), "/run/user/1000/tidewell");
     const std::string fallback = "/tmp/tidewell-" + std::to_string(geteuid());
     // An empty or relative value is invalid and ignored.
