@@ -30,11 +30,14 @@ class ExcludeTest : public ::testing::Test {
   protected:
     ExcludeTest() { std::filesystem::create_directories(data + "/applications/kde"); }
 
-    std::string entry(const std::string& relative, const std::string& name,
+    // A desktop entry at `path` (in the applications folder when relative) ending in `rest`.
+    std::string entry(std::string path, const std::string& name,
+                      const std::string& rest = "Exec=true\nIcon=xterm\n",
                       const std::string& type = "Application") {
-        const std::string path = data + "/applications/" + relative;
+        path = path[0] == '/' ? path : data + "/applications/" + path;
         std::ofstream(path) << "[Desktop Entry]\nType=" << type << "\nName=" << name
-                            << "\nName[de]=" << name << " (de)\nExec=true\nIcon=xterm\n";
+                            << "\nName[de]=" << name << " (de)\n"
+                            << rest;
         return path;
     }
     // A controller once its rows are rebuilt from the store, its pane built.
@@ -92,8 +95,8 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
         return QUrl::fromLocalFile(QString::fromStdString(path));
     };
     drop.setUrls({file(entry("kde/konsole.desktop", "Konsole")),
-                  file(entry("link.desktop", "Web", "Link")), QUrl("https://example.org/a.desktop"),
-                  file(entry("gedit.desktop", "Editor"))});
+                  file(entry("link.desktop", "Web", "Exec=true\n", "Link")),
+                  QUrl("https://example.org/a.desktop"), file(entry("gedit.desktop", "Editor"))});
     // Dropped on the first row: still appended at the end, a beep for each item that is no
     // application (the link entry, the web address).
     EXPECT_TRUE(controller->dropMimeData(&drop, Qt::CopyAction, 0, 0, controller->index(0, 0)));
@@ -126,22 +129,15 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
 
 TEST_F(ExcludeTest, AnEntryFromOutsideTheApplicationsFoldersStandsForTheInstalledApplication) {
     auto controller = makeController();
-    const std::string installed = entry("xterm.desktop", "XTerm");
-    std::ofstream(installed) << "[Desktop Entry]\nType=Application\nName=XTerm\nExec=xterm -ls\n";
-    std::ofstream(entry("kde/org.kde.konsole.desktop", "Konsole"))
-        << "[Desktop Entry]\nType=Application\nName=Konsole\nExec=konsole\n"
-           "StartupWMClass=konsole\n";
+    const std::string installed = entry("xterm.desktop", "XTerm", "Exec=xterm -ls\n");
+    entry("kde/org.kde.konsole.desktop", "Konsole", "Exec=konsole\nStartupWMClass=konsole\n");
     // Copies on the desktop: found by the program they start, by their window class; a third
     // names nothing installed and is refused with the reason.
     const std::string desktopFolder = dir.path().toStdString() + "/Desktop/";
     std::filesystem::create_directories(desktopFolder);
-    std::ofstream(desktopFolder + "XTerm.desktop")
-        << "[Desktop Entry]\nType=Application\nName=My XTerm\nExec=env A=1 /usr/bin/xterm\n";
-    std::ofstream(desktopFolder + "term.desktop")
-        << "[Desktop Entry]\nType=Application\nName=Term\nExec=/opt/k/bin/k\n"
-           "StartupWMClass=konsole\n";
-    std::ofstream(desktopFolder + "mine.desktop")
-        << "[Desktop Entry]\nType=Application\nName=Mine\nExec=/opt/mine\n";
+    entry(desktopFolder + "XTerm.desktop", "My XTerm", "Exec=env A=1 /usr/bin/xterm\n");
+    entry(desktopFolder + "term.desktop", "Term", "Exec=/opt/k/bin/k\nStartupWMClass=konsole\n");
+    entry(desktopFolder + "mine.desktop", "Mine", "Exec=/opt/mine\n");
     for (const char* copy : {"XTerm.desktop", "term.desktop"})
         EXPECT_TRUE(controller->addApplication(desktopFolder + copy)) << copy;
     EXPECT_FALSE(controller->addApplication(desktopFolder + "mine.desktop"));
@@ -164,7 +160,7 @@ TEST_F(ExcludeTest, RemovingRewritesTheStoreAndDropsRecordsThatNoLongerResolve) 
     std::filesystem::remove(gone);
     // An entry moved aside and replaced by a new file is found again by its ID; a deleted one not.
     std::filesystem::rename(xterm, data + "/applications/kde/xterm.desktop");
-    std::ofstream(xterm) << "[Desktop Entry]\nType=Application\nName=XTerm\nExec=xterm\n";
+    entry("xterm.desktop", "XTerm", "Exec=xterm\n");
     auto controller = makeController();
     ASSERT_EQ(controller->rowCount(), 1);
     EXPECT_EQ(controller->resolveExcludeItems()[0].URL, xterm);

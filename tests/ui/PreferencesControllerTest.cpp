@@ -166,7 +166,7 @@ TEST_F(PreferencesTest, IconStyleIsNamedAsSuchAndEveryChangeIsStoredOnce) {
     EXPECT_EQ(icons.size(), 3u); // loading applies nothing
 }
 
-TEST_F(PreferencesTest, MenuBarModeAndStartAtLoginFollowTheirBoxes) {
+TEST_F(PreferencesTest, MenuBarModeAndStartAtLoginFollowTheirBoxesAFailedChangeSaysWhy) {
     toggle("Show Tidewell in the menu bar");
     toggle("Show Tidewell in the menu bar");
     EXPECT_EQ(serviceManagement.requests(),
@@ -178,7 +178,24 @@ TEST_F(PreferencesTest, MenuBarModeAndStartAtLoginFollowTheirBoxes) {
     EXPECT_EQ(loginItems.paths(), (Lines{"/usr/bin/other", "/usr/bin/tidewell"}));
     controller->loginCheckbox()->setChecked(false); // set by code: acted on too
     EXPECT_EQ(loginItems.paths(), Lines{"/usr/bin/other"});
-    EXPECT_FALSE(controller->statusLine()->isVisible());
+    QLabel* status = controller->statusLine();
+    EXPECT_FALSE(status->isVisible());
+
+    // A failed write returns the control to what is stored and says so.
+    sharedStore->readOnly = standardStore->readOnly = true;
+    toggle(minimize);
+    EXPECT_TRUE(controller->minimizeCheckbox()->isChecked()); // as stored
+    EXPECT_TRUE(status->isVisible());
+    EXPECT_EQ(status->text().toStdString(),
+              "The change could not be saved: the settings file cannot be written.");
+    loginItems.readOnly = true;
+    status->clear();
+    toggle("Start Tidewell at login");
+    EXPECT_FALSE(controller->loginCheckbox()->isChecked());
+    EXPECT_EQ(status->text().toStdString(),
+              "Start at login could not be changed: the autostart folder cannot be written.");
+    controller->display(); // a fresh look clears the line
+    EXPECT_FALSE(status->isVisible());
 }
 
 TEST_F(PreferencesTest, ShortcutFieldsRecordCancelClearRefuseAndSayWhyABindingFailed) {
@@ -231,24 +248,6 @@ TEST_F(PreferencesTest, ShortcutFieldsRecordCancelClearRefuseAndSayWhyABindingFa
     heldElsewhere.clear();
     controller->display();
     EXPECT_FALSE(hideProblem->isVisible());
-}
-
-TEST_F(PreferencesTest, AFailedWriteReturnsTheControlToWhatIsStoredAndSaysSo) {
-    QLabel* status = controller->statusLine();
-    sharedStore->readOnly = standardStore->readOnly = true;
-    toggle(minimize);
-    EXPECT_TRUE(controller->minimizeCheckbox()->isChecked()); // as stored
-    EXPECT_TRUE(status->isVisible());
-    EXPECT_EQ(status->text().toStdString(),
-              "The change could not be saved: the settings file cannot be written.");
-    loginItems.readOnly = true;
-    status->clear();
-    toggle("Start Tidewell at login");
-    EXPECT_FALSE(controller->loginCheckbox()->isChecked());
-    EXPECT_EQ(status->text().toStdString(),
-              "Start at login could not be changed: the autostart folder cannot be written.");
-    controller->display(); // a fresh look clears the line
-    EXPECT_FALSE(status->isVisible());
 }
 
 TEST_F(PreferencesTest, ARequestWhileTheCloseQuestionIsUpKeepsTheOneWindowOpen) {

@@ -1,24 +1,18 @@
 // SPDX-License-Identifier: MIT
 // Tidewell's D-Bus service as a script meets it: the running program on a bus of its own,
 // called with gdbus, its Changed signal heard with QtDBus.
-#include "TWInstanceChannel.h"
+#include "TWProgramTest.h"
 #include "TWTestApplication.h"
-#include "TWTestPaths.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusServiceWatcher>
-#include <QFile>
-#include <QProcess>
 #include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QThread>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-const QString program = QString::fromStdString(TWTestProgramPath("tidewell-testing"));
 const QString service = "net.quillfen.Tidewell";
 const QString path = "/net/quillfen/Tidewell";
 const QString interface = "net.quillfen.Tidewell1";
@@ -30,15 +24,10 @@ class ChangedCounter : public QObject {
     void changed();
 };
 
-class DBusServiceTest : public ::testing::Test {
+class DBusServiceTest : public TWProgramTest {
   protected:
     DBusServiceTest() {
         TWTestApplication();
-        QFile::setPermissions(runtime.path(), QFile::Permissions(0x7000)); // owner only
-        environment.insert("XDG_RUNTIME_DIR", runtime.path());
-        environment.insert("XDG_CONFIG_HOME", runtime.path() + "/config");
-        environment.insert("QT_QPA_PLATFORM", "offscreen");
-        environment.remove("DISPLAY");
         // A session bus of the test's own.
         bus.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
         if (bus.waitForReadyRead(5000))
@@ -46,25 +35,19 @@ class DBusServiceTest : public ::testing::Test {
         environment.insert("DBUS_SESSION_BUS_ADDRESS", address);
     }
     ~DBusServiceTest() override {
-        instance.kill();
-        instance.waitForFinished(5000);
         QDBusConnection::disconnectFromBus("test");
         bus.kill();
         bus.waitForFinished(5000);
     }
 
     // Starts tidewell on the simulated desktop and waits until it owns its name.
-    void startInstance() {
+    void startOnBus() {
         ASSERT_FALSE(address.isEmpty()) << "dbus-daemon did not start";
         connection =
             std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(address, "test"));
-        QDBusServiceWatcher watcher(service, *connection,
-                                    QDBusServiceWatcher::WatchForRegistration);
-        QSignalSpy registered(&watcher, &QDBusServiceWatcher::serviceRegistered);
-        instance.setProcessEnvironment(environment);
-        instance.start(program, {"--desktop=sim"});
-        ASSERT_TRUE(instance.waitForStarted(5000));
-        ASSERT_TRUE(registered.wait(20000)) << instance.readAllStandardError().data();
+        startInstance();
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] { return connection->interface()->isServiceRegistered(service).value(); }, 20000));
     }
     // `gdbus call` of one method of the interface (or another, when `method` names it): its
     // output, or the error it printed prefixed "error: ".
@@ -81,21 +64,17 @@ class DBusServiceTest : public ::testing::Test {
             return "error: " + QString::fromUtf8(gdbus.readAllStandardError()).trimmed();
         return QString::fromUtf8(gdbus.readAllStandardOutput()).trimmed();
     }
-    QStringList status() {
-        auto reply = TWInstanceChannel::sendMessage(runtime.path() + "/tidewell", "status", 5000);
-        return QString::fromUtf8(reply.value_or("")).split('\n', Qt::SkipEmptyParts);
-    }
 
-    QTemporaryDir runtime;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     QProcess bus;
     QString address;
     std::unique_ptr<QDBusConnection> connection;
-    QProcess instance;
 };
 
-TEST_F(DBusServiceTest, AScriptListsHidesTogglesAndShowsAndHearsEachChange) {
-    startInstance();
+// In the user's language (here German): the menu is the tray menu, the calls act and each change
+// is heard, bad calls are refused.
+TEST_F(DBusServiceTest, AScriptListsHidesTogglesShowsReadsTheMenuAndBadCallsAreRefused) {
+    speakGerman();
+    startOnBus();
     ChangedCounter counter;
     ASSERT_TRUE(
         connection->connect(service, path, interface, "Changed", &counter, SIGNAL(changed())));
@@ -110,23 +89,7 @@ TEST_F(DBusServiceTest, AScriptListsHidesTogglesAndShowsAndHearsEachChange) {
     EXPECT_EQ(call("RunningApplications"),
               "([('org.example.Editor', 'Editor', true), ('org.example.Files', 'Files', false), "
               "('org.example.Terminal', 'Terminal', true)],)");
-    // A hidden application is brought forward, one not running is refused.
-    EXPECT_EQ(call("Toggle", {"org.example.Terminal"}), "(true,)");
-    EXPECT_EQ(call("Toggle", {"org.example.Nowhere"}), "(false,)");
-    changes.clear();
-    EXPECT_EQ(call("ShowAll"), "()");
-    ASSERT_TRUE(changes.wait(10000));
-    EXPECT_EQ(call("RunningApplications"),
-              "([('org.example.Editor', 'Editor', false), ('org.example.Files', 'Files', false), "
-              "('org.example.Terminal', 'Terminal', false)],)");
-}
-
-TEST_F(DBusServiceTest, TheMenuIsTheTrayMenuInTheUsersLanguageAndBadCallsAreRefused) {
-    for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"})
-        environment.remove(name);
-    environment.insert("LANG", "de_DE.UTF-8");
-    startInstance();
-    EXPECT_EQ(call("HideOthers"), "()");
+    // The tray menu's items, the hidden applications marked.
     const QString menu = call("Menu");
     EXPECT_TRUE(
         menu.startsWith("([('OpenPreferences', 'Einstellungen...', '', false), "
@@ -138,13 +101,20 @@ TEST_F(DBusServiceTest, TheMenuIsTheTrayMenuInTheUsersLanguageAndBadCallsAreRefu
                         "('Toggle', '   Terminal', 'org.example.Terminal', true), "))
         << menu.toStdString();
     EXPECT_TRUE(menu.endsWith("('Quit', 'Beenden', '', false)],)")) << menu.toStdString();
-    // Its "Preferences..." opens Tidewell's URL, as the menu everywhere does; the window comes
-    // up when the URL comes back (the simulated desktop only records it).
+    // A hidden application is brought forward, one not running is refused.
+    EXPECT_EQ(call("Toggle", {"org.example.Terminal"}), "(true,)");
+    EXPECT_EQ(call("Toggle", {"org.example.Nowhere"}), "(false,)");
+    changes.clear();
+    EXPECT_EQ(call("ShowAll"), "()");
+    ASSERT_TRUE(changes.wait(10000));
+    EXPECT_EQ(call("RunningApplications"),
+              "([('org.example.Editor', 'Editor', false), ('org.example.Files', 'Files', false), "
+              "('org.example.Terminal', 'Terminal', false)],)");
+
+    // The menu's "Preferences..." opens Tidewell's URL, as the menu everywhere does; the window
+    // comes up when the URL comes back (the simulated desktop only records it).
     EXPECT_EQ(call("OpenPreferences"), "()");
-    QStringList seen;
-    for (int i = 0; i < 100 && !seen.contains("desktop: openURL x-tidewell-action://preferences");
-         ++i, QThread::msleep(50))
-        seen = status();
+    const QStringList seen = statusUntil("desktop: openURL x-tidewell-action://preferences");
     EXPECT_TRUE(seen.contains("desktop: openURL x-tidewell-action://preferences"))
         << seen.join('\n').toStdString();
     EXPECT_FALSE(seen.contains("preferences shown"));

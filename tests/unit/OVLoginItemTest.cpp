@@ -37,23 +37,19 @@ struct LoginItemTest : ::testing::Test {
     OVLoginItem item{"Tidewell", now, &list};
 };
 
-TEST_F(LoginItemTest, ACopyElsewhereCountsAndInstallingLeavesOneEntryAtTheEnd) {
+// A copy elsewhere counts; installing leaves one entry, at the end; removing takes every copy
+// and leaves other and unresolvable entries.
+TEST_F(LoginItemTest, InstallingLeavesOneEntryAtTheEndAndRemovingTakesEveryCopy) {
     list.append("Tidewell", old);
     list.append("Other", other);
     EXPECT_TRUE(item.isLoginItem());
-    list.append("Other 2", other);
-    EXPECT_TRUE(item.installLoginItem());
-    EXPECT_EQ(programs(), (Paths{other, other, now}));
-}
-
-TEST_F(LoginItemTest, RemovingTakesEveryCopyAndLeavesOtherAndUnresolvableEntries) {
-    list.append("Tidewell", old);
     list.append("Gone", root + "/gone/tidewell"); // its program does not exist
-    list.append("Tidewell", now);
-    list.append("Other", other);
+    EXPECT_TRUE(item.installLoginItem());
+    EXPECT_EQ(programs(), (Paths{other, "-", now}));
+    list.append("Tidewell", old);
     EXPECT_TRUE(item.removeLoginItem());
     EXPECT_FALSE(item.isLoginItem());
-    EXPECT_EQ(programs(), (Paths{"-", other}));
+    EXPECT_EQ(programs(), (Paths{other, "-"}));
     EXPECT_FALSE(item.removeLoginItem()); // none matched
     TWXDGAutostart unreadable{"/nonexistent"};
     EXPECT_FALSE(OVLoginItem("Tidewell", now, &unreadable).isLoginItem());

@@ -72,24 +72,22 @@ TEST(OVSystemVersionComparison, CompareFollowsTheOrdering) {
     }
 }
 
-// Writes os-release files into a private directory and points the class at them.
-class OVSystemVersionCurrent : public ::testing::Test {
-  protected:
-    void SetUp() override { pointAt({etc.string(), lib.string()}); }
-    void TearDown() override { pointAt({"/etc/os-release", "/usr/lib/os-release"}); }
-    static void pointAt(std::vector<std::string> paths) {
-        OVSystemVersion::setOSReleasePathsForTesting(std::move(paths));
-    }
-    std::string current() {
+// VERSION_ID, read with shell quoting from the first of the os-release files that exists.
+TEST(OVSystemVersionCurrent, VersionIDIsReadWithShellQuotingFromTheFirstFileThatExists) {
+    const TWTempDir temp{"ovsystemversion"};
+    const std::filesystem::path etc = temp.path / "etc", lib = temp.path / "lib";
+    const auto pointAt = [&] {
+        OVSystemVersion::setOSReleasePathsForTesting({etc.string(), lib.string()});
+    };
+    const auto current = [] {
         auto v = OVSystemVersion::currentSystemVersion();
-        return v ? v->string() : "(nil)";
-    }
+        return v ? v->string() : std::string("(nil)");
+    };
+    pointAt();
+    EXPECT_EQ(current(), "(nil)") << "neither file exists";
+    TWWriteFile(lib, "VERSION_ID=\"11\"\n");
+    EXPECT_EQ(current(), "11") << "a failed read is retried, and the fallback file is used";
 
-    TWTempDir temp{"ovsystemversion"};
-    std::filesystem::path etc = temp.path / "etc-os-release", lib = temp.path / "lib-os-release";
-};
-
-TEST_F(OVSystemVersionCurrent, VersionIDIsReadWithShellQuoting) {
     const std::pair<const char*, const char*> cases[] = {
         {"NAME=\"Ubuntu\"\nVERSION_ID=\"22.04\"\nID=ubuntu\n", "22.04"},
         {"VERSION_ID='3.19.1'\n", "3.19.1"},
@@ -99,25 +97,15 @@ TEST_F(OVSystemVersionCurrent, VersionIDIsReadWithShellQuoting) {
         {"VERSION_ID=\"10\"'.'4 # comment\n", "10.4"}, // concatenated words
         {"# VERSION_ID=9\nVERSION_ID_LIKE=8\nXVERSION_ID=7\nVERSION_ID=6\nVERSION_ID=5\n", "5"},
         {"VERSION_ID=\"2024.1b3\"\r\n", "2024.1b3"},
-        {"NAME=Arch\nBUILD_ID=rolling\n", "(nil)"}, // no version at all
+        {"NAME=Arch\nBUILD_ID=rolling\n", "(nil)"}, // none, and the fallback file's is not read
         {"VERSION_ID=\"\"\n", "(nil)"},
     };
     for (const auto& [file, expected] : cases) {
         SCOPED_TRACE(file);
         TWWriteFile(etc, file);
-        pointAt({etc.string(), lib.string()});
+        pointAt();
         EXPECT_EQ(current(), expected);
     }
-}
-
-TEST_F(OVSystemVersionCurrent, FallsBackOnlyWhenTheFirstFileIsMissing) {
-    EXPECT_EQ(current(), "(nil)") << "neither file exists";
-    TWWriteFile(lib, "VERSION_ID=\"11\"\n");
-    EXPECT_EQ(current(), "11") << "a failed read is retried, and the fallback file is used";
-
-    pointAt({etc.string(), lib.string()});
-    TWWriteFile(etc, "NAME=Nothing\n");
-    EXPECT_EQ(current(), "(nil)") << "an existing first file is the one that counts";
 }
 
 } // namespace

@@ -29,7 +29,7 @@ TEST(QFSimpleUpdaterRequest, BodyEscapesOnlySpacesAndAMissingValueEndsTheList) {
     EXPECT_TRUE(QFSimpleUpdater::argumentsWithValues(std::nullopt, "1.0", "12").empty());
 }
 
-TEST(QFSimpleUpdaterResult, EachAnswerGivesItsOutcome) {
+TEST(QFSimpleUpdaterResult, EachAnswerGivesItsOutcomeInTheUsersLanguage) {
     const std::string available = "There is an update to Tide well available online.|",
                       current = "You have the current version of Tide well.|No updates are "
                                 "available.",
@@ -60,9 +60,6 @@ TEST(QFSimpleUpdaterResult, EachAnswerGivesItsOutcome) {
         }
         EXPECT_EQ(error.userInfo.size(), &texts == &available ? 4u : 2u);
     }
-}
-
-TEST(QFSimpleUpdaterResult, TextsAndEndpointsWithoutAHost) {
     // Two missing hosts are not equal hosts.
     EXPECT_EQ(QFSimpleUpdater::resultForResponse("https:x", "Tidewell", "not an endpoint")
                   .userInfo.size(),

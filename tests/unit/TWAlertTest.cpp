@@ -14,7 +14,7 @@
 
 using Strings = std::vector<std::string>;
 
-TEST(TWFormat, ObjectsMissingObjectsAndReorderedArguments) {
+TEST(TWFormat, ObjectsNumbersMissingArgumentsAndMalformedFormats) {
     EXPECT_EQ(TWFormat("There is an update to %@ available online.", "Tidewell"),
               "There is an update to Tidewell available online.");
     EXPECT_EQ(TWFormat("app=%@&version=%@&os_version=%@", "A", std::optional<std::string>{}, "12"),
@@ -23,9 +23,6 @@ TEST(TWFormat, ObjectsMissingObjectsAndReorderedArguments) {
     EXPECT_EQ(TWFormat("%@", nullptr), "(null)");
     EXPECT_EQ(TWFormat("100%% %@", "sure"), "100% sure");
     EXPECT_EQ(TWFormat("%2$@ %1$@", "world", "hello"), "hello world");
-}
-
-TEST(TWFormat, NumbersPointersAndMalformedFormats) {
     EXPECT_EQ(TWFormat("b%lu", 2u), "b2");
     EXPECT_EQ(TWFormat("%d/%ld/%lld", -1, 2L, 3LL), "-1/2/3");
     EXPECT_EQ(TWFormat("[%5d|%-4s|%03u]", 42, "ab", 7u), "[   42|ab  |007]");

@@ -44,13 +44,15 @@ template <class Desktop = TWSimDesktop> struct Fixture {
 
 } // namespace
 
-TEST(TWCommonHideOthers, FinderForwardItsWindowsCollapsedAndClosedTheRestHiddenLastFirst) {
+// Hide-others, then show-all: every regular application back, then the one in front before
+// activated, if it is still there.
+TEST(TWCommonHideOthers, FinderForwardItsWindowsCollapsedAndClosedTheRestHiddenLastFirstAndBack) {
     Fixture<> f;
     auto finder = f.launch(kFinder, "Finder");
     auto self = f.launch(TWOwnBundleIdentifier, "Tidewell");
-    f.launch("com.example.p", "P");
+    auto p = f.launch("com.example.p", "P");
     f.launch("com.example.r", "R");
-    f.launch("com.example.meter", "Meter", TWActivationPolicyAccessory);
+    auto meter = f.launch("com.example.meter", "Meter", TWActivationPolicyAccessory);
     f.launch(nullptr, "xclock");
     f.desk.setHidden(finder, true);
     f.desk.makeActive(self);                          // the dock click
@@ -71,6 +73,18 @@ TEST(TWCommonHideOthers, FinderForwardItsWindowsCollapsedAndClosedTheRestHiddenL
                                 "close docs", "hide xclock", "hide R", "hide P",
                                 "new object Finder window", "setTarget file:///srv/projects/"}));
     EXPECT_EQ(f.desk.fileManagerWindows().size(), 1u);
+
+    f.desk.makeActive(p); // the user went back to P, then hid it again
+    f.desk.setHidden(p, true);
+    f.desk.setHidden(meter, true);
+    f.desk.clearLog();
+    f.common.showAll();
+    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "unhide Tidewell", "unhide P", "unhide R",
+                                "unhide xclock", "activate P 2"}));
+    f.desk.quitApplication(p);
+    f.desk.clearLog();
+    f.common.showAll();
+    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "unhide Tidewell", "unhide R", "unhide xclock"}));
 }
 
 TEST(TWCommonHideOthers, ShowFinderOffHidesTheFileManagerFirstUnlessOurOwnApplicationIsAbsent) {
@@ -157,27 +171,6 @@ TEST(TWCommonFinderWindows, ABrokenFileManagerAnswerEndsTheLoopsWithAMessage) {
     f.common.showFinderHideOthers(); // returns: neither loop spins on the contradiction
 
     EXPECT_EQ(captured.lines.size(), 2u);
-}
-
-TEST(TWCommonShowAll, UnhidesEveryRegularApplicationThenActivatesTheRecordedOneIfStillThere) {
-    Fixture<> f;
-    auto p = f.launch("com.example.p", "P");
-    auto meter = f.launch("com.example.meter", "Meter", TWActivationPolicyAccessory);
-    f.launch(nullptr, "xclock");
-    f.common.showFinderHideOthers();
-    f.desk.makeActive(p); // the user went back to P, then hid it again
-    f.desk.setHidden(p, true);
-    f.desk.setHidden(meter, true);
-    f.desk.clearLog();
-
-    f.common.showAll();
-    EXPECT_EQ(f.effects(), (Log{"unhide P", "unhide xclock", "activate P 2"}));
-
-    // The recorded application gone: nothing is activated.
-    f.desk.quitApplication(p);
-    f.desk.clearLog();
-    f.common.showAll();
-    EXPECT_EQ(f.effects(), (Log{"unhide xclock"}));
 }
 
 TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {

@@ -55,7 +55,7 @@ class TWPlistFileStoreTest : public ::testing::Test {
     fs::path root = temp.path, dir = root / "config" / "tidewell", file = dir / "shared.plist";
 };
 
-TEST_F(TWPlistFileStoreTest, EveryValueTypeRoundTripsThroughTheFile) {
+TEST_F(TWPlistFileStoreTest, EveryValueTypeRoundTripsAndEveryReadSeesTheLatestWrite) {
     // clang-format off
     const TWPlistDictionary values{
         {"yes", true}, {"no", false}, {"tenth", 0.1}, {"whole real", 3.0}, {"", ""},
@@ -81,6 +81,16 @@ TEST_F(TWPlistFileStoreTest, EveryValueTypeRoundTripsThroughTheFile) {
     ASSERT_TRUE(writer.update(
         [](TWPlistDictionary& d) { d["date"] = TWPlistValue(TWPlistDate{700000000.75}); }));
     EXPECT_EQ(reader.load().at("date"), TWPlistValue(TWPlistDate{700000000}));
+
+    // Same-sized values written back to back: new files reuse freed inode numbers and share
+    // modification times, which must not make the reader serve an old value.
+    for (int i = 1000; i < 1300; ++i) {
+        ASSERT_TRUE(writer.update([&](TWPlistDictionary& d) { d["key"] = i; }));
+        ASSERT_EQ(reader.load().at("key"), TWPlistValue(i)) << "after write " << i;
+    }
+    // Someone deleting the file empties the store.
+    fs::remove(file);
+    EXPECT_TRUE(reader.load().empty());
 }
 
 TEST_F(TWPlistFileStoreTest, MissingFilesReadEmptyAndBinaryPropertyListsAreRead) {
@@ -107,19 +117,6 @@ TEST_F(TWPlistFileStoreTest, MissingFilesReadEmptyAndBinaryPropertyListsAreRead)
     expected["new"] = TWPlistValue(1);
     EXPECT_EQ(TWPlistFileStore(file.string()).load(), expected);
     EXPECT_EQ(TWReadFile(file).rfind("<?xml", 0), 0u);
-}
-
-TEST_F(TWPlistFileStoreTest, EveryReadSeesTheLatestWriteOfAnotherWriter) {
-    // Same-sized values written back to back: new files reuse freed inode numbers and share
-    // modification times, which must not make the reader serve an old value.
-    TWPlistFileStore reader(file.string()), writer(file.string());
-    for (int i = 1000; i < 1300; ++i) {
-        ASSERT_TRUE(writer.update([&](TWPlistDictionary& d) { d["key"] = i; }));
-        ASSERT_EQ(reader.load().at("key"), TWPlistValue(i)) << "after write " << i;
-    }
-    // Someone deleting the file empties the store.
-    fs::remove(file);
-    EXPECT_TRUE(reader.load().empty());
 }
 
 // The application and its helper (more writers here) changing the file at once, one of them
@@ -251,30 +248,22 @@ TEST_F(TWPlistFileStoreTest, AFailedWriteReturnsFalseAndKeepsTheOldFile) {
     TWPlistFileStore store(file.string());
     ASSERT_TRUE(store.update([](TWPlistDictionary& d) { d["kept"] = "yes"; }));
     const std::string before = TWReadFile(file);
-    // Each child tries to add a value: unprivileged in a read-only directory (root ignores
-    // permissions), then with a file-size limit the new file exceeds (a full disk).
-    fs::permissions(root, fs::perms::all);
-    fs::permissions(root / "config", fs::perms::all);
-    fs::permissions(file, fs::perms(0444));
-    for (bool readOnly : {true, false}) {
-        fs::permissions(dir, readOnly ? fs::perms(0555) : fs::perms::owner_all);
-        const auto child = [&] {
-            const rlimit limit{512, 512};
-            signal(SIGXFSZ, SIG_IGN);
-            if (readOnly ? geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)
-                         : setrlimit(RLIMIT_FSIZE, &limit) != 0)
-                return 3;
-            TWLogCapture log;
-            TWPlistFileStore other(file.string());
-            if (other.update([](auto& d) { d["big"] = std::string(4096, 'z'); }))
-                return 5;
-            if (log.lines.empty() || log.lines.back().find(file.string()) == std::string::npos)
-                return 6;
-            return other.load() == TWPlistDictionary{{"kept", "yes"}} ? 0 : 7;
-        };
-        EXPECT_EQ(inChild(child), 0);
-        EXPECT_EQ(TWReadFile(file), before);
-    }
+    // A child tries to add a value with a file-size limit the new file exceeds (a full disk).
+    const auto child = [&] {
+        const rlimit limit{512, 512};
+        signal(SIGXFSZ, SIG_IGN);
+        if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
+            return 3;
+        TWLogCapture log;
+        TWPlistFileStore other(file.string());
+        if (other.update([](auto& d) { d["big"] = std::string(4096, 'z'); }))
+            return 5;
+        if (log.lines.empty() || log.lines.back().find(file.string()) == std::string::npos)
+            return 6;
+        return other.load() == TWPlistDictionary{{"kept", "yes"}} ? 0 : 7;
+    };
+    EXPECT_EQ(inChild(child), 0);
+    EXPECT_EQ(TWReadFile(file), before);
     EXPECT_FALSE(fs::exists(file.string() + ".tmp")) << "no half-written file is left behind";
 }
 

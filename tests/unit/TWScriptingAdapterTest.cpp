@@ -54,7 +54,9 @@ WindowId idOf(const std::shared_ptr<TWScriptingWindow>& window) {
 
 } // namespace
 
-TEST(TWScriptingAdapter, AFetchedArrayAnswersForTheWindowsOfNow) {
+// A fetched array answers for the windows of now; a new-window object opens one window on the
+// file manager's own location.
+TEST(TWScriptingAdapter, ArraysAnswerForTheWindowsOfNowANewWindowObjectOpensOneWindow) {
     Fixture f;
     f.desk.windows = {1, 2, 3};
     auto fm = f.adapter.applicationWithBundleIdentifier("fm");
@@ -76,12 +78,9 @@ TEST(TWScriptingAdapter, AFetchedArrayAnswersForTheWindowsOfNow) {
     EXPECT_EQ(f.desk.operations, (Log{"close 1", "expand 1"}));
     EXPECT_EQ(f.desk.trace.front(), "scripting fm");
     EXPECT_EQ(f.adapter.applicationWithBundleIdentifier("other"), nullptr);
-}
 
-TEST(TWScriptingAdapter, ANewWindowObjectOpensOneWindowOnTheFileManagersOwnLocation) {
-    Fixture f;
     f.desk.windows = {1};
-    auto fm = f.adapter.applicationWithBundleIdentifier("fm");
+    f.desk.operations.clear();
     EXPECT_EQ(fm->newObjectOfScriptingClass("Finder folder"), nullptr);
     auto created = fm->newObjectOfScriptingClass("Finder window");
     ASSERT_NE(created, nullptr);

@@ -7,35 +7,28 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 
-namespace {
-struct Stores {
-    std::shared_ptr<TWSimDefaultsStore> ownBacking = std::make_shared<TWSimDefaultsStore>();
-    std::shared_ptr<TWSimDefaultsStore> sharedBacking = std::make_shared<TWSimDefaultsStore>();
-    TWUserDefaults own{ownBacking};
-    TWUserDefaults shared{sharedBacking};
-};
-} // namespace
-
 // The keys as they stand in the settings files, written out here once: every other test uses
-// the names of TWSettings.h.
-TEST(TWUserDefaults, FreshInstallReadsTheRegisteredDefaultsUnderTheirStoredNames) {
-    Stores s;
-    EXPECT_FALSE(s.shared.boolForKey("ShowFinder")) << "absent reads NO before registration";
-    TWRegisterDefaults(s.own, s.shared);
+// the names of TWSettings.h. Persisted values shadow the registered ones.
+TEST(TWUserDefaults, RegisteredDefaultsUnderTheirStoredNamesShadowedByPersistedValues) {
+    const auto ownBacking = std::make_shared<TWSimDefaultsStore>();
+    const auto sharedBacking = std::make_shared<TWSimDefaultsStore>();
+    TWUserDefaults own{ownBacking}, shared{sharedBacking};
+    EXPECT_FALSE(shared.boolForKey("ShowFinder")) << "absent reads NO before registration";
+    TWRegisterDefaults(own, shared);
     // clang-format off
     const std::tuple<TWUserDefaults*, const char*, std::optional<TWPlistValue>> registered[] = {
-        {&s.own, "IconStyle2", 1 /* an integer, not a boolean */}, {&s.own, "Menubar", false},
-        {&s.own, "CheckForUpdates", true}, {&s.shared, "ShowFinder", true},
-        {&s.shared, "ShowWindow", false}, {&s.shared, "Minimize", true},
-        {&s.shared, "CloseAllFinder", false}, {&s.shared, "ExcludedApps", std::nullopt},
+        {&own, "IconStyle2", 1 /* an integer, not a boolean */}, {&own, "Menubar", false},
+        {&own, "CheckForUpdates", true}, {&shared, "ShowFinder", true},
+        {&shared, "ShowWindow", false}, {&shared, "Minimize", true},
+        {&shared, "CloseAllFinder", false}, {&shared, "ExcludedApps", std::nullopt},
         // Each key lives in one store only.
-        {&s.shared, "IconStyle2", std::nullopt}, {&s.own, "ShowFinder", std::nullopt}};
+        {&shared, "IconStyle2", std::nullopt}, {&own, "ShowFinder", std::nullopt}};
     // clang-format on
     for (const auto& [defaults, key, value] : registered)
         EXPECT_EQ(defaults->objectForKey(key), value) << key;
     // Registration is volatile: nothing was written.
-    EXPECT_EQ(s.ownBacking->updateCount(), 0);
-    EXPECT_TRUE(s.sharedBacking->load().empty());
+    EXPECT_EQ(ownBacking->updateCount(), 0);
+    EXPECT_TRUE(sharedBacking->load().empty());
 
     // clang-format off
     const std::pair<const char*, const char*> names[] = {
@@ -47,20 +40,17 @@ TEST(TWUserDefaults, FreshInstallReadsTheRegisteredDefaultsUnderTheirStoredNames
     // clang-format on
     for (const auto& [name, literal] : names)
         EXPECT_STREQ(name, literal);
-}
 
-TEST(TWUserDefaults, PersistedValuesShadowRegisteredOnesAndEveryReadSeesTheLatest) {
-    Stores s;
-    TWRegisterDefaults(s.own, s.shared);
-    TWUserDefaults writer(s.sharedBacking);
+    // Every read sees the latest write of another writer of the store.
+    TWUserDefaults writer(sharedBacking);
     writer.setBool(false, TWShowFinderKey);
-    EXPECT_FALSE(s.shared.boolForKey(TWShowFinderKey));
+    EXPECT_FALSE(shared.boolForKey(TWShowFinderKey));
     writer.removeObjectForKey(TWShowFinderKey);
-    EXPECT_TRUE(s.shared.boolForKey(TWShowFinderKey));
+    EXPECT_TRUE(shared.boolForKey(TWShowFinderKey));
     // A later registration replaces an earlier one for the same key only.
-    s.own.registerDefaults({{TWMenubarKey, TWPlistValue(true)}});
-    EXPECT_TRUE(s.own.boolForKey(TWMenubarKey));
-    EXPECT_TRUE(s.own.boolForKey(TWCheckForUpdatesKey));
+    own.registerDefaults({{TWMenubarKey, TWPlistValue(true)}});
+    EXPECT_TRUE(own.boolForKey(TWMenubarKey));
+    EXPECT_TRUE(own.boolForKey(TWCheckForUpdatesKey));
 }
 
 TEST(TWUserDefaults, StringsReadByTheirWordOrLeadingIntegerOtherTypesAsNumbersOrNotAtAll) {

@@ -21,7 +21,7 @@
 
 namespace fs = std::filesystem;
 
-TEST(TWBaseDirectories, RuntimeAndConfigDirectoriesFollowTheXDGRules) {
+TEST(TWBaseDirectories, TheXDGRulesAndAPrivateDirectoryMadeClosedOrRefusedWithTheReason) {
     EXPECT_EQ(TWBaseDirectories::runtimeDirectory("/run/user/1000"), "/run/user/1000/tidewell");
     const std::string fallback = "/tmp/tidewell-" + std::to_string(geteuid());
     // An empty or relative value is invalid and ignored.
@@ -33,9 +33,7 @@ TEST(TWBaseDirectories, RuntimeAndConfigDirectoriesFollowTheXDGRules) {
     EXPECT_EQ(TWBaseDirectories::configHome(nullptr, "/"), "/.config");
     EXPECT_EQ(TWBaseDirectories::configHome(nullptr, nullptr).substr(0, 1), "/")
         << "without HOME, the password database's home is used";
-}
 
-TEST(TWBaseDirectories, AMissingDirectoryIsCreatedAnOpenOneClosedOthersRefusedWithTheReason) {
     const TWTempDir temp("tw-basedirs");
     const fs::path root = temp.path;
     const auto mode = [](const fs::path& path) {

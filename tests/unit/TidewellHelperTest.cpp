@@ -42,16 +42,14 @@ struct TidewellHelperTest : ::testing::Test {
     TidewellHelper helper{common, desktop, [this] { ++quits; }};
 };
 
-TEST_F(TidewellHelperTest, TheMenuOffersTheActionsAndTheRunningApplicationsInOrder) {
+TEST_F(TidewellHelperTest, TheMenuOffersTheActionsAndApplicationsAndEachItemRunsItsAction) {
     Log titles;
     const std::shared_ptr<TWMenu> menu = helper.buildMenu();
     for (const auto& item : menu->items())
         titles.push_back(item->isSeparatorItem() ? "-" : item->title());
     EXPECT_EQ(titles, (Log{"Hide All", "Show All", "-", "Toggle Visibility", "   Editor",
                            "   Files", "   Terminal", "-", "Preferences...", "-", "Quit"}));
-}
 
-TEST_F(TidewellHelperTest, EachItemRunsItsActionAndQuitTouchesNothingElse) {
     choose("Hide All");
     EXPECT_TRUE(hidden("Terminal") && hidden("Editor") && !hidden("Files"));
     choose("Show All");
