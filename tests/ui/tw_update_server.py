@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # tw_update_server.py DIR: the update-check tests' HTTPS server, its certificate made for this run
 # (DIR/cert.pem); prints "PORT <n>" once listening on 127.0.0.1. Answers each POST from
-# DIR/response: the HTTP status (0 = hang up) and a mode, then the body ("trickle": a byte every
+# DIR/response: the HTTP status and a mode, then the body ("trickle": a byte every
 # 0.2 s; "flood N": N bytes of "x", no length announced). Records path and body in DIR/record.
 import http.server, os, ssl, subprocess, sys, time
 
@@ -25,9 +25,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             status, *mode = f.readline().split()
             answer = f.read()
         flood = mode[:1] == [b"flood"]
-        self.close_connection = status == b"0" or flood
-        if status == b"0":
-            return
+        self.close_connection = flood
         self.send_response(int(status))
         self.send_header(*(("Connection", "close") if flood
                            else ("Content-Length", str(len(answer)))))
