@@ -20,7 +20,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
-#include <QPropertyAnimation>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -137,9 +136,6 @@ TEST_F(PreferencesTest, EachToggleIsStoredAndMinimizeAndCloseAllExcludeEachOther
         }
         EXPECT_EQ(state(), expected) << name.toStdString();
     }
-    // The new window is indented under the setting it belongs to.
-    EXPECT_GT(c.newWindowCheckbox()->mapTo(c.generalView(), QPoint()).x(),
-              c.showFinderCheckbox()->mapTo(c.generalView(), QPoint()).x());
 }
 
 TEST_F(PreferencesTest, IconStyleIsNamedAsSuchAndEveryChangeIsStoredOnce) {
@@ -276,26 +272,6 @@ TEST_F(PreferencesTest, ARequestWhileTheCloseQuestionIsUpKeepsTheOneWindowOpen) 
     controller->detachWindow();
     window->close();
     EXPECT_EQ(alerts.shown.size(), 3u);
-}
-
-TEST_F(PreferencesTest, ToolbarItemsSwitchPanesKeepingTheTopLeftCornerAndResetFocusAndTitle) {
-    QMainWindow* window = controller->prefsWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
-    const QRect general = window->geometry();
-    auto show = [&](const char* pane) {
-        toggle(pane); // the item's button, toggled as assistive technology does
-        EXPECT_TRUE(QTest::qWaitFor(
-            [&] { return controller->resizeAnimation()->state() != QAbstractAnimation::Running; }));
-        EXPECT_EQ(window->windowTitle(), pane);
-        return window->geometry();
-    };
-    const QRect exclude = show("Exclude");
-    EXPECT_EQ(exclude.topLeft(), general.topLeft());
-    EXPECT_NE(exclude.height(), general.height());
-    // Back, the focus on the first control.
-    controller->showFinderCheckbox()->setFocus();
-    EXPECT_EQ(show("General"), general);
-    EXPECT_TRUE(controller->dropDownIcon()->hasFocus());
 }
 
 } // namespace

@@ -52,17 +52,12 @@ class DBusServiceTest : public TWProgramTest {
     // `gdbus call` of one method of the interface (or another, when `method` names it): its
     // output, or the error it printed prefixed "error: ".
     QString call(const QString& method, const QStringList& arguments = {}) {
-        QProcess gdbus;
-        gdbus.setProcessEnvironment(environment);
-        gdbus.start("gdbus", QStringList{"call", "--session", "--dest", service, "--object-path",
-                                         path, "--method",
-                                         method.contains('.') ? method : interface + "." + method} +
-                                 arguments);
-        if (!gdbus.waitForFinished(10000))
-            return "error: gdbus did not end";
-        if (gdbus.exitCode() != 0)
-            return "error: " + QString::fromUtf8(gdbus.readAllStandardError()).trimmed();
-        return QString::fromUtf8(gdbus.readAllStandardOutput()).trimmed();
+        const auto [code, output] =
+            run(QStringList{"call", "--session", "--dest", service, "--object-path", path,
+                            "--method", method.contains('.') ? method : interface + "." + method} +
+                    arguments,
+                nullptr, "gdbus");
+        return (code == 0 ? "" : "error: ") + output.trimmed();
     }
 
     QProcess bus;

@@ -53,6 +53,16 @@ class TWProgramTest : public ::testing::Test {
         return seen;
     }
     QString channel() const { return runtime.path() + "/tidewell"; }
+    // Runs tidewell (or `path`) with `arguments` to its end: the exit code and what it wrote.
+    std::pair<int, QString> run(const QStringList& arguments, const QProcessEnvironment* env = {},
+                                const QString& path = kTestingProgram) {
+        QProcess p;
+        p.setProcessChannelMode(QProcess::MergedChannels);
+        p.setProcessEnvironment(env ? *env : environment);
+        p.start(path, arguments);
+        const bool ended = p.waitForFinished(10000) && p.exitStatus() == QProcess::NormalExit;
+        return {ended ? p.exitCode() : -1, QString::fromUtf8(p.readAll())};
+    }
 
     QTemporaryDir runtime;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -96,9 +96,6 @@ TEST_F(DelegateTest, LaunchRegistersDefaultsSetsTheIconTwiceAndChecksForUpdatesQ
     journal.clear();
     delegate.applicationDidFinishLaunching();
     EXPECT_EQ(journal, (Lines{"common", "icon AppIcon", "update", "runAfter 7000"}));
-    // The defaults registered in both stores, never persisted.
-    EXPECT_TRUE(shared.boolForKey(TWShowFinderKey));
-    EXPECT_TRUE(standardStore->load().empty() && sharedStore->load().empty());
     // The repeat applies the icon again, as it is then.
     standard.setInteger(5, TWIconStyleKey);
     pending.at(0)();
@@ -130,8 +127,8 @@ TEST_F(DelegateTest, AnAbsentOrInvalidIconStyleShowsTheStandardIconAndOnlyAnInva
         TWPlistValue stored;
         const char* image;
         TWPlistValue after; // repaired when invalid
-    } styles[] = {{3, "AppIcon", 1},    {"5", "Dark", "5"},   {"purple", "AppIcon", 1},
-                  {2, "Purple", 2},     {4, "Graphite", 4}};
+    } styles[] = {{3, "AppIcon", 1}, {"5", "Dark", "5"}, {"purple", "AppIcon", 1},
+                  {2, "Purple", 2},  {4, "Graphite", 4}, {1, "AppIcon", 1}};
     for (const auto& [stored, image, after] : styles) {
         standard.setObject(stored, TWIconStyleKey);
         const int updates = standardStore->updateCount();
@@ -174,8 +171,9 @@ TEST_F(DelegateTest, OurSchemeOpensOnlyPreferencesSupportActionsOpenTheirPagesQu
     TidewellAppDelegate delegate(services());
     journal.clear();
     // Every other form of URL: the handler's fuzzer.
-    for (const char* url : {"x-tidewell-action:///preferences/", "x-tidewell-action://Preferences",
-                            "x-tidewell-action://preferences/general", "https://preferences"})
+    for (const char* url :
+         {"x-tidewell-action:///preferences/", "x-tidewell-action://Preferences",
+          "x-tidewell-action://preferences/general", "X-Tidewell-Action://preferences"})
         urlHandler(url);
     EXPECT_EQ(journal, Lines{"preferences"});
 
