@@ -1,10 +1,22 @@
 // SPDX-License-Identifier: MIT
-// The tidewell program as the session sees it: one instance, to which later starts hand over.
-#include "TWProgramTest.h"
+// The tidewell program as the session sees it, on the simulated desktop with a runtime and a
+// config directory of its own: one instance, to which later starts hand over, and its D-Bus
+// service as a script meets it (on a bus of its own, called with gdbus).
+#include "TWInstanceChannel.h"
+#include "TWTestApplication.h"
+#include "TWTestPaths.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDir>
-#include <QFileInfo>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QLocalSocket>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -15,10 +27,55 @@
 
 namespace {
 
+// The program with its test hooks; the shipped one has none.
+const QString kTestingProgram = QString::fromStdString(TWTestProgramPath("tidewell-testing"));
+
 const QString shipped = QString::fromStdString(TWTestProgramPath("tidewell"));
 
-class LauncherTest : public TWProgramTest {
+class LauncherTest : public ::testing::Test {
   protected:
+    LauncherTest() {
+        QFile::setPermissions(runtime.path(), QFile::Permissions(0x7000)); // owner only
+        environment.insert("XDG_RUNTIME_DIR", runtime.path());
+        environment.insert("XDG_CONFIG_HOME", runtime.path() + "/config");
+        environment.insert("QT_QPA_PLATFORM", "offscreen");
+        environment.remove("DISPLAY");
+    }
+    ~LauncherTest() override {
+        instance.kill();
+        instance.waitForFinished(5000);
+    }
+
+    void startInstance(const QString& path = kTestingProgram) {
+        instance.setProcessEnvironment(environment);
+        instance.start(path, {"--desktop=sim"});
+        ASSERT_TRUE(instance.waitForStarted(5000));
+        ASSERT_FALSE(statusUntil().isEmpty()) << instance.readAllStandardError().data();
+    }
+    // The instance's status once it holds `line` (any), asked every `tryMs` for at most `ms`.
+    QStringList statusUntil(const QString& line = {}, int ms = 10000, int tryMs = 200) {
+        QStringList seen;
+        QElapsedTimer waited;
+        waited.start();
+        while (waited.elapsed() < ms &&
+               (seen.isEmpty() || !(line.isEmpty() || seen.contains(line)))) {
+            if (auto reply = TWInstanceChannel::sendMessage(channel(), "status", tryMs))
+                seen = QString::fromUtf8(*reply).split('\n', Qt::SkipEmptyParts);
+            QThread::msleep(20);
+        }
+        return seen;
+    }
+    QString channel() const { return runtime.path() + "/tidewell"; }
+    // Runs tidewell (or `path`) with `arguments` to its end: the exit code and what it wrote.
+    std::pair<int, QString> run(const QStringList& arguments, const QProcessEnvironment* env = {},
+                                const QString& path = kTestingProgram) {
+        QProcess p;
+        p.setProcessChannelMode(QProcess::MergedChannels);
+        p.setProcessEnvironment(env ? *env : environment);
+        p.start(path, arguments);
+        const bool ended = p.waitForFinished(10000) && p.exitStatus() == QProcess::NormalExit;
+        return {ended ? p.exitCode() : -1, QString::fromUtf8(p.readAll())};
+    }
     // A connection to the instance's socket sending `bytes`, for messages no tidewell would send.
     std::unique_ptr<QLocalSocket> connectRaw(const QByteArray& bytes = {}) {
         auto socket = std::make_unique<QLocalSocket>();
@@ -31,6 +88,10 @@ class LauncherTest : public TWProgramTest {
     static bool closedByPeer(const std::unique_ptr<QLocalSocket>& socket, int ms) {
         return socket->state() == QLocalSocket::UnconnectedState || socket->waitForDisconnected(ms);
     }
+
+    QTemporaryDir runtime;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QProcess instance;
 };
 
 TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOneIsReplaced) {
@@ -46,7 +107,6 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     ::close(lock);
     // Asked briefly, as a longer holder would keep the start from ever taking the lock.
     ASSERT_FALSE(statusUntil({}, 10000, 20).isEmpty()) << instance.readAllStandardError().data();
-    EXPECT_EQ(int(QFileInfo(channel()).permissions() & 0x7077), 0x7000); // owner only
     // The launch made the exclusion list (the simulated store holds no exclusions).
     EXPECT_TRUE(statusUntil().contains("exclusion list: 0"));
 
@@ -96,7 +156,6 @@ TEST_F(LauncherTest, BadArgumentsNoInstanceAndAnUnusableRuntimeDirectoryOrDispla
         EXPECT_EQ(run(arguments).first, code) << arguments.join(' ').toStdString();
     // Help and version answer without an instance, and start none.
     EXPECT_EQ(run({"--version"}).second, "tidewell 1.0.0\n");
-    EXPECT_TRUE(run({"--help"}).second.startsWith("Usage: tidewell [options] [URL]"));
     EXPECT_FALSE(QFile::exists(channel() + "/instance.sock"));
     // The shipped program knows no test options, and its help lists none.
     EXPECT_EQ(run({"--desktop=sim"}, nullptr, shipped),
@@ -178,4 +237,115 @@ TEST_F(LauncherTest, TheChannelOutlastsBadMessagesAndALongStatus) {
     EXPECT_FALSE(QFile::exists(channel() + "/instance.sock"));
 }
 
+const QString service = "net.quillfen.Tidewell";
+const QString path = "/net/quillfen/Tidewell";
+const QString interface = "net.quillfen.Tidewell1";
+
+// Receives Changed.
+class ChangedCounter : public QObject {
+    Q_OBJECT
+  signals:
+    void changed();
+};
+
+class DBusServiceTest : public LauncherTest {
+  protected:
+    DBusServiceTest() {
+        TWTestApplication();
+        // A session bus of the test's own.
+        bus.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
+        if (bus.waitForReadyRead(5000))
+            address = QString::fromUtf8(bus.readLine()).trimmed();
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", address);
+    }
+    ~DBusServiceTest() override {
+        QDBusConnection::disconnectFromBus("test");
+        bus.kill();
+        bus.waitForFinished(5000);
+    }
+
+    // `gdbus call` of one method of the interface (or another, when `method` names it): its
+    // output, or the error it printed prefixed "error: ".
+    QString call(const QString& method, const QStringList& arguments = {}) {
+        const auto [code, output] =
+            run(QStringList{"call", "--session", "--dest", service, "--object-path", path,
+                            "--method", method.contains('.') ? method : interface + "." + method} +
+                    arguments,
+                nullptr, "gdbus");
+        return (code == 0 ? "" : "error: ") + output.trimmed();
+    }
+
+    QProcess bus;
+    QString address;
+};
+
+// In the user's language (here German, with no generated system locale): the menu is the tray
+// menu, the calls act and each change is heard, bad calls are refused.
+TEST_F(DBusServiceTest, AScriptListsHidesTogglesShowsReadsTheMenuAndBadCallsAreRefused) {
+    for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"})
+        environment.remove(name);
+    environment.insert("LANG", "de_DE.UTF-8");
+    ASSERT_FALSE(address.isEmpty()) << "dbus-daemon did not start";
+    QDBusConnection connection = QDBusConnection::connectToBus(address, "test");
+    startInstance();
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return connection.interface()->isServiceRegistered(service).value(); }, 20000));
+    ChangedCounter counter;
+    ASSERT_TRUE(
+        connection.connect(service, path, interface, "Changed", &counter, SIGNAL(changed())));
+    QSignalSpy changes(&counter, &ChangedCounter::changed);
+
+    // The menu's applications, by name, Tidewell itself left out.
+    EXPECT_EQ(call("RunningApplications"),
+              "([('org.example.Editor', 'Editor', false), ('org.example.Files', 'Files', false), "
+              "('org.example.Terminal', 'Terminal', false)],)");
+    EXPECT_EQ(call("HideOthers"), "()");
+    ASSERT_TRUE(changes.wait(10000));
+    EXPECT_EQ(call("RunningApplications"),
+              "([('org.example.Editor', 'Editor', true), ('org.example.Files', 'Files', false), "
+              "('org.example.Terminal', 'Terminal', true)],)");
+    // The tray menu's items in the user's language (the whole menu, the hidden applications
+    // marked, as the shell's button shows it: the GNOME test).
+    const QString menu = call("Menu");
+    EXPECT_TRUE(menu.startsWith("([('OpenPreferences', 'Einstellungen...', '', false), "))
+        << menu.toStdString();
+    // One not running is refused (a hidden one brought forward: the GNOME test).
+    EXPECT_EQ(call("Toggle", {"org.example.Nowhere"}), "(false,)");
+    changes.clear();
+    EXPECT_EQ(call("ShowAll"), "()");
+    ASSERT_TRUE(changes.wait(10000));
+    EXPECT_FALSE(call("RunningApplications").contains("true"));
+
+    // The menu's "Preferences..." opens Tidewell's URL, as the menu everywhere does; the window
+    // comes up when the URL comes back (the simulated desktop only records it).
+    EXPECT_EQ(call("OpenPreferences"), "()");
+    const QStringList seen = statusUntil("desktop: openURL x-tidewell-action://preferences");
+    EXPECT_TRUE(seen.contains("desktop: openURL x-tidewell-action://preferences"))
+        << seen.join('\n').toStdString();
+    EXPECT_FALSE(seen.contains("preferences shown"));
+
+    // The properties, read as GIO reads them: the icon is a picture the shell can load.
+    EXPECT_EQ(call("org.freedesktop.DBus.Properties.Get", {interface, "IconStyle"}),
+              "(<'AppIcon'>,)");
+    EXPECT_EQ(call("org.freedesktop.DBus.Properties.Get", {interface, "TrayIconShown"}),
+              "(<false>,)");
+    const QString icon =
+        call("org.freedesktop.DBus.Properties.Get", {interface, "IconName"}).section('\'', 1, 1);
+    EXPECT_TRUE(TWReadFile(icon.toStdString()).find("<svg") != std::string::npos)
+        << icon.toStdString();
+
+    // Wrong arguments and writes get errors; the service answers on. (gdbus
+    // reads the methods' arguments from the introspection data, so the calls check it too.)
+    EXPECT_TRUE(call("Toggle", {"'a'", "'b'"}).contains("InvalidArgs"));
+    EXPECT_TRUE(call("org.freedesktop.DBus.Properties.Set", {interface, "IconStyle", "<'Dark'>"})
+                    .contains("PropertyReadOnly"));
+    // Quit ends the program, and its name goes with it.
+    EXPECT_EQ(call("Quit"), "()");
+    EXPECT_TRUE(instance.waitForFinished(10000));
+    EXPECT_EQ(instance.exitCode(), 0);
+    EXPECT_FALSE(connection.interface()->isServiceRegistered(service).value());
+}
+
 } // namespace
+
+#include "TWLauncherTest.moc"

@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: MIT
-// The application shell on the simulated desktop, and the application object's deactivation.
+// The application shell on the simulated desktop: the delegate, and the global shortcuts handed
+// between the application and the menu-bar helper.
 #include "TidewellAppDelegate.h"
 #include "QFSimpleUpdater.h"
 #include "TWCommon.h"
 #include "TWRecordingAlertPresenter.h"
 #include "TWSettings.h"
+#include "TWShortcutBinder.h"
+#include "TWShortcutOwnership.h"
+#include "TWShortcutRetry.h"
 #include "TWSimDefaultsStore.h"
 #include "TWSimDesktop.h"
 #include "TWSimServiceManagement.h"
+#include "TWTestApplication.h"
 #include "TWTrayIcon.h"
 #include "TWUserDefaults.h"
-#include "TidewellApplication.h"
 
 #include <QMenu>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -22,16 +27,6 @@
 namespace {
 
 using Lines = std::vector<std::string>;
-
-// The one application object, on Qt's offscreen platform unless the environment names another.
-TidewellApplication& application() {
-    static int argc = 1;
-    static char* argv[] = {const_cast<char*>("TidewellAppDelegateTest"), nullptr};
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    static auto* app = new TidewellApplication(argc, argv);
-    return *app;
-}
 
 class DelegateTest : public ::testing::Test {
   protected:
@@ -64,7 +59,7 @@ class DelegateTest : public ::testing::Test {
         return passed;
     }
 
-    TidewellApplication& app = application();
+    QApplication& app = TWTestApplication();
     TWSimDesktop desktop;
     std::shared_ptr<TWSimDefaultsStore> standardStore = std::make_shared<TWSimDefaultsStore>();
     std::shared_ptr<TWSimDefaultsStore> sharedStore = std::make_shared<TWSimDefaultsStore>();
@@ -190,26 +185,67 @@ TEST_F(DelegateTest, OurSchemeOpensOnlyPreferencesSupportActionsOpenTheirPagesQu
     EXPECT_EQ(journal.back(), "detach");
 }
 
-TEST_F(DelegateTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontApplication) {
-    app.setDeactivationHandler([&] { common.setCurrentProcess(); });
-    auto stateChangeTo = [&](QObject* receiver) {
-        common.setCurrentActiveBundleID(std::nullopt);
-        QEvent stateChange(QEvent::ApplicationStateChange);
-        QCoreApplication::sendEvent(receiver, &stateChange);
-        return common.currentActiveBundleID();
+// One registers at a time: the helper lets go before the application takes the shortcuts, and
+// takes them back when the application ends however it ends (its locks closed, as a crash
+// closes them).
+TEST(TWShortcutOwnership, TheHelperRegistersOnlyWhileTheApplicationIsNotRunning) {
+    TWTestApplication();
+    QTemporaryDir runtime;
+    Lines events; // in the order the programs act on their desktop
+    auto take = [&](const char* who) {
+        return std::make_unique<TWShortcutOwnership>(
+            who[0] == 'h' ? TWShortcutOwnership::Role::Helper
+                          : TWShortcutOwnership::Role::Application,
+            runtime.path(), [&events, who](bool owner) {
+                events.push_back(std::string(who) + (owner ? " binds" : " unbinds"));
+            });
     };
-    // No window of ours is active: the application is inactive, another one is in front.
-    ASSERT_EQ(QGuiApplication::applicationState(), Qt::ApplicationInactive);
-    QObject other;
-    EXPECT_EQ(stateChangeTo(&other), std::nullopt);
-    EXPECT_EQ(stateChangeTo(&app), std::optional<std::string>("org.example.Editor"));
-    // Becoming active is not a deactivation.
-    QWidget window;
-    window.show();
-    window.activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
-    EXPECT_EQ(stateChangeTo(&app), std::nullopt);
-    app.setDeactivationHandler(nullptr);
+    auto helper = take("helper");
+    helper->start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return helper->isOwner(); }));
+
+    auto application = take("application");
+    application->start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return application->isOwner(); }));
+    EXPECT_FALSE(helper->isOwner());
+    application.reset(); // ends without a word
+    ASSERT_TRUE(QTest::qWaitFor([&] { return helper->isOwner(); }));
+
+    // Started again, and a second helper (a new session start) that finds it running waits.
+    application = take("application");
+    application->start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return application->isOwner(); }));
+    helper.reset();
+    helper = take("helper");
+    helper->start();
+    application.reset();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return helper->isOwner(); }));
+    EXPECT_EQ(events, (Lines{"helper binds", "helper unbinds", "application binds", "helper binds",
+                             "helper unbinds", "application binds", "helper binds"}));
+}
+
+// Keys held elsewhere when this process takes the shortcuts over (a crashed Tidewell's, not yet
+// let go) are asked for again until they are free; a refusal for good stops after a minute.
+TEST(TWShortcutRetry, RefusedKeysAreAskedForAgainOnceFree) {
+    TWTestApplication();
+    TWSimDesktop desk;
+    TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
+    TWCommon common{desk, shared};
+    TWShortcutBinder binder{desk.globalShortcuts(), shared, common};
+    TWShortcutRetry retry{binder, nullptr};
+    int told = 0; // the preferences' lines would be shown again
+    retry.setTakenHandler([&told] { ++told; });
+    shared.setObject(TWPlistValue("Ctrl+Alt+H"), TWHideOthersShortcutKey);
+    desk.simGlobalShortcuts().setTaken("Ctrl+Alt+H");
+    binder.setActive(true);
+    retry.afterBinding();
+    EXPECT_TRUE(binder.refusedByDesktop());
+    desk.simGlobalShortcuts().setTaken("Ctrl+Alt+H", false);
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return desk.simGlobalShortcuts().boundKeys(TWShortcutAction::HideOthers) != ""; },
+        3 * TWShortcutRetry::kFirstDelayMs));
+    EXPECT_FALSE(binder.refusedByDesktop());
+    EXPECT_EQ(told, 1);
 }
 
 } // namespace
