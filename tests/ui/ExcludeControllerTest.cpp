@@ -123,7 +123,7 @@ TEST_F(ExcludeTest, ChosenAddedAndDroppedApplicationsAreAppendedAndSeveralRowsRe
 
 TEST_F(ExcludeTest, AnEntryFromOutsideTheApplicationsFoldersStandsForTheInstalledApplication) {
     auto controller = makeController();
-    const std::string installed = entry("xterm.desktop", "XTerm", "Exec=xterm -ls\n");
+    entry("xterm.desktop", "XTerm", "Exec=xterm -ls\n");
     entry("kde/org.kde.konsole.desktop", "Konsole", "Exec=konsole\nStartupWMClass=konsole\n");
     // Copies on the desktop: found by the program they start, by their window class; a third
     // names nothing installed and is refused with the reason.
@@ -137,7 +137,6 @@ TEST_F(ExcludeTest, AnEntryFromOutsideTheApplicationsFoldersStandsForTheInstalle
     EXPECT_FALSE(controller->addApplication(desktopFolder + "mine.desktop"));
     EXPECT_EQ(storedIDs(), (Lines{"xterm", "kde-org.kde.konsole"}));
     EXPECT_EQ(controller->data(controller->index(0, 0), Qt::DisplayRole).toString(), "XTerm");
-    EXPECT_EQ(controller->resolveExcludeItems()[0].URL, installed);
     EXPECT_EQ(desktop.log(), Lines{"beep"});
     EXPECT_EQ(controller->statusLine()->text().toStdString(),
               "mine.desktop is not an application installed on this computer.");
@@ -158,7 +157,6 @@ TEST_F(ExcludeTest, RemovingRewritesTheStoreAndDropsRecordsThatNoLongerResolve) 
     auto controller = makeController();
     ASSERT_EQ(controller->rowCount(), 1);
     EXPECT_EQ(controller->resolveExcludeItems()[0].URL, xterm);
-    EXPECT_EQ(storedIDs(), (Lines{"xterm", "gone"})); // until the next write
 
     controller->excludeTableView()->selectionModel()->clear();
     controller->excludeRemoveAction(); // nothing selected: nothing removed, store rewritten

@@ -97,16 +97,15 @@ class TWQtUpdateCheck : public ::testing::Test {
     QTemporaryDir dir;
     QProcess server;
     std::string origin, link;
-    const std::string update = "There is an update to Tide well available online. (link)";
-    const std::string current = "You have the current version of Tide well.";
     const std::string failed = "An error occurred while checking for an update.";
 };
 
 TEST_F(TWQtUpdateCheck, EachAnswerOfTheServerGivesOneOutcomeOnTheMainThreadWithinTheTimeLimit) {
     expectOutcomes({
-        {"200", link, update},
-        {"500", "Internal Server Error", current}, // an error page with a body is read as text
-        {"200", link, failed, false},              // a certificate nobody trusts
+        {"200", link, "There is an update to Tide well available online. (link)"},
+        {"500", "Internal Server Error", // an error page with a body is read as text
+         "You have the current version of Tide well."},
+        {"200", link, failed, false}, // a certificate nobody trusts
     });
 }
 
