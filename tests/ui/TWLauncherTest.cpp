@@ -134,8 +134,8 @@ TEST_F(LauncherTest, AStartBecomesTheInstanceOthersHandItTheirRequestACrashedOne
     instance.waitForFinished(5000);
     ASSERT_TRUE(QFile::exists(channel() + "/instance.sock"));
     startInstance();
-    EXPECT_EQ(run({"--hide-all"}).first, 0);
-    EXPECT_TRUE(statusUntil().contains("hide-all"));
+    EXPECT_EQ(run({"--show-all"}).first, 0);
+    EXPECT_TRUE(statusUntil().contains("show-all"));
 
     // A later start that gave up on a stopped instance (and said it failed): its request is not
     // carried out once the instance goes on.

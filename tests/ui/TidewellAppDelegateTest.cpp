@@ -159,7 +159,7 @@ TEST_F(DelegateTest, AClickHidesTheOthersUnlessShiftIsHeldTheTrayMenuRendersItsM
     actions[8]->trigger(); // "   Terminal", acted on once the menu has closed
     EXPECT_TRUE(desktop.log().empty());
     QCoreApplication::processEvents();
-    EXPECT_EQ(desktop.log(), Lines{"hide Terminal"});
+    EXPECT_EQ(std::ranges::count(desktop.log(), "hide Terminal"), 1);
 }
 
 TEST_F(DelegateTest, OurSchemeOpensOnlyPreferencesSupportActionsOpenTheirPagesQuittingIsAtOnce) {
