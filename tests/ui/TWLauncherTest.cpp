@@ -304,8 +304,7 @@ TEST_F(DBusServiceTest, AScriptListsHidesTogglesShowsReadsTheMenuAndBadCallsAreR
     EXPECT_EQ(call("RunningApplications"),
               "([('org.example.Editor', 'Editor', true), ('org.example.Files', 'Files', false), "
               "('org.example.Terminal', 'Terminal', true)],)");
-    // The tray menu's items in the user's language (the whole menu, the hidden applications
-    // marked, as the shell's button shows it: the GNOME test).
+    // The tray menu in the user's language (all of it, the hidden marked: the GNOME test).
     const QString menu = call("Menu");
     EXPECT_TRUE(menu.startsWith("([('OpenPreferences', 'Einstellungen...', '', false), "))
         << menu.toStdString();
