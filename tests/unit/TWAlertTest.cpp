@@ -34,7 +34,6 @@ TEST(TWAlertBuilder, ButtonsInOrderAndTheTexts) {
     using Title = std::optional<std::string>;
     const std::tuple<Title, Title, Title, Strings> cases[] = {
         {"Quit", "Keep", "Later", {"Quit", "Keep", "Later"}},
-        {"Yes", std::nullopt, "Other", {"Yes", "Other"}},
         {"", "Alternate", "Other", {"Alternate", "Other"}},
         {std::nullopt, "", std::nullopt, {}},
     };

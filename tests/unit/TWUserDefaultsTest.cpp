@@ -47,10 +47,6 @@ TEST(TWUserDefaults, RegisteredDefaultsUnderTheirStoredNamesShadowedByPersistedV
     EXPECT_FALSE(shared.boolForKey(TWShowFinderKey));
     writer.removeObjectForKey(TWShowFinderKey);
     EXPECT_TRUE(shared.boolForKey(TWShowFinderKey));
-    // A later registration replaces an earlier one for the same key only.
-    own.registerDefaults({{TWMenubarKey, TWPlistValue(true)}});
-    EXPECT_TRUE(own.boolForKey(TWMenubarKey));
-    EXPECT_TRUE(own.boolForKey(TWCheckForUpdatesKey));
 }
 
 TEST(TWUserDefaults, StringsReadByTheirWordOrLeadingIntegerOtherTypesAsNumbersOrNotAtAll) {
