@@ -27,6 +27,7 @@ using ParseCase = std::tuple<const char*, const char*, Logged>;
 const ParseCase kParseCases[] = {
     {"10.06", "10.06", Nothing}, {"2.0a1b2d3", "2.0b2a1d3", Nothing}, {"1.0b", "1.0", Nothing},
     {"b2", "0b2", Nothing}, {"1a99999999999999999999", "1a9223372036854775807", Nothing},
+    {"1d9223372036854775806", "1d9223372036854775806", Nothing}, // just below saturation
     {"1.", "1", Warning}, {"1.b2", "1.2", Warning}, {"1.0B2", "1.0", Bailout},
     // After a lone dot one character is skipped whole, of two or three bytes.
     {"1.\xD9\xA1", "1", Warning}, {"1.\342\202\2542", "1.2", Warning}};
@@ -50,7 +51,7 @@ TEST(OVSystemVersionParsing, CanonicalTextAndLogFollowTheParseRules) {
 const std::tuple<const char*, const char*, int> kCompareCases[] = {
     {"10.10", "10.9", 1}, {"10.6.0", "10.6", 1}, {"1.0", "1.0b1", 1}, {"1.0b1", "1.0a5", 1},
     {"1.0d2", "1.0a1", -1}, {"1.0", "1.0b", 0}, {"10.06", "10.6", 0},
-    {"18446744073709551617", "18446744073709551616", 1}};
+    {"18446744073709551617", "18446744073709551616", 1}, {"1b99999999999999999999", "1b1", 1}};
 // clang-format on
 
 TEST(OVSystemVersionComparison, CompareFollowsTheOrdering) {
