@@ -33,7 +33,8 @@ TEST(TWKeyCombination, ParsesNormalisesAndJudgesCombinations) {
     const Row rows[] = {
         {"alt+ctrl+h", "Ctrl+Alt+H", true}, // any order and case of modifiers; letters upper
         {"Ctrl++", "Ctrl++", true},         // the plus key itself
-        {"F35", "F35", true},               // function keys need no modifier
+        {"F5", "F5", true},                 // function keys need no modifier
+        {"F35", "F35", true},
         {"F36", "F36", false},
         {"F0", "F0", false},
         {"Fx", "Fx", false},
