@@ -44,7 +44,7 @@ template <class Desktop = TWSimDesktop> struct Fixture {
 } // namespace
 
 // Hide-others, then show-all: every regular application back, then the one in front before
-// activated.
+// activated, if it is still there.
 TEST(TWCommonHideOthers, FinderForwardItsWindowsCollapsedAndClosedTheRestHiddenLastFirstAndBack) {
     Fixture<> f;
     auto finder = f.launch(kFinder, "Finder");
@@ -80,6 +80,10 @@ TEST(TWCommonHideOthers, FinderForwardItsWindowsCollapsedAndClosedTheRestHiddenL
     f.common.showAll();
     EXPECT_EQ(f.effects(), (Log{"unhide Finder", "unhide Tidewell", "unhide P", "unhide R",
                                 "unhide xclock", "activate P 2"}));
+    f.desk.quitApplication(p);
+    f.desk.clearLog();
+    f.common.showAll();
+    EXPECT_EQ(f.effects(), (Log{"unhide Finder", "unhide Tidewell", "unhide R", "unhide xclock"}));
 }
 
 TEST(TWCommonHideOthers, ShowFinderOffHidesTheFileManagerFirstUnlessOurOwnApplicationIsAbsent) {
