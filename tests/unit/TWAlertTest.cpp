@@ -30,7 +30,7 @@ TEST(TWFormat, ObjectsNumbersMissingArgumentsAndMalformedFormats) {
 }
 
 // Buttons in the order they are added, which gives each its return code; empty titles left out.
-TEST(TWAlertBuilder, ButtonsInOrderAndTheTexts) {
+TEST(TWAlertBuilder, ButtonsInOrderEmptyTitlesLeftOut) {
     using Title = std::optional<std::string>;
     const std::tuple<Title, Title, Title, Strings> cases[] = {
         {"Quit", "Keep", "Later", {"Quit", "Keep", "Later"}},
@@ -41,11 +41,6 @@ TEST(TWAlertBuilder, ButtonsInOrderAndTheTexts) {
         auto alert = TWAlert::ov_alertWithMessageText("m", defaultButton, alternate, other, "");
         EXPECT_EQ(alert->buttons(), buttons);
     }
-
-    // The informative text is formatted from its arguments.
-    auto mixed = TWAlert::ov_alertWithMessageText(std::nullopt, "OK", std::nullopt, std::nullopt,
-                                                  "%d of %@", 3, std::string("five"));
-    EXPECT_EQ(mixed->informativeText(), "3 of five");
 }
 
 // An update is offered however the check was started (whether other outcomes show is the

@@ -36,11 +36,6 @@ TEST(TWURL, PartsOfValidURLs) {
         EXPECT_EQ(url->port(), part(c[3]) ? std::optional<int>(std::stoi(c[3])) : std::nullopt);
         EXPECT_EQ(url->path(), c[4]);
     }
-    auto url = TWURL::URLWithString("x-tidewell-action://preferences?pane=1#general");
-    EXPECT_EQ(url->query(), "pane=1");
-    EXPECT_EQ(url->fragment(), "general");
-    EXPECT_FALSE(TWURL::URLWithString("https://a/b")->query());
-    EXPECT_FALSE(TWURL::URLWithString("https://a/b")->fragment());
 }
 
 TEST(TWURL, StringsThatAreNotURLs) {

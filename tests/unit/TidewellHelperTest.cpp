@@ -29,10 +29,12 @@ TEST(TidewellHelperTest, TheMenuOffersTheActionsAndApplicationsAndEachItemRunsIt
         titles.push_back(item->isSeparatorItem() ? "-" : item->title());
     EXPECT_EQ(titles, (Log{"Hide All", "Show All", "-", "Toggle Visibility", "   Terminal", "-",
                            "Preferences...", "-", "Quit"}));
-    menu->items()[0]->perform();
+    menu->items()[4]->perform(); // the application's item toggles it
     EXPECT_TRUE(desktop.application(other)->hidden);
     menu->items()[1]->perform();
     EXPECT_FALSE(desktop.application(other)->hidden);
+    menu->items()[0]->perform();
+    EXPECT_TRUE(desktop.application(other)->hidden);
     desktop.clearLog();
     menu->items()[6]->perform();
     EXPECT_EQ(desktop.log(), Log{"openURL x-tidewell-action://preferences"});
