@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The property-list file store: durability, other writers' changes, damaged files, paths.
+// The property-list file store: durability, other writers' changes, damaged and hostile files.
 #include "TWPlistFileStore.h"
 #include "TWLogCapture.h"
 #include "TWTestPaths.h"
@@ -170,7 +170,7 @@ TEST_F(TWPlistFileStoreTest, AWriteWhileAnotherProcessHoldsTheLockLandsWhenItFre
     EXPECT_TRUE(writes.get());
     EXPECT_EQ(store->load().at("b"), TWPlistValue(3));
     EXPECT_EQ(TWPlistFileStore(file.string()).load().count("b"), 0u) << "written under the lock";
-    // A program that quits waits for them, within a bound, and says what it could not write.
+    // A program that quits waits for them, within a bound.
     EXPECT_FALSE(store->finishWrites(std::chrono::milliseconds(50)));
     ::close(held);
     EXPECT_TRUE(store->finishWrites(TWPlistFileStore::kQuitWait));

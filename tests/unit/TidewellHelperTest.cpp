@@ -21,23 +21,25 @@ TEST(TidewellHelperTest, TheMenuOffersTheActionsAndApplicationsAndEachItemRunsIt
     TWCommon common{desktop, shared};
     int quits = 0;
     TidewellHelper helper{common, desktop, [&quits] { ++quits; }};
-    auto other = desktop.launchApplication("org.example.Terminal", "Terminal");
+    auto first = desktop.launchApplication("org.example.Terminal", "Terminal");
+    auto second = desktop.launchApplication("org.example.Terminal", "Terminal"); // its 2nd process
 
     const std::shared_ptr<TWMenu> menu = helper.buildMenu();
     Log titles;
     for (const auto& item : menu->items())
         titles.push_back(item->isSeparatorItem() ? "-" : item->title());
-    EXPECT_EQ(titles, (Log{"Hide All", "Show All", "-", "Toggle Visibility", "   Terminal", "-",
-                           "Preferences...", "-", "Quit"}));
-    menu->items()[4]->perform(); // the application's item toggles it
-    EXPECT_TRUE(desktop.application(other)->hidden);
+    EXPECT_EQ(titles, (Log{"Hide All", "Show All", "-", "Toggle Visibility", "   Terminal",
+                           "   Terminal", "-", "Preferences...", "-", "Quit"}));
+    menu->items()[5]->perform(); // an application's item toggles its first process
+    EXPECT_TRUE(desktop.application(first)->hidden);
+    EXPECT_FALSE(desktop.application(second)->hidden);
     menu->items()[1]->perform();
-    EXPECT_FALSE(desktop.application(other)->hidden);
+    EXPECT_FALSE(desktop.application(first)->hidden);
     menu->items()[0]->perform();
-    EXPECT_TRUE(desktop.application(other)->hidden);
+    EXPECT_TRUE(desktop.application(first)->hidden);
     desktop.clearLog();
-    menu->items()[6]->perform();
+    menu->items()[7]->perform();
     EXPECT_EQ(desktop.log(), Log{"openURL x-tidewell-action://preferences"});
-    menu->items()[8]->perform();
+    menu->items()[9]->perform();
     EXPECT_EQ(quits, 1);
 }
