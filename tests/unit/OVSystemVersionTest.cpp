@@ -25,17 +25,12 @@ using ParseCase = std::tuple<const char*, const char*, Logged>;
 
 // clang-format off
 const ParseCase kParseCases[] = {
-    {"10.6.8", "10.6.8", Nothing}, {"1.0b2", "1.0b2", Nothing}, {"2.0a1b2d3", "2.0b2a1d3", Nothing},
-    {"1.0b", "1.0", Nothing}, {"10.06", "10.06", Nothing}, {"", "0", Nothing}, {"b2", "0b2", Nothing},
-    {"1.", "1", Warning}, {"1..2", "1.2", Warning}, {"1.b2", "1.2", Warning},
-    {"1.0b2.1", "1.0.1b2", Nothing}, {"10.8 (12A269)", "10.8", Bailout}, {"abc", "0", Bailout},
-    // A later suffix of the same letter wins; letters are case-sensitive; suffix numbers saturate.
-    {"1b2b3", "1b3", Nothing}, {"1.0B2", "1.0", Bailout},
-    {"1a99999999999999999999", "1a9223372036854775807", Nothing},
-    {"1d9223372036854775806", "1d9223372036854775806", Nothing},
-    // Only ASCII digits are digits: an Arabic-Indic one (U+0661) bails; after a lone dot it is
-    // skipped whole, as is a three-byte character ("1.€2").
-    {"1.\xD9\xA1", "1", Warning}, {"1\xD9\xA1", "1", Bailout}, {"1.\342\202\2542", "1.2", Warning}};
+    {"10.06", "10.06", Nothing}, {"2.0a1b2d3", "2.0b2a1d3", Nothing}, {"1.0b", "1.0", Nothing},
+    {"b2", "0b2", Nothing}, {"1a99999999999999999999", "1a9223372036854775807", Nothing},
+    {"1d9223372036854775806", "1d9223372036854775806", Nothing}, // just below saturation
+    {"1.", "1", Warning}, {"1.b2", "1.2", Warning}, {"1.0B2", "1.0", Bailout},
+    // After a lone dot one character is skipped whole, of two or three bytes.
+    {"1.\xD9\xA1", "1", Warning}, {"1.\342\202\2542", "1.2", Warning}};
 // clang-format on
 
 TEST(OVSystemVersionParsing, CanonicalTextAndLogFollowTheParseRules) {
@@ -54,12 +49,9 @@ TEST(OVSystemVersionParsing, CanonicalTextAndLogFollowTheParseRules) {
 
 // clang-format off
 const std::tuple<const char*, const char*, int> kCompareCases[] = {
-    {"10.10", "10.9", 1}, {"10.6.0", "10.6", 1}, {"2", "1.9.9", 1}, {"1.0", "1.0b1", 1},
-    {"1.0b1", "1.0a5", 1}, {"1.0a10", "1.0b1", 0}, {"1.0d2", "1.0a1", -1}, {"1.0b9", "1.1d1", -1},
-    {"1.0", "1.0b", 0}, {"1.0b2a3", "1.0b2a2d999", 1}, {"1b99999999999999999999", "1b1", 1},
-    // Digit runs compare by value, however they are written and however long they are.
-    {"10.06", "10.6", 0}, {"10.007", "10.6", 1}, {"18446744073709551617", "18446744073709551616", 1},
-    {"100000000000000000000000000000000000000000", "99999999999999999999999999999999999999999", 1}};
+    {"10.10", "10.9", 1}, {"10.6.0", "10.6", 1}, {"1.0", "1.0b1", 1}, {"1.0b1", "1.0a5", 1},
+    {"1.0d2", "1.0a1", -1}, {"1.0", "1.0b", 0}, {"10.06", "10.6", 0},
+    {"18446744073709551617", "18446744073709551616", 1}, {"1b99999999999999999999", "1b1", 1}};
 // clang-format on
 
 TEST(OVSystemVersionComparison, CompareFollowsTheOrdering) {
@@ -68,7 +60,6 @@ TEST(OVSystemVersionComparison, CompareFollowsTheOrdering) {
         OVSystemVersion left(l), right(r);
         ASSERT_EQ(static_cast<int>(left.compare(right)), result);
         EXPECT_EQ(static_cast<int>(right.compare(left)), -result); // antisymmetric
-        EXPECT_EQ(left == right, result == 0);
     }
 }
 
@@ -89,7 +80,6 @@ TEST(OVSystemVersionCurrent, VersionIDIsReadWithShellQuotingFromTheFirstFileThat
     EXPECT_EQ(current(), "11") << "a failed read is retried, and the fallback file is used";
 
     const std::pair<const char*, const char*> cases[] = {
-        {"NAME=\"Ubuntu\"\nVERSION_ID=\"22.04\"\nID=ubuntu\n", "22.04"},
         {"VERSION_ID='3.19.1'\n", "3.19.1"},
         {"  VERSION_ID=1\\.2\n", "1.2"}, // unquoted backslash escapes the next character
         {"VERSION_ID=\"1\\.2\"\n", "1"}, // inside double quotes it stays (and bails)
@@ -98,7 +88,6 @@ TEST(OVSystemVersionCurrent, VersionIDIsReadWithShellQuotingFromTheFirstFileThat
         {"# VERSION_ID=9\nVERSION_ID_LIKE=8\nXVERSION_ID=7\nVERSION_ID=6\nVERSION_ID=5\n", "5"},
         {"VERSION_ID=\"2024.1b3\"\r\n", "2024.1b3"},
         {"NAME=Arch\nBUILD_ID=rolling\n", "(nil)"}, // none, and the fallback file's is not read
-        {"VERSION_ID=\"\"\n", "(nil)"},
     };
     for (const auto& [file, expected] : cases) {
         SCOPED_TRACE(file);

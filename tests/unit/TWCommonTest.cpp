@@ -31,7 +31,6 @@ template <class Desktop = TWSimDesktop> struct Fixture {
         return desk.launchApplication(id ? std::optional<std::string>(id) : std::nullopt, name,
                                       policy);
     }
-    bool hidden(std::uint64_t handle) const { return desk.application(handle)->hidden; }
     // The requests that change something (a query is one word), in order.
     Log effects() const {
         Log out;
@@ -123,11 +122,9 @@ TEST(TWCommonFinderWindows, MinimizeCollapsesTheFirstWindowOfAFreshFetchOncePerL
     Fixture<> f;
     f.desk.addFileManagerWindows(2);
     f.desk.addFileManagerWindow("already down", true);
-    f.shared.setBool(false, TWCloseAllFinderKey);
     f.desk.clearLog();
 
     f.common.minimizeFinderWindows(nullptr);
-    f.common.closeAllFinderWindows(nullptr); // switched off: not a single request
 
     // Three windows, three passes, the count asked again after each.
     EXPECT_EQ(
@@ -200,25 +197,4 @@ TEST(TWCommonMenu, LayoutIsSixFixedItemsThenTheApplicationsIgnoringCase) {
     EXPECT_EQ(
         *menu->items()[6]->representedObject(),
         (TWPlistDictionary{{"pid", 4242}, {"name", "Books"}, {"bundleID", "com.example.books"}}));
-}
-
-// Items of the same name both act on the last one met; of two processes of one application the
-// toggle acts on the first.
-TEST(TWCommonMenu, SameNameItemsActOnTheLastOneMetAndTheToggleOnTheFirstProcess) {
-    Fixture<> f;
-    auto older = f.launch("com.example.notes", "Notes");
-    auto later = f.launch("org.other.notes", "Notes");
-    auto menu = f.common.buildAppMenu();
-    ASSERT_EQ(menu->items().size(), 8u);
-    menu->items()[6]->perform();
-    EXPECT_FALSE(f.hidden(older));
-    EXPECT_TRUE(f.hidden(later));
-    menu->items()[7]->perform(); // hidden now: activated
-    EXPECT_TRUE(f.desk.application(later)->active);
-
-    auto first = f.launch("org.example.editor", "Editor");
-    auto second = f.launch("org.example.editor", "Editor");
-    f.common.activateApplicationWithBundleID("org.example.editor", true);
-    EXPECT_TRUE(f.hidden(first));
-    EXPECT_FALSE(f.hidden(second));
 }

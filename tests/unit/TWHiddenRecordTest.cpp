@@ -3,6 +3,7 @@
 // changing the record at once, and a lock another program holds.
 #include "TWHiddenRecord.h"
 #include "TWLogCapture.h"
+#include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -47,10 +48,8 @@ TEST(TWHiddenRecordTest, AMarkLivesAsLongAsTheHiddenStateItRecords) {
 }
 
 TEST(TWHiddenRecordTest, ConcurrentWritersLoseNoMarkAndAnEmptyRecordLeavesNoFile) {
-    auto dir = std::filesystem::temp_directory_path() /
-               ("tidewell-record-test-" + std::to_string(getpid()));
-    std::filesystem::create_directories(dir);
-    auto record = TWHiddenRecord::atPath((dir / "record").string());
+    const TWTempDir dir("tidewell-record");
+    auto record = TWHiddenRecord::atPath((dir.path / "record").string());
     constexpr int kWriters = 4, kMarksEach = 25;
     std::vector<pid_t> children;
     for (int writer = 0; writer < kWriters; ++writer) {
@@ -101,7 +100,6 @@ TEST(TWHiddenRecordTest, ConcurrentWritersLoseNoMarkAndAnEmptyRecordLeavesNoFile
         usleep(10'000);
     EXPECT_TRUE(record.update([](TWHiddenMarks& marks) { marks.clear(); }));
     EXPECT_TRUE(record.read().empty());
-    std::filesystem::remove_all(dir);
 }
 
 } // namespace

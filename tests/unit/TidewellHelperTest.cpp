@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The menu-bar helper's menu on the simulated desktop (its one-per-session lock: with the real
-// program, in TidewellAppX11Test).
+// program, in TidewellAppX11Test; the application items: TWCommonTest).
 #include "TidewellHelper.h"
 
 #include "TWCommon.h"
@@ -11,64 +11,35 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 using Log = std::vector<std::string>;
 
-struct TidewellHelperTest : ::testing::Test {
-    TidewellHelperTest() {
-        TWRegisterDefaults(standard, shared);
-        desktop.setFileManagerBundleIdentifier("org.example.Files");
-        for (const char* name : {"Files", "Terminal", "Editor"})
-            desktop.launchApplication("org.example." + std::string(name), name);
-    }
-    void choose(const std::string& title) {
-        const std::shared_ptr<TWMenu> menu = helper.buildMenu();
-        desktop.clearLog(); // the listing that built the menu
-        for (const auto& item : menu->items())
-            if (!item->isSeparatorItem() && item->title() == title)
-                return item->perform();
-        ADD_FAILURE() << "no item " << title;
-    }
-    bool hidden(const char* name) {
-        return desktop.applicationWithIdentifier("org.example." + std::string(name))->hidden;
-    }
-
+TEST(TidewellHelperTest, TheMenuOffersTheActionsAndApplicationsAndEachItemRunsItsAction) {
     TWSimDesktop desktop;
     TWUserDefaults standard{std::make_shared<TWSimDefaultsStore>()};
     TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
+    TWRegisterDefaults(standard, shared);
     TWCommon common{desktop, shared};
     int quits = 0;
-    TidewellHelper helper{common, desktop, [this] { ++quits; }};
-};
+    TidewellHelper helper{common, desktop, [&quits] { ++quits; }};
+    auto first = desktop.launchApplication("org.example.Terminal", "Terminal");
+    auto second = desktop.launchApplication("org.example.Terminal", "Terminal"); // its 2nd process
 
-TEST_F(TidewellHelperTest, TheMenuOffersTheActionsAndApplicationsAndEachItemRunsItsAction) {
-    Log titles;
     const std::shared_ptr<TWMenu> menu = helper.buildMenu();
+    Log titles;
     for (const auto& item : menu->items())
         titles.push_back(item->isSeparatorItem() ? "-" : item->title());
-    EXPECT_EQ(titles, (Log{"Hide All", "Show All", "-", "Toggle Visibility", "   Editor",
-                           "   Files", "   Terminal", "-", "Preferences...", "-", "Quit"}));
-
-    choose("Hide All");
-    EXPECT_TRUE(hidden("Terminal") && hidden("Editor") && !hidden("Files"));
-    choose("Show All");
-    EXPECT_FALSE(hidden("Terminal") || hidden("Editor"));
-
-    // A running application toggles; the next menu is built afresh and brings it back.
-    choose("   Terminal");
-    EXPECT_TRUE(hidden("Terminal"));
-    choose("   Terminal");
-    EXPECT_TRUE(desktop.applicationWithIdentifier("org.example.Terminal")->active);
-
-    // Preferences through the URL scheme.
-    choose("Preferences...");
+    EXPECT_EQ(titles, (Log{"Hide All", "Show All", "-", "Toggle Visibility", "   Terminal",
+                           "   Terminal", "-", "Preferences...", "-", "Quit"}));
+    menu->items()[5]->perform(); // an application's item toggles its first process
+    EXPECT_TRUE(desktop.application(first)->hidden);
+    EXPECT_FALSE(desktop.application(second)->hidden);
+    menu->items()[1]->perform();
+    EXPECT_FALSE(desktop.application(first)->hidden);
+    menu->items()[0]->perform();
+    EXPECT_TRUE(desktop.application(first)->hidden);
+    desktop.clearLog();
+    menu->items()[7]->perform();
     EXPECT_EQ(desktop.log(), Log{"openURL x-tidewell-action://preferences"});
-
-    EXPECT_EQ(quits, 0);
-    choose("Quit");
+    menu->items()[9]->perform();
     EXPECT_EQ(quits, 1);
-    EXPECT_TRUE(desktop.log().empty());
 }
-
-} // namespace
