@@ -39,13 +39,6 @@ for program, page in (("tidewell", "tidewell.1"), ("tidewell-helper", "tidewell-
         fail(f"{page}: {option} is in " + ("--help but not in the man page" if option in in_help
                                            else "the man page but not in --help"))
 
-# The tool's former name: the same tool, with a notice.
-old, new = help_of("tidewell-x11"), help_of("tidewellctl")
-if old.returncode != 0 or old.stdout != new.stdout or "use tidewellctl" not in old.stderr:
-    fail(f"tidewell-x11 is not tidewellctl with a notice: {old.stderr}")
-if "tidewell-x11" in new.stderr:
-    fail(f"tidewellctl prints the notice of its former name: {new.stderr}")
-
 # The programs' help in German, from the same translations as the windows.
 for program, language, text in (("tidewell", "de_DE.UTF-8", "Räumt den Bildschirm"),
                                 ("tidewell-helper", "de_DE.UTF-8", "Rückgabewert: 0")):
