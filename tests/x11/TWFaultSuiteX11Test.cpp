@@ -38,12 +38,12 @@ class TWFaultSuiteX11Test : public ::testing::Test {
             clients.push_back(desktop.spawnTestClient({"--class", name + "," + name}, 2));
         }
     }
-    // Waits for a run of the tool, which must end by itself within `bound` (a hang is for ever;
-    // the load here can be heavy): one still going then is ended and counted a failure.
+    // Waits for a run of the tool, which must end by itself, done, within `bound` (a hang is for
+    // ever; the load here can be heavy): one still going then is ended and counted a failure.
     void finish(pid_t run, seconds bound = seconds(120)) {
         int status = 0;
         if (waitFor([&] { return ::waitpid(run, &status, WNOHANG) != 0; }, bound))
-            EXPECT_TRUE(WIFEXITED(status)) << "tidewellctl did not end by itself";
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
         else {
             ADD_FAILURE() << "tidewellctl still ran after " << bound.count() << " s";
             desktop.terminate(run, SIGKILL);
