@@ -86,13 +86,6 @@ std::unique_ptr<TWDesktop> TWMakeDesktop(TWDesktopKind kind, std::string* whyNot
     case TWDesktopKind::Session:
         desktop = sessionDesktop(reason);
         break;
-    case TWDesktopKind::Automatic:
-        desktop = sessionDesktop(reason);
-        if (!desktop) {
-            TWLog(LOG_WARNING, kLogClass, reason + "; using the simulated desktop");
-            return std::make_unique<TWSimDesktop>();
-        }
-        break;
     }
     if (!desktop) {
         TWLog(LOG_ERR, kLogClass, reason);

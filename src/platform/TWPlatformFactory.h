@@ -8,7 +8,6 @@
 #include <string>
 
 enum class TWDesktopKind {
-    Automatic, // the session's desktop when there is one, else the simulated one
     Session,   // on Wayland GNOME Shell when Tidewell's extension answers, KWin when it offers
                // its window management; X11 when only a display is there; nothing
                // otherwise (on GNOME's Wayland session without the extension: how to enable it)

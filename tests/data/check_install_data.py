@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Checks what Tidewell installs for users: every option each program's --help lists is
 documented in its man page (and the reverse; tidewell(1) in German too); the programs' help in
-German and French; the desktop entries and the AppStream metadata pass their validators; the
+German; the desktop entries and the AppStream metadata pass their validators; the
 German and French translations are complete for every text the sources look up, with the same
 placeholders.
 
@@ -39,17 +39,9 @@ for program, page in (("tidewell", "tidewell.1"), ("tidewell-helper", "tidewell-
         fail(f"{page}: {option} is in " + ("--help but not in the man page" if option in in_help
                                            else "the man page but not in --help"))
 
-# The tool's former name: the same tool, with a notice.
-old, new = help_of("tidewell-x11"), help_of("tidewellctl")
-if old.returncode != 0 or old.stdout != new.stdout or "use tidewellctl" not in old.stderr:
-    fail(f"tidewell-x11 is not tidewellctl with a notice: {old.stderr}")
-if "tidewell-x11" in new.stderr:
-    fail(f"tidewellctl prints the notice of its former name: {new.stderr}")
-
-# The programs' help in German and French, from the same translations as the windows.
+# The programs' help in German, from the same translations as the windows.
 for program, language, text in (("tidewell", "de_DE.UTF-8", "Räumt den Bildschirm"),
-                                ("tidewell-helper", "de_DE.UTF-8", "Rückgabewert: 0"),
-                                ("tidewell", "fr_FR.UTF-8", "Dégage l'écran")):
+                                ("tidewell-helper", "de_DE.UTF-8", "Rückgabewert: 0")):
     if text not in (said := help_of(program, LANG=language).stdout):
         fail(f"{program} --help under {language} does not say \"{text}\": {said}")
 

@@ -1,18 +1,13 @@
 // SPDX-License-Identifier: MIT
 // A tiny X client for the desktop tests and the benchmarks: windows with exactly the properties
-// a case needs, closed when the window manager asks. SIGUSR1 withdraws every window (ICCCM: unmap
-// plus a synthetic UnmapNotify, which reaches the window manager even for a minimized window),
-// SIGUSR2 maps them again.
+// a case needs, closed when the window manager asks.
 #include "TWXcbAtom.h"
 #include <xcb/xcb.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <poll.h>
 #include <set>
 #include <string>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 int main(int argc, char** argv) {
@@ -105,44 +100,18 @@ int main(int argc, char** argv) {
         open.insert(w);
     }
     xcb_flush(c);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGUSR1);
-    sigaddset(&signals, SIGUSR2);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    const int signalFd = signalfd(-1, &signals, SFD_CLOEXEC);
-    while (!open.empty() && !xcb_connection_has_error(c)) {
-        pollfd fds[2] = {{xcb_get_file_descriptor(c), POLLIN, 0}, {signalFd, POLLIN, 0}};
-        signalfd_siginfo info{};
-        if (poll(fds, 2, -1) > 0 && (fds[1].revents & POLLIN) &&
-            read(signalFd, &info, sizeof info) == sizeof info) {
-            for (xcb_window_t w : open) {
-                if (info.ssi_signo == SIGUSR2) {
-                    xcb_map_window(c, w);
-                    continue;
-                }
-                xcb_unmap_window(c, w);
-                xcb_unmap_notify_event_t unmap{};
-                unmap.response_type = XCB_UNMAP_NOTIFY;
-                unmap.event = screen->root;
-                unmap.window = w;
-                xcb_send_event(c, 0, screen->root,
-                               XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT |
-                                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                               reinterpret_cast<const char*>(&unmap));
-            }
+    while (!open.empty()) {
+        xcb_generic_event_t* e = xcb_wait_for_event(c);
+        if (!e)
+            break; // the connection is gone
+        auto* m = reinterpret_cast<xcb_client_message_event_t*>(e);
+        if ((e->response_type & 0x7f) == XCB_CLIENT_MESSAGE && m->type == protocols &&
+            m->data.data32[0] == deleteWindow) {
+            xcb_destroy_window(c, m->window);
+            open.erase(m->window);
             xcb_flush(c);
         }
-        while (xcb_generic_event_t* e = xcb_poll_for_event(c)) {
-            auto* m = reinterpret_cast<xcb_client_message_event_t*>(e);
-            if ((e->response_type & 0x7f) == XCB_CLIENT_MESSAGE && m->type == protocols &&
-                m->data.data32[0] == deleteWindow) {
-                xcb_destroy_window(c, m->window);
-                open.erase(m->window);
-                xcb_flush(c);
-            }
-            std::free(e);
-        }
+        std::free(e);
     }
     xcb_disconnect(c);
     return 0;
