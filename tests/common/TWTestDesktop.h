@@ -54,8 +54,6 @@ class TWTestSession {
     // Every test desktop's outputs (monitors) are this wide and side by side.
     static constexpr int kOutputWidth = 1280;
     int outputs() const { return outputs_; }
-    // The Wayland display's name in the runtime directory (a compositor's session).
-    const std::string& socket() const { return socket_; }
 
   protected:
     TWTestSession(const std::string& prefix, const std::string& fileManager, int outputs);
@@ -107,10 +105,6 @@ class TWTestDesktop : public TWTestSession {
     bool isMinimized(unsigned long window) const; // Iconic or _NET_WM_STATE_HIDDEN
     bool hasHiddenMark(unsigned long window) const;
     unsigned long activeWindow() const;
-    // The monitor holding the window's centre, numbered from the left; -1 when it is gone.
-    int outputOf(unsigned long window) const;
-    // Moves the window as the user would drag it; true once it is there.
-    bool moveToOutput(unsigned long window, int output) const;
 
   private:
     std::vector<pid_t> services() const override;

@@ -20,14 +20,12 @@ class TWKWinTestDesktop : public TWTestSession {
     explicit TWKWinTestDesktop(const std::vector<std::string>& permitted = {}, int outputs = 1);
     ~TWKWinTestDesktop();
 
-    // A flag of KWin's own description of the window (org.kde.KWin getWindowInfo): minimized,
-    // keepAbove...; none when KWin does not know the window.
+    // One value of KWin's own description of the window (org.kde.KWin getWindowInfo) as gdbus
+    // prints it; empty when KWin does not know the window.
+    std::string info(const std::string& uuid, const std::string& key) const;
+    // A flag of that description (minimized, keepAbove...); none when KWin does not know the
+    // window.
     std::optional<bool> flag(const std::string& uuid, const std::string& name = "minimized") const;
-    // The output holding the window's centre as KWin places it, numbered from the left; -1
-    // when KWin does not know the window.
-    int outputOf(const std::string& uuid) const;
-    // Sends the window to the output as the user's shortcut would; true once it is there.
-    bool moveToOutput(const std::string& uuid, int output) const;
     // The active window as KWin's scripting reports it (a script of the session's prints each
     // activation to KWin's log); empty when none is.
     std::string activeWindow() const;

@@ -11,6 +11,7 @@
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -24,6 +25,8 @@
 #include <thread>
 
 inline constexpr const char* kFlowerName = "Test Flower";
+// Absolute: KWin compares the desktop entry's Exec with the client's executable path.
+inline const std::string kTool = TWTestProgramPath("tidewellctl");
 
 // A program the scenarios start, and the identity Tidewell lists it with.
 struct TWDriverProgram {
@@ -172,10 +175,6 @@ template <class Driver, class... Args> TWDriverMaker TWMakeDriver(std::string na
 }
 inline std::string TWDriverName(const ::testing::TestParamInfo<TWDriverMaker>& info) {
     return info.param.name;
-}
-// gtest prints a failing run's parameter: its name.
-inline void PrintTo(const TWDriverMaker& maker, std::ostream* out) {
-    *out << maker.name;
 }
 
 // A test on one desktop: its driver, Tidewell's actions on it, the clients started.

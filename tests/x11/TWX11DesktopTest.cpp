@@ -27,6 +27,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <tuple>
@@ -201,11 +202,20 @@ class TWX11Driver : public TWSessionDriver {
             << run({"xprop", "-root", "_NET_CURRENT_DESKTOP"}) << run({"wmctrl", "-d"});
     }
 
+    // The monitor holding the window's centre; moved as the user would drag it.
     int outputOf(const std::string& window) override {
-        return desktop_.outputOf(std::stoul(window));
+        std::istringstream lines(run({"xwininfo", "-id", window}));
+        int x = 0, width = -1;
+        for (std::string line; std::getline(lines, line);) {
+            std::sscanf(line.c_str(), "  Absolute upper-left X: %d", &x);
+            std::sscanf(line.c_str(), "  Width: %d", &width);
+        }
+        return width < 0 ? -1 : (x + width / 2) / TWTestSession::kOutputWidth;
     }
     void moveToOutput(const std::string& window, int output) override {
-        EXPECT_TRUE(desktop_.moveToOutput(std::stoul(window), output)) << run({"wmctrl", "-lG"});
+        run({"wmctrl", "-i", "-r", window, "-e",
+             "0," + std::to_string(TWTestSession::kOutputWidth * output + 100) + ",100,-1,-1"});
+        EXPECT_TRUE(waitFor([&] { return outputOf(window) == output; })) << run({"wmctrl", "-lG"});
     }
 
   private:
