@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A private X11 desktop for one test program: Xvfb on its own display, a window manager, a
-// temporary home with XDG directories (pcmanfm the default file manager), spawned clients, and
-// observers (xprop, wmctrl) that report what the window manager did. All ends with the object.
+// Test desktops: a private session, and the X11 one (Xvfb, a window manager, xprop/wmctrl).
 #pragma once
 
 #include <chrono>

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Tidewell itself on a test desktop (the program with its test hooks, tidewell-testing): the
-// session files it reads (settings, mimeapps.list, its desktop entry pointing at the build),
-// starting the real program and asking it what it did.
+// The real Tidewell on a test desktop: its session files, its start, its journal.
 #pragma once
 
 #include "TWTestDesktop.h"

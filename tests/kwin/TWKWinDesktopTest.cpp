@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The desktop actions on a headless KWin with real Wayland clients: the compositor scenarios
-// with KWin's driver (KWin's own D-Bus description of each window and its scripting as the
-// observer, a second window-management client as the user), what the backend factory says on
-// each compositor, and global shortcuts as KDE's global-shortcut service (in KWin) holds them.
+// The desktop scenarios on a headless KWin, and what only KWin's backend has.
 #include "TWKWinDesktop.h"
 #include "TWCompositorDriver.h"
 #include "TWKWinGlobalShortcuts.h"

@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A private KDE Plasma compositor for one test program: a session bus and a headless KWin on
-// its own Wayland socket (hosting KDE's global-shortcut service), a temporary home (thunar the
-// default file manager), desktop entries that permit the named programs to use KWin's window
-// management and fake input, spawned Wayland clients, and KWin's own D-Bus answers as the
-// observer. All ends with the object. See TWTestDesktop for X11.
+// A private headless KWin (Wayland), observed through KWin's D-Bus interface and scripting.
 #pragma once
 
 #include "TWTestDesktop.h"

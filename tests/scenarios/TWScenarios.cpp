@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The desktop scenarios, each a behaviour the user sees on every desktop; TWScenarios.h says
-// how they reach the desktop.
+// The desktop scenarios, each a behaviour the user sees on every desktop.
 #include "TWScenarios.h"
 
 #include <map>

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The desktop scenarios every desktop (the simulated one, X11 with any window manager, KWin,
-// GNOME Shell) must pass, written once against a driver: start a client, focus or minimize it
-// by hand, move it to another workspace or output, kill it, and read each window's state
-// through an observer of the desktop's own, never through Tidewell.
+// The desktop scenarios' driver interface and fixture, one driver per desktop.
 #pragma once
 
 #include "TWCommon.h"

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The X11 backend against real window managers (one Xvfb each): the desktop scenarios on every
-// window manager of the matrix, and what only X11 has: listing and identity, withdrawn and
-// vanished windows, the process registry, the backend factory, the command-line tool, windows
-// that may not be minimized, a window manager that does not minimize and, last, the server dying.
+// The X11 backend against real window managers: the desktop scenarios, and what only X11 has.
 #include "TWX11Desktop.h"
 #include "TWCommon.h"
 #include "TWDesktopEntryIndex.h"
@@ -170,11 +167,8 @@ class TWX11Driver : public TWSessionDriver {
         case TWDriverFeature::Workspaces:
             return windowManager_ != "fluxbox"
                        ? std::string()
-                       : "fluxbox: restores are not carried out reliably (fluxbox 1.3.5, seen "
-                         "with xlogo alone): a map request, _NET_WM_STATE_HIDDEN removed or a "
-                         "pager's activation for a window minimized a second or more before "
-                         "restores it one time and not the next, and a window that missed one "
-                         "can ignore every later one";
+                       : "fluxbox 1.3.5 restores a window minimized a second before one time "
+                         "and not the next (seen with xlogo alone)";
         case TWDriverFeature::RefusedPerWindow:
             return "a stopped window manager refuses every window's restore";
         case TWDriverFeature::Outputs:
