@@ -3,7 +3,6 @@
 #include "TWGnomeDesktop.h"
 #include "TWCompositorDriver.h"
 #include "TWGnomeTestDesktop.h"
-#include "TWLogCapture.h"
 #include "TWPlatformFactory.h"
 
 #include <gtest/gtest.h>
@@ -180,9 +179,7 @@ TEST_F(TWGnomeDesktopTest,
 
     hideOthers();
     ASSERT_TRUE(becomes(window, true));
-    TWLogCapture log;
-    const std::string stopped = "TWGnomeConnection: Tidewell's GNOME Shell extension stopped";
-    // The lock screen turns the extension off and on again: nothing said, the mark kept.
+    // The lock screen turns the extension off and on again: a pause of the desktop, the mark kept.
     session_->eval("imports.ui.main.sessionMode.pushMode('unlock-dialog')");
     EXPECT_TRUE(dispatchUntil([&] { return !gnome().connection().available(); }));
     common().showAll();
@@ -190,7 +187,6 @@ TEST_F(TWGnomeDesktopTest,
     session_->eval("imports.ui.main.sessionMode.popMode('unlock-dialog')");
     EXPECT_TRUE(dispatchUntil([&] { return gnome().connection().available(); }));
     EXPECT_TRUE(gnome().serviceWasPausedByDesktop());
-    EXPECT_EQ(log.countStartingWith(stopped), 0);
     EXPECT_TRUE(marks().count(window));
 
     // Whether the shell holds the accelerator (another grab of it is refused), and how many
@@ -205,9 +201,6 @@ TEST_F(TWGnomeDesktopTest,
     auto& shortcuts = gnome().globalShortcuts();
     std::vector<TWShortcutAction> pressed;
     shortcuts.setActivationHandler([&](TWShortcutAction action) { pressed.push_back(action); });
-    // The extension keeps the application's rule for a caller that goes round it: no bare keys.
-    EXPECT_TRUE(gnome().connection().bindShortcut("hide-others", "a").has_value());
-    EXPECT_TRUE(gnome().connection().bindShortcut("hide-others", "Return").has_value());
     EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, "Ctrl+Alt+H"), std::nullopt);
     EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"true 1\"");
 
@@ -236,10 +229,9 @@ TEST_F(TWGnomeDesktopTest,
     EXPECT_TRUE(dispatchUntil([&] { return !pressed.empty(); }));
     EXPECT_EQ(pressed, std::vector<TWShortcutAction>{TWShortcutAction::HideOthers});
 
-    // Disabled: said once, a new start is told how to enable it, the shortcuts are let go, and
-    // one changed meanwhile is said to wait for the extension.
+    // Disabled: not taken for the lock screen, a new start is told how to enable it, the
+    // shortcuts are let go, and one changed meanwhile is said to wait for the extension.
     driver().setServiceGone(true);
-    EXPECT_EQ(log.countStartingWith(stopped), 1);
     EXPECT_FALSE(gnome().serviceWasPausedByDesktop());
     std::string why;
     EXPECT_EQ(TWMakeDesktop(TWDesktopKind::Session, &why), nullptr);
