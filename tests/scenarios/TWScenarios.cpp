@@ -27,9 +27,7 @@ TEST_P(TWScenarioTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRestor
     // Tidewell itself is listed through its registration.
     EXPECT_EQ(apps[getpid()].bundleIdentifier, TWOwnBundleIdentifier);
 
-    // Hide-others as set by default (each setting's outcome on the file manager's windows:
-    // EveryFileManagerOption). Only what Tidewell minimized is on record, where every Tidewell
-    // process reads it.
+    // Hide-others as set by default: only what Tidewell minimized is on record.
     if (byHand.empty())
         userMinimizes(userWindow, true);
     exclude(driver().terminal().identifier);
@@ -62,10 +60,8 @@ TEST_P(TWScenarioTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRestor
     EXPECT_TRUE(marks().empty());
 }
 
-// Hide-others under each file-manager setting, with the file manager in one process and then in
-// two (every process of the file manager's entry is the file manager), and show-all: the
-// others hidden and back, the excluded left alone, the file manager's windows as the setting
-// says, no mark left.
+// Every process of the file manager's entry is the file manager: its windows as each setting
+// says, the others hidden and back, the excluded left alone, no mark left.
 TEST_P(TWScenarioTest, EveryFileManagerOptionInOneProcessAndInTwo) {
     const std::string second = driver().lacks(TWDriverFeature::TwoFileManagerProcesses);
     std::vector<std::string> fmWindows = {client(driver().fileManager())};
@@ -179,9 +175,7 @@ TEST_P(TWScenarioTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientKill
 }
 
 TEST_P(TWScenarioTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindow) {
-    // The focus passes between two excluded applications while three others are hidden and
-    // shown again: each switch lists the applications anew in the middle of show-all, and
-    // every restore counts once the desktop shows the window restored.
+    // Each focus switch lists the applications anew in the middle of show-all.
     if (const auto why = driver().lacks(TWDriverFeature::FocusChurn); !why.empty())
         GTEST_SKIP() << why;
     exclude(driver().terminal().identifier);
@@ -287,10 +281,8 @@ TEST_P(TWScenarioTest, AWindowOpenedAndAnApplicationQuitWhileHiddenLoseNothing) 
     EXPECT_TRUE(becomes(late, false));
 }
 
-// The window manager (or Tidewell's extension) goes while windows are hidden: a show-all then
-// loses nothing (each window is back or still on record; on X11, where Tidewell maps windows
-// itself when no window manager runs, back), and once it is back a show-all brings every
-// window back.
+// Meanwhile each window is back or still on record (on X11, where Tidewell maps windows itself
+// when no window manager runs, back).
 TEST_P(TWScenarioTest, TheWindowManagerGoneAndBackLosesNothing) {
     if (const auto why = driver().lacks(TWDriverFeature::ServiceGone); !why.empty())
         GTEST_SKIP() << why;
@@ -309,8 +301,6 @@ TEST_P(TWScenarioTest, TheWindowManagerGoneAndBackLosesNothing) {
     EXPECT_TRUE(waitFor([&] { return marks().empty(); }));
 }
 
-// Windows on two workspaces, the user on either: hide-others hides both, show-all brings each
-// back on its own workspace and leaves the user where they are.
 TEST_P(TWScenarioTest, TwoWorkspacesEachWindowBackOnItsOwnTheUserStays) {
     if (const auto why = driver().lacks(TWDriverFeature::Workspaces); !why.empty())
         GTEST_SKIP() << why;
@@ -319,10 +309,8 @@ TEST_P(TWScenarioTest, TwoWorkspacesEachWindowBackOnItsOwnTheUserStays) {
     ASSERT_EQ(driver().workspaceOf(here), 0);
     for (int from : {0, 1}) {
         SCOPED_TRACE(::testing::Message() << "from workspace " << from);
-        // Each action a run of the tool. The user's window on their workspace is in front at
-        // the hide and quits before the show-all: no application gets the focus back, which
-        // would take the user to it, and whatever the window manager does to restore a window
-        // on the other workspace, the user stays.
+        // Each action a run of the tool. The front window quits before the show-all: no
+        // application gets the focus back (which would take the user to it).
         driver().switchToWorkspace(from);
         pid_t frontPid;
         const std::string front = client(driver().terminal(), &frontPid);
