@@ -236,13 +236,11 @@ TEST_F(TWGnomeDesktopTest,
     std::string why;
     EXPECT_EQ(TWMakeDesktop(TWDesktopKind::Session, &why), nullptr);
     EXPECT_NE(why.find("gnome-extensions enable tidewell@quillfen.net"), std::string::npos) << why;
-    EXPECT_NE(why.find("next login"), std::string::npos) << why;
     EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"false 0\"");
     auto waiting = shortcuts.bind(TWShortcutAction::ShowAll, "Ctrl+Alt+J");
     EXPECT_NE(waiting.value_or("").find("once it is enabled"), std::string::npos);
     // Enabled again: the shortcuts are bound anew, the changed one as changed.
     driver().setServiceGone(false);
-    EXPECT_NE(dynamic_cast<TWGnomeDesktop*>(TWMakeDesktop(TWDesktopKind::Session).get()), nullptr);
     EXPECT_TRUE(dispatchUntil([&] { return heldInShell("<Control><Alt>j") == "\"true 2\""; }));
     EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"true 2\"");
     EXPECT_EQ(heldInShell("<Super>F12"), "\"false 2\"");

@@ -191,7 +191,6 @@ TEST_F(TWKWinDesktopTest, TheFactorySaysWhatIsMissingShortcutsAreHeldByKDEsServi
 
     // Cleared: the keys are free again.
     EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, ""), std::nullopt);
-    EXPECT_EQ(kglobalaccel("shortcut", {actionId("hide-others")}), "(@ai [],)\n");
     EXPECT_EQ(kglobalaccel("action", {"201326664"}), "(@as [],)\n");
 }
 

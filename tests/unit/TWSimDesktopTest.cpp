@@ -62,11 +62,14 @@ class TWSimDriver : public TWDesktopDriver {
                 return w.collapsed || isMinimized("app " + std::to_string(ownerOf(id))) == true;
         return std::nullopt;
     }
+    // The file manager's front window when it is active.
     std::string activeWindow() override {
+        const auto fm = sim_.fileManagerWindows();
         for (const auto& [pid, handle] : handles_)
             if (auto app = sim_.application(handle); app && app->active)
-                return fileManagerWindows_.count(pid) ? "fm " + std::to_string(frontWindow())
-                                                      : windowOf(pid);
+                return fileManagerWindows_.count(pid) && !fm.empty()
+                           ? "fm " + std::to_string(fm.front().id)
+                           : windowOf(pid);
         return {};
     }
     void minimizeByHand(const std::string& window, bool minimized) override {
@@ -102,10 +105,6 @@ class TWSimDriver : public TWDesktopDriver {
             if (id == window)
                 return handles_.at(pid);
         return 0;
-    }
-    std::uint64_t frontWindow() const {
-        const auto windows = sim_.fileManagerWindows();
-        return windows.empty() ? 0 : windows.front().id;
     }
     TWSimDesktop sim_;
     pid_t nextPid_ = 100000;
