@@ -152,7 +152,6 @@ TEST_F(TWGnomeDesktopTest,
                 "net.quillfen.Tidewell.Shell1.SetMinimized", {"[" + window + "]", "true"});
     EXPECT_NE(refused.find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos)
         << refused;
-    EXPECT_EQ(driver().isMinimized(window), false);
     // Other programs taking and dropping names in Tidewell's namespace meanwhile: every new
     // caller of Tidewell's is answered.
     const pid_t squatter = fork();

@@ -154,18 +154,11 @@ TEST_F(TidewellAppGnomeTest, ClickShiftClickTheMenuAndTheExtensionOffAndOnReachT
     status = statusWith("desktop: unhide Editor");
     EXPECT_NE(status.find("dbus ShowAll"), std::string::npos) << status;
 
-    // The extension turned off while Tidewell runs: the button goes, and it is said in the
-    // shell's own notifications, not only in Tidewell's log. On again, Tidewell carries on: the
-    // button's click reaches it.
+    // The extension turned off while Tidewell runs: the button goes. On again, Tidewell carries
+    // on: the button's click reaches it.
     ASSERT_TRUE(session_->setExtensionEnabled(false));
     EXPECT_TRUE(waitFor([] { return !buttonShown(); }));
     statusWith("gnome extension disabled");
-    const std::string notifications =
-        "imports.ui.main.messageTray.getSources().flatMap(s => s.notifications)"
-        ".map(n => n.title).join('|')";
-    EXPECT_TRUE(waitFor([&] {
-        return eval(notifications).find("extension was turned off") != std::string::npos;
-    })) << eval(notifications);
     ASSERT_TRUE(session_->setExtensionEnabled(true));
     ASSERT_TRUE(waitFor(buttonReady));
     clickOn(button, "C.BUTTON_PRIMARY");
