@@ -186,11 +186,11 @@ TEST_F(TidewellAppGnomeTest, EachAlertWithoutTheExtensionAndWhatItsAnswerTurnsOn
 
     // Turned off: the real program's alert, below. Every user extension off: said so, and
     // turned on (with every other one) only when chosen.
+    TWGnomeShellExtension extension;
     busCall("org.gnome.Shell", "/org/gnome/Shell", "org.freedesktop.DBus.Properties.Set",
             {"org.gnome.Shell.Extensions", "UserExtensionsEnabled", "<false>"});
     ASSERT_TRUE(waitFor(
         [&] { return extension.state() == TWGnomeShellExtension::State::UserExtensionsOff; }));
-    TWGnomeShellExtension extension;
     for (const std::string answer : {"Quit", "Turn On Extensions"}) {
         expectAlert(alertFor(extension, enabled, answer),
                     "GNOME Shell has all extensions you installed turned off.",
