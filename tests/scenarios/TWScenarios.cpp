@@ -146,6 +146,15 @@ TEST_P(TWScenarioTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientKill
     EXPECT_TRUE(becomes(terminalWindow, false));
     EXPECT_TRUE(isActive(terminalWindow));
 
+    // The menu toggle hides the application, then brings it forward: no mark left, with no
+    // listing of the windows in between to tidy the record.
+    for (const bool hidden : {true, false}) {
+        common().activateApplicationWithBundleID(driver().terminal().identifier, true);
+        driver().settle();
+        EXPECT_TRUE(becomes(terminalWindow, hidden));
+    }
+    EXPECT_TRUE(marks().empty());
+
     // Two runs of the tool: the show-all run, a process that saw no front switch, gives the
     // focus back too.
     if (driver().lacks(TWDriverFeature::OtherProcesses).empty()) {
