@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The one Qt application of a widget test program, on Qt's offscreen platform unless the
-// environment names another, so the program runs the same under CTest and started by hand.
+// The one Qt application of a widget test program (offscreen unless the environment says).
 #pragma once
 
 #include <QApplication>

@@ -409,22 +409,6 @@ bool TWTestDesktop::hasHiddenMark(unsigned long window) const {
            std::string::npos;
 }
 
-int TWTestDesktop::outputOf(unsigned long window) const {
-    std::istringstream lines(run({"xwininfo", "-id", std::to_string(window)}));
-    int x = 0, width = -1;
-    for (std::string line; std::getline(lines, line);) {
-        std::sscanf(line.c_str(), "  Absolute upper-left X: %d", &x);
-        std::sscanf(line.c_str(), "  Width: %d", &width);
-    }
-    return width < 0 ? -1 : (x + width / 2) / kOutputWidth;
-}
-
-bool TWTestDesktop::moveToOutput(unsigned long window, int output) const {
-    run({"wmctrl", "-i", "-r", std::to_string(window), "-e",
-         "0," + std::to_string(kOutputWidth * output + 100) + ",100,-1,-1"});
-    return waitFor([&] { return outputOf(window) == output; });
-}
-
 unsigned long TWTestDesktop::activeWindow() const {
     std::string out = run({"xprop", "-root", "_NET_ACTIVE_WINDOW"});
     auto hash = out.find("# ");

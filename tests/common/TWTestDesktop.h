@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A private X11 desktop for one test program: Xvfb on its own display, a window manager, a
-// temporary home with XDG directories (pcmanfm the default file manager), spawned clients, and
-// observers (xprop, wmctrl) that report what the window manager did. All ends with the object.
+// Test desktops: a private session, and the X11 one (Xvfb, a window manager, xprop/wmctrl).
 #pragma once
 
 #include <chrono>
@@ -17,9 +15,7 @@ struct TWObservedWindow {
     std::string title;
 };
 
-// A temporary session (a home with XDG directories, `fileManager` its default file manager, and
-// the variables naming them set) with the programs started in it; shared by every test desktop.
-// Everything started ends with the object.
+// A temporary home with XDG directories and the programs started in it, all ended with it.
 class TWTestSession {
   public:
     TWTestSession(const TWTestSession&) = delete;
@@ -33,9 +29,7 @@ class TWTestSession {
     // Ends a spawned program (its whole group) and waits for it; `signal` SIGKILL is a crash.
     void terminate(pid_t pid, int signal = 15);
     void writeDesktopEntry(const std::string& id, const std::string& contents) const;
-    // Kills the programs but the session's services that no group of ours holds and that carry
-    // this session's runtime directory in their environment (started detached by the code under
-    // test, or by a bus).
+    // Kills what the code under test or a bus started detached in this session.
     void killStrays() { killStraysBut(services()); }
 
     // Polls `condition` until it holds or the deadline passes; returns the last answer.
@@ -54,8 +48,6 @@ class TWTestSession {
     // Every test desktop's outputs (monitors) are this wide and side by side.
     static constexpr int kOutputWidth = 1280;
     int outputs() const { return outputs_; }
-    // The Wayland display's name in the runtime directory (a compositor's session).
-    const std::string& socket() const { return socket_; }
 
   protected:
     TWTestSession(const std::string& prefix, const std::string& fileManager, int outputs);
@@ -65,11 +57,9 @@ class TWTestSession {
     // Points the toolkits at this session's Wayland display, of a `desktop` session.
     void useWayland(const std::string& desktop);
     std::string runtime() const { return root_ + "/runtime"; }
-    // Starts a bus (dbus-daemon) as `pid` on `name` in the runtime directory and points
-    // `variable` at it; false when it does not come up.
+    // Starts a dbus-daemon on `name` in the runtime directory, `variable` pointing at it.
     bool startBus(const std::string& name, const char* variable, pid_t& pid);
-    // Starts a display server or compositor, not nested in the session's own, its output in
-    // `log`; true once `up` holds, false (and `pid` -1) when it ended or did not come up in time.
+    // Starts a display server or compositor; true once `up` holds, else false and `pid` -1.
     bool startService(std::vector<std::string> argv, const std::string& log, pid_t& pid,
                       const std::function<bool()>& up, std::chrono::seconds deadline);
     void killStraysBut(const std::vector<pid_t>& keep);
@@ -82,17 +72,14 @@ class TWTestSession {
 
 class TWTestDesktop : public TWTestSession {
   public:
-    // Starts the server and the window manager (openbox, xfwm4, kwin_x11, mutter, muffin,
-    // metacity, marco, icewm, fluxbox or i3) and points DISPLAY, HOME and the XDG variables at
-    // them. The screen is split into `outputs` monitors side by side, each kOutputWidth wide.
+    // Xvfb split into `outputs` monitors and one of the window managers startWindowManager knows.
     explicit TWTestDesktop(const std::string& windowManager = "openbox", int outputs = 1);
     ~TWTestDesktop();
 
     const std::string& display() const { return display_; }
 
     void killServer(); // SIGKILL, as a crash would
-    // Kills the window manager (as a crash would) unless it is gone already and starts it again;
-    // true once it has taken every window back into a frame.
+    // Starts the window manager again; true once it has framed every window again.
     bool restartWindowManager();
     // Kills the window manager (as a crash would) and leaves the desktop without one.
     void killWindowManager();
@@ -107,10 +94,6 @@ class TWTestDesktop : public TWTestSession {
     bool isMinimized(unsigned long window) const; // Iconic or _NET_WM_STATE_HIDDEN
     bool hasHiddenMark(unsigned long window) const;
     unsigned long activeWindow() const;
-    // The monitor holding the window's centre, numbered from the left; -1 when it is gone.
-    int outputOf(unsigned long window) const;
-    // Moves the window as the user would drag it; true once it is there.
-    bool moveToOutput(unsigned long window, int output) const;
 
   private:
     std::vector<pid_t> services() const override;

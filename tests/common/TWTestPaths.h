@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where test and benchmark programs find the project's other programs and files: from the
-// variables CTest sets, else from where the running program sits in the build tree
-// (build/bin), so a program started by hand finds them too.
+// Where test and benchmark programs find the project's programs and files (CTest's or build/bin).
 #pragma once
 
 #include <cstdlib>

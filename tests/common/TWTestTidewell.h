@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Tidewell itself on a test desktop (the program with its test hooks, tidewell-testing): the
-// session files it reads (settings, mimeapps.list, its desktop entry pointing at the build),
-// starting the real program and asking it what it did.
+// The real Tidewell on a test desktop: its session files, its start, its journal.
 #pragma once
 
 #include "TWTestDesktop.h"
@@ -17,15 +15,13 @@ using TWTestSettings = std::map<std::string, std::variant<bool, std::string>>;
 
 class TWTestTidewell {
   public:
-    // Prepares `desktop`'s home: pcmanfm as the file manager, Tidewell's desktop entry (Exec =
-    // the built program) registered for x-scheme-handler/x-tidewell-action, no update check.
+    // Tidewell's desktop entry (the build's) and URL scheme in the home, no update check.
     explicit TWTestTidewell(TWTestSession& desktop);
 
     // The program under test, from the build tree.
     static std::string programPath();
 
-    // Writes the application's own settings file, or the one shared with the helper (read
-    // afresh by every action), with these keys.
+    // Writes the application's own settings file, or the one shared with the helper.
     void writeSettings(const TWTestSettings& values) const;
     void writeSharedSettings(const TWTestSettings& values) const;
     std::string autostartDirectory() const { return desktop_.home() + "/.config/autostart"; }

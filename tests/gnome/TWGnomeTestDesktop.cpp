@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Two buses and a headless GNOME Shell per test program, with teardown that leaves nothing
-// running.
+// Two buses and a headless GNOME Shell per test program, ended with the object.
 #include "TWGnomeTestDesktop.h"
 
 #include "TWTestPaths.h"
@@ -15,9 +14,9 @@ namespace {
 constexpr const char* kObserver = "tidewell-test-observer@quillfen.net";
 constexpr int kStartAttempts = 3;
 
-// A number the shell's JavaScript gives (0: none).
-std::uint64_t number(const std::optional<std::string>& answer) {
-    return answer ? std::strtoull(answer->c_str(), nullptr, 10) : 0;
+// A window ID the shell's JavaScript gives (empty for none: 0).
+std::string idOf(const std::optional<std::string>& answer) {
+    return answer && *answer != "0" ? *answer : std::string();
 }
 
 } // namespace
@@ -107,24 +106,25 @@ std::optional<std::string> TWGnomeTestDesktop::eval(const std::string& code) con
     return out;
 }
 
-std::uint64_t TWGnomeTestDesktop::focusedWindow() const {
-    return number(eval("global.display.focus_window?.get_id() ?? 0"));
+std::string TWGnomeTestDesktop::focusedWindow() const {
+    return idOf(eval("global.display.focus_window?.get_id() ?? 0"));
 }
 
-std::uint64_t TWGnomeTestDesktop::windowOf(int pid) const {
-    std::uint64_t id = 0;
+std::string TWGnomeTestDesktop::windowOf(int pid) const {
+    std::string id;
     waitFor([&] {
-        return (id = number(eval("global.get_window_actors().map(a => a.meta_window).find(w => "
-                                 "!w.is_override_redirect() && w.get_pid() === " +
-                                 std::to_string(pid) + ")?.get_id() ?? 0"))) != 0;
+        return !(id = idOf(eval("global.get_window_actors().map(a => a.meta_window).find(w => "
+                                "!w.is_override_redirect() && w.get_pid() === " +
+                                std::to_string(pid) + ")?.get_id() ?? 0")))
+                    .empty();
     });
     return id;
 }
 
-std::optional<std::string> TWGnomeTestDesktop::onWindow(std::uint64_t id,
+std::optional<std::string> TWGnomeTestDesktop::onWindow(const std::string& id,
                                                         const std::string& call) const {
-    return eval("global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() == " +
-                std::to_string(id) + ")" + call);
+    return eval("global.get_window_actors().map(a => a.meta_window).find(w => w.get_id() == " + id +
+                ")" + call);
 }
 
 std::string TWGnomeTestDesktop::extensionState() const {

@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: MIT
-// A private GNOME Shell for one test program: a session bus and a system bus of its own, a
-// headless GNOME Shell on its own Wayland socket, a temporary home (nautilus the default file
-// manager) with Tidewell's extension from the build tree and a test-only observer extension
-// installed and enabled, spawned Wayland clients, and the shell's own Eval (opened by the
-// observer) as the independent observer. All ends with the object. See TWKWinTestDesktop.
+// A private headless GNOME Shell with Tidewell's extension, observed through the shell's Eval.
 #pragma once
 
 #include "TWTestDesktop.h"
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,32 +14,27 @@ class TWGnomeTestDesktop : public TWTestSession {
   public:
     static constexpr const char* kExtension = TIDEWELL_GNOME_UUID;
 
-    // Starts the buses and the shell (again when it hangs at start) and points WAYLAND_DISPLAY,
-    // DBUS_SESSION_BUS_ADDRESS, HOME and the XDG variables at them. The shell shows `outputs`
-    // virtual monitors side by side.
+    // Starts the buses and the shell with `outputs` virtual monitors side by side.
     explicit TWGnomeTestDesktop(int outputs = 1);
     ~TWGnomeTestDesktop();
 
     // The shell's process.
     pid_t shellProcess() const { return shell_; }
 
-    // Runs JavaScript in the shell (org.gnome.Shell.Eval); its result as JSON, none when the
-    // shell refused or the code threw.
+    // Runs JavaScript in the shell; its result as JSON, none when refused or thrown.
     std::optional<std::string> eval(const std::string& code) const;
-    // The focused window as the shell says (0: none).
-    std::uint64_t focusedWindow() const;
-    // The first window of a process once it shows one (0 when it does not in time).
-    std::uint64_t windowOf(int pid) const;
-    // Runs `call` on the window (".minimize()", "?.get_monitor()") as the user's hand or to
-    // look; its result. Brings the window forward.
-    std::optional<std::string> onWindow(std::uint64_t id, const std::string& call) const;
-    void userActivate(std::uint64_t id) const {
+    // Windows by the shell's IDs. The focused window (empty: none).
+    std::string focusedWindow() const;
+    // The first window of a process once it shows one (empty when it does not in time).
+    std::string windowOf(int pid) const;
+    // Runs `call` on the window (".minimize()", "?.get_monitor()"); its result.
+    std::optional<std::string> onWindow(const std::string& id, const std::string& call) const;
+    void userActivate(const std::string& id) const {
         onWindow(id, ".activate(global.get_current_time())");
     }
     // The state of Tidewell's extension as the shell reports it: "1" enabled, "2" disabled.
     std::string extensionState() const;
-    // Disables or enables Tidewell's extension as `gnome-extensions` would; true once the shell
-    // reports it so.
+    // Disables or enables Tidewell's extension; true once the shell reports it so.
     bool setExtensionEnabled(bool enabled) const;
 
   private:

@@ -32,15 +32,6 @@ std::string kwin(const std::string& path, const std::string& method,
     return busCall("org.kde.KWin", path, method, arguments);
 }
 
-// One value of KWin's own description of the window (getWindowInfo) as gdbus prints it; empty
-// when KWin does not know the window.
-std::string windowInfo(const std::string& uuid, const std::string& key) {
-    const std::string reply = kwin("/KWin", "org.kde.KWin.getWindowInfo", {uuid});
-    const auto at = reply.find("'" + key + "': <"), start = at + key.size() + 5;
-    return at == std::string::npos ? std::string()
-                                   : reply.substr(start, reply.find('>', start) - start);
-}
-
 // What follows the last `line` printed to KWin's log up to a space, quote or line end; none
 // when it was not printed.
 std::optional<std::string> lastValue(const std::string& log, const std::string& line) {
@@ -92,25 +83,17 @@ TWKWinTestDesktop::~TWKWinTestDesktop() {
     endSession();
 }
 
+std::string TWKWinTestDesktop::info(const std::string& uuid, const std::string& key) const {
+    const std::string reply = kwin("/KWin", "org.kde.KWin.getWindowInfo", {uuid});
+    const auto at = reply.find("'" + key + "': <"), start = at + key.size() + 5;
+    return at == std::string::npos ? std::string()
+                                   : reply.substr(start, reply.find('>', start) - start);
+}
+
 std::optional<bool> TWKWinTestDesktop::flag(const std::string& uuid,
                                             const std::string& name) const {
-    const std::string value = windowInfo(uuid, name);
+    const std::string value = info(uuid, name);
     return value.empty() ? std::nullopt : std::optional<bool>(value == "true");
-}
-
-int TWKWinTestDesktop::outputOf(const std::string& uuid) const {
-    const std::string x = windowInfo(uuid, "x"), width = windowInfo(uuid, "width");
-    return width.empty() ? -1
-                         : static_cast<int>(std::atof(x.c_str()) + std::atof(width.c_str()) / 2) /
-                               kOutputWidth;
-}
-
-bool TWKWinTestDesktop::moveToOutput(const std::string& uuid, int output) const {
-    runScript("tidewell-move", "for (const c of workspace.clientList()) if (String(c.internalId) "
-                               "=== '" +
-                                   uuid + "') workspace.sendClientToScreen(c, " +
-                                   std::to_string(output) + ");");
-    return waitFor([&] { return outputOf(uuid) == output; });
 }
 
 void TWKWinTestDesktop::runScript(const std::string& name, const std::string& code) const {

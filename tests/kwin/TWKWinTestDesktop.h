@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A private KDE Plasma compositor for one test program: a session bus and a headless KWin on
-// its own Wayland socket (hosting KDE's global-shortcut service), a temporary home (thunar the
-// default file manager), desktop entries that permit the named programs to use KWin's window
-// management and fake input, spawned Wayland clients, and KWin's own D-Bus answers as the
-// observer. All ends with the object. See TWTestDesktop for X11.
+// A private headless KWin (Wayland), observed through KWin's D-Bus interface and scripting.
 #pragma once
 
 #include "TWTestDesktop.h"
@@ -14,25 +10,17 @@
 
 class TWKWinTestDesktop : public TWTestSession {
   public:
-    // Starts the bus and KWin and points WAYLAND_DISPLAY, DBUS_SESSION_BUS_ADDRESS, HOME and
-    // the XDG variables at them. `permitted` (absolute paths) and this test program get a
-    // desktop entry asking for the window management. KWin shows `outputs` outputs side by side.
+    // Starts the bus and KWin; `permitted` programs and this one may manage windows.
     explicit TWKWinTestDesktop(const std::vector<std::string>& permitted = {}, int outputs = 1);
     ~TWKWinTestDesktop();
 
-    // A flag of KWin's own description of the window (org.kde.KWin getWindowInfo): minimized,
-    // keepAbove...; none when KWin does not know the window.
+    // A value of KWin's getWindowInfo for the window; empty when KWin does not know it.
+    std::string info(const std::string& uuid, const std::string& key) const;
+    // A flag of that description (minimized, keepAbove...); none for an unknown window.
     std::optional<bool> flag(const std::string& uuid, const std::string& name = "minimized") const;
-    // The output holding the window's centre as KWin places it, numbered from the left; -1
-    // when KWin does not know the window.
-    int outputOf(const std::string& uuid) const;
-    // Sends the window to the output as the user's shortcut would; true once it is there.
-    bool moveToOutput(const std::string& uuid, int output) const;
-    // The active window as KWin's scripting reports it (a script of the session's prints each
-    // activation to KWin's log); empty when none is.
+    // The active window as a script of the session's reports it; empty when none is.
     std::string activeWindow() const;
-    // Loads the KWin script `code` as `name` (unloading one of that name first) and starts it;
-    // an empty `code` only unloads.
+    // Loads and starts the KWin script `code` as `name`, replacing one; empty: unloads.
     void runScript(const std::string& name, const std::string& code) const;
     // What the script expression evaluates to in KWin, as text; empty when it did not run.
     std::string evaluate(const std::string& expression) const;

@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The real tidewell program on a headless KWin, observed from outside: its tray icon as a
-// StatusNotifierItem registered with a small panel host on the session bus, read and driven as
-// a panel does (icon, tooltip, menu, Activate, SecondaryActivate), with KWin reporting what
-// became of a client's window; and its preferences driven over the accessibility bus as a
-// screen reader does.
+// Tidewell on a headless KWin, as a panel and a screen reader see it: tray and preferences.
 #include "TWKWinTestDesktop.h"
 #include "TWTestPaths.h"
 #include "TWTestTidewell.h"

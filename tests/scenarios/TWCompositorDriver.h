@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the drivers of the Wayland compositors (KWin, GNOME Shell) share: weston's clients as the
-// programs, Tidewell's record of hidden windows as the marks, the outputs the session started.
+// What the KWin and GNOME Shell drivers share: weston's clients, the record of hidden windows.
 #pragma once
 
 #include "TWCompositorWorkspace.h"

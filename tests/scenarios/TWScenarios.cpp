@@ -1,23 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The desktop scenarios, each a behaviour the user sees on every desktop; TWScenarios.h says
-// how they reach the desktop.
+// The desktop scenarios, each a behaviour the user sees on every desktop.
 #include "TWScenarios.h"
-
-#include "TWTestPaths.h"
 
 #include <map>
 
-namespace {
-
-// Absolute: KWin compares the desktop entry's Exec with the client's executable path.
-const std::string kTool = TWTestProgramPath("tidewellctl");
-
-} // namespace
-
 TEST_P(TWScenarioTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRestoresOnlyItsOwn) {
-    const std::string terminalId = driver().terminal().identifier,
-                      flowerId = driver().flower().identifier;
-    const bool processes = driver().lacks(TWDriverFeature::OtherProcesses).empty();
+    const std::string flowerId = driver().flower().identifier;
     const std::string byHand = driver().lacks(TWDriverFeature::MinimizedByHand);
     pid_t fm, terminal, flower, minimizedByUser;
     client(driver().fileManager(), &fm);
@@ -31,10 +19,6 @@ TEST_P(TWScenarioTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRestor
         apps[a.processIdentifier] = a;
     for (pid_t pid : {fm, terminal, flower, minimizedByUser})
         ASSERT_TRUE(apps.count(pid)) << pid;
-    EXPECT_EQ(workspace.fileManagerBundleIdentifier(), driver().fileManager().identifier);
-    EXPECT_EQ(apps[fm].bundleIdentifier, driver().fileManager().identifier);
-    EXPECT_EQ(apps[terminal].bundleIdentifier, terminalId);
-    EXPECT_EQ(apps[terminal].activationPolicy, TWActivationPolicyRegular);
     // Two copies of one application: two entries, one identity, the desktop entry's name.
     EXPECT_EQ(apps[flower].bundleIdentifier, flowerId);
     EXPECT_EQ(apps[minimizedByUser].bundleIdentifier, flowerId);
@@ -42,18 +26,11 @@ TEST_P(TWScenarioTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRestor
     EXPECT_EQ(apps[flower].localizedName, kFlowerName);
     // Tidewell itself is listed through its registration.
     EXPECT_EQ(apps[getpid()].bundleIdentifier, TWOwnBundleIdentifier);
-    // The command-line tool, a process of its own, sees the same desktop.
-    if (processes) {
-        std::string listing = run({kTool, "list"});
-        EXPECT_NE(listing.find(terminalId), std::string::npos) << listing;
-    }
 
-    // Hide-others as set by default (each setting's outcome on the file manager's windows:
-    // EveryFileManagerOption). Only what Tidewell minimized is on record, where every Tidewell
-    // process reads it.
+    // Hide-others as set by default: only what Tidewell minimized is on record.
     if (byHand.empty())
         userMinimizes(userWindow, true);
-    exclude(terminalId);
+    exclude(driver().terminal().identifier);
     hideOthers();
     EXPECT_TRUE(becomes(flowerWindow, true));
     EXPECT_EQ(marks().size(), byHand.empty() ? 1u : 2u);
@@ -83,11 +60,8 @@ TEST_P(TWScenarioTest, ListedByProcessWithIdentityAndHideOthersThenShowAllRestor
     EXPECT_TRUE(marks().empty());
 }
 
-// Hide-others under each file-manager setting, with the file manager in one process and then in
-// two (every process of the file manager's entry is the file manager), and show-all: the
-// others hidden and back, the excluded left alone, the file manager's windows as the setting
-// says, no mark left. With "Minimize" off, show-all also comes right behind hide-others, before
-// the desktop has answered.
+// Every process of the file manager's entry is the file manager: its windows as each setting
+// says, the others hidden and back, the excluded left alone, no mark left.
 TEST_P(TWScenarioTest, EveryFileManagerOptionInOneProcessAndInTwo) {
     const std::string second = driver().lacks(TWDriverFeature::TwoFileManagerProcesses);
     std::vector<std::string> fmWindows = {client(driver().fileManager())};
@@ -119,10 +93,6 @@ TEST_P(TWScenarioTest, EveryFileManagerOptionInOneProcessAndInTwo) {
                                               << s.showFinder << ", Minimize " << s.minimize);
             shared_.setBool(s.showFinder, TWShowFinderKey);
             shared_.setBool(s.minimize, TWMinimizeKey);
-            for (int round = 0; !s.minimize && round < 3; ++round) {
-                common().showFinderHideOthers();
-                showAll();
-            }
             hideOthers();
             EXPECT_TRUE(becomes(other, true));
             for (const auto& w : fmWindows) {
@@ -161,7 +131,6 @@ TEST_P(TWScenarioTest, ClosingTheFileManagerInsteadBringsOneNewWindowInFront) {
 }
 
 TEST_P(TWScenarioTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientKilledLosesNoOther) {
-    const std::string terminalId = driver().terminal().identifier;
     pid_t flower;
     const std::string terminalWindow = client(driver().terminal()),
                       flowerWindow = client(driver().flower(), &flower);
@@ -177,18 +146,17 @@ TEST_P(TWScenarioTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientKill
     EXPECT_TRUE(becomes(terminalWindow, false));
     EXPECT_TRUE(isActive(terminalWindow));
 
-    // The menu toggle hides a shown application and brings a hidden one forward.
-    common().activateApplicationWithBundleID(terminalId, true);
-    driver().settle();
-    EXPECT_TRUE(becomes(terminalWindow, true));
-    EXPECT_EQ(marks().count(terminalWindow), 1u);
-    common().activateApplicationWithBundleID(terminalId, true);
-    driver().settle();
-    EXPECT_TRUE(becomes(terminalWindow, false));
-    EXPECT_TRUE(isActive(terminalWindow));
+    // The menu toggle hides the application, then brings it forward: no mark left, with no
+    // listing of the windows in between to tidy the record.
+    for (const bool hidden : {true, false}) {
+        common().activateApplicationWithBundleID(driver().terminal().identifier, true);
+        driver().settle();
+        EXPECT_TRUE(becomes(terminalWindow, hidden));
+    }
     EXPECT_TRUE(marks().empty());
-    // The same from two runs of the tool: the show-all run, a process that saw no front switch,
-    // gives the focus back too.
+
+    // Two runs of the tool: the show-all run, a process that saw no front switch, gives the
+    // focus back too.
     if (driver().lacks(TWDriverFeature::OtherProcesses).empty()) {
         run({kTool, "hide-others"});
         EXPECT_TRUE(becomes(terminalWindow, true));
@@ -216,9 +184,7 @@ TEST_P(TWScenarioTest, TheFrontApplicationIsRecordedAndActivatedAgainAClientKill
 }
 
 TEST_P(TWScenarioTest, ShowAllWhileTheFocusChangesEvery20msRestoresEveryWindow) {
-    // The focus passes between two excluded applications while three others are hidden and
-    // shown again: each switch lists the applications anew in the middle of show-all, and
-    // every restore counts once the desktop shows the window restored.
+    // Each focus switch lists the applications anew in the middle of show-all.
     if (const auto why = driver().lacks(TWDriverFeature::FocusChurn); !why.empty())
         GTEST_SKIP() << why;
     exclude(driver().terminal().identifier);
@@ -324,10 +290,8 @@ TEST_P(TWScenarioTest, AWindowOpenedAndAnApplicationQuitWhileHiddenLoseNothing) 
     EXPECT_TRUE(becomes(late, false));
 }
 
-// The window manager (or Tidewell's extension) goes while windows are hidden: a show-all then
-// loses nothing (each window is back or still on record; on X11, where Tidewell maps windows
-// itself when no window manager runs, back), and once it is back a show-all brings every
-// window back.
+// Meanwhile each window is back or still on record (on X11, where Tidewell maps windows itself
+// when no window manager runs, back).
 TEST_P(TWScenarioTest, TheWindowManagerGoneAndBackLosesNothing) {
     if (const auto why = driver().lacks(TWDriverFeature::ServiceGone); !why.empty())
         GTEST_SKIP() << why;
@@ -346,8 +310,6 @@ TEST_P(TWScenarioTest, TheWindowManagerGoneAndBackLosesNothing) {
     EXPECT_TRUE(waitFor([&] { return marks().empty(); }));
 }
 
-// Windows on two workspaces, the user on either: hide-others hides both, show-all brings each
-// back on its own workspace and leaves the user where they are.
 TEST_P(TWScenarioTest, TwoWorkspacesEachWindowBackOnItsOwnTheUserStays) {
     if (const auto why = driver().lacks(TWDriverFeature::Workspaces); !why.empty())
         GTEST_SKIP() << why;
@@ -356,10 +318,8 @@ TEST_P(TWScenarioTest, TwoWorkspacesEachWindowBackOnItsOwnTheUserStays) {
     ASSERT_EQ(driver().workspaceOf(here), 0);
     for (int from : {0, 1}) {
         SCOPED_TRACE(::testing::Message() << "from workspace " << from);
-        // Each action a run of the tool. The user's window on their workspace is in front at
-        // the hide and quits before the show-all: no application gets the focus back, which
-        // would take the user to it, and whatever the window manager does to restore a window
-        // on the other workspace, the user stays.
+        // Each action a run of the tool. The front window quits before the show-all: no
+        // application gets the focus back (which would take the user to it).
         driver().switchToWorkspace(from);
         pid_t frontPid;
         const std::string front = client(driver().terminal(), &frontPid);

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The desktop scenarios every desktop (the simulated one, X11 with any window manager, KWin,
-// GNOME Shell) must pass, written once against a driver: start a client, focus or minimize it
-// by hand, move it to another workspace or output, kill it, and read each window's state
-// through an observer of the desktop's own, never through Tidewell.
+// The desktop scenarios' driver interface and fixture, one driver per desktop.
 #pragma once
 
 #include "TWCommon.h"
@@ -11,6 +8,7 @@
 #include "TWSettings.h"
 #include "TWSimDefaultsStore.h"
 #include "TWTestDesktop.h"
+#include "TWTestPaths.h"
 
 #include <gtest/gtest.h>
 
@@ -24,6 +22,8 @@
 #include <thread>
 
 inline constexpr const char* kFlowerName = "Test Flower";
+// Absolute: KWin compares the desktop entry's Exec with the client's executable path.
+inline const std::string kTool = TWTestProgramPath("tidewellctl");
 
 // A program the scenarios start, and the identity Tidewell lists it with.
 struct TWDriverProgram {
@@ -60,19 +60,15 @@ class TWDesktopDriver {
     // Starts a program; ends it (`signal` SIGKILL: a crash) and waits for it.
     virtual pid_t start(const std::vector<std::string>& argv) = 0;
     virtual void end(pid_t pid, int signal = SIGTERM) = 0;
-    // The file manager (one window in the home) and two other applications, "terminal" and
-    // "flower" (two of the latter may run at once), with their identities. The flower is listed
-    // with the name kFlowerName.
+    // The file manager (one window) and two applications (the flower listed as kFlowerName).
     virtual TWDriverProgram fileManager() const = 0;
     virtual TWDriverProgram terminal() const = 0;
     virtual TWDriverProgram flower() const = 0;
     // A second process of the file manager with a window of its own.
     virtual TWDriverProgram secondFileManager() const { return fileManager(); }
-    // The windows Tidewell has on record as hidden, as another Tidewell process reads them; a
-    // record that outlives its last mark (a file left behind) reads as one mark naming it.
+    // Tidewell's record of hidden windows, as another Tidewell process reads it.
     virtual std::set<std::string> marks() = 0;
-    // Another Tidewell process's mark on the window, its minimize still on the way (only where
-    // the desktop lacks nothing of LateMinimize).
+    // Another Tidewell process's mark on the window, its minimize still on the way.
     virtual void markAsAnotherProcess(const std::string&) {}
     // The observer: the process's first window once shown (empty when it is not in time), a
     // window's state (none: gone), the focused window (empty: none).
@@ -90,15 +86,12 @@ class TWDesktopDriver {
     virtual std::string leftovers() { return {}; }
     // Opens the backend anew, as another Tidewell process would.
     virtual void reopen() {}
-    // Follows the desktop's answers to Tidewell's requests as the application's event loop
-    // would, until each is answered or given up.
+    // Follows the desktop's answers to Tidewell's requests as the application's event loop would.
     virtual void settle() {}
-    // The window manager or Tidewell's extension goes (`gone`) or comes back; returns once the
-    // desktop's observer shows it so.
+    // The window manager or Tidewell's extension goes or comes back, as the observer shows.
     virtual void setServiceGone(bool) { ADD_FAILURE() << "no service to take away"; }
 
-    // Why the driver cannot do `feature`; empty when it can. The calls below are only made
-    // when it can.
+    // Why the driver cannot do `feature`; empty when it can.
     virtual std::string lacks(TWDriverFeature feature) const {
         switch (feature) {
         case TWDriverFeature::Workspaces:
@@ -117,13 +110,11 @@ class TWDesktopDriver {
             return {};
         }
     }
-    // Workspaces (two at least), numbered from 0, as the desktop's observer reports them.
-    // Moving a window or switching returns once the observer shows it done.
+    // Workspaces and outputs from 0, as the observer reports them; moves return once done.
     virtual int currentWorkspace() { return 0; }
     virtual int workspaceOf(const std::string&) { return 0; }
     virtual void moveToWorkspace(const std::string&, int) { ADD_FAILURE() << "no workspaces"; }
     virtual void switchToWorkspace(int) { ADD_FAILURE() << "no workspaces"; }
-    // Outputs (monitors), numbered from 0, the same way.
     virtual int outputOf(const std::string&) { return 0; }
     virtual void moveToOutput(const std::string&, int) { ADD_FAILURE() << "no outputs"; }
 };
@@ -172,10 +163,6 @@ template <class Driver, class... Args> TWDriverMaker TWMakeDriver(std::string na
 }
 inline std::string TWDriverName(const ::testing::TestParamInfo<TWDriverMaker>& info) {
     return info.param.name;
-}
-// gtest prints a failing run's parameter: its name.
-inline void PrintTo(const TWDriverMaker& maker, std::ostream* out) {
-    *out << maker.name;
 }
 
 // A test on one desktop: its driver, Tidewell's actions on it, the clients started.

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The simulated desktop: the desktop scenarios on it, and its own behaviour that tests and demos
-// rely on it to model faithfully.
+// The desktop scenarios on the simulated desktop.
 #include "TWSimDesktop.h"
 #include "TWScenarios.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
-
-using Log = std::vector<std::string>;
 
 namespace {
 
@@ -65,11 +62,14 @@ class TWSimDriver : public TWDesktopDriver {
                 return w.collapsed || isMinimized("app " + std::to_string(ownerOf(id))) == true;
         return std::nullopt;
     }
+    // The file manager's front window when it is active.
     std::string activeWindow() override {
+        const auto fm = sim_.fileManagerWindows();
         for (const auto& [pid, handle] : handles_)
             if (auto app = sim_.application(handle); app && app->active)
-                return fileManagerWindows_.count(pid) ? "fm " + std::to_string(frontWindow())
-                                                      : windowOf(pid);
+                return fileManagerWindows_.count(pid) && !fm.empty()
+                           ? "fm " + std::to_string(fm.front().id)
+                           : windowOf(pid);
         return {};
     }
     void minimizeByHand(const std::string& window, bool minimized) override {
@@ -106,10 +106,6 @@ class TWSimDriver : public TWDesktopDriver {
                 return handles_.at(pid);
         return 0;
     }
-    std::uint64_t frontWindow() const {
-        const auto windows = sim_.fileManagerWindows();
-        return windows.empty() ? 0 : windows.front().id;
-    }
     TWSimDesktop sim_;
     pid_t nextPid_ = 100000;
     std::map<pid_t, std::uint64_t> handles_, fileManagerWindows_;
@@ -119,35 +115,3 @@ INSTANTIATE_TEST_SUITE_P(Sim, TWScenarioTest, ::testing::Values(TWMakeDriver<TWS
                          TWDriverName);
 
 } // namespace
-
-// What the actions' tests rely on without reaching it: handles of quit applications, requests
-// for them, and when a front switch is reported.
-TEST(TWSimDesktopApplications, HandlesStayValidAfterAQuitFrontSwitchesFireOnChanges) {
-    TWSimDesktop desk;
-    auto a = desk.launchApplication("a", "A");
-    auto b = desk.launchApplication("b", "B");
-    EXPECT_TRUE(desk.quitApplication(a));
-    EXPECT_FALSE(desk.quitApplication(a));
-    // A request for an application that has gone is logged and changes nothing.
-    TWRunningApplication gone;
-    gone.handle = a;
-    gone.localizedName = "A";
-    desk.unhide(gone);
-    EXPECT_EQ(desk.log(), (Log{"unhide A"}));
-    ASSERT_EQ(desk.runningApplications().size(), 1u);
-
-    int switches = 0;
-    desk.installFrontSwitchHandler([&] { ++switches; });
-    auto d = desk.launchApplication("d", "D");
-    desk.setHidden(d, true);
-    desk.makeActive(d);
-    desk.activateWithOptions(*desk.application(d), 2);
-    EXPECT_EQ(switches, 1);
-    EXPECT_FALSE(desk.application(d)->hidden) << "activation shows a hidden application";
-    desk.activateWithOptions(*desk.application(b), 2);
-    EXPECT_EQ(switches, 2);
-    desk.hide(*desk.application(b)); // the active one hidden: nothing is in front
-    EXPECT_FALSE(desk.application(b)->active);
-    desk.makeActive(b);
-    EXPECT_EQ(switches, 3);
-}
