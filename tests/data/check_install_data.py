@@ -39,6 +39,11 @@ for program, page in (("tidewell", "tidewell.1"), ("tidewell-helper", "tidewell-
         fail(f"{page}: {option} is in " + ("--help but not in the man page" if option in in_help
                                            else "the man page but not in --help"))
 
+# The tool's former name: the same tool, with a notice only there.
+old, new = help_of("tidewell-x11"), help_of("tidewellctl")
+if old.stdout != new.stdout or "use tidewellctl" not in old.stderr or new.stderr:
+    fail(f"tidewell-x11 is not tidewellctl with a notice: {old.stderr}")
+
 # The programs' help in German, from the same translations as the windows.
 for program, language, text in (("tidewell", "de_DE.UTF-8", "Räumt den Bildschirm"),
                                 ("tidewell-helper", "de_DE.UTF-8", "Rückgabewert: 0")):

@@ -23,6 +23,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -209,8 +210,20 @@ TEST_F(LauncherTest, ATranslocatedInstanceRefusesRequestsWhileItsAlertIsUp) {
 
 // Bad messages and more requests than one answer holds: the channel answers on, and SIGTERM
 // ends the program normally.
-TEST_F(LauncherTest, TheChannelOutlastsBadMessagesAndALongStatus) {
+TEST_F(LauncherTest, TheChannelOutlastsRunningOutOfDescriptorsBadMessagesAndALongStatus) {
+#ifndef TIDEWELL_TEST_SANITIZED // out of descriptors, the sanitizers' own checks fail
+    // Allowed 64 descriptors and sent 200 idle connections: it runs out, then answers again.
+    instance.setChildProcessModifier([] {
+        const rlimit limit{64, 64};
+        setrlimit(RLIMIT_NOFILE, &limit);
+    });
+#endif
     startInstance();
+    std::vector<std::unique_ptr<QLocalSocket>> idle;
+    for (int i = 0; i < 200; ++i)
+        idle.push_back(connectRaw());
+    idle.clear();
+    EXPECT_EQ(run({"--status"}).first, 0);
     EXPECT_TRUE(closedByPeer(connectRaw({"\xff\xff\xff\xffxy", 6}), 3000)); // oversized
     // Half a frame, then silence: dropped once the time for a message has passed.
     EXPECT_TRUE(closedByPeer(connectRaw(TWInstanceChannel::frame("reopen").left(6)), 5000));

@@ -15,6 +15,7 @@
 #include "TWTestApplication.h"
 #include "TWTrayIcon.h"
 #include "TWUserDefaults.h"
+#include "TidewellApplication.h"
 
 #include <QMenu>
 #include <QTemporaryDir>
@@ -59,7 +60,7 @@ class DelegateTest : public ::testing::Test {
         return passed;
     }
 
-    QApplication& app = TWTestApplication();
+    TidewellApplication& app = TWTestApplication<TidewellApplication>();
     TWSimDesktop desktop;
     std::shared_ptr<TWSimDefaultsStore> standardStore = std::make_shared<TWSimDefaultsStore>();
     std::shared_ptr<TWSimDefaultsStore> sharedStore = std::make_shared<TWSimDefaultsStore>();
@@ -188,8 +189,29 @@ TEST_F(DelegateTest, OurSchemeOpensOnlyPreferencesSupportActionsOpenTheirPagesQu
 // One registers at a time: the helper lets go before the application takes the shortcuts, and
 // takes them back when the application ends however it ends (its locks closed, as a crash
 // closes them).
+// The front application is recorded when Tidewell itself goes inactive, and only then.
+TEST_F(DelegateTest, OnlyTheApplicationGoingInactiveRecordsTheNewFrontApplication) {
+    app.setDeactivationHandler([&] { common.setCurrentProcess(); });
+    auto stateChangeTo = [&](QObject* receiver) {
+        common.setCurrentActiveBundleID(std::nullopt);
+        QEvent stateChange(QEvent::ApplicationStateChange);
+        QCoreApplication::sendEvent(receiver, &stateChange);
+        return common.currentActiveBundleID();
+    };
+    ASSERT_EQ(QGuiApplication::applicationState(), Qt::ApplicationInactive);
+    QObject other;
+    EXPECT_EQ(stateChangeTo(&other), std::nullopt);
+    EXPECT_EQ(stateChangeTo(&app), std::optional<std::string>("org.example.Editor"));
+    QWidget window;
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    EXPECT_EQ(stateChangeTo(&app), std::nullopt) << "becoming active is no deactivation";
+    app.setDeactivationHandler(nullptr);
+}
+
 TEST(TWShortcutOwnership, TheHelperRegistersOnlyWhileTheApplicationIsNotRunning) {
-    TWTestApplication();
+    TWTestApplication<TidewellApplication>();
     QTemporaryDir runtime;
     Lines events; // in the order the programs act on their desktop
     auto take = [&](const char* who) {
@@ -227,7 +249,7 @@ TEST(TWShortcutOwnership, TheHelperRegistersOnlyWhileTheApplicationIsNotRunning)
 // Keys held elsewhere when this process takes the shortcuts over (a crashed Tidewell's, not yet
 // let go) are asked for again until they are free; a refusal for good stops after a minute.
 TEST(TWShortcutRetry, RefusedKeysAreAskedForAgainOnceFree) {
-    TWTestApplication();
+    TWTestApplication<TidewellApplication>();
     TWSimDesktop desk;
     TWUserDefaults shared{std::make_shared<TWSimDefaultsStore>()};
     TWCommon common{desk, shared};
