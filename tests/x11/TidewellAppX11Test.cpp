@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The real tidewell program on a real desktop (Xvfb + openbox, xlogo, xterm, pcmanfm), checked
-// by independent observers (xprop, wmctrl): the global shortcuts, and the menu-bar helper started
-// once per session.
+// by independent observers (xprop, wmctrl): the preferences reached through the URL scheme and
+// changed from the keyboard, the global shortcuts, and the menu-bar helper started once per
+// session.
 #include "TWProcessRegistry.h"
 #include "TWSettings.h"
 #include "TWTestPaths.h"
@@ -10,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -59,11 +62,64 @@ class TidewellAppX11Test : public ::testing::Test {
                 return false;
         return true;
     }
+    static unsigned long windowTitled(const std::string& title) {
+        for (const TWObservedWindow& w : desktop_->windows())
+            if (w.title == title)
+                return w.id;
+        return 0;
+    }
+    // Whether the window titled `title` has its frame (the decoration included, as
+    // _NET_FRAME_EXTENTS gives it) centred on the 1280 x 1024 screen.
+    static bool frameCentred(const std::string& title) {
+        const std::string id = std::to_string(windowTitled(title));
+        const std::string info = run({"xwininfo", "-id", id});
+        auto field = [&](const std::string& name) {
+            const size_t at = info.find(name + ":");
+            return at == std::string::npos ? -100000
+                                           : std::atoi(info.c_str() + at + name.size() + 1);
+        };
+        int left = 0, right = 0, top = 0, bottom = 0;
+        if (std::sscanf(run({"xprop", "-id", id, "_NET_FRAME_EXTENTS"}).c_str(),
+                        "_NET_FRAME_EXTENTS(CARDINAL) = %d, %d, %d, %d", &left, &right, &top,
+                        &bottom) != 4)
+            return false;
+        const int x = field("Absolute upper-left X") - left,
+                  y = field("Absolute upper-left Y") - top;
+        const int width = field("Width") + left + right, height = field("Height") + top + bottom;
+        return std::abs(x + width / 2 - 640) <= 1 && std::abs(y + height / 2 - 512) <= 1;
+    }
+
     static inline TWTestDesktop* desktop_ = nullptr;
     static inline TWTestTidewell* tidewell_ = nullptr;
     static inline bool clientsUp_ = false;
     static inline pid_t instance_ = -1;
 };
+
+// Another program opens the URL: xdg-open finds Tidewell's entry for the scheme, and the start it
+// makes hands the URL to the running instance. Centred with its frame from the first show on, the
+// window takes an exclusion from a keyboard user through the real file chooser.
+TEST_F(TidewellAppX11Test, PreferencesOpenThroughTheURLSchemeCentredAndTakeAnExclusionByKeyboard) {
+    desktop_->writeDesktopEntry("xlogo", "[Desktop Entry]\nType=Application\nName=X Logo\n"
+                                         "Exec=xlogo\n");
+    run({"xdg-open", "x-tidewell-action://preferences"});
+    ASSERT_TRUE(waitFor([] { return windowTitled("General") != 0; }))
+        << ::testing::PrintToString(tidewell_->status());
+    EXPECT_TRUE(waitFor([] { return frameCentred("General"); }));
+    run({"xdotool", "search", "--name", "^General$", "windowactivate", "--sync"});
+    run({"xdotool", "key", "ctrl+2"});
+    ASSERT_TRUE(waitFor([] { return windowTitled("Exclude") != 0; }));
+    const size_t before = desktop_->windows().size();
+    run({"xdotool", "key", "--delay", "20", "Tab", "space"});
+    ASSERT_TRUE(waitFor([&] { return desktop_->windows().size() > before; }));
+    run({"xdotool", "type", "--delay", "10", desktop_->dataHome() + "/applications/xlogo.desktop"});
+    run({"xdotool", "key", "Return"});
+    const std::string shared = desktop_->home() + "/.config/tidewell/shared.plist";
+    EXPECT_TRUE(waitFor([&] {
+        return TWReadFile(shared).find("<string>xlogo</string>") != std::string::npos;
+    })) << TWReadFile(shared);
+    run({"wmctrl", "-c", "Exclude"});
+    EXPECT_TRUE(waitFor([] { return windowTitled("Exclude") == 0; }));
+}
 
 // The global shortcuts: stored in the shared settings, grabbed by the running instance at once,
 // pressed on the keyboard (whatever the state of Caps Lock); a combination another client has
