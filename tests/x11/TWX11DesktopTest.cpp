@@ -319,9 +319,9 @@ TEST_F(TWX11DesktopTest, ListsApplicationsInLaunchOrderWithIdentityPolicyAndName
     pid_t gtkNamed = client({"--class", "gtk2,Gtk2", "--gtk-id", "epsilon"});
     pid_t skipper = client({"--class", "skip,Skip", "--state", "SKIP_TASKBAR"});
     pid_t utility = client({"--class", "util,Util", "--type", "UTILITY"});
-    // Listed by wmctrl without a pid (Tidewell asks the X-Resource extension): not waited for
-    // (xterm, next, takes far longer to map).
+    // Listed by wmctrl without a pid (Tidewell asks the X-Resource extension).
     pid_t nameless = client({"--nameless", "--title", "no class at all"}, 0);
+    ASSERT_TRUE(waitFor([&] { return appWithPid(nameless).has_value(); }));
     pid_t xterm = desktop_->spawn({"xterm"});
     clients_.push_back(xterm);
     ASSERT_TRUE(waitFor([&] { return !windowsOf(xterm).empty(); }));
