@@ -39,6 +39,13 @@ template <class Desktop> class TWCompositorDriver : public TWSessionDriver {
             marks[window] = TWHiddenMark{0, TWHiddenRecord::now(), false};
         }));
     }
+    // Off the session bus, the file manager cannot hand the start to its first process.
+    TWDriverProgram secondFileManager() const override {
+        TWDriverProgram second = fileManager();
+        second.argv.insert(second.argv.begin(),
+                           {"env", "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent"});
+        return second;
+    }
     std::string lacks(TWDriverFeature feature) const override {
         if (feature == TWDriverFeature::CollapsingWins)
             return "file-manager windows hidden, then collapsed, keep their marks: show-all "

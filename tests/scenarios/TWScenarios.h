@@ -43,9 +43,8 @@ enum class TWDriverFeature {
     RefusedPerWindow,    // ... one window's only, a given number of times
     ServiceGone,         // the window manager or Tidewell's extension gone and back
     ShowsWithoutService, // ... and a show-all made while it is gone shows every window
-    TwoFileManagerProcesses,
-    LateMinimize,   // another process's minimize landing after a show-all keeps its mark
-    CollapsingWins, // file-manager windows hidden, then collapsed, stay minimized at show-all
+    LateMinimize,        // another process's minimize landing after a show-all keeps its mark
+    CollapsingWins,      // file-manager windows hidden, then collapsed, stay minimized at show-all
 };
 
 // One desktop with a Tidewell backend connected to it. Windows are named as Tidewell's marks
@@ -102,8 +101,6 @@ class TWDesktopDriver {
             return "this desktop's driver cannot take its window manager away";
         case TWDriverFeature::ShowsWithoutService:
             return "Tidewell acts on this desktop only through the service";
-        case TWDriverFeature::TwoFileManagerProcesses:
-            return "this desktop's file manager hands a second start to its first process";
         case TWDriverFeature::LateMinimize:
             return "this desktop's driver cannot write another process's mark";
         default:

@@ -92,8 +92,6 @@ class TWSimDriver : public TWDesktopDriver {
         case TWDriverFeature::RefusedRestores:
         case TWDriverFeature::RefusedPerWindow:
             return "the simulated desktop carries out every request";
-        case TWDriverFeature::TwoFileManagerProcesses:
-            return {};
         default:
             return TWDesktopDriver::lacks(feature);
         }
