@@ -47,9 +47,6 @@ template <class Desktop> class TWCompositorDriver : public TWSessionDriver {
         return second;
     }
     std::string lacks(TWDriverFeature feature) const override {
-        if (feature == TWDriverFeature::CollapsingWins)
-            return "file-manager windows hidden, then collapsed, keep their marks: show-all "
-                   "restores them";
         const bool can = feature == TWDriverFeature::LateMinimize ||
                          (feature == TWDriverFeature::Outputs && testSession_.outputs() > 1);
         return can ? std::string() : TWDesktopDriver::lacks(feature);

@@ -44,7 +44,6 @@ enum class TWDriverFeature {
     ServiceGone,         // the window manager or Tidewell's extension gone and back
     ShowsWithoutService, // ... and a show-all made while it is gone shows every window
     LateMinimize,        // another process's minimize landing after a show-all keeps its mark
-    CollapsingWins,      // file-manager windows hidden, then collapsed, stay minimized at show-all
 };
 
 // One desktop with a Tidewell backend connected to it. Windows are named as Tidewell's marks

@@ -15,9 +15,9 @@ constexpr const char* kLogClass = "TWCompositorFileManagerWindows";
 
 TWCompositorFileManagerWindows::TWCompositorFileManagerWindows(
     TWCompositorWorkspace& workspace, std::string bundleIdentifier,
-    std::shared_ptr<TWCompositorFileManagerState> state)
+    std::shared_ptr<TWCompositorCloseRequests> closing)
     : workspace_(workspace), bundleIdentifier_(std::move(bundleIdentifier)),
-      state_(std::move(state)) {}
+      closing_(std::move(closing)) {}
 
 std::vector<TWFileManagerWindows::WindowId> TWCompositorFileManagerWindows::windows() {
     std::vector<TWListedWindow> entries;
@@ -28,12 +28,13 @@ std::vector<TWFileManagerWindows::WindowId> TWCompositorFileManagerWindows::wind
         for (const auto& w : app.taskbarWins) {
             // A window we asked to close is on its way out; counting it again would make a
             // close-until-none loop wait for the file manager.
-            if (state_->closing.isClosing(w.id))
+            if (closing_->isClosing(w.id))
                 continue;
             // Once the compositor shows the collapse, the event is the truth again.
             if (w.minimized)
-                state_->collapsing.erase(w.id);
-            bool minimized = w.minimized || state_->collapsing.count(w.id);
+                collapsing_.erase(w.id);
+            // A window Tidewell hid (marked) is hidden, not collapsed: it can still be collapsed.
+            bool minimized = collapsing_.count(w.id) || (w.minimized && !workspace_.isMarked(w.id));
             auto number = numbers_.emplace(w.id, numbers_.size() + 1).first->second;
             listed_[number] = {w.id, w.pid};
             entries.push_back({number, minimized, w.stackingIndex});
@@ -52,12 +53,14 @@ void TWCompositorFileManagerWindows::setCollapsed(WindowId window, bool collapse
     const Listed* listed = find(window);
     if (!listed)
         return;
-    // Collapsing carries no hidden mark: showing all applications leaves the window minimized.
+    // Collapsing carries no hidden mark, also on a window just hidden: showing all applications
+    // leaves the window minimized.
     workspace_.windows().setMinimized(listed->id, collapsed);
-    if (collapsed)
-        state_->collapsing.insert(listed->id);
-    else
-        state_->collapsing.erase(listed->id);
+    if (collapsed) {
+        collapsing_.insert(listed->id);
+        workspace_.forgetOwnMark(listed->id);
+    } else
+        collapsing_.erase(listed->id);
 }
 
 void TWCompositorFileManagerWindows::close(WindowId window) {
@@ -65,15 +68,15 @@ void TWCompositorFileManagerWindows::close(WindowId window) {
     if (!listed)
         return;
     workspace_.windows().close(listed->id);
-    state_->closing.add(listed->id, listed->pid);
+    closing_->add(listed->id, listed->pid);
 }
 
 void TWCompositorFileManagerWindows::waitForClosedWindows() {
     // A single-instance file manager hands a new window to its running process; if that process
     // is about to quit with its last window, the request would be lost with it.
-    if (state_->closing.empty())
+    if (closing_->empty())
         return;
-    const auto closing = state_->closing.take();
+    const auto closing = closing_->take();
     auto& windows = workspace_.windows();
     windows.flush();
     auto start = std::chrono::steady_clock::now();

@@ -15,19 +15,13 @@
 
 using TWCompositorCloseRequests = TWCloseRequests<std::string>;
 
-// What the file manager's windows asked of the compositor that its events may not show yet,
-// shared by every scripting object of one desktop: windows asked to minimize sort as minimized;
-// windows asked to close are left out for a while, and a new window waits for them to go.
-struct TWCompositorFileManagerState {
-    std::set<std::string> collapsing;
-    TWCompositorCloseRequests closing;
-};
-
 class TWCompositorFileManagerWindows : public TWFileManagerWindows {
   public:
-    // The windows of the application with this desktop-entry ID.
+    // The windows of the application with this desktop-entry ID. `closing` is shared by every
+    // scripting object of one desktop: windows asked to close are left out for a while, and a
+    // new window waits for them to go.
     TWCompositorFileManagerWindows(TWCompositorWorkspace& workspace, std::string bundleIdentifier,
-                                   std::shared_ptr<TWCompositorFileManagerState> state);
+                                   std::shared_ptr<TWCompositorCloseRequests> closing);
     // The application's taskbar windows; windows asked to close a moment ago are left out.
     std::vector<WindowId> windows() override;
     void setCollapsed(WindowId window, bool collapsed) override;
@@ -42,7 +36,9 @@ class TWCompositorFileManagerWindows : public TWFileManagerWindows {
     };
     TWCompositorWorkspace& workspace_;
     std::string bundleIdentifier_;
-    std::shared_ptr<TWCompositorFileManagerState> state_;
+    std::shared_ptr<TWCompositorCloseRequests> closing_;
+    // Asked to minimize: sorted as minimized before the compositor's events show it.
+    std::set<std::string> collapsing_;
     // Each window gets a number when first listed.
     std::map<std::string, WindowId> numbers_;
     std::map<WindowId, Listed> listed_;

@@ -346,6 +346,17 @@ void TWCompositorWorkspace::forgetMarks(const std::vector<std::string>& ids) {
     });
 }
 
+void TWCompositorWorkspace::forgetOwnMark(const std::string& id) {
+    if (!marks_.count(id))
+        return;
+    auto pending = std::find_if(pendingHides_.begin(), pendingHides_.end(),
+                                [&](const auto& hide) { return hide.first == id; });
+    if (pending == pendingHides_.end())
+        return forgetMarks({id});
+    pendingHides_.erase(pending);
+    marks_.erase(id);
+}
+
 std::string TWCompositorWorkspace::keyOfWindow(const std::string& id, bool askWhenUnknown) {
     if (id.empty())
         return {};

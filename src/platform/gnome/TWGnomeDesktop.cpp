@@ -22,10 +22,10 @@ TWGnomeDesktop::TWGnomeDesktop(std::unique_ptr<TWGnomeConnection> connection)
     : connection_(std::move(connection)),
       workspace_(std::make_unique<TWGnomeWorkspace>(*connection_)),
       scriptingBridge_(std::make_unique<TWScriptingAdapter>(
-          [&workspace = *workspace_, state = std::make_shared<TWCompositorFileManagerState>()](
+          [&workspace = *workspace_, closing = std::make_shared<TWCompositorCloseRequests>()](
               const std::string& bundleIdentifier) {
               return std::make_unique<TWCompositorFileManagerWindows>(workspace, bundleIdentifier,
-                                                                      state);
+                                                                      closing);
           })),
       frontSwitchSource_(std::make_unique<TWKeyedFrontSwitchSource>(
           [&workspace = *workspace_, &connection = *connection_](bool fresh) {

@@ -27,10 +27,10 @@ TWKWinDesktop::TWKWinDesktop(std::unique_ptr<TWKWinConnection> connection)
     : connection_(std::move(connection)),
       workspace_(std::make_unique<TWKWinWorkspace>(*connection_)),
       scriptingBridge_(std::make_unique<TWScriptingAdapter>(
-          [&workspace = *workspace_, state = std::make_shared<TWCompositorFileManagerState>()](
+          [&workspace = *workspace_, closing = std::make_shared<TWCompositorCloseRequests>()](
               const std::string& bundleIdentifier) {
               return std::make_unique<TWCompositorFileManagerWindows>(workspace, bundleIdentifier,
-                                                                      state);
+                                                                      closing);
           })),
       frontSwitchSource_(std::make_unique<TWKeyedFrontSwitchSource>(
           [&workspace = *workspace_, &connection = *connection_](bool fresh) {
