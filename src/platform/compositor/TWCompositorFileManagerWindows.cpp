@@ -58,7 +58,7 @@ void TWCompositorFileManagerWindows::setCollapsed(WindowId window, bool collapse
     workspace_.windows().setMinimized(listed->id, collapsed);
     if (collapsed) {
         collapsing_.insert(listed->id);
-        workspace_.forgetOwnMark(listed->id);
+        workspace_.forgetMark(listed->id);
     } else
         collapsing_.erase(listed->id);
 }

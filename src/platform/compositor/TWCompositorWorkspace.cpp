@@ -346,7 +346,7 @@ void TWCompositorWorkspace::forgetMarks(const std::vector<std::string>& ids) {
     });
 }
 
-void TWCompositorWorkspace::forgetOwnMark(const std::string& id) {
+void TWCompositorWorkspace::forgetMark(const std::string& id) {
     if (!marks_.count(id))
         return;
     auto pending = std::find_if(pendingHides_.begin(), pendingHides_.end(),

@@ -182,9 +182,9 @@ class TWCompositorWorkspace : public TWWorkspace {
     std::string keyOfWindow(const std::string& id, bool askWhenUnknown);
     // Drops the marks of windows that were restored or went away (from the events).
     void forgetMarks(const std::vector<std::string>& ids);
-    // Drops this process's mark of window `id`, a hide not yet sent with it: the window is
-    // collapsed, which leaves it minimized when all applications are shown.
-    void forgetOwnMark(const std::string& id);
+    // Drops window `id`'s mark, withdrawing its hide if not yet sent: a collapsed window stays
+    // minimized when all applications are shown.
+    void forgetMark(const std::string& id);
     bool isMarked(const std::string& id) const { return marks_.count(id) != 0; }
     const TWDesktopEntryIndex& desktopEntries();
     const TWHiddenRecord& record() const { return record_; }
